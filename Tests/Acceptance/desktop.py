@@ -1,0 +1,543 @@
+"""A private desktop for the agent: session bus, screen, window manager, accessibility.
+
+Everything here is started by the tests and ended by them; nothing of the user's own
+session is touched. One desktop is shared by the tests of a process, since starting a
+screen for every test would cost more than the tests themselves.
+"""
+
+import atexit
+import contextlib
+import functools
+import io
+import os
+import re
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+from dataclasses import dataclass
+
+import dbus
+import dbus.bus
+import dbus.lowlevel
+from dbus.mainloop.glib import DBusGMainLoop
+from gi.repository import GLib
+from PIL import Image
+from Xlib import X, Xutil, XK, display as xdisplay, error as xerror
+from Xlib.ext import xtest
+from Xlib.protocol import event as xevent
+
+SCREEN_WIDTH = 1280
+SCREEN_HEIGHT = 1024
+
+# How long a condition may take that the agent should fulfil at once. Generous, since
+# several tests share two processors; it costs nothing while the agent behaves.
+PATIENCE = 10.0
+
+CENTER_INTERFACE = "com.tevanic.DistributedNotificationCenter"
+CENTER_PATH = "/com/tevanic/DistributedNotificationCenter"
+AGENT_NAME = "com.tevanic.NoticeAgent"
+
+BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>unix:dir={folder}</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+  <limit name="max_incoming_bytes">1000000000</limit>
+  <limit name="max_outgoing_bytes">1000000000</limit>
+  <limit name="max_message_size">134217728</limit>
+  <limit name="max_completed_connections">1000</limit>
+  <limit name="max_match_rules_per_connection">10000</limit>
+  <limit name="max_replies_per_connection">50000</limit>
+</busconfig>
+"""
+
+
+def pump(seconds=0.0):
+    """Lets queued bus signals arrive, then gives the processor away for a moment."""
+    context = GLib.MainContext.default()
+    while context.iteration(False):
+        pass
+    if seconds > 0:
+        time.sleep(seconds)
+
+
+def wait_until(condition, what, timeout=PATIENCE, interval=0.01):
+    """Waits for a true value of condition() and returns it; fails with `what` when it stays away."""
+    deadline = time.monotonic() + timeout
+    while True:
+        pump()
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() >= deadline:
+            raise AssertionError(f"not within {timeout:g} s: {what}")
+        time.sleep(interval)
+
+
+def holds_for(condition, seconds, what, interval=0.02):
+    """Fails with `what` when condition() becomes false within the given time."""
+    deadline = time.monotonic() + seconds
+    while time.monotonic() < deadline:
+        pump()
+        if not condition():
+            raise AssertionError(what)
+        time.sleep(interval)
+
+
+@dataclass
+class Posted:
+    """One distributed notification heard on the bus from another connection."""
+
+    moment: float  # time.time()
+    sender: str
+    signature: str
+    arguments: list
+
+
+class Bus:
+    """A session bus of our own and our connection to it."""
+
+    def __init__(self, folder):
+        configuration = os.path.join(folder, "bus.conf")
+        with open(configuration, "w", encoding="utf-8") as file:
+            file.write(BUS_CONFIGURATION.format(folder=folder))
+        self.process = subprocess.Popen(
+            ["dbus-daemon", f"--config-file={configuration}", "--print-address", "--nofork", "--nosyslog"],
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.address = self.process.stdout.readline().strip()
+        self.connection = self.connect()
+        self.heard = []
+        self.connection.add_match_string(
+            f"type='signal',interface='{CENTER_INTERFACE}',member='Posted'")
+        self.connection.add_message_filter(self._hear)
+
+    def connect(self):
+        connection = dbus.bus.BusConnection(self.address, mainloop=DBusGMainLoop())
+        connection.set_exit_on_disconnect(False)
+        return connection
+
+    def _hear(self, connection, message):
+        is_posted = (message.get_interface() == CENTER_INTERFACE and message.get_member() == "Posted")
+        if is_posted and message.get_sender() != connection.get_unique_name():
+            self.heard.append(Posted(time.time(), str(message.get_sender()), str(message.get_signature()),
+                                     message.get_args_list(byte_arrays=True)))
+        return dbus.lowlevel.HANDLER_RESULT_NOT_YET_HANDLED
+
+    def emit(self, signature, *arguments, connection=None):
+        """Emits the signal with arguments of any shape, right or wrong."""
+        message = dbus.lowlevel.SignalMessage(CENTER_PATH, CENTER_INTERFACE, "Posted")
+        if arguments:
+            message.append(*arguments, signature=signature)
+        (connection or self.connection).send_message(message)
+
+    def flush(self):
+        self.connection.flush()
+
+    def process_of(self, name):
+        """The process that owns a name, or None."""
+        try:
+            return int(self.connection.call_blocking(
+                "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "GetConnectionUnixProcessID", "s", (name,)))
+        except dbus.exceptions.DBusException:
+            return None
+
+    def queue_of(self, name):
+        """The processes that own or wait for a name, the owner first."""
+        try:
+            owners = self.connection.call_blocking(
+                "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "ListQueuedOwners", "s", (name,))
+        except dbus.exceptions.DBusException:
+            return []
+        return [self.process_of(str(owner)) for owner in owners]
+
+    def close(self):
+        self.connection.close()
+        end_process(self.process)
+
+
+class Screen:
+    """A virtual screen and what an X client can see and do there."""
+
+    def __init__(self, folder):
+        reading, writing = os.pipe()
+        self.process = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(writing), "-screen", "0", f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}x24",
+             "-dpi", "96", "-nolisten", "tcp", "-noreset"],
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=[writing])
+        os.close(writing)
+        with os.fdopen(reading) as pipe:
+            number = pipe.readline().strip()
+        if not number:
+            raise RuntimeError("Xvfb did not start")
+        self.name = f":{number}"
+        authority = os.path.join(folder, "authority")
+        open(authority, "w").close()
+        os.environ["XAUTHORITY"] = authority
+        with contextlib.redirect_stdout(io.StringIO()):  # it warns that the authority file is empty
+            self.display = xdisplay.Display(self.name)
+        self.display.set_error_handler(lambda *arguments: None)
+        self.root = self.display.screen().root
+        self.park_pointer()
+
+    def atom(self, name):
+        return self.display.intern_atom(name)
+
+    def property(self, window, name):
+        """The property's values as a list, empty when there is none."""
+        try:
+            found = window.get_full_property(self.atom(name), X.AnyPropertyType)
+        except xerror.XError:
+            return []
+        return list(found.value) if found is not None else []
+
+    def state_names(self, window):
+        return {self.display.get_atom_name(atom) for atom in self.property(window, "_NET_WM_STATE")}
+
+    def windows_of(self, process_id):
+        """Every top-level client window of a process, wherever a window manager hung it."""
+        found = []
+
+        def visit(window, depth):
+            try:
+                children = window.query_tree().children
+            except xerror.XError:
+                return
+            for child in children:
+                if self.property(child, "_NET_WM_PID") == [process_id] and self.property(child, "WM_CLASS"):
+                    found.append(child)
+                elif depth < 3:
+                    visit(child, depth + 1)
+
+        visit(self.root, 0)
+        return found
+
+    def viewable(self, window):
+        try:
+            return window.get_attributes().map_state == X.IsViewable
+        except xerror.XError:
+            return False
+
+    def geometry(self, window):
+        """x, y, width, height on the screen."""
+        shape = window.get_geometry()
+        corner = self.root.translate_coords(window, 0, 0)
+        return corner.x, corner.y, shape.width, shape.height
+
+    def picture(self):
+        """What the user sees, as an image."""
+        raw = self.root.get_image(0, 0, SCREEN_WIDTH, SCREEN_HEIGHT, X.ZPixmap, 0xFFFFFFFF)
+        return Image.frombytes("RGB", (SCREEN_WIDTH, SCREEN_HEIGHT), raw.data, "raw", "BGRX")
+
+    def pixel(self, x, y):
+        raw = self.root.get_image(x, y, 1, 1, X.ZPixmap, 0xFFFFFFFF).data
+        return (raw[2], raw[1], raw[0])
+
+    def move_pointer(self, x, y):
+        xtest.fake_input(self.display, X.MotionNotify, x=int(x), y=int(y))
+        self.display.sync()
+
+    def park_pointer(self):
+        self.move_pointer(2, SCREEN_HEIGHT - 3)
+
+    def click(self, x, y):
+        self.move_pointer(x, y)
+        xtest.fake_input(self.display, X.ButtonPress, 1)
+        xtest.fake_input(self.display, X.ButtonRelease, 1)
+        self.display.sync()
+
+    def press_key(self, name):
+        code = self.display.keysym_to_keycode(XK.string_to_keysym(name))
+        xtest.fake_input(self.display, X.KeyPress, code)
+        xtest.fake_input(self.display, X.KeyRelease, code)
+        self.display.sync()
+
+    def active_window(self):
+        values = self.property(self.root, "_NET_ACTIVE_WINDOW")
+        return values[0] if values else 0
+
+    def ask_to_close(self, window):
+        """What a window manager sends when the user closes a window."""
+        message = xevent.ClientMessage(
+            window=window, client_type=self.atom("WM_PROTOCOLS"),
+            data=(32, [self.atom("WM_DELETE_WINDOW"), X.CurrentTime, 0, 0, 0]))
+        window.send_event(message)
+        self.display.sync()
+
+    def plain_window(self, x, y, width, height, color=(200, 40, 40)):
+        """An ordinary program's window, to lie below or beside the notice."""
+        window = self.root.create_window(
+            x, y, width, height, 0, self.display.screen().root_depth, X.InputOutput, X.CopyFromParent,
+            background_pixel=(color[0] << 16) | (color[1] << 8) | color[2],
+            event_mask=X.ButtonPressMask | X.StructureNotifyMask | X.FocusChangeMask | X.KeyPressMask)
+        window.set_wm_normal_hints(flags=Xutil.USPosition | Xutil.USSize, x=x, y=y, width=width, height=height)
+        window.set_wm_hints(flags=Xutil.InputHint, input=1)
+        window.set_wm_name("plain")
+        window.set_wm_class("plain", "Plain")
+        # No frame of the window manager's, so that the window lies exactly where it is put.
+        window.change_property(self.atom("_MOTIF_WM_HINTS"), self.atom("_MOTIF_WM_HINTS"), 32, [2, 0, 0, 0, 0])
+        window.map()
+        self.display.sync()
+        wait_until(lambda: self.viewable(window), "an ordinary window is mapped")
+        return window
+
+    def raise_window(self, window):
+        window.configure(stack_mode=X.Above)
+        self.display.sync()
+
+    def watch_maps(self):
+        """Starts to note every window that is mapped on the screen."""
+        self.root.change_attributes(event_mask=X.SubstructureNotifyMask)
+        self.display.sync()
+        self.maps()
+
+    def maps(self):
+        """The windows mapped since the last call."""
+        mapped = []
+        self.display.sync()
+        while self.display.pending_events():
+            event = self.display.next_event()
+            if event.type == X.MapNotify:
+                mapped.append(event.window)
+        return mapped
+
+    def close(self):
+        try:
+            self.display.close()
+        finally:
+            end_process(self.process)
+
+
+@dataclass
+class Element:
+    """One object of the accessibility tree, as a screen reader sees it."""
+
+    reader: object
+    bus_name: str
+    path: str
+    role: str
+    name: str
+    text: str
+    states: set
+    extents: tuple  # x, y, width, height in its window
+
+    @property
+    def shown(self):
+        return {"showing", "visible"} <= self.states
+
+    @property
+    def enabled(self):
+        return {"enabled", "sensitive"} <= self.states
+
+    def now(self):
+        """The same object looked at again, or None when it is gone."""
+        return self.reader.element(self.bus_name, self.path)
+
+    def centre(self):
+        """Its middle, counted from its window's corner."""
+        x, y, width, height = self.extents
+        return x + width // 2, y + height // 2
+
+
+class Accessibility:
+    """The accessibility bus, read without a cache, so that every look is fresh."""
+
+    ACCESSIBLE = "org.a11y.atspi.Accessible"
+    WINDOW_COORDINATES = dbus.UInt32(1)
+    ROOT = "/org/a11y/atspi/accessible/root"
+    STATES = {8: "enabled", 12: "focused", 11: "focusable", 24: "sensitive", 25: "showing", 30: "visible"}
+
+    def __init__(self, bus, environment):
+        self.process = subprocess.Popen(
+            [find_program("at-spi-bus-launcher"), "--launch-immediately"], env=environment,
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_until(lambda: bus.process_of("org.a11y.Bus"), "the accessibility bus launcher is there")
+        address = str(bus.connection.call_blocking(
+            "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", "", ()))
+        bus.connection.call_blocking(
+            "org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set", "ssv",
+            ("org.a11y.Status", "IsEnabled", dbus.Boolean(True)))
+        self.connection = dbus.bus.BusConnection(address, mainloop=DBusGMainLoop())
+        self.connection.set_exit_on_disconnect(False)
+
+    def _call(self, bus_name, path, interface, method, signature="", *arguments):
+        return self.connection.call_blocking(bus_name, path, interface, method, signature, arguments,
+                                             timeout=PATIENCE)
+
+    def application_of(self, process_id):
+        """The bus name of the agent's accessibility tree, or None while there is none."""
+        try:
+            children = self._call("org.a11y.atspi.Registry", self.ROOT, self.ACCESSIBLE, "GetChildren")
+        except dbus.exceptions.DBusException:
+            return None
+        for bus_name, _path in children:
+            try:
+                owner = self._call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                   "GetConnectionUnixProcessID", "s", bus_name)
+            except dbus.exceptions.DBusException:
+                continue
+            if int(owner) == process_id:
+                return str(bus_name)
+        return None
+
+    def element(self, bus_name, path):
+        try:
+            role = str(self._call(bus_name, path, self.ACCESSIBLE, "GetRoleName"))
+            name = str(self._call(bus_name, path, "org.freedesktop.DBus.Properties", "Get", "ss",
+                                  self.ACCESSIBLE, "Name"))
+            words = self._call(bus_name, path, self.ACCESSIBLE, "GetState")
+            bits = int(words[0]) | (int(words[1]) << 32 if len(words) > 1 else 0)
+            states = {word for bit, word in self.STATES.items() if bits >> bit & 1}
+        except dbus.exceptions.DBusException:
+            return None
+        try:
+            extents = tuple(int(part) for part in self._call(
+                bus_name, path, "org.a11y.atspi.Component", "GetExtents", "u", self.WINDOW_COORDINATES))
+        except dbus.exceptions.DBusException:
+            extents = (0, 0, 0, 0)
+        return Element(self, bus_name, path, role, name, name or self._text(bus_name, path), states, extents)
+
+    def _text(self, bus_name, path):
+        try:
+            return str(self._call(bus_name, path, "org.a11y.atspi.Text", "GetText", "ii",
+                                  dbus.Int32(0), dbus.Int32(-1)))
+        except dbus.exceptions.DBusException:
+            return ""
+
+    def elements(self, process_id):
+        """The agent's whole tree in document order; empty when there is none."""
+        bus_name = self.application_of(process_id)
+        if bus_name is None:
+            return []
+        found = []
+        waiting = [self.ROOT]
+        while waiting:
+            path = waiting.pop(0)
+            element = self.element(bus_name, path)
+            if element is None:
+                continue
+            found.append(element)
+            try:
+                children = self._call(bus_name, path, self.ACCESSIBLE, "GetChildren")
+            except dbus.exceptions.DBusException:
+                continue
+            waiting[:0] = [str(child) for _owner, child in children]
+        return found
+
+    def press(self, element):
+        """A screen reader's way to press a button."""
+        self._call(element.bus_name, element.path, "org.a11y.atspi.Action", "DoAction", "i", dbus.Int32(0))
+
+    def close(self):
+        self.connection.close()
+        end_process(self.process)
+
+
+class Desktop:
+    """All of it together, with the environment that a program started there gets."""
+
+    def __init__(self, window_manager="openbox", accessibility=True, compositor=False):
+        self.folder = tempfile.mkdtemp(prefix="notice-desktop-")
+        self._closing = [lambda: shutil.rmtree(self.folder, ignore_errors=True)]
+        try:
+            self._start(window_manager, accessibility, compositor)
+        except BaseException:
+            self.close()
+            raise
+
+    def _start(self, window_manager, accessibility, compositor):
+        self.bus = Bus(self.folder)
+        self._closing.append(self.bus.close)
+        self.screen = Screen(self.folder)
+        self._closing.append(self.screen.close)
+        self.environment = self._private_environment()
+        if window_manager:
+            self._start_window_manager(window_manager)
+        if compositor:
+            self._start_compositor()
+        self.accessibility = None
+        if accessibility:
+            self.accessibility = Accessibility(self.bus, self.environment)
+            self._closing.append(self.accessibility.close)
+
+    def _private_environment(self):
+        environment = {
+            "PATH": os.environ.get("PATH", "/usr/bin:/bin"),
+            "DISPLAY": self.screen.name,
+            "DBUS_SESSION_BUS_ADDRESS": self.bus.address,
+            "XAUTHORITY": os.environ["XAUTHORITY"],
+            "GSETTINGS_BACKEND": "memory",
+            "LANG": "C.UTF-8",
+            "TZ": "UTC",
+        }
+        for variable, name in (("HOME", "home"), ("XDG_CONFIG_HOME", "config"), ("XDG_CACHE_HOME", "cache"),
+                               ("XDG_DATA_HOME", "data"), ("XDG_RUNTIME_DIR", "runtime"), ("TMPDIR", "tmp")):
+            environment[variable] = os.path.join(self.folder, name)
+            os.mkdir(environment[variable], mode=0o700)
+        # What a sanitized or a measured build needs from outside.
+        kept = re.compile(r"(A|UB|L|T)SAN_OPTIONS$|GCOV_|LLVM_PROFILE_FILE$")
+        environment.update({name: value for name, value in os.environ.items() if kept.match(name)})
+        return environment
+
+    def _start_program(self, *command):
+        process = subprocess.Popen(command, env=self.environment, stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self._closing.append(lambda: end_process(process))
+        return process
+
+    def _start_window_manager(self, name):
+        self._start_program(name)
+        wait_until(lambda: self.screen.property(self.screen.root, "_NET_SUPPORTING_WM_CHECK"),
+                   f"the window manager {name} is there")
+
+    def _start_compositor(self):
+        selection = self.screen.atom("_NET_WM_CM_S0")
+        self._start_program("picom", "--backend", "xrender", "--config", "/dev/null")
+        wait_until(lambda: self.screen.display.get_selection_owner(selection) != X.NONE, "the compositor is there")
+
+    def close(self):
+        for closing in reversed(self._closing):
+            try:
+                closing()
+            except Exception:  # one thing that will not end must not keep the others alive
+                pass
+        self._closing = []
+
+
+@functools.lru_cache(maxsize=None)
+def shared_desktop(window_manager="openbox", accessibility=True, compositor=False):
+    """The process's desktop of this kind, started at its first use and ended with the process."""
+    desktop = Desktop(window_manager, accessibility, compositor)
+    atexit.register(desktop.close)
+    return desktop
+
+
+def end_process(process):
+    """Ends a process of ours."""
+    if process.poll() is None:
+        process.terminate()
+        try:
+            process.wait(3)
+        except subprocess.TimeoutExpired:
+            process.send_signal(signal.SIGKILL)
+            process.wait()
+    if process.stdout:
+        process.stdout.close()
+
+
+def find_program(name):
+    """A program of the accessibility package, which distributions keep in different folders."""
+    for folder in ("/usr/libexec", "/usr/lib/at-spi2-core", "/usr/lib"):
+        candidate = os.path.join(folder, name)
+        if os.access(candidate, os.X_OK):
+            return candidate
+    return name

@@ -1,0 +1,578 @@
+"""What the acceptance tests share: the bundle under test, the running agent, its log.
+
+The agent is judged from outside only: by its window, its log file, the bus, its requests and
+its exit status.
+"""
+
+import datetime
+import glob
+import itertools
+import os
+import plistlib
+import re
+import shutil
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+from dataclasses import dataclass
+from xml.sax.saxutils import escape
+
+import dbus
+from PIL import Image
+
+from desktop import AGENT_NAME, PATIENCE, holds_for, pump, shared_desktop, wait_until
+
+REPOSITORY = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+BUNDLE = os.environ.get("NOTICE_AGENT_BUNDLE") or os.path.join(REPOSITORY, "build/release/NoticeAgent.app")
+LOG_ROOT = "/private/var/log"
+
+ACCENT = (30, 34, 52)
+BLACK = (0, 0, 0)
+WHITE = (255, 255, 255)
+DEFAULT_HEADER = (42, 41, 47)
+
+TITLE_STRIP = 28
+HEADER = 60
+WIDTH = 460
+MARGIN = 24
+
+_numbers = itertools.count(1)
+
+
+def takes(seconds):
+    """Tells the runner how long a test runs in real time, so that it starts the long ones first."""
+    def mark(test):
+        test.seconds = seconds
+        return test
+    return mark
+
+
+# --- messages ----------------------------------------------------------------------------------
+
+
+def notice_xml(head="Upload blocked", module="Cloud Access Policy", body="The file was not sent.",
+               timeout=None, rows=(), ok_url=None, root="zelvik-secure-access"):
+    """A notice document. None leaves an element out; a row is (name, value)."""
+    parts = []
+    for element, text in (("module", module), ("head", head), ("body", body), ("timeout", timeout)):
+        if text is not None:
+            parts.append(f"<{element}>{escape(str(text))}</{element}>")
+    if rows:
+        parts.append("<metadata>" + "".join(
+            "<md>" + (f"<name>{escape(name)}</name>" if name is not None else "")
+            + (f"<val>{escape(value)}</val>" if value is not None else "") + "</md>"
+            for name, value in rows) + "</metadata>")
+    if ok_url is not None:
+        parts.append(f"<url><ok>{escape(ok_url)}</ok></url>")
+    return f"<{root}><notifications>{''.join(parts)}</notifications></{root}>"
+
+
+THREE_ROWS = (("Activity", "Upload"), ("Application", "Example Drive"), ("URL", "https://drive.example/x"))
+
+
+def bus_value(value):
+    """A Python value as the bus type that the contract gives it."""
+    if isinstance(value, bool):
+        return dbus.Boolean(value, variant_level=1)
+    if isinstance(value, bytes):
+        return dbus.ByteArray(value, variant_level=1)
+    if isinstance(value, str):
+        return dbus.String(value, variant_level=1)
+    if isinstance(value, int):
+        return dbus.Int64(value, variant_level=1)
+    if isinstance(value, float):
+        return dbus.Double(value, variant_level=1)
+    return value
+
+
+def png(color, width=64, height=32):
+    """The bytes of a one-coloured picture."""
+    import io
+    buffer = io.BytesIO()
+    Image.new("RGB", (width, height), color).save(buffer, "PNG")
+    return buffer.getvalue()
+
+
+# --- log ---------------------------------------------------------------------------------------
+
+
+class Starts(str):
+    """In a list of expected log messages: one of which only the beginning is given."""
+
+    def __eq__(self, other):
+        return str(other).startswith(str(self))
+
+    def __ne__(self, other):
+        return not self == other
+
+    __hash__ = str.__hash__
+
+    def __repr__(self):
+        return f"Starts({str(self)!r})"
+
+
+@dataclass
+class Record:
+    moment: float  # seconds since the epoch
+    level: str
+    message: str
+
+    @property
+    def pair(self):
+        return (self.level, self.message)
+
+
+class Log:
+    """The agent's log file, read anew at every look."""
+
+    LINE = re.compile(r"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}) \[([^\]]*)\] : (.*)", re.DOTALL)
+
+    def __init__(self, folder_name):
+        self.folder = os.path.join(LOG_ROOT, folder_name)
+        self.path = os.path.join(self.folder, f"{folder_name}_Tevanic.log")
+
+    def raw(self):
+        try:
+            with open(self.path, encoding="utf-8", errors="replace", newline="") as file:
+                return file.read()
+        except OSError:
+            return ""
+
+    def records(self):
+        """Whole records only; a line that does not begin like a record belongs to the one before."""
+        records = []
+        for line in self.raw().splitlines(keepends=True):
+            match = self.LINE.match(line)
+            if match:
+                moment = datetime.datetime.strptime(match[1], "%Y-%m-%d %H:%M:%S.%f")
+                moment = moment.replace(tzinfo=datetime.timezone.utc).timestamp()
+                records.append(Record(moment, match[2], match[3]))
+            elif records:
+                records[-1].message += line
+            else:
+                records.append(Record(0, "no record", line))
+        for record in records:
+            record.message = record.message[:-1] if record.message.endswith("\n") else record.message
+        return records
+
+    def pairs(self):
+        return [record.pair for record in self.records()]
+
+    def find(self, level, message, count=1):
+        """The count-th record of this level and text (or Starts), or None."""
+        matching = [record for record in self.records() if record.level == level and message == record.message]
+        return matching[count - 1] if len(matching) >= count else None
+
+    def wait_for(self, level, message, count=1, timeout=PATIENCE):
+        return wait_until(lambda: self.find(level, message, count),
+                          f"log record {count} [{level}] : {message}", timeout)
+
+    def count(self, level, message):
+        return sum(1 for record in self.records() if record.level == level and message == record.message)
+
+
+LAUNCHED = [
+    ("info", "Initiating a Timer to Terminate the application automatically."),
+    ("debug", Starts("Default APP Termination Time is set to ")),
+]
+
+
+def received(language="en", user_info=Starts("Message from Sase Client APP: \n ")):
+    """The records with which every message begins."""
+    return [
+        ("info", "Message received from Main APP."),
+        ("debug", user_info),
+        ("info", f"Bundle Language View {language}"),
+    ]
+
+
+# --- bundle ------------------------------------------------------------------------------------
+
+
+class Bundle:
+    """A copy of the bundle under test that a test may rebrand."""
+
+    def __init__(self, folder, log_folder_name):
+        self.path = os.path.join(folder, "NoticeAgent.app")
+        shutil.copytree(BUNDLE, self.path, symlinks=True)
+        self.contents = os.path.join(self.path, "Contents")
+        self.resources = os.path.join(self.contents, "Resources")
+        self.executable = os.path.join(self.contents, "Linux", "NoticeAgent")
+        self.settings_file = os.path.join(self.resources, "Application_Shared.plist")
+        self.info_file = os.path.join(self.contents, "Info.plist")
+        self.log_folder_name = log_folder_name
+        self.settings()
+        self.info(Default_App_Timeout=120)
+
+    def settings(self, format=plistlib.FMT_XML, **changes):
+        """Writes the settings: the usual brand with changes; a key given as None is left out."""
+        values = {"AppLogo": "ic_zelvikLogo", "Vendor": "zelvik", "LogFolderName": self.log_folder_name,
+                  "globalAppViewBackgroundColor": "#2A292F"}
+        values.update(changes)
+        self.write_settings(plistlib.dumps({key: value for key, value in values.items() if value is not None},
+                                           fmt=format))
+
+    def write_settings(self, content):
+        # Replaced in one step, as an installer does it: the agent may read at any moment.
+        with open(self.settings_file + ".new", "wb") as file:
+            file.write(content)
+        os.replace(self.settings_file + ".new", self.settings_file)
+
+    def remove_settings(self):
+        os.remove(self.settings_file)
+
+    def info(self, **changes):
+        """Changes entries of the information property list; None takes an entry out."""
+        with open(self.info_file, "rb") as file:
+            values = plistlib.load(file)
+        for key, value in changes.items():
+            if value is None:
+                values.pop(key, None)
+            else:
+                values[key] = value
+        with open(self.info_file, "wb") as file:
+            plistlib.dump(values, file)
+
+    def remove_languages(self):
+        for folder in glob.glob(os.path.join(self.resources, "*.lproj")):
+            shutil.rmtree(folder)
+
+    def table(self, code, table):
+        """Gives a language exactly this string table: a dictionary, or the file's bytes."""
+        folder = os.path.join(self.resources, f"{code}.lproj")
+        shutil.rmtree(folder, ignore_errors=True)
+        os.mkdir(folder)
+        if isinstance(table, dict):
+            table = "".join(f'"{key}" = "{value}";\n' for key, value in table.items()).encode()
+        with open(os.path.join(folder, "Localizable.strings"), "wb") as file:
+            file.write(table)
+
+    def image(self, name, content):
+        with open(os.path.join(self.resources, name), "wb") as file:
+            file.write(content)
+
+
+# --- agent -------------------------------------------------------------------------------------
+
+
+class Agent:
+    """One running agent and everything that can be seen of it."""
+
+    def __init__(self, bundle, desktop, folder, environment=None):
+        self.bundle = bundle
+        self.desktop = desktop
+        self.log = Log(bundle.log_folder_name)
+        self._folder = tempfile.mkdtemp(prefix="agent-", dir=folder)
+        self._window = None
+        self.ended = None
+        variables = dict(desktop.environment)
+        for name, value in (environment or {}).items():
+            if value is None:
+                variables.pop(name, None)
+            else:
+                variables[name] = value
+        with open(self._file("out"), "wb") as out, open(self._file("err"), "wb") as err:
+            self.started = time.time()
+            self.process = subprocess.Popen([bundle.executable], env=variables, cwd="/",
+                                            stdin=subprocess.DEVNULL, stdout=out, stderr=err)
+        # The end is noted when it happens, not when a test looks.
+        self._watcher = threading.Thread(target=self._watch, daemon=True)
+        self._watcher.start()
+
+    def _file(self, name):
+        return os.path.join(self._folder, name)
+
+    def _watch(self):
+        self.process.wait()
+        self.ended = time.time()
+
+    @property
+    def process_id(self):
+        return self.process.pid
+
+    def output(self):
+        with open(self._file("out"), encoding="utf-8", errors="replace") as file:
+            return file.read()
+
+    def errors(self):
+        with open(self._file("err"), encoding="utf-8", errors="replace") as file:
+            return file.read()
+
+    def running(self):
+        return self.ended is None
+
+    def wait_ready(self):
+        """Waits for the well-known name, as a client does before it posts."""
+        def ready():
+            if not self.running():
+                raise AssertionError(f"the agent ended before it owned its name, status {self.process.returncode}")
+            return self.process_id in self.desktop.bus.queue_of(AGENT_NAME)
+        wait_until(ready, f"the agent owns or queues for {AGENT_NAME}", interval=0.003)
+
+    def wait_end(self, timeout=PATIENCE):
+        """Waits for the process to end; returns the moment of it."""
+        wait_until(lambda: not self.running(), "the agent's process ends", timeout)
+        return self.ended
+
+    def end(self):
+        if self.process.poll() is None:
+            self.process.kill()
+        self._watcher.join(5)
+
+    # What the user sees.
+
+    def windows(self):
+        return self.desktop.screen.windows_of(self.process_id)
+
+    def visible_windows(self):
+        return [window for window in self.windows() if self.desktop.screen.viewable(window)]
+
+    def window(self):
+        """The notice's window, once it is there."""
+        screen = self.desktop.screen
+        if self._window is None or not screen.viewable(self._window):
+            visible = self.visible_windows()
+            if visible:
+                self._window = visible[0]
+        return self._window
+
+    def visible(self):
+        window = self.window()
+        return window is not None and self.desktop.screen.viewable(window)
+
+    def wait_visible(self):
+        wait_until(self.visible, "the notice's window is on the screen")
+        return self._window
+
+    def wait_hidden(self, timeout=PATIENCE):
+        wait_until(lambda: not self.visible_windows(), "the notice's window is off the screen", timeout)
+
+    def geometry(self):
+        return self.desktop.screen.geometry(self._window)
+
+    def pixel(self, x, y):
+        """A pixel of the notice as the screen shows it; negative numbers count from right and bottom."""
+        left, top, width, height = self.geometry()
+        return self.desktop.screen.pixel(left + (x if x >= 0 else width + x), top + (y if y >= 0 else height + y))
+
+    def picture(self):
+        left, top, width, height = self.geometry()
+        return self.desktop.screen.picture().crop((left, top, left + width, top + height))
+
+    def header_picture(self):
+        return self.picture().crop((0, TITLE_STRIP, WIDTH, TITLE_STRIP + HEADER))
+
+    # What a screen reader hears.
+
+    def elements(self):
+        return self.desktop.accessibility.elements(self.process_id)
+
+    def texts(self):
+        """The texts that can be read on the screen now, buttons included."""
+        return [element.text for element in self.elements() if element.shown and element.text]
+
+    def wait_text(self, text, timeout=PATIENCE):
+        """Waits until an element shows exactly this text, and returns it."""
+        seen = []
+
+        def found():
+            elements = [element for element in self.elements() if element.shown and element.text]
+            seen[:] = [element.text for element in elements]
+            return next((element for element in elements if element.text == text), None)
+        try:
+            return wait_until(found, f"the text {text!r} is shown", timeout, interval=0.05)
+        except AssertionError as failure:
+            raise AssertionError(f"{failure}; shown: {seen}") from None
+
+    def find_element(self, text):
+        return next((element for element in self.elements() if element.text == text), None)
+
+    def ok_button(self):
+        """The button under the notice's text. The close button, up in the strip, is not it."""
+        def found():
+            if not self.visible():
+                return None
+            return next((element for element in self.elements()
+                         if "button" in element.role and element.shown
+                         and element.extents[1] >= TITLE_STRIP + HEADER), None)
+        return wait_until(found, "an OK button is shown", interval=0.05)
+
+    def press_ok(self):
+        """Clicks OK with the pointer; returns the moment of the click."""
+        button = self.ok_button()
+        moment = time.time()
+        self.click(*button.centre())
+        return moment
+
+    def click(self, x, y):
+        """Clicks at a place of the notice."""
+        left, top, _width, _height = self.geometry()
+        self.desktop.screen.click(left + x, top + y)
+
+    def follow(self, element, while_running=True):
+        """Watches one label until the agent ends or hides; returns [(moment, text, shown)] of its changes."""
+        seen = []
+        while self.running() and while_running:
+            pump()
+            now = element.now()
+            if now is None:
+                break
+            if not seen or seen[-1][1:] != (now.text, now.shown):
+                seen.append((time.time(), now.text, now.shown))
+            time.sleep(0.03)
+        return seen
+
+    def describe(self):
+        state = "running" if self.running() else f"ended with status {self.process.returncode}"
+        log = self.log.raw()
+        if len(log) > 8000:
+            log = log[:4000] + "\n  [...]\n" + log[-4000:]
+        return (f"agent {self.process_id}: {state}\n--- log {self.log.path}\n{log}"
+                f"--- standard output\n{self.output()[-2000:]}--- standard error\n{self.errors()[-4000:]}")
+
+
+# --- test case ---------------------------------------------------------------------------------
+
+
+class NoticeTestCase(unittest.TestCase):
+    """A test with its own bundle copy, log folder and agent on the process's shared desktop."""
+
+    window_manager = "openbox"
+    accessibility = True
+    compositor = False
+    maxDiff = None
+
+    def setUp(self):
+        try:
+            os.makedirs(LOG_ROOT, exist_ok=True)
+            if not os.access(LOG_ROOT, os.W_OK):
+                raise PermissionError(f"no right to write in {LOG_ROOT}")
+        except OSError as failure:
+            self.skipTest(f"the agent's log folder cannot be made: {failure}")
+        self.desktop = shared_desktop(self.window_manager, self.accessibility, self.compositor)
+        self.screen = self.desktop.screen
+        self.bus = self.desktop.bus
+        self.folder = tempfile.mkdtemp(prefix="notice-test-")
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        self.agents = []
+        self.addCleanup(self._end_agents)
+        self.brand = self.new_name()
+        self.bundle = Bundle(self.folder, self.brand)
+
+    def new_name(self):
+        """A log folder name of this test's own; the folder goes with the test."""
+        name = f"nt-{os.getpid()}-{next(_numbers)}"
+        self.addCleanup(shutil.rmtree, os.path.join(LOG_ROOT, name), ignore_errors=True)
+        return name
+
+    def new_bundle(self):
+        """A second bundle, of another brand."""
+        folder = tempfile.mkdtemp(prefix="bundle-", dir=self.folder)
+        return Bundle(folder, self.new_name())
+
+    def _end_agents(self):
+        for agent in self.agents:
+            agent.end()
+        self.screen.park_pointer()
+
+    def describe_failure(self):
+        """What the runner prints beside a failure."""
+        if not getattr(self, "agents", None):
+            return ""
+        return "\n".join(agent.describe() for agent in self.agents)
+
+    def photograph(self, path):
+        self.screen.picture().save(path)
+
+    # Actions.
+
+    def start(self, bundle=None, environment=None):
+        """Starts an agent without waiting for anything."""
+        agent = Agent(bundle or self.bundle, self.desktop, self.folder, environment)
+        self.agents.append(agent)
+        return agent
+
+    def launch(self, bundle=None, environment=None):
+        """Starts an agent and waits until it can be posted to."""
+        agent = self.start(bundle, environment)
+        self.bus.heard.clear()
+        agent.wait_ready()
+        return agent
+
+    def post(self, notification=None, sender_object="", **user_info):
+        """Posts a message to the agent of this test's brand."""
+        name = notification if notification is not None else f"{self.brand}_socketMessageNotifier"
+        values = dbus.Dictionary({key: bus_value(value) for key, value in user_info.items()}, signature="sv")
+        self.bus.emit("ssa{sv}", name, sender_object, values)
+        self.bus.flush()
+        return time.time()
+
+    def post_casb(self, logo=None, **notice):
+        xml = notice_xml(**notice)
+        values = {"webSocketResponse": xml}
+        if logo is not None:
+            values["HeaderLogoImage"] = logo
+        self.post(**values)
+        return xml
+
+    # Expectations.
+
+    def assert_log(self, agent, *expected, after=len(LAUNCHED)):
+        """Waits for the records after the first `after` ones and holds their order, levels and texts to it."""
+        expected = [record for part in expected for record in (part if isinstance(part, list) else [part])]
+        try:
+            wait_until(lambda: len(agent.log.pairs()) >= after + len(expected), "all records are logged", 5)
+        except AssertionError:
+            pass  # the comparison says what is missing
+        # The marks on the left make the texts compare by their beginnings where only those are given.
+        found = agent.log.pairs()[after:]
+        shown = [(level, want if message == want else message)
+                 for (level, message), (_level, want) in zip(found, expected)] + found[len(expected):]
+        self.assertEqual([(level, str(text)) for level, text in expected],
+                         [(level, str(text)) for level, text in shown])
+
+    def assert_pixel(self, agent, place, color, what):
+        """Waits until a pixel of the notice has exactly this colour."""
+        seen = []
+
+        def right():
+            seen[:] = [agent.pixel(*place)]
+            return seen[0] == color
+        try:
+            wait_until(right, "", 3, interval=0.02)
+        except AssertionError:
+            self.fail(f"{what}: pixel {place} should be {color}, is {seen[0]}")
+
+    def assert_header(self, agent, color):
+        # Right of the logo, between the strip and the body.
+        self.assert_pixel(agent, (-24, TITLE_STRIP + HEADER // 2), color, "header")
+
+    def assert_strip(self, agent, color):
+        self.assert_pixel(agent, (WIDTH // 2, TITLE_STRIP // 2), color, "title strip")
+
+    def assert_header_logo(self, agent, color):
+        """The payload's one-coloured logo stands at the header's left edge, 32 high."""
+        self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + HEADER // 2), color, "logo")
+        self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + 14 + 2), color, "top of the logo")
+        self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + 14 + 29), color, "bottom of the logo")
+
+    def assert_header_empty(self, agent, color):
+        """Nothing but the ground is in the header."""
+        def empty():
+            colors = agent.header_picture().getcolors(maxcolors=WIDTH * HEADER)
+            return colors == [(WIDTH * HEADER, color)]
+        wait_until(empty, f"the header holds nothing but {color}", 3, interval=0.05)
+
+    def assert_ended(self, agent, status=0, timeout=PATIENCE):
+        moment = agent.wait_end(timeout)
+        self.assertEqual(status, agent.process.returncode, "exit status")
+        return moment
+
+    def assert_near(self, seconds, expected, what, tolerance=0.4):
+        self.assertTrue(abs(seconds - expected) <= tolerance,
+                        f"{what}: expected about {expected:g} s, took {seconds:.3f} s")
+
+    def assert_stays_hidden(self, agent, seconds=0.5):
+        holds_for(lambda: not agent.visible_windows(), seconds, "a window came up that should not")

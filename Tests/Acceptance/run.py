@@ -1,0 +1,238 @@
+#!/usr/bin/python3
+"""Runs the acceptance tests in parallel and ends with their count.
+
+    run.py [-j WORKERS] [-k WORD]... [MODULE]...
+
+Each worker is a process with a desktop of its own (bus, screen, window manager). Tests are dealt
+out one at a time, the long ones first. The exit status is 1 when a test failed.
+"""
+
+import argparse
+import json
+import os
+import queue
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import traceback
+import unittest
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, HERE)
+
+# Longer than the longest test, so that only a hung one meets it.
+TEST_LIMIT = 120.0
+
+
+def all_tests(modules):
+    """Every test by its id."""
+    loader = unittest.TestLoader()
+    names = modules or sorted(name[:-3] for name in os.listdir(HERE)
+                              if name.startswith("test_") and name.endswith(".py"))
+    tests = {}
+
+    def collect(suite):
+        for test in suite:
+            if isinstance(test, unittest.TestSuite):
+                collect(test)
+            else:
+                tests[test.id()] = test
+    collect(loader.loadTestsFromNames([name[:-3] if name.endswith(".py") else name
+                                       for name in map(os.path.basename, names)]))
+    for error in loader.errors:
+        sys.exit(error)
+    return tests
+
+
+def expected_seconds(test):
+    return getattr(getattr(test, test._testMethodName, None), "seconds", 1)
+
+
+# --- worker ------------------------------------------------------------------------------------
+
+
+class OneResult(unittest.TestResult):
+    """Notes one test's outcome, and at once, while the agent still runs, what it looked like."""
+
+    def __init__(self, pictures):
+        super().__init__()
+        self.pictures = pictures
+        self.status = "passed"
+        self.detail = ""
+
+    def _fail(self, test, error):
+        self.status = "failed"
+        self.detail += "".join(traceback.format_exception(*error))
+        test = getattr(test, "test_case", test)  # a subtest names its test
+        try:
+            self.detail += test.describe_failure()
+            os.makedirs(self.pictures, exist_ok=True)
+            path = os.path.join(self.pictures, f"{test.id()}.png")
+            test.photograph(path)
+            self.detail += f"--- screen: {path}\n"
+        except Exception as failure:
+            self.detail += f"(no more about the agent: {failure})\n"
+
+    def addFailure(self, test, err):
+        super().addFailure(test, err)
+        self._fail(test, err)
+
+    def addError(self, test, err):
+        super().addError(test, err)
+        self._fail(test, err)
+
+    def addSubTest(self, test, subtest, err):
+        super().addSubTest(test, subtest, err)
+        if err is not None:
+            self._fail(subtest, err)
+
+    def addSkip(self, test, reason):
+        super().addSkip(test, reason)
+        self.status = "skipped"
+        self.detail = reason
+
+    def addUnexpectedSuccess(self, test):
+        super().addUnexpectedSuccess(test)
+        self.status = "failed"
+        self.detail = "unexpected success"
+
+
+def worker(pictures):
+    """Runs the tests named on standard input, one a line, and answers one line of JSON each."""
+    answers = os.fdopen(os.dup(1), "w")
+    os.dup2(2, 1)
+    # An end by the runner's signal ends the desktop too.
+    signal.signal(signal.SIGTERM, lambda *arguments: sys.exit(1))
+    for line in sys.stdin:
+        name = line.strip()
+        started = time.monotonic()
+        result = OneResult(pictures)
+        unittest.TestLoader().loadTestsFromName(name).run(result)
+        answers.write(json.dumps({"test": name, "status": result.status, "detail": result.detail,
+                                  "seconds": time.monotonic() - started}) + "\n")
+        answers.flush()
+
+
+class Worker:
+    def __init__(self, folder, pictures):
+        environment = dict(os.environ, TMPDIR=folder)
+        self.process = subprocess.Popen(
+            [sys.executable, os.path.join(HERE, "run.py"), "--worker", pictures], env=environment, text=True,
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, start_new_session=True)
+
+    def run(self, name):
+        timer = threading.Timer(TEST_LIMIT, self._kill)
+        timer.start()
+        try:
+            self.process.stdin.write(name + "\n")
+            self.process.stdin.flush()
+            answer = self.process.stdout.readline()
+        except OSError:
+            answer = ""
+        finally:
+            timer.cancel()
+        if answer:
+            return json.loads(answer)
+        self._kill()
+        return {"test": name, "status": "failed", "seconds": TEST_LIMIT, "lost": True,
+                "detail": f"the test's process ended, or the test ran for more than {TEST_LIMIT:g} s\n"}
+
+    def close(self):
+        try:
+            self.process.stdin.close()
+            self.process.wait(10)
+        except (OSError, subprocess.TimeoutExpired):
+            pass
+        self._kill()
+
+    def _kill(self):
+        """Ends the worker with all it started: they share its process group, which is ours alone."""
+        try:
+            os.killpg(self.process.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        self.process.wait()
+
+
+# --- runner ------------------------------------------------------------------------------------
+
+
+def run_all(names, count, pictures):
+    waiting = queue.SimpleQueue()
+    for name in names:
+        waiting.put(name)
+    results = []
+    lock = threading.Lock()
+    folder = tempfile.mkdtemp(prefix="notice-acceptance-")
+
+    def work():
+        hand = None
+        while True:
+            try:
+                name = waiting.get_nowait()
+            except queue.Empty:
+                break
+            hand = hand or Worker(folder, pictures)
+            result = hand.run(name)
+            if result.get("lost"):
+                hand = None
+            with lock:
+                results.append(result)
+                report(result)
+        if hand:
+            hand.close()
+
+    threads = [threading.Thread(target=work) for _ in range(min(count, len(names)))]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    shutil.rmtree(folder, ignore_errors=True)
+    return results
+
+
+def report(result):
+    line = f"{result['status']:7} {result['seconds']:5.1f} s  {result['test']}"
+    if result["status"] == "skipped":
+        line += f": {result['detail']}"
+    print(line, flush=True)
+    if result["status"] == "failed":
+        print("    " + result["detail"].rstrip().replace("\n", "\n    ") + "\n", flush=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Runs the acceptance tests of the Notice Agent.")
+    parser.add_argument("-j", "--workers", type=int, default=4)
+    parser.add_argument("-k", "--keyword", action="append", default=[], help="only tests with this word in their id")
+    parser.add_argument("modules", nargs="*", help="test modules; all of them when none is named")
+    arguments = parser.parse_args()
+
+    from harness import BUNDLE, REPOSITORY
+    if not os.access(os.path.join(BUNDLE, "Contents/Linux/NoticeAgent"), os.X_OK):
+        sys.exit(f"no agent in {BUNDLE}: build it first, or name a bundle in NOTICE_AGENT_BUNDLE")
+    tests = all_tests(arguments.modules)
+    names = [name for name in tests if not arguments.keyword or any(word in name for word in arguments.keyword)]
+    names.sort(key=lambda name: -expected_seconds(tests[name]))
+    started = time.monotonic()
+    results = run_all(names, max(1, arguments.workers), os.path.join(REPOSITORY, "build/acceptance"))
+
+    def count(status):
+        return sum(1 for result in results if result["status"] == status)
+    failed = [result["test"] for result in results if result["status"] == "failed"]
+    if failed:
+        print("failed:\n  " + "\n  ".join(sorted(failed)))
+    print(f"in {time.monotonic() - started:.0f} s")
+    skipped = f", {count('skipped')} skipped" if count("skipped") else ""
+    print(f"{count('passed')} passed, {count('failed')} failed{skipped}")
+    return 1 if failed or not results else 0
+
+
+if __name__ == "__main__":
+    if len(sys.argv) > 1 and sys.argv[1] == "--worker":
+        worker(sys.argv[2])
+    else:
+        sys.exit(main())

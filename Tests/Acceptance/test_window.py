@@ -1,0 +1,403 @@
+"""The window: where it stands, above what, when it is seen, and how it goes."""
+
+import time
+
+from Xlib import X
+from Xlib.ext import xtest
+
+from activity_server import ActivityServer
+from desktop import AGENT_NAME, SCREEN_HEIGHT, SCREEN_WIDTH, holds_for, wait_until
+from harness import (MARGIN, THREE_ROWS, TITLE_STRIP, WIDTH, NoticeTestCase, Starts, notice_xml, received, takes)
+
+EVERY_KIND = {
+    "maintenance": dict(WebSocketType=True, MaintenanceMessageKey="text"),
+    "auto disconnect": dict(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey="text"),
+    "re-authentication": dict(WebSocketReAuthType=True),
+    "concurrent session": dict(WebSocketAdminDisconnect=True, webSocketResponse=notice_xml(body="text")),
+    "casb": dict(webSocketResponse=notice_xml(body="text", timeout="60", rows=THREE_ROWS)),
+}
+
+LONG = "Zusammengehöriges Wort " * 2000
+UNBROKEN = "W" * 20_000
+
+
+class PlaceTest(NoticeTestCase):
+
+    def assert_on_screen(self, agent):
+        left, top, width, height = agent.geometry()
+        self.assertGreaterEqual(left, 0)
+        self.assertGreaterEqual(top, 0)
+        self.assertLessEqual(left + width, SCREEN_WIDTH)
+        self.assertLessEqual(top + height, SCREEN_HEIGHT)
+
+    def test_every_notice_stands_top_right(self):
+        agent = self.launch()
+        for kind, message in EVERY_KIND.items():
+            with self.subTest(kind):
+                self.post(**message)
+                agent.wait_visible()
+                wait_until(lambda: agent.geometry()[:3] == (SCREEN_WIDTH - MARGIN - WIDTH, MARGIN, WIDTH),
+                           f"{kind} at the top right", 2)
+                self.assert_on_screen(agent)
+
+    def test_long_texts_stay_on_the_screen_with_their_button(self):
+        for name, message in {
+                "maintenance": dict(WebSocketType=True, MaintenanceMessageKey=LONG),
+                "maintenance, unbroken": dict(WebSocketType=True, MaintenanceMessageKey=UNBROKEN),
+                "maintenance, many lines": dict(WebSocketType=True, MaintenanceMessageKey="line\n" * 500 + "end"),
+                "auto disconnect": dict(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey=LONG),
+                "concurrent session": dict(WebSocketAdminDisconnect=True,
+                                           webSocketResponse=notice_xml(head=LONG, body=LONG)),
+                "casb": dict(webSocketResponse=notice_xml(
+                    head=LONG, module=UNBROKEN, body=LONG, timeout="60",
+                    rows=[(LONG, LONG), (UNBROKEN, UNBROKEN), (LONG, UNBROKEN)]))}.items():
+            with self.subTest(name):
+                bundle = self.new_bundle()
+                agent = self.launch(bundle)
+                self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **message)
+                agent.wait_visible()
+                button = agent.ok_button()
+                self.assert_on_screen(agent)
+                x, y, width, height = button.extents
+                _left, _top, window_width, window_height = agent.geometry()
+                self.assertEqual(WIDTH, window_width)
+                self.assertTrue(x >= 0 and x + width <= window_width and y + height <= window_height,
+                                f"the button {button.extents} lies inside {agent.geometry()}")
+                # And it can be pressed there.
+                agent.press_ok()
+                self.assert_ended(agent)
+
+    def test_long_text_is_whole_for_a_screen_reader(self):
+        agent = self.launch()
+        value = "https://drive.example/" + "segment/" * 200
+        self.post_casb(rows=[("Activity", "Upload"), ("Application", "Drive"), ("URL", value)], timeout="60")
+        agent.wait_text(value)
+
+    def test_window_moves_by_its_strip_and_keeps_its_place(self):
+        agent = self.launch()
+        self.post(WebSocketType=True, MaintenanceMessageKey="first")
+        agent.wait_text("first")
+        agent.wait_visible()
+        left, top, _width, _height = agent.geometry()
+        display = self.screen.display
+        start = (left + 100, top + TITLE_STRIP // 2)
+        self.screen.move_pointer(*start)
+        xtest.fake_input(display, X.ButtonPress, 1)
+        for step in range(1, 11):
+            self.screen.move_pointer(start[0] - 20 * step, start[1] + 10 * step)
+            self.screen.pixel(0, 0)
+        xtest.fake_input(display, X.ButtonRelease, 1)
+        display.sync()
+        wait_until(lambda: abs(agent.geometry()[0] - (left - 200)) <= 20 and abs(agent.geometry()[1] - (top + 100)) <= 10,
+                   f"the window follows the pointer from {(left, top)}", 2)
+        moved = agent.geometry()[:2]
+        self.post(WebSocketType=True, MaintenanceMessageKey="second")
+        agent.wait_text("second")
+        self.assertEqual(moved, agent.geometry()[:2])
+
+
+class LevelTest(NoticeTestCase):
+
+    def is_above(self, agent):
+        return "_NET_WM_STATE_ABOVE" in self.screen.state_names(agent.window())
+
+    def test_every_notice_stays_above_a_raised_window(self):
+        other = self.screen.plain_window(700, 0, 580, 700, (200, 40, 40))
+        self.addCleanup(self.screen.display.sync)
+        self.addCleanup(other.destroy)
+        agent = self.launch()
+        for kind, message in EVERY_KIND.items():
+            with self.subTest(kind):
+                self.post(**message)
+                agent.wait_visible()
+                wait_until(lambda: self.is_above(agent), f"{kind} is above", 2)
+                self.screen.raise_window(other)
+                self.assert_pixel(agent, (8, 100), (255, 255, 255), "body under a raised window")
+
+    def test_level_is_kept_after_being_hidden_and_shown(self):
+        other = self.screen.plain_window(700, 0, 580, 700, (200, 40, 40))
+        self.addCleanup(self.screen.display.sync)
+        self.addCleanup(other.destroy)
+        agent = self.launch()
+        for number in range(3):
+            self.post(WebSocketType=True, MaintenanceMessageKey=f"shown {number}")
+            agent.wait_visible()
+            wait_until(lambda: self.is_above(agent), "above", 2)
+            self.screen.raise_window(other)
+            self.assert_pixel(agent, (8, 100), (255, 255, 255), "body under a raised window")
+            self.post(WebSocketAdminDisconnect=True)  # without a response: hides
+            agent.wait_hidden()
+
+    def test_notice_without_need_of_the_keyboard_leaves_it_where_it_is(self):
+        other = self.screen.plain_window(100, 500, 200, 200)
+        self.addCleanup(self.screen.display.sync)
+        self.addCleanup(other.destroy)
+        other.set_input_focus(X.RevertToParent, X.CurrentTime)
+        self.screen.display.sync()
+        wait_until(lambda: self.screen.active_window() == other.id, "the ordinary window is active")
+        for kind in ("maintenance", "auto disconnect", "re-authentication", "concurrent session"):
+            with self.subTest(kind):
+                bundle = self.new_bundle()
+                agent = self.launch(bundle)
+                self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **EVERY_KIND[kind])
+                agent.wait_visible()
+                holds_for(lambda: self.screen.active_window() == other.id, 0.4, f"{kind} took the keyboard")
+                agent.end()
+
+    def test_casb_notice_becomes_key(self):
+        other = self.screen.plain_window(100, 500, 200, 200)
+        self.addCleanup(self.screen.display.sync)
+        self.addCleanup(other.destroy)
+        agent = self.launch()
+        self.post(**EVERY_KIND["casb"])
+        agent.wait_visible()
+        wait_until(lambda: self.screen.active_window() == agent.window().id, "the CASB notice is the active window")
+
+    @takes(2)
+    def test_ok_by_keyboard(self):
+        agent = self.launch()
+        self.post(**EVERY_KIND["casb"])
+        agent.wait_visible()
+        wait_until(lambda: self.screen.active_window() == agent.window().id, "the CASB notice is the active window")
+        button = agent.ok_button()
+
+        def focused():
+            return "focused" in button.now().states
+        for _ in range(8):
+            if focused():
+                break
+            self.screen.press_key("Tab")
+            time.sleep(0.1)  # what one key press brings about
+        self.assertTrue(focused(), "Tab reaches OK")
+        self.screen.press_key("space")
+        agent.wait_hidden(2)
+        self.assert_ended(agent)
+
+    @takes(2)
+    def test_ok_by_screen_reader(self):
+        agent = self.launch()
+        self.post(**EVERY_KIND["concurrent session"])
+        self.desktop.accessibility.press(agent.ok_button())
+        self.assert_ended(agent)
+
+
+class LevelWithoutWindowManagerTest(NoticeTestCase):
+    window_manager = None
+
+    def test_above_is_set_before_the_window_is_mapped(self):
+        agent = self.launch()
+        self.screen.watch_maps()
+        self.post(**EVERY_KIND["casb"])
+        agent.wait_visible()
+        # Nobody but the agent writes this property here, so it stands as it was at the mapping.
+        self.assertIn("_NET_WM_STATE_ABOVE", self.screen.state_names(agent.window()))
+        self.assertEqual([agent.window().id], [window.id for window in self.screen.maps()])
+
+    def test_above_is_set_again_before_each_mapping(self):
+        agent = self.launch()
+        for number in range(3):
+            self.post(WebSocketType=True, MaintenanceMessageKey=f"shown {number}")
+            agent.wait_visible()
+            self.assertIn("_NET_WM_STATE_ABOVE", self.screen.state_names(agent.window()))
+            self.post(WebSocketAdminDisconnect=True)
+            agent.wait_hidden()
+
+    def test_place_without_a_window_manager(self):
+        agent = self.launch()
+        self.post(**EVERY_KIND["maintenance"])
+        agent.wait_visible()
+        self.assertEqual((SCREEN_WIDTH - MARGIN - WIDTH, MARGIN, WIDTH), agent.geometry()[:3])
+
+
+class OtherWindowManagerTest(NoticeTestCase):
+    window_manager = "xfwm4"
+
+    def test_place_level_and_end(self):
+        other = self.screen.plain_window(700, 0, 580, 700, (200, 40, 40))
+        self.addCleanup(self.screen.display.sync)
+        self.addCleanup(other.destroy)
+        agent = self.launch()
+        self.post(**EVERY_KIND["maintenance"])
+        agent.wait_visible()
+        wait_until(lambda: agent.geometry()[:3] == (SCREEN_WIDTH - MARGIN - WIDTH, MARGIN, WIDTH), "top right", 2)
+        wait_until(lambda: "_NET_WM_STATE_ABOVE" in self.screen.state_names(agent.window()), "above", 2)
+        self.screen.raise_window(other)
+        self.assert_pixel(agent, (8, 100), (255, 255, 255), "body under a raised window")
+        agent.press_ok()
+        self.assert_ended(agent)
+
+
+class CompositorTest(NoticeTestCase):
+    compositor = True
+
+    def test_invisible_notice_is_neither_seen_nor_clicked(self):
+        other = self.screen.plain_window(700, 0, 580, 700, (200, 40, 40))
+        self.addCleanup(self.screen.display.sync)
+        self.addCleanup(other.destroy)
+        agent = self.launch()
+        self.post(**EVERY_KIND["concurrent session"])
+        agent.wait_visible()
+        self.assert_pixel(agent, (8, 100), (255, 255, 255), "body")
+        left, top, _width, _height = agent.geometry()
+        x, y = agent.ok_button().centre()
+        self.post(WebSocketAdminDisconnect=True)
+        wait_until(lambda: self.screen.pixel(left + 8, top + 100) == (200, 40, 40), "the window below is seen again")
+        self.screen.click(left + x, top + y)
+        holds_for(agent.running, 0.5, "the click reached an invisible notice")
+        self.post(**EVERY_KIND["maintenance"])
+        wait_until(lambda: self.screen.pixel(left + 8, top + 100) == (255, 255, 255), "the notice is seen again")
+
+
+class CloseTest(NoticeTestCase):
+
+    def close_by_button(self, agent):
+        """The strip's button stands at the right."""
+        _left, _top, width, _height = agent.geometry()
+        agent.click(width - 16, TITLE_STRIP // 2)
+
+    def close_by_window_manager(self, agent):
+        self.screen.ask_to_close(agent.window())
+
+    def assert_closed_for_good(self, close):
+        agent = self.launch()
+        self.post(WebSocketType=True, MaintenanceMessageKey="first")
+        agent.wait_visible()
+        agent.wait_text("first")
+        close(agent)
+        agent.wait_hidden(2)
+        for count, (kind, message) in enumerate(EVERY_KIND.items(), 2):
+            self.post(**message)
+            agent.log.wait_for("info", "Message received from Main APP.", count)
+        self.assert_stays_hidden(agent, 0.5)
+        self.assertTrue(agent.running())
+        self.assertEqual(agent.process_id, self.bus.process_of(AGENT_NAME))
+        # Nothing beyond the installer's own record, since no controller came up.
+        self.assert_log(agent, received(),
+                        ("info", "Initiating Maintenance Mode View.."),
+                        ("info", "Web Socket Notification Type : Maintenance Mode Notification..."),
+                        received(),
+                        ("info", "Initiating Maintenance Mode View.."),
+                        ("info", "Web Socket Notification Type : Maintenance Mode Notification..."),
+                        received(),
+                        ("info", "Initiating Auto Disconnect Mode View.."),
+                        ("info", "Web Socket Notification Type : Auto Disconnect Notification..."),
+                        received(),
+                        ("info", "Initiating ReAuth Mode.."),
+                        ("info", "CASB Socket Notification Type : CASB Mode Notification..."),
+                        received(),
+                        ("info", "Initiating Concurrent session view.."),
+                        ("info", "Concurrent Session Notification Type..."),
+                        received(),
+                        ("debug", Starts("Parsing websocket response: ")),
+                        ("info", "Initiating CASB View.."),
+                        ("info", "CASB Socket Notification Type : CASB Mode Notification..."))
+
+    def test_closed_by_its_button(self):
+        self.assert_closed_for_good(self.close_by_button)
+
+    def test_closed_by_the_window_manager(self):
+        self.assert_closed_for_good(self.close_by_window_manager)
+
+    @takes(3)
+    def test_closed_agent_ends_by_its_time_out(self):
+        self.bundle.info(Default_App_Timeout=2)
+        agent = self.launch()
+        self.post(WebSocketType=True, MaintenanceMessageKey="first")
+        agent.wait_visible()
+        self.close_by_window_manager(agent)
+        agent.wait_hidden(1)
+        self.assert_near(self.assert_ended(agent) - agent.started, 2.05, "launch to end")
+
+    @takes(8)
+    def test_countdown_of_a_closed_notice_goes_on(self):
+        server = ActivityServer()
+        self.addCleanup(server.close)
+        agent = self.launch()
+        self.post_casb(timeout="6", rows=THREE_ROWS, ok_url=server.url("/closed"))
+        begun = agent.log.wait_for("info", Starts("Parsing successful")).moment
+        agent.wait_visible()
+        self.close_by_button(agent)
+        agent.wait_hidden(1)
+        self.assert_near(self.assert_ended(agent) - begun, 7, "set-up to end")
+        self.assertEqual(1, len(server.requests))
+
+
+class PlainTextTest(NoticeTestCase):
+    """Every text from outside is shown as it is: no markup, link or picture in it counts."""
+
+    def markup(self, server):
+        return f"<b>bold</b> <a href='{server.url('/a')}'>link</a> <img src=\"{server.url('/i.png')}\"> &lt; **x**"
+
+    def test_markup_is_shown_literally(self):
+        server = ActivityServer()
+        self.addCleanup(server.close)
+        text = self.markup(server)
+        agent = self.launch()
+        for kind, message, extra in (
+                ("maintenance", dict(WebSocketType=True, MaintenanceMessageKey=text), ()),
+                ("auto disconnect", dict(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey=text), ()),
+                ("concurrent session", dict(WebSocketAdminDisconnect=True, webSocketResponse=notice_xml(
+                    head="<i>h</i>", module="<u>m</u>", body=text)), ("<i>h</i> by <u>m</u>",)),
+                ("casb", dict(webSocketResponse=notice_xml(
+                    head="<i>h</i>", module="&amp;m", body=text, timeout="60",
+                    rows=[("<b>c</b>", "<b>v</b>"), ("&c", "&v"), ("<html>", "<html><body>x</body></html>")])),
+                 ("<i>h</i> by &amp;m", "<b>c</b>", "<b>v</b>", "&c", "&v", "<html>", "<html><body>x</body></html>"))):
+            with self.subTest(kind):
+                self.post(**message)
+                agent.wait_text(text)
+                for other in extra:
+                    agent.wait_text(other)
+        self.assertEqual([], server.requests)
+
+    def test_markup_is_drawn_literally(self):
+        """Bold markup must not make bold text: both pictures show the same number of characters."""
+        agent = self.launch()
+        widths = []
+        for text in ("<b>iiiiiiii</b>", "xbxiiiiiiiixxbx"):
+            self.post(WebSocketType=True, MaintenanceMessageKey=text)
+            agent.wait_text(text)
+            wait_until(lambda: self.ink(agent), "the text is drawn")
+            holds_for(lambda: True, 0.2, "")
+            box = self.ink(agent)
+            widths.append(box[2] - box[0])
+        self.assertGreater(widths[0], widths[1] * 0.6, widths)
+
+    @staticmethod
+    def ink(agent):
+        """The box of everything dark in the upper left of the body, where the text begins."""
+        _left, _top, width, height = agent.geometry()
+        body = agent.picture().crop((2, 90, width - 120, height - 60)).convert("L")
+        return body.point(lambda value: 255 if value < 160 else 0).getbbox()
+
+
+class AccessibilityTest(NoticeTestCase):
+
+    def test_what_a_screen_reader_finds(self):
+        agent = self.launch()
+        self.post(**EVERY_KIND["casb"])
+        agent.wait_text("text")
+        elements = agent.elements()
+        buttons = [element for element in elements if "button" in element.role and element.shown]
+        self.assertTrue(all(element.name for element in buttons), "every button has a name")
+        self.assertEqual("OK", agent.ok_button().name)
+        for text in ("Upload blocked by Cloud Access Policy", "text", "Activity", "Upload", "Application",
+                     "Example Drive", "URL", "https://drive.example/x"):
+            element = next((element for element in elements if element.text == text), None)
+            self.assertIsNotNone(element, text)
+            x, y, width, height = element.extents
+            self.assertGreater(width * height, 0, text)
+            self.assertTrue(0 <= x and x + width <= WIDTH and y >= TITLE_STRIP, f"{text}: {element.extents}")
+
+
+class WithoutAccessibilityTest(NoticeTestCase):
+    accessibility = False
+
+    @takes(2)
+    def test_notice_without_an_accessibility_bus(self):
+        agent = self.launch()
+        self.post(**EVERY_KIND["maintenance"])
+        agent.wait_visible()
+        self.assert_pixel(agent, (8, 100), (255, 255, 255), "body")
+        _left, _top, width, height = agent.geometry()
+        agent.click(width - MARGIN - 48, height - 20 - 17)
+        self.assert_ended(agent)
