@@ -1,0 +1,197 @@
+#include "Controllers/ViewController.h"
+
+#include "Controllers/Countdown.h"
+#include "Controllers/NoticeSteps.h"
+#include "Platform/Application.h"
+#include "Platform/Bundle.h"
+#include "Platform/NoticeWindow.h"
+#include "Platform/RunLoop.h"
+#include "ServiceTier/portalGatewayServiceTier.h"
+#include "Support/ColorFromHex.h"
+#include "Support/CustomAPPManager.h"
+#include "Support/Logger.h"
+#include "Support/NoticeParser.h"
+
+#include <QLayout>
+
+#include <array>
+
+namespace {
+
+constexpr LogSource logSource("Controllers/ViewController");
+
+constexpr std::int64_t secondsLeftAtRequest = 5;
+constexpr double okButtonTopWithoutActivity = 25.0;
+
+QString statusDescription(std::optional<int> status) {
+    return status ? QStringLiteral("Optional(%1)").arg(*status) : QStringLiteral("nil");
+}
+
+void logClosed(const ServiceTierResponse &response) {
+    logSource.debug("postUrlOnCloseActivity(url:)",
+        QStringLiteral("Close Activity ") + statusDescription(response.httpStatusCode));
+}
+
+} // namespace
+
+ViewController::ViewController(const NoticeServices &services)
+    : NoticeController("ViewController")
+    , services_(services) { }
+
+void ViewController::viewDidLoad() {
+    NoticeController::viewDidLoad();
+    QObject::connect(okButton.get(), &PushButton::clicked, okButton.get(), [this] { okAction(); });
+}
+
+void ViewController::viewWillAppear() {
+    NoticeController::viewWillAppear();
+    setWindowAlphaFromPayload(*this);
+    changeToolbarTitle();
+    parseWebSocketResponse();
+}
+
+void ViewController::parseWebSocketResponse() {
+    constexpr auto function = "parseWebSocketResponse()";
+    const auto response = CustomAPPManager::optionalString(CustomAPPManager::webSocketResponse);
+    if (!response) {
+        logSource.error(function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
+        setWindowAlpha(*this, 0.0);
+        return;
+    }
+    setWindowAlpha(*this, 1.0);
+    logSource.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
+    updateNotificationWindow(*response);
+    setLogoFromPayload(*headerLogoImageView, logSource, function);
+}
+
+void ViewController::updateNotificationWindow(const QString &xmlStr) {
+    auto data = parseNotice(xmlStr);
+    if (!data)
+        return;
+    services_.runLoop.async(
+        [self = std::static_pointer_cast<ViewController>(shared_from_this()), data = std::move(*data)] {
+            self->setupView(data);
+        });
+}
+
+void ViewController::setupView(const SocketPayload &data) {
+    fillLabels(data);
+    logSource.info("setupView(data:)",
+        QStringLiteral("Parsing successful, Creating Timer Instance to update Auto Close UI"));
+    updateExpansionToolTips();
+    collapseEmptyRows();
+    autoCloseLabel->setHidden(true);
+    if (!activityText->stringValue().isEmpty())
+        startCountdown(data);
+    if (auto *noticeWindow = window()) {
+        noticeWindow->setAlphaValue(1.0);
+        noticeWindow->makeKeyAndOrderFront();
+        noticeWindow->setLevel(floatingWindowLevel);
+    }
+}
+
+// The entries go by their place, deliberately: the first is the activity, the second the application, the
+// last the URL. Of two entries the second stands in two rows, and so does the only one.
+void ViewController::fillLabels(const SocketPayload &data) {
+    SocketHeaderTitleLabel->setStringValue(data.module);
+    applicationInformationLabel->setStringValue(data.information);
+
+    const auto &titles = data.titleLabels;
+    activityTitleLabel->setStringValue(titles.isEmpty() ? QStringLiteral("Activity") : titles.first());
+    urlTitleLabel->setStringValue(titles.isEmpty() ? QStringLiteral("URL") : titles.last());
+    if (titles.size() > 1)
+        applicationTitleLabel->setStringValue(titles[1]);
+
+    const auto &details = data.details;
+    if (details.size() > 1)
+        applicationText->setStringValue(details[1]);
+    activityText->setStringValue(details.isEmpty() ? QString() : details.first());
+    urlText->setStringValue(details.isEmpty() ? QString() : details.last());
+
+    // Two blanks before the unit, deliberately; the label is hidden until the first tick sets it anew.
+    autoCloseLabel->setStringValue(localized("This window will auto close in ")
+        + QString::number(data.timeout) + u' ' + u' ' + localized("seconds"));
+    autoCloseSeconds = data.timeout;
+}
+
+void ViewController::updateExpansionToolTips() {
+    const std::array labels { applicationInformationLabel.get(), activityText.get(), urlText.get(),
+        applicationText.get() };
+    // The frames are those of the texts just set.
+    if (auto *layout = view()->layout())
+        layout->activate();
+    for (auto *label : labels) {
+        label->setAllowsExpansionToolTips(label->height() < label->measuredHeight(label->width()));
+        label->resetCursorRects();
+    }
+}
+
+void ViewController::collapseEmptyRows() {
+    const bool hasNoActivity = activityText->stringValue().isEmpty();
+    if (hasNoActivity)
+        activityHeightConstant->setConstant(0.0);
+    if (applicationText->stringValue().isEmpty())
+        applicationHeightConstant->setConstant(0.0);
+    if (urlText->stringValue().isEmpty())
+        urlHeightConstant->setConstant(0.0);
+    if (hasNoActivity) {
+        urlText->setHidden(true);
+        OkButtonTopConstraints->setConstant(okButtonTopWithoutActivity);
+    }
+}
+
+void ViewController::startCountdown(const SocketPayload &data) {
+    closeActivityUrl = data.activityUrl;
+    Countdown::start(services_.runLoop, shared_from_this(),
+        [this]() -> TextField & { return *autoCloseLabel; }, [this]() -> PushButton & { return *okButton; },
+        Countdown {
+            .seconds = data.timeout,
+            .line = [this](std::int64_t secondsLeft) { return countdownLine(secondsLeft); },
+            .secondsLeft =
+                [this, url = data.activityUrl](std::int64_t secondsLeft) {
+                    if (secondsLeft == secondsLeftAtRequest)
+                        postUrlOnCloseActivity(url);
+                },
+            .ended = [this] { services_.application.terminate(this); },
+        });
+}
+
+QString ViewController::countdownLine(std::int64_t secondsLeft) const {
+    return localized("This window will auto close in") + u' ' + QString::number(secondsLeft) + u' '
+        + localized("seconds");
+}
+
+QString ViewController::localized(const char *key) const {
+    return services_.mainBundle.localizedStringForKey(QString::fromLatin1(key), {}, {});
+}
+
+void ViewController::changeToolbarTitle() {
+    headerLogoImageView->setImage(Image::named(services_.mainBundle, CustomAPPManager::AppLogo));
+    setLayer(*headerView, colorFromHex(CustomAPPManager::globalAppViewBackgroundColor));
+    setLayer(rootView(*this), Qt::white);
+    styleOkButton(*okButton);
+    if (auto *noticeWindow = window())
+        noticeWindow->setTitlebarAppearsTransparent(true);
+    logSource.info("changeToolbarTitle()", QStringLiteral("Vendor is ") + CustomAPPManager::Vendor);
+    services_.printLine(CustomAPPManager::Vendor);
+    if (auto *noticeWindow = window())
+        noticeWindow->setBackgroundColor(vendorWindowBackground());
+}
+
+void ViewController::okAction() { closeWindowAndQuit(); }
+
+void ViewController::closeWindowAndQuit() {
+    setWindowAlpha(*this, 0.0);
+    postUrlOnCloseActivity(closeActivityUrl);
+    terminateAfterDelay(*this, services_.runLoop, services_.application);
+}
+
+void ViewController::postUrlOnCloseActivity(const QString &url) {
+    // The blank before the comma is part of the text.
+    logSource.info("postUrlOnCloseActivity(url:)",
+        QStringLiteral("Closing Active window , Calling Activity URL: ") + url);
+    const auto client = services_.makeGatewayClient();
+    if (!client)
+        return logClosed({});
+    client->request(url.toStdString(), nullptr, "GET", logClosed);
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QByteArray>
+#include <QSize>
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+class Bundle;
+class QImage;
+
+/// A picture: bytes of one of the formats that are shipped (PNG, JPEG, GIF, SVG, ICO, BMP), or the several
+/// sizes of one picture. It is decoded when it is drawn, for the size and the scale that are asked for.
+/// Nothing that a picture refers to is ever fetched.
+class Image {
+public:
+    /// The application's image of that name: `name.svg`, `name.png` and `name@2x.png` (and @3x) among the
+    /// bundle's resources. Nothing when there is none.
+    static std::optional<Image> named(const Bundle &bundle, const QString &name);
+
+    /// Nothing when the bytes are no image of a known format, or one of unreasonable size.
+    static std::optional<Image> withData(const QByteArray &bytes);
+
+    /// In pixels at scale 1.
+    QSize size() const { return size_; }
+
+    /// Draws the picture at its own proportions into a box.
+    /// @param box    in pixels at scale 1
+    /// @param scale  device pixels a pixel; the result carries it as its device pixel ratio
+    QImage scaledToFit(const QSize &box, double scale) const;
+
+private:
+    struct Representation {
+        QByteArray bytes;
+        QByteArray format;
+        QSize pixels;
+        bool isVector = false;
+    };
+
+    static std::optional<Representation> representation(const QByteArray &bytes);
+
+    std::vector<Representation> representations_; ///< the smallest first
+    QSize size_;
+};

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "Platform/DistributedNotificationCenter.h"
+
+#include <QMetaType>
+
+struct DBusMessage;
+
+/// A value of a type that no notification key has (a list, a structure, an object path and so on). It is
+/// kept for the printed form, and is no boolean, string, number or data.
+struct OtherValue {
+    QString signature;
+
+    QString description() const { return QLatin1Char('<') + signature + QLatin1Char('>'); }
+};
+Q_DECLARE_METATYPE(OtherValue)
+
+/// A notification as the arguments of a D-Bus signal, and back.
+namespace DBusUserInfo {
+
+/// Nothing when the arguments are of any other shape than `ss` or `ssa{sv}`. Of a key that stands twice the
+/// last value counts.
+std::optional<Notification> read(DBusMessage *message);
+
+/// Appends the arguments. Values that are no boolean, string, number or data are left out.
+void write(DBusMessage *message, const Notification &notification);
+
+} // namespace DBusUserInfo

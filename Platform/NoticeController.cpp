@@ -1,0 +1,45 @@
+#include "Platform/NoticeController.h"
+
+#include "Platform/NoticeWindow.h"
+
+#include <utility>
+
+OutletBase::OutletBase(NoticeController &owner, const char *name)
+    : owner_(owner)
+    , name_(name) {
+    owner.outlets_.push_back(this);
+}
+
+void OutletBase::stopUnconnected() const {
+    fatalStop(QStringLiteral("%1: the outlet \"%2\" is not connected")
+                  .arg(QLatin1String(owner_.className()), QLatin1String(name_)));
+}
+
+NoticeController::NoticeController(const char *className)
+    : className_(className) { }
+
+NoticeController::~NoticeController() {
+    // Not at once: the controller may go while a signal of one of its own views is being handled.
+    if (view_)
+        view_->deleteLater();
+}
+
+void NoticeController::loadView(std::unique_ptr<QWidget> view) {
+    view_ = view.release();
+    for (auto *outlet : outlets_)
+        outlet->connectTo(view_);
+    viewDidLoad();
+}
+
+void NoticeWindow::setContentViewController(std::shared_ptr<NoticeController> controller) {
+    // Held to the end of this function: the view must leave the window before its controller goes.
+    const auto previous = std::exchange(contentViewController_, std::move(controller));
+    if (previous)
+        previous->window_ = nullptr;
+    replaceContentView(previous ? previous->view() : nullptr,
+        contentViewController_ ? contentViewController_->view() : nullptr);
+    if (!contentViewController_)
+        return;
+    contentViewController_->window_ = this;
+    contentViewController_->viewWillAppear();
+}

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "Platform/Application.h"
+#include "Platform/FatalStop.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QVariant>
+#include <QWidget>
+
+#include <memory>
+#include <vector>
+
+class NoticeController;
+class NoticeWindow;
+
+/// A weak reference to an object of the controller's form, by the object's name. The form's objects are
+/// connected when the view is loaded. Touching one that is not there stops the process with one line.
+class OutletBase {
+public:
+    OutletBase(const OutletBase &) = delete;
+    OutletBase &operator=(const OutletBase &) = delete;
+
+protected:
+    OutletBase(NoticeController &owner, const char *name);
+    virtual ~OutletBase() = default;
+    [[noreturn]] void stopUnconnected() const;
+
+    NoticeController &owner_;
+    const char *name_;
+
+private:
+    friend class NoticeController;
+    virtual void connectTo(QWidget *view) = 0;
+};
+
+template <class Object>
+class Outlet final : public OutletBase {
+public:
+    Outlet(NoticeController &owner, const char *name)
+        : OutletBase(owner, name) { }
+
+    Object *operator->() const { return get(); }
+    Object &operator*() const { return *get(); }
+    Object *get() const {
+        if (!object_)
+            stopUnconnected();
+        return object_;
+    }
+
+private:
+    void connectTo(QWidget *view) override {
+        object_ = view->findChild<Object *>(QString::fromLatin1(name_));
+    }
+
+    QPointer<Object> object_;
+};
+
+/// The base of a notice's controller: a view loaded from a form, its outlets, and the view's life cycle.
+/// Held by shared pointers: the window holds the controller whose view it shows, and a running timer holds
+/// the controller it ticks for. Main thread only.
+class NoticeController : public Responder, public std::enable_shared_from_this<NoticeController> {
+public:
+    /// @param className  as it stands in the line of a fatal stop
+    explicit NoticeController(const char *className);
+    ~NoticeController() override;
+    NoticeController(const NoticeController &) = delete;
+    NoticeController &operator=(const NoticeController &) = delete;
+
+    /// Takes the view, connects the outlets and calls `viewDidLoad()`. Called once, by the storyboard.
+    void loadView(std::unique_ptr<QWidget> view);
+
+    /// The root view, owned by the controller; null before it is loaded.
+    QWidget *view() const { return view_; }
+
+    /// The window that the view is in; null while it is in none.
+    NoticeWindow *window() const { return window_; }
+
+    virtual void viewDidLoad() { }
+    virtual void viewWillAppear() { }
+
+    QVariant representedObject() const { return representedObject_; }
+    void setRepresentedObject(const QVariant &object) { representedObject_ = object; }
+
+    const char *className() const { return className_; }
+
+private:
+    friend class OutletBase;
+    friend class NoticeWindow;
+
+    const char *className_;
+    std::vector<OutletBase *> outlets_;
+    QPointer<QWidget> view_;
+    NoticeWindow *window_ = nullptr;
+    QVariant representedObject_;
+};

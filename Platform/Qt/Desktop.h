@@ -1,0 +1,26 @@
+#pragma once
+
+class QScreen;
+class QWindow;
+
+/// What a window system needs told beyond what Qt says; one file a system, chosen by the build.
+namespace Desktop {
+
+/// Called before QApplication is made: chooses the window system's back end and leaves out what a notice
+/// never uses.
+void prepare();
+
+/// Whether there is anything to connect to.
+bool isPresent();
+
+/// Whether transparent parts of a window are seen through on that screen.
+bool isComposited(const QScreen *screen);
+
+/// Called once, when the window exists and before it is ever mapped: shown on all workspaces, in no task bar.
+void prepareWindow(QWindow *window);
+
+/// Called each time before the window is mapped.
+/// @param takesFocus  whether it may be given the keyboard when it appears
+void willMap(QWindow *window, bool takesFocus);
+
+} // namespace Desktop

@@ -1,0 +1,141 @@
+#include "Platform/Qt/FileBundle.h"
+
+#include "Platform/PropertyList.h"
+#include "Platform/StringTable.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+
+#include <utility>
+
+#ifdef Q_OS_MACOS
+#include <mach-o/dyld.h>
+#endif
+
+namespace {
+
+constexpr QLatin1String languageFolderType("lproj");
+
+bool isResourceName(const QString &name) {
+    return !name.isEmpty() && name != QLatin1String(".") && name != QLatin1String("..")
+        && !name.contains(u'/') && !name.contains(QChar(u'\0'));
+}
+
+// The exact code, then the language with its script, then the language alone.
+QStringList candidates(const QString &code) {
+    QStringList codes { code };
+    const QLocale locale(code);
+    if (locale.language() == QLocale::C)
+        return codes;
+    const auto language = QLocale::languageToCode(locale.language());
+    if (locale.script() != QLocale::AnyScript)
+        codes << language + u'-' + QLocale::scriptToCode(locale.script());
+    codes << language;
+    return codes;
+}
+
+QString stringInTable(const QString &folder, const QString &key, const QString &value, const QString &table) {
+    const auto fallback = value.isEmpty() ? key : value;
+    const auto name = table.isEmpty() ? QStringLiteral("Localizable") : table;
+    if (!isResourceName(name))
+        return fallback;
+    const auto bytes = PropertyList::readBytes(folder + u'/' + name + QLatin1String(".strings"));
+    if (!bytes)
+        return fallback;
+    const auto strings = StringTable::parse(*bytes);
+    return strings ? strings->value(key, fallback) : fallback;
+}
+
+/// A language folder opened as a bundle: its tables stand in the folder itself.
+class LanguageFolderBundle final : public Bundle {
+public:
+    explicit LanguageFolderBundle(QString folder)
+        : folder_(std::move(folder)) { }
+
+    std::optional<QString> pathForResource(const QString &, const QString &) const override {
+        return std::nullopt;
+    }
+    QVariant objectForInfoDictionaryKey(const QString &) const override { return {}; }
+    QString localizedStringForKey(
+        const QString &key, const QString &value, const QString &table) const override {
+        return stringInTable(folder_, key, value, table);
+    }
+    QString localization() const override { return QFileInfo(folder_).completeBaseName(); }
+    std::unique_ptr<Bundle> bundleWithPath(const QString &) const override { return nullptr; }
+
+private:
+    QString folder_;
+};
+
+QString executablePath() {
+#ifdef Q_OS_MACOS
+    char path[4096];
+    uint32_t size = sizeof(path);
+    return _NSGetExecutablePath(path, &size) == 0 ? QFileInfo(QFile::decodeName(path)).canonicalFilePath()
+                                                  : QString();
+#else
+    return QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
+#endif
+}
+
+} // namespace
+
+QStringList systemLanguages() { return QLocale::system().uiLanguages(); }
+
+FileBundle FileBundle::mainBundle() {
+    // <bundle>/Contents/<system>/NoticeAgent
+    const auto contents = QDir::cleanPath(QFileInfo(executablePath()).path() + QLatin1String("/.."));
+    return FileBundle(contents, systemLanguages);
+}
+
+FileBundle::FileBundle(const QString &contents, std::function<QStringList()> preferredLanguages)
+    : contents_(contents)
+    , resources_(contents + QLatin1String("/Resources"))
+    , preferredLanguages_(std::move(preferredLanguages)) { }
+
+std::optional<QString> FileBundle::pathForResource(const QString &name, const QString &type) const {
+    if (!isResourceName(name))
+        return std::nullopt;
+    const auto path = resources_ + u'/' + name + (type.isEmpty() ? QString() : u'.' + type);
+    return QFileInfo::exists(path) ? std::optional(path) : std::nullopt;
+}
+
+QVariant FileBundle::objectForInfoDictionaryKey(const QString &key) const {
+    const auto list = PropertyList::read(contents_ + QLatin1String("/Info.plist"));
+    return list ? list->toMap().value(key) : QVariant();
+}
+
+std::optional<QString> FileBundle::languageFolder() const {
+    QStringList codes;
+    const auto languages = preferredLanguages_();
+    for (const auto &code : languages)
+        codes << candidates(code);
+    codes << objectForInfoDictionaryKey(QStringLiteral("CFBundleDevelopmentRegion")).toString();
+    for (const auto &code : std::as_const(codes)) {
+        if (auto folder = pathForResource(code, languageFolderType))
+            return folder;
+    }
+    return std::nullopt;
+}
+
+QString FileBundle::localizedStringForKey(
+    const QString &key, const QString &value, const QString &table) const {
+    const auto folder = languageFolder();
+    if (!folder)
+        return value.isEmpty() ? key : value;
+    return stringInTable(*folder, key, value, table);
+}
+
+QString FileBundle::localization() const {
+    const auto folder = languageFolder();
+    return folder ? QFileInfo(*folder).completeBaseName() : QString();
+}
+
+std::unique_ptr<Bundle> FileBundle::bundleWithPath(const QString &path) const {
+    const QFileInfo folder(path);
+    if (!folder.isDir() || !folder.isReadable() || !folder.isExecutable())
+        return nullptr;
+    return std::make_unique<LanguageFolderBundle>(path);
+}

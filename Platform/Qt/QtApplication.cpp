@@ -1,0 +1,82 @@
+#include "Platform/Qt/QtApplication.h"
+
+#include "Platform/Qt/Desktop.h"
+#include "Platform/Qt/QtNoticeWindow.h"
+#include "Platform/Qt/StandardStreams.h"
+
+#include <QApplication>
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace {
+
+QtApplication *theApplication = nullptr;
+
+// Qt ends the process by itself, with an abort or a status of 1, when there is no display or when it goes.
+// Both are announced here first, and are ordinary ends of an agent.
+void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &text) {
+    const bool displayIsGone = text.contains(QLatin1String("connection broke"))
+        || text.contains(QLatin1String("X11 server die")) || text.contains(QLatin1String("compositor die"));
+    if (theApplication && (type == QtFatalMsg || displayIsGone))
+        theApplication->endWithoutDesktop(text.section(u'\n', 0, 0));
+    if (type != QtDebugMsg && type != QtInfoMsg && !text.startsWith(QLatin1String("qt.qpa.plugin")))
+        StandardStreams::printErrorLine(text);
+}
+
+} // namespace
+
+QtApplication::QtApplication(int argumentCount, char **arguments, ErrorReporter reportError)
+    : argumentCount_(argumentCount)
+    , arguments_(arguments)
+    , reportError_(std::move(reportError)) {
+    theApplication = this;
+}
+
+QtApplication::~QtApplication() { theApplication = nullptr; }
+
+void QtApplication::openDesktop() {
+    qInstallMessageHandler(handleQtMessage);
+    Desktop::prepare();
+    if (!Desktop::isPresent())
+        endWithoutDesktop(QStringLiteral("neither DISPLAY nor WAYLAND_DISPLAY names a display"));
+    QApplication::setStyle(QStringLiteral("fusion"));
+    application_ = std::make_unique<QApplication>(argumentCount_, arguments_);
+    QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setApplicationName(QStringLiteral("NoticeAgent"));
+    window_ = std::make_unique<QtNoticeWindow>();
+}
+
+int QtApplication::run() { return QApplication::exec(); }
+
+std::vector<NoticeWindow *> QtApplication::windows() const {
+    if (!window_ || window_->isClosed())
+        return {};
+    return { window_.get() };
+}
+
+void QtApplication::terminate(const Responder *) { endProcess(); }
+
+void QtApplication::endWithoutDesktop(const QString &reason) {
+    theApplication = nullptr; // whatever Qt says from here on is no second end
+    const auto line = QStringLiteral("There is no desktop to show notices on: %1").arg(reason);
+    StandardStreams::printErrorLine(QStringLiteral("NoticeAgent: ") + line);
+    reportError_(line);
+    endProcess();
+}
+
+void QtApplication::endProcess() {
+    if (auto *delegate = std::exchange(delegate_, nullptr))
+        delegate->applicationWillTerminate();
+    std::fflush(stdout);
+#if defined(__SANITIZE_ADDRESS__)
+    __lsan_do_leak_check();
+#endif
+    // Neither a request under way nor the desktop's own clearing up is waited for.
+    std::quick_exit(EXIT_SUCCESS);
+}

@@ -1,0 +1,47 @@
+#include "Platform/Storyboard.h"
+
+#include "Platform/Bundle.h"
+#include "Platform/FatalStop.h"
+#include "Platform/NoticeController.h"
+#include "Platform/Views/TextField.h"
+
+#include <QAbstractButton>
+
+#include <utility>
+
+namespace {
+
+// A text that is filled in by the controller, or that is fixed in English, is marked in its form.
+bool isTranslated(const QWidget *view) { return !view->property("untranslated").toBool(); }
+
+} // namespace
+
+Storyboard::Storyboard(const Bundle &bundle, QString name)
+    : bundle_(bundle)
+    , name_(std::move(name)) { }
+
+void Storyboard::addScene(const QString &identifier, Scene scene) {
+    scenes_.insert_or_assign(identifier, std::move(scene));
+}
+
+std::shared_ptr<NoticeController> Storyboard::instantiateControllerWithIdentifier(
+    const QString &identifier) const {
+    const auto scene = scenes_.find(identifier);
+    if (scene == scenes_.end())
+        fatalStop(QStringLiteral("the storyboard \"%1\" has no scene \"%2\"").arg(name_, identifier));
+    auto controller = scene->second();
+
+    const auto translated
+        = [this](const QString &text) { return bundle_.localizedStringForKey(text, text, name_); };
+    const auto labels = controller->view()->findChildren<TextField *>();
+    for (auto *label : labels) {
+        if (isTranslated(label) && !label->stringValue().isEmpty())
+            label->setStringValue(translated(label->stringValue()));
+    }
+    const auto buttons = controller->view()->findChildren<QAbstractButton *>();
+    for (auto *button : buttons) {
+        if (isTranslated(button) && !button->text().isEmpty())
+            button->setText(translated(button->text()));
+    }
+    return controller;
+}

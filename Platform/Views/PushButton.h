@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QColor>
+#include <QPushButton>
+
+/// A notice's button: a text on a ground of one colour, which stays recognisable under the pointer, pressed,
+/// focused and disabled. It is pressed by the pointer, by a screen reader, and by the keys that the window
+/// hands it.
+class PushButton : public QPushButton {
+    Q_OBJECT
+
+public:
+    explicit PushButton(QWidget *parent = nullptr);
+
+    void setWantsLayer(bool wantsLayer);
+    void setLayerBackgroundColor(const QColor &color);
+    QColor layerBackgroundColor() const { return layerBackgroundColor_; }
+    void setCornerRadius(double radius);
+    double cornerRadius() const { return cornerRadius_; }
+
+    /// The ground and the text as they are painted in the button's present state.
+    QColor groundColor() const;
+    QColor textColor() const;
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void keyReleaseEvent(QKeyEvent *event) override;
+
+private:
+    bool wantsLayer_ = false;
+    QColor layerBackgroundColor_ = QColor(30, 34, 52);
+    double cornerRadius_ = 0;
+};

@@ -1,0 +1,77 @@
+#include "Platform/Views/ScrollView.h"
+
+#include <QEvent>
+#include <QLayout>
+#include <QScrollBar>
+#include <QScroller>
+
+ScrollView::ScrollView(QWidget *parent)
+    : QScrollArea(parent) {
+    setFrameShape(QFrame::NoFrame);
+    setWidgetResizable(true);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setFocusPolicy(Qt::NoFocus);
+    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+    policy.setHeightForWidth(true);
+    setSizePolicy(policy);
+    viewport()->setAutoFillBackground(false);
+    QScroller::grabGesture(viewport(), QScroller::TouchGesture);
+}
+
+int ScrollView::heightForWidth(int width) const {
+    if (!widget() || !widget()->layout())
+        return 0;
+    auto *layout = widget()->layout();
+    return layout->hasHeightForWidth() ? layout->totalHeightForWidth(width)
+                                       : layout->totalSizeHint().height();
+}
+
+QSize ScrollView::sizeHint() const {
+    const int wide = widget() ? widget()->sizeHint().width() : 0;
+    return { wide, heightForWidth(std::max(wide, 1)) };
+}
+
+// The scroll area's own way asks for the content's narrowest height; a text that wraps has another one.
+void ScrollView::resizeEvent(QResizeEvent *event) {
+    if (widget()) {
+        widget()->setAutoFillBackground(false);
+        widget()->setMinimumHeight(heightForWidth(viewport()->width()));
+    }
+    QScrollArea::resizeEvent(event);
+    if (widget())
+        widget()->setMinimumHeight(heightForWidth(viewport()->width()));
+}
+
+bool ScrollView::eventFilter(QObject *watched, QEvent *event) {
+    if (watched == widget() && event->type() == QEvent::LayoutRequest) {
+        widget()->setMinimumHeight(heightForWidth(viewport()->width()));
+        updateGeometry();
+    }
+    return QScrollArea::eventFilter(watched, event);
+}
+
+bool ScrollView::scrollBy(int key) {
+    auto *bar = verticalScrollBar();
+    switch (key) {
+    case Qt::Key_Up:
+        bar->triggerAction(QAbstractSlider::SliderSingleStepSub);
+        return true;
+    case Qt::Key_Down:
+        bar->triggerAction(QAbstractSlider::SliderSingleStepAdd);
+        return true;
+    case Qt::Key_PageUp:
+        bar->triggerAction(QAbstractSlider::SliderPageStepSub);
+        return true;
+    case Qt::Key_PageDown:
+        bar->triggerAction(QAbstractSlider::SliderPageStepAdd);
+        return true;
+    case Qt::Key_Home:
+        bar->triggerAction(QAbstractSlider::SliderToMinimum);
+        return true;
+    case Qt::Key_End:
+        bar->triggerAction(QAbstractSlider::SliderToMaximum);
+        return true;
+    default:
+        return false;
+    }
+}

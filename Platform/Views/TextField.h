@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QLabel>
+#include <QTextLayout>
+
+#include <memory>
+#include <vector>
+
+/// A text that the user reads. The text is always plain: no markup in it is ever interpreted. Words too long
+/// for a line are broken; a field with a limit of lines ends in an ellipsis past it.
+class TextField : public QLabel {
+    Q_OBJECT
+    Q_PROPERTY(Style textStyle READ textStyle WRITE setTextStyle)
+    Q_PROPERTY(int maximumLines READ maximumLines WRITE setMaximumLines)
+
+public:
+    /// What the text is in the notice; size, weight and colour follow from it.
+    enum class Style { Heading, Body, Caption, Value, Countdown };
+    Q_ENUM(Style)
+
+    explicit TextField(QWidget *parent = nullptr);
+    ~TextField() override;
+
+    void setStringValue(const QString &text);
+    QString stringValue() const { return text(); }
+
+    Style textStyle() const { return style_; }
+    void setTextStyle(Style style);
+
+    /// 0 for no limit.
+    int maximumLines() const { return maximumLines_; }
+    void setMaximumLines(int lines);
+
+    /// Whether the whole text is shown in a tool tip, for a field that cuts it.
+    void setAllowsExpansionToolTips(bool allows) { allowsExpansionToolTips_ = allows; }
+    bool allowsExpansionToolTips() const { return allowsExpansionToolTips_; }
+    void resetCursorRects();
+
+    /// The height of the whole text in lines of this width, without a limit of lines.
+    double measuredHeight(double width) const;
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+    bool hasHeightForWidth() const override { return true; }
+    int heightForWidth(int width) const override;
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    bool event(QEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+private:
+    struct Lines;
+
+    void applyStyle();
+    double lineHeight() const;
+    double scaledPixels(double pixels) const;
+    const Lines &linesFor(double width) const;
+    Qt::LayoutDirection textDirection(const QString &paragraph) const;
+
+    Style style_ = Style::Body;
+    int maximumLines_ = 0;
+    bool allowsExpansionToolTips_ = false;
+    mutable std::unique_ptr<Lines> lines_;
+};

@@ -1,0 +1,92 @@
+#include "Support/Logger.h"
+
+#include <QFile>
+
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/spdlog.h>
+
+#include <exception>
+
+namespace {
+
+constexpr std::size_t largestFile = 1048576; // 1 MiB
+constexpr std::size_t oldFiles = 1;
+constexpr auto pattern = "%Y-%m-%d %H:%M:%S.%e [%l] : %v";
+
+std::shared_ptr<spdlog::logger> processLogger;
+
+void record(spdlog::level::level_enum level, const char *file, const char *function, const QString &message,
+    const std::source_location &where) {
+    if (!processLogger)
+        return;
+    try {
+        const auto text = message.toUtf8();
+        processLogger->log(spdlog::source_loc(file, static_cast<int>(where.line()), function), level,
+            spdlog::string_view_t(text.constData(), static_cast<std::size_t>(text.size())));
+    } catch (const std::exception &) {
+        // A record that cannot be written is lost; the notice goes on.
+    }
+}
+
+spdlog::sink_ptr fileSink(const QString &filePath) {
+    if (filePath.isEmpty())
+        return nullptr;
+    try {
+        return std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
+            QFile::encodeName(filePath).toStdString(), largestFile, oldFiles);
+    } catch (const std::exception &) {
+        return nullptr;
+    }
+}
+
+} // namespace
+
+void Logger::resetConfiguration() {
+    try {
+        spdlog::drop_all();
+        spdlog::set_level(spdlog::level::debug);
+    } catch (const std::exception &) {
+        // Nothing that is registered was worth more than the notices.
+    }
+}
+
+void Logger::setUp(const QString &filePath, const char *loggerIdentifier) {
+    try {
+        const auto sink = fileSink(filePath);
+        if (sink)
+            sink->set_level(spdlog::level::debug);
+        auto logger = std::make_shared<spdlog::logger>(loggerIdentifier);
+        logger->set_level(spdlog::level::debug);
+        if (sink) {
+            sink->set_pattern(pattern);
+            logger->sinks().push_back(sink);
+        }
+        logger->flush_on(spdlog::level::debug);
+        logger->set_error_handler([](const std::string &) {});
+        spdlog::register_logger(logger);
+    } catch (const std::exception &) {
+        // As without a log.
+    }
+}
+
+void Logger::adopt(const char *loggerIdentifier) {
+    try {
+        processLogger = spdlog::get(loggerIdentifier);
+    } catch (const std::exception &) {
+        processLogger = nullptr;
+    }
+}
+
+const std::shared_ptr<spdlog::logger> &Logger::current() { return processLogger; }
+
+void LogSource::debug(const char *function, const QString &message, std::source_location where) const {
+    record(spdlog::level::debug, file_, function, message, where);
+}
+
+void LogSource::info(const char *function, const QString &message, std::source_location where) const {
+    record(spdlog::level::info, file_, function, message, where);
+}
+
+void LogSource::error(const char *function, const QString &message, std::source_location where) const {
+    record(spdlog::level::err, file_, function, message, where);
+}
