@@ -1,0 +1,170 @@
+#include "ServiceTier/HttpRequest.h"
+
+#include "ServiceTier/WebAddress.h"
+
+#include <curl/curl.h>
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <iterator>
+#include <memory>
+#include <string_view>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr const char *httpProxyVariables[] { "http_proxy", "all_proxy", "ALL_PROXY" };
+
+// OpenSSL, where libcurl is built on it, tears itself down as the process exits, under the hands of a request
+// that still runs. The first call decides whether it does; this one says no.
+void keepTlsLibraryAtExit() {
+    constexpr std::uint64_t noExitHandler = 0x00080000; // OPENSSL_INIT_NO_ATEXIT
+    using Initialise = int (*)(std::uint64_t, const void *);
+    if (const auto initialise = reinterpret_cast<Initialise>(::dlsym(RTLD_DEFAULT, "OPENSSL_init_crypto")))
+        initialise(noExitHandler, nullptr);
+}
+
+bool isAscii(std::string_view text) {
+    return std::all_of(
+        text.begin(), text.end(), [](char letter) { return static_cast<signed char>(letter) >= 0; });
+}
+
+bool environmentNamesProxyForHttp() {
+    return std::any_of(std::begin(httpProxyVariables), std::end(httpProxyVariables), [](const char *name) {
+        const char *value = std::getenv(name);
+        return value && *value;
+    });
+}
+
+// Without a proxy libcurl percent-encodes a path's bytes that are not ASCII, unless it is handed the target
+// whole. That must not be done to a plain http request that goes through a proxy, whose target is the URL.
+std::optional<std::string> ownTarget(const std::string &url) {
+    const bool mayBeProxied
+        = WebAddress::scheme(url) == WebAddress::Scheme::Http && environmentNamesProxyForHttp();
+    if (isAscii(url) || mayBeProxied)
+        return std::nullopt;
+    return WebAddress::requestTarget(url);
+}
+
+bool libraryIsReady() {
+    // Never cleaned up, since a request may still run as the process ends.
+    static const bool ready = [] {
+        keepTlsLibraryAtExit();
+        return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    }();
+    return ready;
+}
+
+struct Received {
+    std::size_t headerBytes = 0;
+    std::size_t bodyBytes = 0;
+};
+
+// To report fewer bytes than were given ends the transfer.
+std::size_t countHeader(char *, std::size_t size, std::size_t count, void *received) {
+    auto &total = static_cast<Received *>(received)->headerBytes;
+    total += size * count;
+    return total <= HttpRequest::mostHeaderBytes ? size * count : 0;
+}
+
+std::size_t countBody(char *, std::size_t size, std::size_t count, void *received) {
+    auto &total = static_cast<Received *>(received)->bodyBytes;
+    total += size * count;
+    return total <= HttpRequest::mostBodyBytes ? size * count : 0;
+}
+
+class Transfer {
+public:
+    explicit Transfer(const std::string &method)
+        : handle_(curl_easy_init()) {
+        set(CURLOPT_PROTOCOLS_STR, "http,https");
+        set(CURLOPT_FOLLOWLOCATION, 0L); // each redirect is judged here, since https must not lead to http
+        set(CURLOPT_PATH_AS_IS, 1L);
+        set(CURLOPT_SSL_VERIFYPEER, 1L);
+        set(CURLOPT_SSL_VERIFYHOST, 2L);
+        set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
+        set(CURLOPT_NOSIGNAL, 1L);
+        set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(milliseconds(HttpRequest::connectTime).count()));
+        set(CURLOPT_LOW_SPEED_LIMIT, 1L);
+        set(CURLOPT_LOW_SPEED_TIME, static_cast<long>(HttpRequest::silentTime.count()));
+        set(CURLOPT_HEADERFUNCTION, &countHeader);
+        set(CURLOPT_HEADERDATA, &received_);
+        set(CURLOPT_WRITEFUNCTION, &countBody);
+        set(CURLOPT_WRITEDATA, &received_);
+        if (method == "HEAD")
+            set(CURLOPT_NOBODY, 1L);
+        else if (method != "GET")
+            set(CURLOPT_CUSTOMREQUEST, method.c_str());
+    }
+
+    std::optional<int> statusOf(const std::string &url, milliseconds time) {
+        received_ = {};
+        const auto target = ownTarget(url);
+        set(CURLOPT_URL, url.c_str());
+        set(CURLOPT_REQUEST_TARGET, target ? target->c_str() : nullptr);
+        set(CURLOPT_TIMEOUT_MS, static_cast<long>(time.count()));
+        if (!handle_ || !complete_)
+            return std::nullopt;
+        // Its result says whether all of the answer came; the status line is what counts.
+        static_cast<void>(curl_easy_perform(handle_.get()));
+        long status = 0;
+        curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
+        // Below 200 it is a promise of an answer that has not come.
+        return status >= 200 ? std::optional(static_cast<int>(status)) : std::nullopt;
+    }
+
+    std::optional<std::string> location() const {
+        curl_header *header = nullptr;
+        if (curl_easy_header(handle_.get(), "Location", 0, CURLH_HEADER, -1, &header) != CURLHE_OK)
+            return std::nullopt;
+        return header->value;
+    }
+
+private:
+    // Does nothing after a failure: a request with one option missing is never sent.
+    template <typename Value>
+    void set(CURLoption option, Value value) {
+        complete_ = complete_ && handle_ && curl_easy_setopt(handle_.get(), option, value) == CURLE_OK;
+    }
+
+    struct FreeHandle {
+        void operator()(CURL *handle) const { curl_easy_cleanup(handle); }
+    };
+
+    Received received_;
+    std::unique_ptr<CURL, FreeHandle> handle_;
+    bool complete_ = true;
+};
+
+bool isRedirect(int status) {
+    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+} // namespace
+
+std::optional<int> HttpRequest::statusOf(const std::string &url, const std::string &method) {
+    // libcurl reads a text up to its first zero byte; the rest would be lost without a word.
+    const bool isText = url.find('\0') == std::string::npos;
+    if (!isText || !WebAddress::scheme(url) || !WebAddress::isMethod(method) || !libraryIsReady())
+        return std::nullopt;
+
+    const auto end = Clock::now() + wholeTime;
+    Transfer transfer(method);
+    std::string current = url;
+    for (int redirects = 0;; ++redirects) {
+        const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
+        const auto status = transfer.statusOf(current, std::max(left, milliseconds(1)));
+        const bool mayFollow = redirects < mostRedirects && (method == "GET" || method == "HEAD");
+        if (!status || !isRedirect(*status) || !mayFollow)
+            return status;
+        const auto location = transfer.location();
+        const auto target = location ? WebAddress::redirectTarget(current, *location) : std::nullopt;
+        if (!target)
+            return status;
+        current = *target;
+    }
+}

@@ -1,0 +1,104 @@
+#include "ServiceTier/WebAddress.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+struct FreeUrl {
+    void operator()(CURLU *url) const { curl_url_cleanup(url); }
+};
+struct FreeText {
+    void operator()(char *text) const { curl_free(text); }
+};
+
+char lowerCase(char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter;
+}
+
+bool startsWith(std::string_view text, std::string_view lowerCasePrefix) {
+    return text.size() >= lowerCasePrefix.size()
+        && std::equal(lowerCasePrefix.begin(), lowerCasePrefix.end(), text.begin(),
+            [](char expected, char letter) { return expected == lowerCase(letter); });
+}
+
+bool isUnreserved(char letter) {
+    return (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z')
+        || (letter >= '0' && letter <= '9') || (letter != '\0' && std::strchr("-._~", letter));
+}
+
+std::string percentEncoded(std::string_view text) {
+    constexpr std::array digits { '0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'A', 'B', 'C', 'D', 'E',
+        'F' };
+    std::string encoded;
+    for (const char letter : text) {
+        if (isUnreserved(letter)) {
+            encoded += letter;
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(letter);
+        encoded += { '%', digits[byte >> 4], digits[byte & 15] };
+    }
+    return encoded;
+}
+
+} // namespace
+
+std::optional<WebAddress::Scheme> WebAddress::scheme(std::string_view url) {
+    if (startsWith(url, "http://"))
+        return Scheme::Http;
+    if (startsWith(url, "https://"))
+        return Scheme::Https;
+    return std::nullopt;
+}
+
+std::optional<std::string> WebAddress::redirectTarget(const std::string &url, const std::string &location) {
+    const std::unique_ptr<CURLU, FreeUrl> target(curl_url());
+    if (!target || curl_url_set(target.get(), CURLUPART_URL, url.c_str(), CURLU_PATH_AS_IS) != CURLUE_OK)
+        return std::nullopt;
+    const unsigned int asItIs = CURLU_PATH_AS_IS | CURLU_URLENCODE | CURLU_ALLOW_SPACE;
+    if (curl_url_set(target.get(), CURLUPART_URL, location.c_str(), asItIs) != CURLUE_OK)
+        return std::nullopt;
+    char *raw = nullptr;
+    if (curl_url_get(target.get(), CURLUPART_URL, &raw, 0) != CURLUE_OK)
+        return std::nullopt;
+    const std::unique_ptr<char, FreeText> text(raw);
+
+    std::string result(raw);
+    const auto to = scheme(result);
+    if (!to || (scheme(url) == Scheme::Https && to == Scheme::Http))
+        return std::nullopt;
+    return result;
+}
+
+std::string WebAddress::requestTarget(std::string_view url) {
+    const auto withoutFragment = url.substr(0, url.find('#'));
+    const auto authority = withoutFragment.find("://") + 3;
+    const auto begin = std::min(withoutFragment.find_first_of("/?", authority), withoutFragment.size());
+    const std::string target(withoutFragment.substr(begin));
+    return target.starts_with('/') ? target : '/' + target;
+}
+
+std::string WebAddress::withQuery(
+    const std::string &url, const portalGatewayServiceTier::Parameters &parameters) {
+    const auto fragment = std::min(url.find('#'), url.size());
+    std::string result = url.substr(0, fragment);
+    bool hasQuery = result.find('?') != std::string::npos;
+    for (const auto &[name, value] : parameters) {
+        const bool separated = hasQuery && (result.back() == '?' || result.back() == '&');
+        if (!separated)
+            result += hasQuery ? '&' : '?';
+        hasQuery = true;
+        result += percentEncoded(name) + '=' + percentEncoded(value);
+    }
+    return result + url.substr(fragment);
+}
+
+bool WebAddress::isMethod(std::string_view text) {
+    return !text.empty()
+        && std::all_of(text.begin(), text.end(), [](char letter) { return letter >= 'A' && letter <= 'Z'; });
+}

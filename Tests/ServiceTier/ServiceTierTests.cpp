@@ -1,0 +1,702 @@
+#include "ServiceTier/portalGatewayServiceTier.h"
+#include "Tests/ServiceTier/LoopbackServer.h"
+
+#include <curl/curl.h>
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <memory>
+#include <stdexcept>
+
+extern char **environ;
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+using Parameters = portalGatewayServiceTier::Parameters;
+using Status = std::optional<int>;
+
+// What the plug-in must do at once; generous, since the machine may be busy.
+constexpr auto atOnce = 2s;
+// Longer than the plug-in's own longest request.
+constexpr auto patience = 40s;
+
+struct CloseLibrary {
+    void operator()(void *library) const { ::dlclose(library); }
+};
+using Library = std::unique_ptr<void, CloseLibrary>;
+
+Library openLibrary(const char *path) {
+    Library library(::dlopen(path, RTLD_NOW | RTLD_LOCAL));
+    if (!library)
+        throw std::runtime_error(::dlerror());
+    return library;
+}
+
+template <typename Function>
+Function *symbol(const Library &library, const char *name) {
+    auto *const found = reinterpret_cast<Function *>(::dlsym(library.get(), name));
+    if (!found)
+        throw std::runtime_error(name);
+    return found;
+}
+
+std::unique_ptr<portalGatewayServiceTier> createClient(const Library &library) {
+    return std::unique_ptr<portalGatewayServiceTier>(
+        symbol<ServiceTierCreateFunction>(library, "ServiceTierCreate")());
+}
+
+const Library &shippedLibrary() {
+    static const Library library = openLibrary(SERVICE_TIER_LIBRARY);
+    return library;
+}
+
+/// One request's answer, and how often it came. Shared with the completion, which may outlive the test.
+class Answer {
+public:
+    void come(Status status) {
+        const std::lock_guard lock(mutex_);
+        ++count_;
+        status_ = status;
+        thread_ = std::this_thread::get_id();
+        changed_.notify_all();
+    }
+    /// Throws when none comes.
+    Status wait(std::chrono::milliseconds longest = patience) {
+        std::unique_lock lock(mutex_);
+        if (!changed_.wait_for(lock, longest, [this] { return count_ > 0; }))
+            throw std::runtime_error("no completion");
+        return status_;
+    }
+    int count() {
+        const std::lock_guard lock(mutex_);
+        return count_;
+    }
+    std::thread::id thread() {
+        const std::lock_guard lock(mutex_);
+        return thread_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int count_ = 0;
+    Status status_;
+    std::thread::id thread_;
+};
+
+std::shared_ptr<Answer> start(
+    const std::string &url, const std::string &method = "GET", const Parameters *parameters = nullptr) {
+    auto answer = std::make_shared<Answer>();
+    const auto client = createClient(shippedLibrary()); // gone before the answer comes
+    client->request(url, parameters, method,
+        [answer](const ServiceTierResponse &response) { answer->come(response.httpStatusCode); });
+    return answer;
+}
+
+Status statusOf(
+    const std::string &url, const std::string &method = "GET", const Parameters *parameters = nullptr) {
+    return start(url, method, parameters)->wait();
+}
+
+std::string firstLine(const std::string &head) {
+    return head.substr(0, head.find("\r\n"));
+}
+
+std::string requestLineFor(const std::string &pathAndQuery) {
+    const LoopbackServer server(LoopbackServer::answering(200));
+    EXPECT_EQ(statusOf(server.url(pathAndQuery)), 200);
+    const auto heads = server.heads();
+    return heads.size() == 1 ? firstLine(heads[0]) : std::to_string(heads.size()) + " requests";
+}
+
+class TemporaryFolder {
+public:
+    TemporaryFolder() {
+        std::string name = std::filesystem::temp_directory_path() / "service-tier-XXXXXX";
+        if (!::mkdtemp(name.data()))
+            throw std::runtime_error(name);
+        path_ = name;
+    }
+    TemporaryFolder(const TemporaryFolder &) = delete;
+    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    const std::filesystem::path &path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+class EnvironmentVariable {
+public:
+    EnvironmentVariable(const char *name, const char *value)
+        : name_(name) {
+        if (const char *old = std::getenv(name))
+            old_ = old;
+        if (value)
+            ::setenv(name, value, 1);
+        else
+            ::unsetenv(name);
+    }
+    EnvironmentVariable(const EnvironmentVariable &) = delete;
+    EnvironmentVariable &operator=(const EnvironmentVariable &) = delete;
+    ~EnvironmentVariable() {
+        if (old_)
+            ::setenv(name_, old_->c_str(), 1);
+        else
+            ::unsetenv(name_);
+    }
+
+private:
+    const char *name_;
+    std::optional<std::string> old_;
+};
+
+enum class Errors { Shown, Hidden };
+
+/// A program of the test's, with its standard output.
+class Child {
+public:
+    explicit Child(std::vector<std::string> arguments, Errors errors = Errors::Shown) {
+        std::array<int, 2> pipe {};
+        if (::pipe2(pipe.data(), O_CLOEXEC) != 0)
+            throw std::runtime_error("pipe");
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        if (errors == Errors::Hidden)
+            posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+        std::vector<char *> pointers;
+        for (auto &argument : arguments)
+            pointers.push_back(argument.data());
+        pointers.push_back(nullptr);
+        const int failure
+            = ::posix_spawnp(&process_, pointers[0], &actions, nullptr, pointers.data(), environ);
+        posix_spawn_file_actions_destroy(&actions);
+        ::close(pipe[1]);
+        output_ = pipe[0];
+        if (failure != 0)
+            process_ = -1;
+    }
+    Child(const Child &) = delete;
+    Child &operator=(const Child &) = delete;
+    ~Child() {
+        if (process_ > 0) {
+            ::kill(process_, SIGKILL);
+            wait();
+        }
+        ::close(output_);
+    }
+
+    bool started() const { return process_ > 0; }
+    std::string readLine() const {
+        std::string line;
+        char letter = 0;
+        while (::read(output_, &letter, 1) == 1 && letter != '\n')
+            line += letter;
+        return line;
+    }
+    /// The exit status, or minus the signal that ended it.
+    int wait() {
+        int status = 0;
+        ::waitpid(process_, &status, 0);
+        process_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+
+private:
+    pid_t process_ = -1;
+    int output_ = -1;
+};
+
+} // namespace
+
+// --- what is sent
+
+TEST(ServiceTier, IsOfTheInterfaceVersion) {
+    EXPECT_EQ(symbol<ServiceTierInterfaceVersionFunction>(shippedLibrary(), "ServiceTierInterfaceVersion")(),
+        serviceTierInterfaceVersion);
+}
+
+TEST(ServiceTier, SendsTheUrlByteForByte) {
+    for (const std::string target : {
+             "/",
+             "/a/../b/./c",
+             "/../../etc",
+             "//double//slash/",
+             "/percent/%41%2f%2F%7e%00%zz%",
+             "/query?q=a+b%20c&d=/../x&e=?&f=~!$'()*,;:@",
+             "/query?",
+             "/query?&&=&",
+             "/brackets/[x]/{y}/|z^`\"<>\\",
+             "/\xc3\xa9/../\xe2\x82\xac?\xff\x80",
+             "/a?\xc3\xa9",
+         })
+        EXPECT_EQ(requestLineFor(target), "GET " + target + " HTTP/1.1");
+}
+
+TEST(ServiceTier, ALongUrlArrivesWhole) {
+    const std::string target = "/?" + std::string(60000, 'x');
+    EXPECT_EQ(requestLineFor(target), "GET " + target + " HTTP/1.1");
+}
+
+TEST(ServiceTier, AnAddressWithoutAPathAsksForTheRoot) {
+    EXPECT_EQ(requestLineFor(""), "GET / HTTP/1.1");
+    EXPECT_EQ(requestLineFor("?a"), "GET /?a HTTP/1.1");
+    EXPECT_EQ(requestLineFor("?\xc3\xa9"), "GET /?\xc3\xa9 HTTP/1.1");
+}
+
+TEST(ServiceTier, AFragmentStaysHome) {
+    EXPECT_EQ(requestLineFor("/a?b#c"), "GET /a?b HTTP/1.1");
+}
+
+TEST(ServiceTier, AddsNoHeadersOfItsOwn) {
+    const LoopbackServer server(LoopbackServer::answering(200));
+    statusOf(server.url("/a"));
+    ASSERT_EQ(server.heads().size(), 1u);
+    EXPECT_EQ(server.heads()[0],
+        "GET /a HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.port()) + "\r\nAccept: */*\r\n\r\n");
+}
+
+TEST(ServiceTier, UsesTheMethodGiven) {
+    for (const std::string method : { "GET", "HEAD", "POST", "PUT", "DELETE", "OPTIONS", "ABC" }) {
+        const LoopbackServer server(LoopbackServer::answering(200));
+        EXPECT_EQ(statusOf(server.url("/a"), method), 200) << method;
+        ASSERT_EQ(server.heads().size(), 1u) << method;
+        EXPECT_EQ(firstLine(server.heads()[0]), method + " /a HTTP/1.1");
+    }
+}
+
+TEST(ServiceTier, RefusesAMethodThatIsNoWord) {
+    const LoopbackServer server(LoopbackServer::answering(200));
+    for (const std::string method : { "", "get", "GET /other HTTP/1.1\r\nX:", "G T", "M-SEARCH" })
+        EXPECT_EQ(statusOf(server.url("/a"), method), std::nullopt) << method;
+    EXPECT_EQ(server.connectionCount(), 0u);
+}
+
+TEST(ServiceTier, ParametersAreAppendedToTheQuery) {
+    const LoopbackServer server(LoopbackServer::answering(200));
+    const Parameters parameters { { "name", "a b&c" }, { "id", "7" } };
+    EXPECT_EQ(statusOf(server.url("/a?x=1"), "GET", &parameters), 200);
+    ASSERT_EQ(server.heads().size(), 1u);
+    EXPECT_EQ(firstLine(server.heads()[0]), "GET /a?x=1&id=7&name=a%20b%26c HTTP/1.1");
+}
+
+TEST(ServiceTier, IgnoresNetrc) {
+    const TemporaryFolder home;
+    std::ofstream(home.path() / ".netrc") << "machine 127.0.0.1 login somebody password secret\n";
+    std::filesystem::permissions(home.path() / ".netrc", std::filesystem::perms::owner_read);
+    const EnvironmentVariable homeVariable("HOME", home.path().c_str());
+    const LoopbackServer server(LoopbackServer::answering(200));
+    EXPECT_EQ(statusOf(server.url("/a")), 200);
+    ASSERT_EQ(server.heads().size(), 1u);
+    EXPECT_EQ(server.heads()[0].find("Authorization"), std::string::npos);
+}
+
+TEST(ServiceTier, KeepsNoCookies) {
+    const LoopbackServer server([](Connection &connection, const std::string &head) {
+        const bool first = firstLine(head).find("/first") != std::string::npos;
+        LoopbackServer::answering(
+            first ? 302 : 200, "Set-Cookie: taste=sweet; path=/\r\nLocation: /second\r\n")(connection, head);
+    });
+    EXPECT_EQ(statusOf(server.url("/first")), 200);
+    EXPECT_EQ(statusOf(server.url("/third")), 200);
+    ASSERT_EQ(server.heads().size(), 3u);
+    for (const auto &head : server.heads())
+        EXPECT_EQ(head.find("Cookie"), std::string::npos) << head;
+}
+
+TEST(ServiceTier, TakesTheProxyOfTheEnvironment) {
+    const LoopbackServer proxy(LoopbackServer::answering(203));
+    const EnvironmentVariable direct("no_proxy", nullptr);
+    const EnvironmentVariable variable("http_proxy", proxy.url("").c_str());
+    EXPECT_EQ(statusOf("http://gateway.invalid/a/../b?c"), 203);
+    ASSERT_EQ(proxy.heads().size(), 1u);
+    EXPECT_EQ(firstLine(proxy.heads()[0]), "GET http://gateway.invalid/a/../b?c HTTP/1.1");
+
+    EXPECT_EQ(statusOf("http://gateway.invalid/\xc3\xa9"), 203);
+    ASSERT_EQ(proxy.heads().size(), 2u);
+    EXPECT_EQ(firstLine(proxy.heads()[1]), "GET http://gateway.invalid/\xc3\xa9 HTTP/1.1");
+}
+
+TEST(ServiceTier, AHostExemptedFromTheProxyIsReachedDirectly) {
+    const LoopbackServer proxy(LoopbackServer::answering(203));
+    const LoopbackServer server(LoopbackServer::answering(200));
+    const EnvironmentVariable direct("no_proxy", "127.0.0.1");
+    const EnvironmentVariable variable("http_proxy", proxy.url("").c_str());
+    EXPECT_EQ(statusOf(server.url("/a/../b?\xc3\xa9")), 200);
+    EXPECT_EQ(statusOf(server.url("/\xc3\xa9")), 200);
+    EXPECT_EQ(proxy.connectionCount(), 0u);
+    ASSERT_EQ(server.heads().size(), 2u);
+    EXPECT_EQ(firstLine(server.heads()[0]), "GET /a/../b?\xc3\xa9 HTTP/1.1");
+    // The one case in which a byte is not sent as it is.
+    EXPECT_EQ(firstLine(server.heads()[1]), "GET /%c3%a9 HTTP/1.1");
+}
+
+// --- what comes back
+
+TEST(ServiceTier, ReportsTheStatusWhateverItIs) {
+    for (const int status : { 200, 204, 304, 400, 401, 404, 407, 500, 503, 599 }) {
+        const LoopbackServer server(LoopbackServer::answering(status));
+        EXPECT_EQ(statusOf(server.url("/a")), status);
+        EXPECT_EQ(server.heads().size(), 1u) << status;
+    }
+}
+
+TEST(ServiceTier, CompletesOnceAndOnAnotherThread) {
+    const LoopbackServer server(LoopbackServer::answering(200));
+    const auto answer = start(server.url("/a"));
+    EXPECT_EQ(answer->wait(), 200);
+    EXPECT_NE(answer->thread(), std::this_thread::get_id());
+    // A second completion would follow the first at once.
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(answer->count(), 1);
+}
+
+TEST(ServiceTier, AThrowingCompletionEndsNothing) {
+    const LoopbackServer server(LoopbackServer::answering(200));
+    const auto answer = std::make_shared<Answer>();
+    createClient(shippedLibrary())
+        ->request(server.url("/a"), nullptr, "GET", [answer](const ServiceTierResponse &response) {
+            answer->come(response.httpStatusCode);
+            throw std::runtime_error("not handled");
+        });
+    EXPECT_EQ(answer->wait(), 200);
+    EXPECT_EQ(statusOf(server.url("/b")), 200);
+}
+
+TEST(ServiceTier, AnEmptyCompletionIsHarmless) {
+    const LoopbackServer server(LoopbackServer::answering(200));
+    createClient(shippedLibrary())->request(server.url("/a"), nullptr, "GET", nullptr);
+    createClient(shippedLibrary())->request("", nullptr, "GET", nullptr);
+    EXPECT_EQ(statusOf(server.url("/b")), 200);
+}
+
+TEST(ServiceTier, RefusesWhatIsNoWebAddress) {
+    const LoopbackServer server(LoopbackServer::answering(200));
+    const std::string place = "127.0.0.1:" + std::to_string(server.port()) + "/";
+    for (const std::string &url : { std::string(), std::string(" "), place, "//" + place, " http://" + place,
+             "ftp://" + place, "gopher://" + place, "ws://" + place, "telnet://" + place, "dict://" + place,
+             std::string("file:///etc/passwd"), std::string("http://"), std::string("https://"),
+             "http://" + place + "with blank", "http://" + place + "a\r\nX: y", "http://" + place + "a\nb",
+             "http://" + place + std::string("a\0b", 3), std::string("http://127.0.0.1:99999/") })
+        EXPECT_EQ(statusOf(url), std::nullopt) << url;
+    EXPECT_EQ(server.connectionCount(), 0u);
+}
+
+TEST(ServiceTier, NoServerGivesNoStatus) {
+    std::string url;
+    {
+        const LoopbackServer server(LoopbackServer::answering(200));
+        url = server.url("/a");
+    }
+    EXPECT_EQ(statusOf(url), std::nullopt);
+}
+
+TEST(ServiceTier, AResetConnectionGivesNoStatus) {
+    const LoopbackServer server([](Connection &connection, const std::string &) { connection.reset(); });
+    EXPECT_EQ(statusOf(server.url("/a")), std::nullopt);
+    EXPECT_GE(server.heads().size(), 1u);
+}
+
+TEST(ServiceTier, AnEndWithoutAnAnswerGivesNoStatus) {
+    const LoopbackServer server([](Connection &, const std::string &) {});
+    EXPECT_EQ(statusOf(server.url("/a")), std::nullopt);
+}
+
+TEST(ServiceTier, WhatIsNoHttpGivesNoStatus) {
+    for (const std::string text :
+        { "220 mail ready\r\n", "\r\n\r\n", "<html></html>", "HTTP/9.9 200 OK\r\n\r\n" }) {
+        const LoopbackServer server(
+            [&text](Connection &connection, const std::string &) { connection.send(text); });
+        EXPECT_EQ(statusOf(server.url("/a")), std::nullopt) << text;
+    }
+}
+
+TEST(ServiceTier, AnInterimStatusIsNoAnswer) {
+    const LoopbackServer server([](Connection &connection, const std::string &) {
+        connection.send("HTTP/1.1 103 Early Hints\r\n\r\n");
+    });
+    EXPECT_EQ(statusOf(server.url("/a")), std::nullopt);
+}
+
+TEST(ServiceTier, ABrokenOffBodyKeepsItsStatus) {
+    const LoopbackServer server([](Connection &connection, const std::string &) {
+        connection.send("HTTP/1.1 201 Created\r\nContent-Length: 1000\r\n\r\nshort");
+    });
+    EXPECT_EQ(statusOf(server.url("/a")), 201);
+}
+
+// --- redirects
+
+TEST(ServiceTier, FollowsARedirectWithinHttp) {
+    const LoopbackServer target(LoopbackServer::answering(204));
+    const LoopbackServer server(
+        LoopbackServer::answering(302, "Location: " + target.url("/x/../y?z=%41") + "\r\n"));
+    EXPECT_EQ(statusOf(server.url("/a")), 204);
+    ASSERT_EQ(target.heads().size(), 1u);
+    EXPECT_EQ(firstLine(target.heads()[0]), "GET /x/../y?z=%41 HTTP/1.1");
+}
+
+TEST(ServiceTier, DoesNotFollowToAnotherScheme) {
+    const LoopbackServer elsewhere(LoopbackServer::answering(204));
+    const auto place = elsewhere.url("/a").substr(std::string("http").size());
+    for (const std::string &location : { std::string("file:///etc/passwd"), "ftp" + place, "gopher" + place,
+             "dict" + place, "ws" + place, std::string("http://") }) {
+        const LoopbackServer server(LoopbackServer::answering(302, "Location: " + location + "\r\n"));
+        EXPECT_EQ(statusOf(server.url("/a")), 302) << location;
+        EXPECT_EQ(server.heads().size(), 1u) << location;
+    }
+    EXPECT_EQ(elsewhere.connectionCount(), 0u);
+}
+
+TEST(ServiceTier, FollowsFiveRedirectsAndNoMore) {
+    const LoopbackServer server(LoopbackServer::answering(307, "Location: /again\r\n"));
+    EXPECT_EQ(statusOf(server.url("/a")), 307);
+    EXPECT_EQ(server.heads().size(), 6u);
+}
+
+TEST(ServiceTier, ARedirectIntoNothingGivesNoStatus) {
+    std::string nowhere;
+    {
+        const LoopbackServer closed(LoopbackServer::answering(200));
+        nowhere = closed.url("/b");
+    }
+    const LoopbackServer server(LoopbackServer::answering(302, "Location: " + nowhere + "\r\n"));
+    EXPECT_EQ(statusOf(server.url("/a")), std::nullopt);
+}
+
+TEST(ServiceTier, RedirectsOfOtherMethodsAreTheAnswer) {
+    const LoopbackServer server(LoopbackServer::answering(303, "Location: /b\r\n"));
+    EXPECT_EQ(statusOf(server.url("/a"), "POST"), 303);
+    EXPECT_EQ(server.heads().size(), 1u);
+}
+
+TEST(ServiceTier, OnlyARedirectStatusRedirects) {
+    const LoopbackServer server(LoopbackServer::answering(200, "Location: /b\r\n"));
+    EXPECT_EQ(statusOf(server.url("/a")), 200);
+    EXPECT_EQ(server.heads().size(), 1u);
+}
+
+// --- bounds
+
+TEST(ServiceTier, AnEndlessBodyIsCut) {
+    constexpr std::size_t wholeBody = 2147483648;
+    std::promise<std::size_t> sent;
+    const LoopbackServer server([&sent](Connection &connection, const std::string &) {
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(wholeBody) + "\r\n\r\n");
+        const std::string block(65536, 'x');
+        std::size_t count = 0;
+        while (count < wholeBody && connection.send(block))
+            count += block.size();
+        sent.set_value(count);
+    });
+    EXPECT_EQ(statusOf(server.url("/a")), 200);
+    // What goes beyond the plug-in's bound is what the system itself buffers.
+    auto count = sent.get_future();
+    ASSERT_EQ(count.wait_for(atOnce), std::future_status::ready);
+    EXPECT_LT(count.get(), 64u * 1024 * 1024);
+}
+
+TEST(ServiceTier, EndlessHeadersAreCut) {
+    std::promise<std::size_t> sent;
+    const LoopbackServer server([&sent](Connection &connection, const std::string &) {
+        connection.send("HTTP/1.1 200 OK\r\n");
+        const std::string header = "X-Filler: " + std::string(1000, 'x') + "\r\n";
+        std::size_t count = 0;
+        while (count < 1024 * 1024 * 1024 && connection.send(header))
+            count += header.size();
+        sent.set_value(count);
+    });
+    EXPECT_EQ(statusOf(server.url("/a")), 200);
+    auto count = sent.get_future();
+    ASSERT_EQ(count.wait_for(atOnce), std::future_status::ready);
+    EXPECT_LT(count.get(), 64u * 1024 * 1024);
+}
+
+TEST(ServiceTier, AtMostSixteenRequestsAreInFlight) {
+    std::promise<void> release;
+    const auto released = release.get_future().share();
+    const LoopbackServer server([released](Connection &connection, const std::string &head) {
+        released.wait();
+        LoopbackServer::answering(200)(connection, head);
+    });
+    std::vector<std::shared_ptr<Answer>> answers;
+    for (int index = 0; index < 16; ++index)
+        answers.push_back(start(server.url("/held")));
+    const auto refused = start(server.url("/refused"));
+    EXPECT_EQ(refused->wait(atOnce), std::nullopt);
+    for (const auto &answer : answers)
+        EXPECT_EQ(answer->count(), 0);
+
+    release.set_value();
+    for (const auto &answer : answers)
+        EXPECT_EQ(answer->wait(), 200);
+    EXPECT_EQ(server.heads().size(), 16u);
+    EXPECT_EQ(statusOf(server.url("/later")), 200);
+}
+
+// --- TLS
+
+TEST(ServiceTier, HttpsIsNeverPlain) {
+    std::promise<std::string> firstBytes;
+    const LoopbackServer server(
+        [&firstBytes](Connection &, const std::string &head) { firstBytes.set_value(head); });
+    auto url = server.url("/secret");
+    url.insert(4, "s");
+    const auto answer = start(url);
+    EXPECT_EQ(answer->wait(), std::nullopt);
+    auto bytes = firstBytes.get_future();
+    ASSERT_EQ(bytes.wait_for(atOnce), std::future_status::ready);
+    const auto greeting = bytes.get();
+    ASSERT_FALSE(greeting.empty());
+    EXPECT_EQ(greeting[0], '\x16');
+    EXPECT_EQ(greeting.find("/secret"), std::string::npos);
+}
+
+TEST(ServiceTier, AnUntrustedCertificateGivesNoStatus) {
+    const TemporaryFolder folder;
+    const std::string key = folder.path() / "key.pem";
+    const std::string certificate = folder.path() / "certificate.pem";
+    Child make({ "openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
+                   "-nodes", "-keyout", key, "-out", certificate, "-days", "2", "-subj", "/CN=127.0.0.1",
+                   "-addext", "subjectAltName=IP:127.0.0.1", "-batch" },
+        Errors::Hidden);
+    if (!make.started())
+        GTEST_SKIP() << "the openssl command, which makes the certificate, is not installed";
+    ASSERT_EQ(make.wait(), 0);
+    Child server(
+        { "openssl", "s_server", "-accept", "127.0.0.1:0", "-key", key, "-cert", certificate, "-www" },
+        Errors::Hidden);
+    ASSERT_TRUE(server.started());
+    std::string line;
+    do {
+        line = server.readLine();
+    } while (!line.empty() && line.find("ACCEPT") == std::string::npos);
+    const auto colon = line.rfind(':');
+    ASSERT_NE(colon, std::string::npos) << line;
+    const auto url = "https://127.0.0.1:" + line.substr(colon + 1) + "/";
+
+    // The server is a good one to whoever trusts its certificate.
+    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> trusting(curl_easy_init(), &curl_easy_cleanup);
+    curl_easy_setopt(trusting.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(trusting.get(), CURLOPT_CAINFO, certificate.c_str());
+    curl_easy_setopt(trusting.get(), CURLOPT_NOBODY, 0L);
+    curl_easy_setopt(trusting.get(), CURLOPT_TIMEOUT, 20L);
+    curl_easy_setopt(
+        trusting.get(), CURLOPT_WRITEFUNCTION,
+        +[](char *, std::size_t size, std::size_t count, void *) { return size * count; });
+    EXPECT_EQ(curl_easy_perform(trusting.get()), CURLE_OK);
+
+    EXPECT_EQ(statusOf(url), std::nullopt);
+}
+
+// --- the process's end
+
+namespace {
+
+/// Runs this program anew in the mode of `leavePending()` and says how long that took and how it ended.
+std::pair<std::chrono::milliseconds, int> endOfProcess(const std::string &way, const std::string &url) {
+    const auto begin = Clock::now();
+    Child child({ "/proc/self/exe", "--leave-pending", way, url });
+    const int status = child.wait();
+    return { std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin), status };
+}
+
+/// In the child: starts a request that is never answered and ends the process in the way given.
+int leavePending(const std::string &way, const std::string &url) {
+    auto library = openLibrary(SERVICE_TIER_LIBRARY);
+    auto client = createClient(library);
+    auto answer = std::make_shared<Answer>();
+    const auto begin = Clock::now();
+    client->request(url, nullptr, "GET",
+        [answer](const ServiceTierResponse &response) { answer->come(response.httpStatusCode); });
+    if (Clock::now() - begin > atOnce)
+        return 2; // request() has waited
+    if (way == "unload") {
+        client.reset();
+        library.reset();
+        return answer->wait() == 200 ? 0 : 3;
+    }
+    // The request is to be under way, not still on its way to its thread.
+    std::this_thread::sleep_for(200ms);
+    if (answer->count() != 0)
+        return 4;
+    if (way == "quick_exit")
+        std::quick_exit(0);
+    if (way == "exit")
+        std::exit(0);
+    return 0;
+}
+
+class ProcessEnd : public testing::TestWithParam<const char *> { };
+
+} // namespace
+
+TEST_P(ProcessEnd, IsNotHeldUpByAServerThatNeverAnswers) {
+    const LoopbackServer server([](Connection &connection, const std::string &) { connection.awaitClose(); });
+    const auto [time, status] = endOfProcess(GetParam(), server.url("/a"));
+    EXPECT_EQ(status, 0);
+    EXPECT_LT(time, 5s);
+    EXPECT_EQ(server.heads().size(), 1u);
+}
+
+TEST_P(ProcessEnd, IsNotHeldUpByATlsGreetingNeverAnswered) {
+    const LoopbackServer server([](Connection &connection, const std::string &) { connection.awaitClose(); });
+    auto url = server.url("/a");
+    url.insert(4, "s");
+    const auto [time, status] = endOfProcess(GetParam(), url);
+    EXPECT_EQ(status, 0);
+    EXPECT_LT(time, 5s);
+    EXPECT_EQ(server.connectionCount(), 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, ProcessEnd, testing::Values("quick_exit", "exit", "return"),
+    [](const auto &information) { return std::string(information.param); });
+
+TEST(ServiceTier, ARequestOutlivesItsClientAndTheClosedLibrary) {
+    const LoopbackServer server([](Connection &connection, const std::string &head) {
+        std::this_thread::sleep_for(300ms); // so that the library is closed by then
+        LoopbackServer::answering(200)(connection, head);
+    });
+    EXPECT_EQ(endOfProcess("unload", server.url("/a")).second, 0);
+}
+
+// --- a site's own client
+
+TEST(ServiceTier, TheStubOfASiteAnswersAtOnce) {
+    const auto library = openLibrary(STUB_ANSWERS_LIBRARY);
+    Answer answer;
+    createClient(library)->request("anything", nullptr, "GET",
+        [&answer](const ServiceTierResponse &response) { answer.come(response.httpStatusCode); });
+    EXPECT_EQ(answer.count(), 1);
+    EXPECT_EQ(answer.wait(), 204);
+}
+
+int main(int argc, char **argv) {
+    // The tests' servers are reached directly, whatever proxy the machine has.
+    for (const char *name : { "http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY" })
+        ::unsetenv(name);
+    if (argc == 4 && std::string(argv[1]) == "--leave-pending")
+        return leavePending(argv[2], argv[3]);
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
