@@ -6,6 +6,7 @@
 #include "Platform/Views/TextField.h"
 
 #include <QAbstractButton>
+#include <QLocale>
 
 #include <utility>
 
@@ -31,6 +32,8 @@ std::shared_ptr<NoticeController> Storyboard::instantiateControllerWithIdentifie
         fatalStop(QStringLiteral("the storyboard \"%1\" has no scene \"%2\"").arg(name_, identifier));
     auto controller = scene->second();
 
+    // The message's language decides which way the notice runs, not the system's.
+    controller->view()->setLayoutDirection(QLocale(bundle_.localization()).textDirection());
     const auto translated
         = [this](const QString &text) { return bundle_.localizedStringForKey(text, text, name_); };
     const auto labels = controller->view()->findChildren<TextField *>();

@@ -2,6 +2,8 @@
 
 #include "Platform/Application.h"
 
+#include <QString>
+
 #include <functional>
 #include <memory>
 

@@ -3,6 +3,7 @@
 #include "Platform/Qt/Desktop.h"
 #include "Platform/Views/LayerView.h"
 #include "Platform/Views/PushButton.h"
+#include "Platform/Views/ScrollView.h"
 #include "Platform/Views/TextField.h"
 #include "Platform/Views/TitleStrip.h"
 
@@ -24,7 +25,8 @@ constexpr double mostOfScreenHeight = 0.8;
 constexpr double cornerRadius = 10;
 constexpr std::chrono::milliseconds focusBeforeKeysCount(300);
 
-const QColor opaqueTitlebarColor(236, 238, 243);
+// Until a notice sets one, and of a title bar that is not transparent.
+const QColor initialBackgroundColor(30, 34, 52);
 
 // After every ordinary event of this turn, among them the blocks of the main queue.
 const auto commitEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
@@ -33,7 +35,7 @@ const auto commitEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 
 QtNoticeWindow::QtNoticeWindow()
     : titleStrip_(new TitleStrip(this))
-    , backgroundColor_(opaqueTitlebarColor) {
+    , backgroundColor_(initialBackgroundColor) {
     setWindowFlags(Qt::Window | Qt::FramelessWindowHint);
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
@@ -79,7 +81,7 @@ void QtNoticeWindow::setBackgroundColor(const QColor &color) {
 }
 
 void QtNoticeWindow::styleTitleStrip() {
-    titleStrip_->setGroundColor(transparentTitlebar_ ? backgroundColor_ : opaqueTitlebarColor);
+    titleStrip_->setGroundColor(transparentTitlebar_ ? backgroundColor_ : initialBackgroundColor);
 }
 
 void QtNoticeWindow::makeKeyAndOrderFront() {
@@ -101,6 +103,7 @@ void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
     contentView_ = newView;
     if (!newView)
         return;
+    setLayoutDirection(newView->layoutDirection());
     newView->setParent(this);
     // As wide as it will be on the screen, so that what measures itself on appearing measures right.
     newView->setGeometry(0, TitleStrip::stripHeight, width(), newView->heightForWidth(width()));
@@ -108,6 +111,9 @@ void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
         newView->layout()->activate();
     newView->installEventFilter(this);
     newView->show();
+    // Not the close button: it is the only other control.
+    if (auto *button = newView->findChild<PushButton *>())
+        button->setFocus();
     commitLater();
 }
 
@@ -241,6 +247,9 @@ bool QtNoticeWindow::eventFilter(QObject *watched, QEvent *event) {
 void QtNoticeWindow::keyPressEvent(QKeyEvent *event) {
     const bool presses = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter
         || event->key() == Qt::Key_Space;
+    if (auto *scrollView = contentView_ ? contentView_->findChild<ScrollView *>() : nullptr;
+        scrollView && scrollView->scrollBy(event->key()))
+        return;
     // Keys that were meant for the window before this one took the focus do nothing.
     if (!presses || !keysCount() || event->isAutoRepeat())
         return;

@@ -1,6 +1,7 @@
 #include "Platform/Views/PushButton.h"
 
 #include "Platform/Views/Contrast.h"
+#include "Platform/Views/FocusRing.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -24,6 +25,7 @@ PushButton::PushButton(QWidget *parent)
     QFont styled = QApplication::font();
     styled.setPointSizeF(textSizeInPoints);
     styled.setWeight(QFont::DemiBold);
+    styled.setHintingPreference(QFont::PreferVerticalHinting);
     setFont(styled);
     setAttribute(Qt::WA_Hover);
     setFocusPolicy(Qt::StrongFocus);
@@ -77,7 +79,7 @@ void PushButton::paintEvent(QPaintEvent *) {
     painter.setFont(font());
     painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
 
-    if (hasFocus() && window()->isActiveWindow()) {
+    if (showsFocusRing(*this)) {
         const auto inset = focusRingInset;
         painter.setPen(QPen(textColor(), focusRingWidth));
         painter.setBrush(Qt::NoBrush);

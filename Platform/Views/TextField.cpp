@@ -93,6 +93,8 @@ void TextField::applyStyle() {
     QFont styled = QApplication::font();
     styled.setPointSizeF(look.size * pointsPerInch / dotsPerInchAtScaleOne);
     styled.setWeight(look.weight);
+    // Letters stand where the font wants them, also between two pixels.
+    styled.setHintingPreference(QFont::PreferVerticalHinting);
     setFont(styled);
     QPalette colors = palette();
     colors.setColor(QPalette::WindowText, look.color);
@@ -213,8 +215,13 @@ void TextField::paintEvent(QPaintEvent *event) {
     const auto &lines = linesFor(this->width());
     QPainter painter(this);
     painter.setPen(palette().color(QPalette::WindowText));
-    const QRectF visible = event->rect();
+    // A text that scrolls is as high as its lines; there, where and what is painted is the same.
+    const QRectF visible = lines.height > this->height() + 1 || lines.count < 100
+        ? QRectF(rect())
+        : QRectF(event->rect());
     const double height = lineHeight();
+    if (alignment() & Qt::AlignVCenter)
+        painter.translate(0, std::floor(std::max(0.0, (this->height() - lines.height) / 2)));
     int number = 0;
     for (const auto &layout : lines.paragraphs) {
         for (int index = 0; index < layout->lineCount(); ++index, ++number) {

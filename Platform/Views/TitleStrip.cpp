@@ -1,6 +1,7 @@
 #include "Platform/Views/TitleStrip.h"
 
 #include "Platform/Views/Contrast.h"
+#include "Platform/Views/FocusRing.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -40,7 +41,7 @@ void CloseButton::paintEvent(QPaintEvent *) {
     const QPointF center = QRectF(rect()).center();
     painter.drawLine(center - QPointF(crossHalf, crossHalf), center + QPointF(crossHalf, crossHalf));
     painter.drawLine(center - QPointF(crossHalf, -crossHalf), center + QPointF(crossHalf, -crossHalf));
-    if (hasFocus() && window()->isActiveWindow()) {
+    if (showsFocusRing(*this)) {
         painter.setPen(QPen(glyph, 1.5));
         painter.drawRoundedRect(QRectF(rect()).adjusted(4, 4, -4, -4), 2, 2);
     }
