@@ -265,6 +265,10 @@ class Screen:
         values = self.property(self.root, "_NET_ACTIVE_WINDOW")
         return values[0] if values else 0
 
+    def input_focus(self):
+        focus = self.display.get_input_focus().focus
+        return getattr(focus, "id", focus)
+
     def ask_to_close(self, window):
         """What a window manager sends when the user closes a window."""
         message = xevent.ClientMessage(
@@ -328,7 +332,7 @@ class Element:
     name: str
     text: str
     states: set
-    extents: tuple  # x, y, width, height in its window
+    extents: tuple  # x, y, width, height on the screen
 
     @property
     def shown(self):
@@ -343,7 +347,6 @@ class Element:
         return self.reader.element(self.bus_name, self.path)
 
     def centre(self):
-        """Its middle, counted from its window's corner."""
         x, y, width, height = self.extents
         return x + width // 2, y + height // 2
 
@@ -352,7 +355,7 @@ class Accessibility:
     """The accessibility bus, read without a cache, so that every look is fresh."""
 
     ACCESSIBLE = "org.a11y.atspi.Accessible"
-    WINDOW_COORDINATES = dbus.UInt32(1)
+    SCREEN_COORDINATES = dbus.UInt32(0)
     ROOT = "/org/a11y/atspi/accessible/root"
     STATES = {8: "enabled", 12: "focused", 11: "focusable", 24: "sensitive", 25: "showing", 30: "visible"}
 
@@ -401,7 +404,7 @@ class Accessibility:
             return None
         try:
             extents = tuple(int(part) for part in self._call(
-                bus_name, path, "org.a11y.atspi.Component", "GetExtents", "u", self.WINDOW_COORDINATES))
+                bus_name, path, "org.a11y.atspi.Component", "GetExtents", "u", self.SCREEN_COORDINATES))
         except dbus.exceptions.DBusException:
             extents = (0, 0, 0, 0)
         return Element(self, bus_name, path, role, name, name or self._text(bus_name, path), states, extents)

@@ -352,6 +352,8 @@ class Agent:
         wait_until(lambda: not self.visible_windows(), "the notice's window is off the screen", timeout)
 
     def geometry(self):
+        """x, y, width, height of the notice on the screen."""
+        self.wait_visible()
         return self.desktop.screen.geometry(self._window)
 
     def pixel(self, x, y):
@@ -369,7 +371,14 @@ class Agent:
     # What a screen reader hears.
 
     def elements(self):
-        return self.desktop.accessibility.elements(self.process_id)
+        """The accessibility tree in reading order, with places counted from the window's corner."""
+        elements = self.desktop.accessibility.elements(self.process_id)
+        # The first one below the application is its window.
+        left, top = elements[1].extents[:2] if len(elements) > 1 else (0, 0)
+        for element in elements:
+            x, y, width, height = element.extents
+            element.extents = (x - left, y - top, width, height)
+        return elements
 
     def texts(self):
         """The texts that can be read on the screen now, buttons included."""

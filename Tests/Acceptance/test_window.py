@@ -7,7 +7,8 @@ from Xlib.ext import xtest
 
 from activity_server import ActivityServer
 from desktop import AGENT_NAME, SCREEN_HEIGHT, SCREEN_WIDTH, holds_for, wait_until
-from harness import (MARGIN, THREE_ROWS, TITLE_STRIP, WIDTH, NoticeTestCase, Starts, notice_xml, received, takes)
+from harness import (MARGIN, THREE_ROWS, TITLE_STRIP, WIDTH, NoticeTestCase, Starts, notice_xml, png,
+                     received, takes)
 
 EVERY_KIND = {
     "maintenance": dict(WebSocketType=True, MaintenanceMessageKey="text"),
@@ -39,6 +40,21 @@ class PlaceTest(NoticeTestCase):
                 wait_until(lambda: agent.geometry()[:3] == (SCREEN_WIDTH - MARGIN - WIDTH, MARGIN, WIDTH),
                            f"{kind} at the top right", 2)
                 self.assert_on_screen(agent)
+
+    @takes(6)
+    def test_first_notice_stands_top_right_at_every_start(self):
+        places = []
+        for number in range(10):
+            bundle = self.new_bundle()
+            agent = self.launch(bundle)
+            if number % 2:
+                holds_for(agent.running, 0.3, "the agent ended")  # whatever it does while idle is done
+            self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **EVERY_KIND["maintenance"])
+            agent.wait_visible()
+            holds_for(agent.visible, 0.1, "the notice went away")  # the window manager has its say
+            places.append(agent.geometry()[:3])
+            agent.end()
+        self.assertEqual([(SCREEN_WIDTH - MARGIN - WIDTH, MARGIN, WIDTH)] * 10, places)
 
     def test_long_texts_stay_on_the_screen_with_their_button(self):
         for name, message in {
@@ -73,27 +89,81 @@ class PlaceTest(NoticeTestCase):
         self.post_casb(rows=[("Activity", "Upload"), ("Application", "Drive"), ("URL", value)], timeout="60")
         agent.wait_text(value)
 
-    def test_window_moves_by_its_strip_and_keeps_its_place(self):
+    def test_window_moves_by_its_strip(self):
         agent = self.launch()
         self.post(WebSocketType=True, MaintenanceMessageKey="first")
-        agent.wait_text("first")
         agent.wait_visible()
+        agent.wait_text("first")
         left, top, _width, _height = agent.geometry()
-        display = self.screen.display
         start = (left + 100, top + TITLE_STRIP // 2)
+        right = -20 if left >= 200 else 20
         self.screen.move_pointer(*start)
-        xtest.fake_input(display, X.ButtonPress, 1)
+        xtest.fake_input(self.screen.display, X.ButtonPress, 1)
         for step in range(1, 11):
-            self.screen.move_pointer(start[0] - 20 * step, start[1] + 10 * step)
-            self.screen.pixel(0, 0)
-        xtest.fake_input(display, X.ButtonRelease, 1)
-        display.sync()
-        wait_until(lambda: abs(agent.geometry()[0] - (left - 200)) <= 20 and abs(agent.geometry()[1] - (top + 100)) <= 10,
+            self.screen.move_pointer(start[0] + right * step, start[1] + 10 * step)
+            time.sleep(0.02)  # a hand is no faster
+        xtest.fake_input(self.screen.display, X.ButtonRelease, 1)
+        self.screen.display.sync()
+        wait_until(lambda: abs(agent.geometry()[0] - (left + 10 * right)) <= 20
+                   and abs(agent.geometry()[1] - (top + 100)) <= 10,
                    f"the window follows the pointer from {(left, top)}", 2)
-        moved = agent.geometry()[:2]
-        self.post(WebSocketType=True, MaintenanceMessageKey="second")
-        agent.wait_text("second")
-        self.assertEqual(moved, agent.geometry()[:2])
+
+    @takes(2)
+    def test_scale_of_two_doubles_the_notice_and_keeps_it_on_the_screen(self):
+        agent = self.launch(environment={"QT_SCALE_FACTOR": "2"})
+        self.post(WebSocketType=True, MaintenanceMessageKey="text")
+        agent.wait_visible()
+        wait_until(lambda: agent.geometry()[:3] == (SCREEN_WIDTH - 2 * (MARGIN + WIDTH), 2 * MARGIN, 2 * WIDTH),
+                   "twice as wide, at the top right", 2)
+        self.post(WebSocketType=True, MaintenanceMessageKey=LONG)
+        wait_until(lambda: agent.geometry()[3] > 600, "the notice grows with its text", 5)
+        self.assert_on_screen(agent)
+
+class LayoutTest(NoticeTestCase):
+
+    def places(self, agent):
+        """OK's and the close button's boxes."""
+        buttons = [element for element in agent.elements() if "button" in element.role and element.shown]
+        close = next(element for element in buttons if element.extents[1] < TITLE_STRIP)
+        return agent.ok_button().extents, close.extents
+
+    def test_ok_stands_at_the_right_in_every_notice(self):
+        for kind, message in dict(EVERY_KIND, **{
+                "casb without rows": dict(webSocketResponse=notice_xml(body="text")),
+                "auto disconnect, counting": dict(AutoDisconnectWebSocketType=True, AutoDisconnectVPNStatus=True),
+        }).items():
+            with self.subTest(kind):
+                bundle = self.new_bundle()
+                agent = self.launch(bundle)
+                self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **message)
+                agent.wait_visible()
+                agent.ok_button()
+                _left, _top, _width, height = agent.geometry()
+                expected = (WIDTH - MARGIN - 96, height - 20 - 34, 96, 34)
+                wait_until(lambda: agent.ok_button().extents == expected,
+                           f"OK at {expected}, not {agent.ok_button().extents}", 0.5)
+                # The countdown line that comes up a second later moves nothing.
+                holds_for(lambda: agent.ok_button().extents == expected, 1.3, "OK moved", interval=0.1)
+                self.assertEqual(height, agent.geometry()[3])
+                agent.end()
+
+    def test_right_to_left_language_mirrors_the_notice(self):
+        self.bundle.settings(AppLogo="configured")
+        self.bundle.image("configured.png", png((0, 180, 0)))
+        agent = self.launch()
+        self.post(webSocketappLanguageKey="ar", **EVERY_KIND["casb"])
+        agent.wait_visible()
+        agent.wait_text("Upload")
+        ok, close = self.places(agent)
+        self.assertEqual(MARGIN, ok[0], "OK at the left")
+        self.assertLess(close[0], 40, "the close button at the left")
+        self.assert_pixel(agent, (-MARGIN - 4, TITLE_STRIP + 30), (0, 180, 0), "logo at the right")
+        values = {element.text: element.extents for element in agent.elements()}
+        self.assertGreater(values["Activity"][0], values["Upload"][0], "caption right of its value")
+        # And back.
+        self.post(webSocketappLanguageKey="en", **EVERY_KIND["maintenance"])
+        agent.wait_text("text")
+        wait_until(lambda: self.places(agent)[0][0] == WIDTH - MARGIN - 96, "OK at the right again", 2)
 
 
 class LevelTest(NoticeTestCase):
@@ -158,8 +228,9 @@ class LevelTest(NoticeTestCase):
         agent = self.launch()
         self.post(**EVERY_KIND["casb"])
         agent.wait_visible()
-        wait_until(lambda: self.screen.active_window() == agent.window().id, "the CASB notice is the active window")
         button = agent.ok_button()
+        wait_until(lambda: self.screen.input_focus() == agent.window().id, "the CASB notice has the keyboard")
+        time.sleep(0.2)  # the agent hears of it
 
         def focused():
             return "focused" in button.now().states
@@ -387,6 +458,18 @@ class AccessibilityTest(NoticeTestCase):
             x, y, width, height = element.extents
             self.assertGreater(width * height, 0, text)
             self.assertTrue(0 <= x and x + width <= WIDTH and y >= TITLE_STRIP, f"{text}: {element.extents}")
+
+
+    def test_places_are_those_on_the_screen(self):
+        agent = self.launch()
+        self.post(**EVERY_KIND["casb"])
+        agent.wait_visible()
+        agent.wait_text("text")
+
+        def places():
+            elements = self.desktop.accessibility.elements(agent.process_id)
+            return elements[1].extents, agent.geometry()
+        wait_until(lambda: len(set(places())) == 1, "the tree and the screen agree on the window's place", 3)
 
 
 class WithoutAccessibilityTest(NoticeTestCase):
