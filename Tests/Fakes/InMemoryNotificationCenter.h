@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Platform/DistributedNotificationCenter.h"
+
+#include <memory>
+#include <vector>
+
+class RunLoop;
+
+/// Distributed notifications that stay in the process, with the promises of the real ones: handlers are
+/// called from the main queue, never within `postNotificationName()` or `addObserver()`, in the order of
+/// posting; an observer that was removed meanwhile is not called. Main thread only.
+class InMemoryNotificationCenter : public DistributedNotificationCenter {
+public:
+    /// @param runLoop  outlives the centre
+    explicit InMemoryNotificationCenter(RunLoop &runLoop);
+
+    void addObserver(
+        const void *observer, Handler handler, const QString &name, const QString &object = {}) override;
+    void removeObserver(const void *observer, const QString &name, const QString &object = {}) override;
+    void postNotificationName(const QString &name, const QString &object = {},
+        const std::optional<QVariantMap> &userInfo = {}) override;
+
+    /// Everything that was posted, whether or not anybody observed it.
+    const std::vector<Notification> &posted() const { return posted_; }
+
+    /// The names under observation, one for each observation, in the order of adding.
+    QStringList observedNames() const;
+
+private:
+    struct Observation {
+        const void *observer;
+        Handler handler;
+        QString name;
+        QString object;
+    };
+
+    RunLoop &runLoop_;
+    std::vector<std::shared_ptr<const Observation>> observations_;
+    std::vector<Notification> posted_;
+};

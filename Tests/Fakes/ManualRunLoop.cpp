@@ -1,0 +1,41 @@
+#include "Tests/Fakes/ManualRunLoop.h"
+
+#include <utility>
+
+std::shared_ptr<Timer> ManualRunLoop::scheduledTimer(Interval interval, Repeats repeats, TimerBlock block) {
+    return timers_.schedule(now_, interval, repeats, std::move(block));
+}
+
+void ManualRunLoop::async(Block block) { timers_.enqueue(std::move(block)); }
+
+void ManualRunLoop::asyncAfter(Interval delay, Block block) {
+    scheduledTimer(delay, Repeats::No,
+        [this, block = std::move(block)](Timer &) mutable { async(std::move(block)); });
+}
+
+bool ManualRunLoop::turn() { return timers_.drain(); }
+
+void ManualRunLoop::settle() {
+    while (turn()) { }
+}
+
+void ManualRunLoop::advance(Interval duration) {
+    const auto end = now_ + duration;
+    settle();
+    for (auto deadline = timers_.nextDeadline(); deadline && *deadline <= end;
+         deadline = timers_.nextDeadline()) {
+        now_ = *deadline;
+        timers_.fireDue(now_);
+        settle();
+    }
+    now_ = end;
+}
+
+RunLoop::Interval ManualRunLoop::elapsed() const { return std::chrono::duration_cast<Interval>(now_ - start); }
+
+std::optional<RunLoop::Interval> ManualRunLoop::nextDeadline() {
+    const auto deadline = timers_.nextDeadline();
+    if (!deadline)
+        return std::nullopt;
+    return std::chrono::duration_cast<Interval>(*deadline - now_);
+}
