@@ -6,6 +6,7 @@ its exit status.
 
 import datetime
 import glob
+import io
 import itertools
 import os
 import plistlib
@@ -91,7 +92,6 @@ def bus_value(value):
 
 def png(color, width=64, height=32):
     """The bytes of a one-coloured picture."""
-    import io
     buffer = io.BytesIO()
     Image.new("RGB", (width, height), color).save(buffer, "PNG")
     return buffer.getvalue()
@@ -262,7 +262,7 @@ class Bundle:
 class Agent:
     """One running agent and everything that can be seen of it."""
 
-    def __init__(self, bundle, desktop, folder, environment=None):
+    def __init__(self, bundle, desktop, folder, environment=None, output=None):
         self.bundle = bundle
         self.desktop = desktop
         self.log = Log(bundle.log_folder_name)
@@ -276,9 +276,11 @@ class Agent:
             else:
                 variables[name] = value
         with open(self._file("out"), "wb") as out, open(self._file("err"), "wb") as err:
+            # "closed" leaves the agent no standard output at all.
+            command = [bundle.executable] if output != "closed" else ["sh", "-c", 'exec "$0" >&-', bundle.executable]
             self.started = time.time()
-            self.process = subprocess.Popen([bundle.executable], env=variables, cwd="/",
-                                            stdin=subprocess.DEVNULL, stdout=out, stderr=err)
+            self.process = subprocess.Popen(command, env=variables, cwd="/", stdin=subprocess.DEVNULL,
+                                            stdout=out if output in (None, "closed") else output, stderr=err)
         # The end is noted when it happens, not when a test looks.
         self._watcher = threading.Thread(target=self._watch, daemon=True)
         self._watcher.start()
@@ -478,9 +480,9 @@ class NoticeTestCase(unittest.TestCase):
         self.addCleanup(shutil.rmtree, os.path.join(LOG_ROOT, name), ignore_errors=True)
         return name
 
-    def new_bundle(self):
+    def new_bundle(self, prefix="bundle-"):
         """A second bundle, of another brand."""
-        folder = tempfile.mkdtemp(prefix="bundle-", dir=self.folder)
+        folder = tempfile.mkdtemp(prefix=prefix, dir=self.folder)
         return Bundle(folder, self.new_name())
 
     def _end_agents(self):
@@ -499,15 +501,15 @@ class NoticeTestCase(unittest.TestCase):
 
     # Actions.
 
-    def start(self, bundle=None, environment=None):
+    def start(self, bundle=None, environment=None, output=None):
         """Starts an agent without waiting for anything."""
-        agent = Agent(bundle or self.bundle, self.desktop, self.folder, environment)
+        agent = Agent(bundle or self.bundle, self.desktop, self.folder, environment, output)
         self.agents.append(agent)
         return agent
 
-    def launch(self, bundle=None, environment=None):
+    def launch(self, bundle=None, environment=None, output=None):
         """Starts an agent and waits until it can be posted to."""
-        agent = self.start(bundle, environment)
+        agent = self.start(bundle, environment, output)
         self.bus.heard.clear()
         agent.wait_ready()
         return agent

@@ -1,6 +1,8 @@
 """What other programs do on the bus, rightly and wrongly."""
 
 import glob
+import struct
+import zlib
 
 import dbus
 import dbus.lowlevel
@@ -152,6 +154,26 @@ class DeliveryTest(NoticeTestCase):
                   webSocketResponse="<a>" + "x" * 3_000_000 + "</a>")
         agent.wait_text("big company", 20)
         agent.log.wait_for("info", "Setting Logo from Zelvik Sase Client 5000000 bytes", timeout=5)
+
+    @takes(2)
+    def test_picture_that_grows_beyond_the_memory_is_no_picture(self):
+        side = 25_000
+
+        def chunk(kind, content):
+            return (struct.pack(">I", len(content)) + kind + content
+                    + struct.pack(">I", zlib.crc32(kind + content)))
+        rows = zlib.compressobj(9)
+        row = bytes(1 + side * 4)
+        packed = b"".join(rows.compress(row) for _ in range(200)) + rows.flush()
+        picture = (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", side, side, 8, 6, 0, 0, 0))
+                   + chunk(b"IDAT", packed) + chunk(b"IEND", b""))
+        agent = self.launch()
+        self.post(WebSocketType=True, MaintenanceMessageKey="bomb", webSocketResponse="x", HeaderLogoImage=picture)
+        agent.wait_text("bomb")
+        self.assertTrue(agent.running())
+        with open(f"/proc/{agent.process_id}/status", encoding="ascii") as file:
+            peak = next(int(line.split()[1]) for line in file if line.startswith("VmHWM"))
+        self.assertLess(peak, 600_000, "peak memory in kB")
 
     def test_deeply_nested_document_does_not_crash(self):
         agent = self.launch()

@@ -6,7 +6,7 @@ import time
 
 from activity_server import ActivityServer, unused_port
 from desktop import holds_for, wait_until
-from harness import (ACCENT, BLACK, DEFAULT_HEADER, THREE_ROWS, WHITE, NoticeTestCase, Starts, notice_xml, png,
+from harness import (ACCENT, BLACK, DEFAULT_HEADER, MARGIN, THREE_ROWS, WHITE, WIDTH, NoticeTestCase, Starts, notice_xml, png,
                      received, takes)
 
 SET_UP = ("info", "Parsing successful, Creating Timer Instance to update Auto Close UI")
@@ -135,6 +135,14 @@ class CasbRowsTest(CasbTestCase):
         self.assertIn("Activity", texts)
         self.assertNotIn("Upload", texts)
 
+    def test_ways_to_write_a_text(self):
+        agent = self.launch()
+        self.post(webSocketResponse='<?xml version="1.0" encoding="UTF-8"?>\n<!-- note -->\n'
+                                    '<zelvik-secure-access a="b">\n  <notifications>\n'
+                                    '    <head><![CDATA[A <b> & B]]></head>\n    <module>&#x4D;&lt;&amp;&#233;</module>\n'
+                                    '    <body> </body>\n  </notifications>\n</zelvik-secure-access>\n')
+        agent.wait_text("A <b> & B by M<&é")
+
     def test_white_space_in_texts_is_kept(self):
         agent, texts = self.shown(body="  two blanks  ", rows=[("c", " v "), ("d", "w"), ("e", "x")], timeout="60")
         self.assertIn("  two blanks  ", texts)
@@ -254,7 +262,7 @@ class CasbCountdownTest(CasbTestCase):
 
     @takes(10)
     def test_time_outs_that_end_at_the_first_tick(self):
-        for timeout in ("0", "-3", " 7", "7 ", "7a", "+", "9223372036854775808"):
+        for timeout in ("0", "-3", " 7", "7 ", "7a", "+", " ", "\u0667", "9223372036854775808"):
             with self.subTest(timeout=timeout):
                 self.assert_ends_at_first_tick(timeout)
 
@@ -457,6 +465,21 @@ class CasbLookTest(CasbTestCase):
         agent.log.wait_for("info", f"Setting Logo from Zelvik Sase Client {len(picture)} bytes")
         agent.wait_visible()
         self.assert_header_logo(agent, (255, 0, 255))
+
+    def test_logo_of_any_shape_stays_in_the_header(self):
+        agent = self.launch()
+        for size in ((4000, 100), (10, 4000), (1, 1)):
+            with self.subTest(size=size):
+                picture = png((255, 0, 255), *size)
+                self.post_casb(timeout="60", rows=THREE_ROWS, head=f"{size}", logo=picture)
+                agent.wait_text(f"{size} by Cloud Access Policy")
+                agent.wait_visible()
+                self.assertEqual(WIDTH, agent.geometry()[2])
+                self.assert_strip(agent, ACCENT)
+                self.assert_pixel(agent, (WIDTH - 5, 58), DEFAULT_HEADER, "right edge of the header")
+                self.assert_pixel(agent, (MARGIN + 1, 29), DEFAULT_HEADER, "upper edge of the header")
+                self.assert_pixel(agent, (MARGIN + 1, 86), DEFAULT_HEADER, "lower edge of the header")
+                self.assert_pixel(agent, (MARGIN + 1, 92), WHITE, "below the header")
 
     def test_bytes_that_are_no_image_clear_the_logo(self):
         agent = self.launch()

@@ -64,6 +64,34 @@ class LaunchTest(NoticeTestCase):
                 self.assertLess(os.path.getsize(os.path.join(folder, name)), 1048576 + 110_000, name)
             self.assertLessEqual(len(files), 2, files)
 
+    def test_bundle_in_a_folder_with_blanks_and_foreign_letters(self):
+        bundle = self.new_bundle("Zelvik Köln 100%/日本 ".replace("/", " "))
+        bundle.image("own logo.png", png((0, 200, 0)))
+        bundle.settings(AppLogo="own logo")
+        agent = self.launch(bundle, environment={"LANG": "C"})
+        self.post(f"{bundle.log_folder_name}_socketMessageNotifier", WebSocketType=True, MaintenanceMessageKey="there")
+        agent.wait_text("there")
+        self.assert_header_logo(agent, (0, 200, 0))
+
+    def test_reader_of_the_standard_output_that_went_away_ends_nothing(self):
+        reading, writing = os.pipe()
+        agent = self.launch(output=writing)
+        os.close(reading)
+        os.close(writing)
+        self.post_casb(rows=THREE_ROWS, timeout="60")
+        agent.wait_text("This window will auto close in 59 seconds")
+        agent.press_ok()
+        self.assert_ended(agent)
+
+    def test_closed_standard_output_harms_nothing(self):
+        agent = self.launch(output="closed")
+        self.post_casb(rows=THREE_ROWS, timeout="60")
+        agent.wait_text("This window will auto close in 59 seconds")
+        self.assertNotIn("zelvik\n", agent.log.raw().replace("Vendor is zelvik\n", ""),
+                         "the vendor line fell into the log")
+        agent.press_ok()
+        self.assert_ended(agent)
+
     def test_agent_ends_by_its_time_out_without_a_bus(self):
         self.bundle.info(Default_App_Timeout=1)
         agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": f"unix:path={self.folder}/none"})
@@ -120,6 +148,14 @@ class TimeOutTest(NoticeTestCase):
 
     def test_fraction_falls_back_to_120(self):
         self.bundle.info(Default_App_Timeout=30.5)
+        self.assert_time_out_in_log("120")
+
+    def test_missing_and_broken_information_fall_back_to_120(self):
+        os.remove(self.bundle.info_file)
+        self.assert_time_out_in_log("120").end()
+        self.bundle = self.new_bundle()
+        with open(self.bundle.info_file, "wb") as file:
+            file.write(b"<plist><dict>")
         self.assert_time_out_in_log("120")
 
     def test_number_is_taken(self):

@@ -258,6 +258,17 @@ class SecondMessageTest(NoticeTestCase):
         holds_for(agent.visible, 0.5, "the replaced notice's countdown hid the new notice")
         self.assert_near(self.assert_ended(agent) - begun, 8, "end by the old countdown")
 
+    @takes(3)
+    def test_message_after_ok_is_shown_for_what_is_left_of_the_second(self):
+        agent = self.launch()
+        self.post_casb(timeout="60", rows=THREE_ROWS)
+        agent.wait_text("Upload")
+        pressed = agent.press_ok()
+        agent.wait_hidden(0.7)
+        self.post(WebSocketType=True, MaintenanceMessageKey="late")
+        wait_until(agent.visible, "the late notice is shown", 0.5)
+        self.assert_near(self.assert_ended(agent) - pressed, 1, "OK to end")
+
     @takes(5)
     def test_earlier_of_two_countdowns_ends_the_process(self):
         agent = self.launch()

@@ -230,7 +230,7 @@ class LevelTest(NoticeTestCase):
         agent.wait_visible()
         button = agent.ok_button()
         wait_until(lambda: self.screen.input_focus() == agent.window().id, "the CASB notice has the keyboard")
-        time.sleep(0.2)  # the agent hears of it
+        time.sleep(0.6)  # keys of the first moments were meant for the window before
 
         def focused():
             return "focused" in button.now().states
