@@ -1,0 +1,166 @@
+#!/usr/bin/python3
+"""Plants includes in small source trees and sees that Scripts/check-includes judges each of them."""
+
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+SCRIPT = Path(__file__).resolve().parents[2] / "Scripts" / "check-includes"
+
+HEADERS = [
+    "Controllers/AppDelegate.h", "Support/Logger.h", "Platform/Bundle.h", "Platform/Views/TextField.h",
+    "Platform/Qt/FileBundle.h", "Platform/Qt/Desktop.h", "Platform/Linux/Bus.h", "Platform/macOS/Center.h",
+    "ServiceTier/portalGatewayServiceTier.h", "ServiceTier/HttpRequest.h", "Tools/Options.h",
+    "Tests/Fakes/HandDrivenRunLoop.h", "Benchmarks/Clock.h", "Fuzz/Input.h",
+]
+
+# Who includes what, and whether that is right.
+ALLOWED = [
+    ("main.cpp", "Controllers/AppDelegate.h"),
+    ("main.cpp", "Platform/Qt/FileBundle.h"),
+    ("main.cpp", "Platform/Linux/Bus.h"),
+    ("Controllers/A.cpp", "Controllers/AppDelegate.h"),
+    ("Controllers/A.cpp", "Support/Logger.h"),
+    ("Controllers/A.cpp", "Platform/Bundle.h"),
+    ("Controllers/A.cpp", "Platform/Views/TextField.h"),
+    ("Controllers/A.cpp", "ServiceTier/portalGatewayServiceTier.h"),
+    ("Support/A.cpp", "Platform/Views/TextField.h"),
+    ("Platform/A.cpp", "Platform/Bundle.h"),
+    ("Platform/Views/A.cpp", "Platform/Bundle.h"),
+    ("Platform/Qt/A.cpp", "Platform/Qt/FileBundle.h"),
+    ("Platform/Qt/A.cpp", "Platform/Bundle.h"),
+    ("Platform/Qt/A.cpp", "ServiceTier/portalGatewayServiceTier.h"),
+    ("Platform/Linux/A.cpp", "Platform/Qt/Desktop.h"),
+    ("Platform/macOS/A.mm", "Platform/Qt/Desktop.h"),
+    ("ServiceTier/A.cpp", "ServiceTier/HttpRequest.h"),
+    ("Tools/A.cpp", "Tools/Options.h"),
+    ("Tests/Support/A.cpp", "Tests/Fakes/HandDrivenRunLoop.h"),
+    ("Tests/Support/A.cpp", "Platform/Linux/Bus.h"),
+    ("Benchmarks/A.cpp", "Support/Logger.h"),
+    ("Fuzz/A.cpp", "Support/Logger.h"),
+]
+FORBIDDEN = [
+    ("main.cpp", "Tests/Fakes/HandDrivenRunLoop.h"),
+    ("main.cpp", "Tools/Options.h"),
+    ("Controllers/A.cpp", "Platform/Qt/FileBundle.h"),
+    ("Controllers/A.cpp", "Platform/Linux/Bus.h"),
+    ("Controllers/A.cpp", "ServiceTier/HttpRequest.h"),
+    ("Support/A.cpp", "Controllers/AppDelegate.h"),
+    ("Support/A.h", "Platform/Qt/FileBundle.h"),
+    ("Support/A.h", "ServiceTier/portalGatewayServiceTier.h"),
+    ("Platform/A.h", "Support/Logger.h"),
+    ("Platform/A.h", "Platform/Qt/FileBundle.h"),
+    ("Platform/Views/A.h", "Platform/Linux/Bus.h"),
+    ("Platform/Qt/A.cpp", "Support/Logger.h"),
+    ("Platform/Qt/A.cpp", "Platform/Linux/Bus.h"),
+    ("Platform/Linux/A.cpp", "Platform/Qt/FileBundle.h"),
+    ("Platform/Linux/A.cpp", "Platform/macOS/Center.h"),
+    ("Platform/macOS/A.mm", "Platform/Linux/Bus.h"),
+    ("Platform/macOS/A.mm", "Controllers/AppDelegate.h"),
+    ("ServiceTier/A.cpp", "Support/Logger.h"),
+    ("ServiceTier/A.cpp", "Platform/Bundle.h"),
+    ("Tools/A.cpp", "Support/Logger.h"),
+    ("Tools/A.cpp", "Tests/Fakes/HandDrivenRunLoop.h"),
+    ("Benchmarks/A.cpp", "Tests/Fakes/HandDrivenRunLoop.h"),
+    ("Fuzz/A.cpp", "Tests/Fakes/HandDrivenRunLoop.h"),
+    ("Fuzz/A.cpp", "Benchmarks/Clock.h"),
+]
+
+
+class IncludesTest(unittest.TestCase):
+    """Each test starts from a tree of headers without a fault."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = Path(folder.name)
+        for header in HEADERS:
+            self.write(header, "#pragma once\n")
+
+    def write(self, path, text):
+        file = self.root / path
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_text(text, encoding="utf-8")
+        return file
+
+    def run_script(self, *arguments):
+        return subprocess.run([str(SCRIPT), *map(str, arguments)], capture_output=True, text=True, timeout=60,
+                              check=False)
+
+    def assert_passes(self):
+        result = self.run_script(self.root)
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+        self.assertRegex(result.stdout, r"\A[1-9]\d* passed, 0 failed\n\Z")
+
+    def assert_fault(self, *beginnings):
+        result = self.run_script(self.root)
+        self.assertEqual(result.returncode, 1, result.stdout + result.stderr)
+        lines = result.stdout.splitlines()
+        self.assertEqual(len(lines), len(beginnings) + 1, result.stdout)
+        for line, beginning in zip(lines, beginnings):
+            self.assertTrue(line.startswith(beginning), line)
+        self.assertRegex(lines[-1], r"\A\d+ passed, [1-9]\d* failed\Z")
+
+    def test_includes_that_run_the_right_way(self):
+        for path, included in ALLOWED:
+            with self.subTest(path=path, included=included):
+                file = self.write(path, f'#include "{included}"\n')
+                self.assert_passes()
+                file.unlink()
+
+    def test_includes_that_run_the_wrong_way(self):
+        for path, included in FORBIDDEN:
+            with self.subTest(path=path, included=included):
+                file = self.write(path, f'// first line\n#include "{included}"\n')
+                self.assert_fault(f"{path}:2: ")
+                file.unlink()
+
+    def test_every_fault_of_a_file_is_told_and_the_file_counted_once(self):
+        self.write("Support/A.cpp",
+                   '#include "Controllers/AppDelegate.h"\n\n#  include "Platform/Qt/FileBundle.h"\n')
+        self.assert_fault("Support/A.cpp:1: ", "Support/A.cpp:3: ")
+
+    def test_header_that_is_not_named_from_the_root(self):
+        self.write("Support/A.cpp", '#include "Logger.h"\n')
+        self.assert_fault('Support/A.cpp:1: "Logger.h" is no file')
+
+    def test_header_of_ours_in_angle_brackets(self):
+        self.write("Support/A.cpp", "#include <Controllers/AppDelegate.h>\n")
+        self.assert_fault("Support/A.cpp:1: <Controllers/AppDelegate.h> is ours")
+
+    def test_headers_of_the_system_and_generated_ones_are_welcome(self):
+        self.write("Controllers/A.cpp",
+                   '#include <QString>\n#include <dbus/dbus.h>\n#include "ui_ViewController.h"\n#include "A.moc"\n')
+        self.assert_passes()
+
+    def test_include_in_a_comment_is_none(self):
+        self.write("Support/A.cpp",
+                   '// #include "Controllers/AppDelegate.h"\n/*\n#include "Controllers/AppDelegate.h"\n*/\n')
+        self.assert_passes()
+
+    def test_line_is_right_behind_a_comment_of_several_lines(self):
+        self.write("Support/A.cpp", '/* one\n   two */\n#include "Controllers/AppDelegate.h"\n')
+        self.assert_fault("Support/A.cpp:3: ")
+
+    def test_folder_without_a_rule(self):
+        self.write("Helpers/A.cpp", "\n")
+        self.assert_fault("Helpers/A.cpp:1: stands in no room")
+
+    def test_file_beside_main_has_no_room(self):
+        self.write("other.cpp", "\n")
+        self.assert_fault("other.cpp:1: stands in no room")
+
+    def test_build_folder_is_passed_over(self):
+        self.write("build/release/A.cpp", '#include "Tests/Fakes/HandDrivenRunLoop.h"\n')
+        self.assert_passes()
+
+    def test_command_with_nothing_to_check(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.assertEqual(self.run_script(folder).returncode, 2)
+        self.assertEqual(self.run_script(self.root / "missing").returncode, 2)
+        self.assertEqual(self.run_script("one", "two").returncode, 2)
+
+
+if __name__ == "__main__":
+    unittest.main()

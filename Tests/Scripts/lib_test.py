@@ -1,0 +1,152 @@
+#!/usr/bin/python3
+"""Tries the functions that the shell scripts share, each in a shell of its own."""
+
+import os
+import signal
+import subprocess
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+SCRIPTS = Path(__file__).resolve().parents[2] / "Scripts"
+
+
+class LibTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+        self.programs = self.folder / "programs"
+        self.programs.mkdir()
+
+    def program(self, name, text):
+        """A program that stands before the system's own of that name."""
+        path = self.programs / name
+        path.write_text(f"#!/bin/sh\n{text}\n", encoding="utf-8")
+        path.chmod(0o755)
+
+    def packages(self, *names):
+        """Makes the list of packages this one."""
+        (self.folder / "Scripts").mkdir()
+        (self.folder / "Scripts" / "packages.txt").write_text("".join(f"{name}\n" for name in names))
+        return f"repository={self.folder}\n"
+
+    def shell(self, text, **options):
+        return subprocess.Popen(
+            ["bash", "-c", f"source {SCRIPTS}/lib.sh\n{text}"], text=True, stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+            env=dict(os.environ, PATH=f"{self.programs}:/usr/bin:/bin", **options))
+
+    def run_shell(self, text, **options):
+        process = self.shell(text, **options)
+        out, error = process.communicate(timeout=30)
+        return process.returncode, out, error
+
+    # The end of a script.
+
+    def test_clean_up_comes_in_reverse_order_and_keeps_the_exit_status(self):
+        for text, status in (("exit 3", 3), ("false", 1), ("true", 0), ("fail no", 1)):
+            with self.subTest(text):
+                result = self.run_shell(f"at_end echo first\nat_end echo 'second  one'\n{text}\n")
+                self.assertEqual(result[:2], (status, "second  one\nfirst\n"))
+
+    def test_clean_up_goes_on_behind_a_failing_step(self):
+        self.assertEqual(self.run_shell("at_end echo last\nat_end false\n")[:2], (0, "last\n"))
+
+    def test_clean_up_when_the_script_is_ended_by_a_signal(self):
+        process = self.shell("at_end echo cleaned\nsleep 20 >/dev/null 2>&1 & at_end end_child $!\necho ready\nwait\n")
+        self.assertEqual(process.stdout.readline(), "ready\n")
+        process.send_signal(signal.SIGTERM)
+        out, _error = process.communicate(timeout=10)
+        self.assertEqual((process.returncode, out), (143, "cleaned\n"))
+
+    def test_child_is_ended_also_one_that_will_not(self):
+        for name, child in (("willing", "sleep 20"), ("unwilling", "trap '' TERM; echo ready; while :; do sleep 0.1; done")):
+            with self.subTest(name):
+                started = time.monotonic()
+                status, out, error = self.run_shell(
+                    f'bash -c "{child}" >/dev/null & child=$!\nsleep 0.3\nend_child $child\n'
+                    'kill -0 $child 2>/dev/null && echo lives || echo gone\n')
+                self.assertEqual((status, out), (0, "gone\n"), error)
+                self.assertLess(time.monotonic() - started, 10)
+
+    def test_process_of_somebody_else_is_left_alone(self):
+        other = subprocess.Popen(["sleep", "20"])
+        self.addCleanup(other.wait)
+        self.addCleanup(other.terminate)
+        self.assertEqual(self.run_shell(f"end_child {other.pid}\n")[0], 0)
+        self.assertIsNone(other.poll())
+
+    def test_waiting_is_bounded(self):
+        started = time.monotonic()
+        self.assertEqual(self.run_shell("wait_for 1 false || echo never\n")[:2], (0, "never\n"))
+        self.assertGreaterEqual(time.monotonic() - started, 1)
+        self.assertLess(time.monotonic() - started, 5)
+
+    def test_waiting_ends_with_the_condition(self):
+        flag = self.folder / "flag"
+        text = f"( sleep 0.3; touch {flag} ) & wait_for 20 test -e {flag} && echo there\n"
+        started = time.monotonic()
+        self.assertEqual(self.run_shell(text)[:2], (0, "there\n"))
+        self.assertLess(time.monotonic() - started, 10)
+
+    # Packages.
+
+    def test_list_of_packages_is_sorted_and_has_each_once(self):
+        lines = (SCRIPTS / "packages.txt").read_text(encoding="ascii").splitlines()
+        self.assertEqual(lines, sorted(set(lines)))
+        for line in lines:
+            self.assertRegex(line, r"\A[a-z0-9][a-z0-9.+-]+\Z")
+
+    def test_nothing_is_fetched_when_nothing_is_missing(self):
+        self.program("dpkg-query", "for each; do case $each in -*) ;; *) echo installed $each;; esac; done")
+        self.program("apt-get", "echo fetched")
+        status, out, error = self.run_shell(self.packages("one", "two") + "install_missing_packages\n")
+        self.assertEqual((status, out, error), (0, "", ""))
+
+    def test_what_is_missing_is_installed_in_one_go(self):
+        # One is there, one was removed, one was never heard of.
+        self.program("dpkg-query", "echo installed one; echo config-files two; echo none three >&2; exit 1")
+        self.program("apt-get", f'echo "$@" >>{self.folder}/called')
+        self.program("id", "echo 0")
+        status, _out, error = self.run_shell(self.packages("one", "three", "two") + "install_missing_packages\n")
+        self.assertEqual(status, 0, error)
+        called = (self.folder / "called").read_text().splitlines()
+        self.assertEqual(len(called), 2, called)
+        self.assertTrue(called[0].endswith(" update"), called)
+        self.assertTrue(called[1].endswith(" install --yes --no-install-recommends three two"), called)
+
+    def test_installing_fails_with_a_clear_line(self):
+        self.program("dpkg-query", "exit 1")
+        self.program("apt-get", 'case "$*" in *update*) exit 0;; esac; exit 100')
+        self.program("id", "echo 0")
+        status, _out, error = self.run_shell(self.packages("one") + "install_missing_packages\n")
+        self.assertEqual(status, 1)
+        self.assertIn("cannot be installed: one\n", error)
+
+    def test_neither_root_nor_sudo(self):
+        self.program("dpkg-query", "exit 1")
+        self.program("id", "echo 1000")
+        for name in ("bash", "mktemp", "dirname", "basename", "sed", "sort", "comm"):
+            (self.programs / name).symlink_to(f"/usr/bin/{name}")
+        status, _out, error = self.run_shell(
+            self.packages("one") + f"PATH={self.programs}\ninstall_missing_packages\n")
+        self.assertEqual(status, 1)
+        self.assertIn("this needs root, and there is no sudo: run as root: apt-get", error)
+
+    # A desktop.
+
+    def test_private_bus_is_ended_with_the_script(self):
+        status, out, error = self.run_shell(
+            "make_scratch_folder\nstart_private_bus\n"
+            "dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.GetId >/dev/null\n"
+            'echo "$DBUS_SESSION_BUS_ADDRESS"\njobs -rp\n')
+        self.assertEqual(status, 0, error)
+        address, process = out.splitlines()
+        self.assertTrue(address.startswith("unix:"), address)
+        self.assertFalse(os.path.exists(f"/proc/{process}"))
+
+
+if __name__ == "__main__":
+    unittest.main()
