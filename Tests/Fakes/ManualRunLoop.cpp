@@ -6,14 +6,18 @@ std::shared_ptr<Timer> ManualRunLoop::scheduledTimer(Interval interval, Repeats 
     return timers_.schedule(now_, interval, repeats, std::move(block));
 }
 
-void ManualRunLoop::async(Block block) { timers_.enqueue(std::move(block)); }
-
-void ManualRunLoop::asyncAfter(Interval delay, Block block) {
-    scheduledTimer(delay, Repeats::No,
-        [this, block = std::move(block)](Timer &) mutable { async(std::move(block)); });
+void ManualRunLoop::async(Block block) {
+    timers_.enqueue(std::move(block));
 }
 
-bool ManualRunLoop::turn() { return timers_.drain(); }
+void ManualRunLoop::asyncAfter(Interval delay, Block block) {
+    scheduledTimer(
+        delay, Repeats::No, [this, block = std::move(block)](Timer &) mutable { async(std::move(block)); });
+}
+
+bool ManualRunLoop::turn() {
+    return timers_.drain();
+}
 
 void ManualRunLoop::settle() {
     while (turn()) { }
@@ -31,7 +35,9 @@ void ManualRunLoop::advance(Interval duration) {
     now_ = end;
 }
 
-RunLoop::Interval ManualRunLoop::elapsed() const { return std::chrono::duration_cast<Interval>(now_ - start); }
+RunLoop::Interval ManualRunLoop::elapsed() const {
+    return std::chrono::duration_cast<Interval>(now_ - start);
+}
 
 std::optional<RunLoop::Interval> ManualRunLoop::nextDeadline() {
     const auto deadline = timers_.nextDeadline();

@@ -1,0 +1,26 @@
+#include "Tests/Fakes/FakeApplication.h"
+
+#include "Platform/NoticeController.h"
+
+#include <utility>
+
+namespace {
+
+std::string nameOf(const Responder *sender) {
+    if (const auto *controller = dynamic_cast<const NoticeController *>(sender))
+        return controller->className();
+    return dynamic_cast<const ApplicationDelegate *>(sender) ? "AppDelegate" : "nobody";
+}
+
+} // namespace
+
+FakeApplication::FakeApplication(const ManualRunLoop &runLoop, Journal &journal)
+    : runLoop_(runLoop)
+    , journal_(journal) { }
+
+void FakeApplication::terminate(const Responder *sender) {
+    terminations_.push_back({ sender, nameOf(sender), runLoop_.elapsed() });
+    journal_.add(QStringLiteral("terminate by %1").arg(QString::fromStdString(nameOf(sender))));
+    if (auto *delegate = std::exchange(delegate_, nullptr))
+        delegate->applicationWillTerminate();
+}

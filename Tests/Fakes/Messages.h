@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QVariantMap>
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+/// The user info of a message, put together step by step:
+///
+///     const QVariantMap message = casbMessage().withTimeout("7").withLanguage("de");
+class Message {
+public:
+    Message &with(const char *key, const QVariant &value);
+    Message &without(const char *key);
+    Message &withLanguage(const QString &code);
+    Message &withLogo(const QByteArray &bytes);
+
+    /// "webSocketResponse" as it is, instead of the document that the following steps make.
+    Message &withResponse(const QVariant &response);
+
+    // The document of the notice. What is not given has no element in it.
+    Message &withHead(const QString &head);
+    Message &withModule(const QString &module);
+    Message &withBody(const QString &body);
+    Message &withTimeout(const QString &timeout);
+    Message &withUrl(const QString &url);
+    Message &withEntries(std::vector<std::pair<QString, QString>> entries);
+    Message &withoutHead();
+    Message &withoutModule();
+    Message &withoutBody();
+    Message &withoutTimeout();
+
+    /// The document's text.
+    QString document() const;
+
+    operator QVariantMap() const;
+
+private:
+    struct Document {
+        std::optional<QString> head;
+        std::optional<QString> module;
+        std::optional<QString> body;
+        std::optional<QString> timeout;
+        std::optional<QString> url;
+        std::vector<std::pair<QString, QString>> entries;
+    };
+    Document &editDocument();
+
+    QVariantMap values_;
+    std::optional<Document> document_;
+};
+
+/// No key at all.
+Message emptyMessage();
+
+/// An upload to an application, with its three rows, 10 seconds and a URL to call.
+Message casbMessage();
+Message reAuthMessage();
+/// The VPN is still connected.
+Message autoDisconnectMessage();
+Message concurrentSessionMessage();
+Message maintenanceMessage();

@@ -1,0 +1,127 @@
+#include "Tests/Fakes/NoticeWorld.h"
+
+#include "Controllers/MainStoryboard.h"
+#include "Controllers/ViewController.h"
+#include "Support/CustomAPPManager.h"
+#include "Support/Logger.h"
+
+#include <QApplication>
+
+namespace {
+
+void resetProcessWideValues() {
+    CustomAPPManager::payload = {};
+    CustomAPPManager::AppLogo = {};
+    CustomAPPManager::Vendor = {};
+    CustomAPPManager::LogFolderName = {};
+    CustomAPPManager::globalAppViewBackgroundColor = {};
+    CustomAPPManager::logFilePath = {};
+    ViewController::closeActivityUrl = {};
+    ViewController::autoCloseSeconds = 30;
+}
+
+QString withObject(const QString &name, const QString &object) {
+    return object.isEmpty() ? name : name + QStringLiteral(" of ") + object;
+}
+
+} // namespace
+
+void JournalingNotificationCenter::addObserver(
+    const void *observer, Handler handler, const QString &name, const QString &object) {
+    InMemoryNotificationCenter::addObserver(observer, std::move(handler), name, object);
+    journal_.add(QStringLiteral("observe ") + withObject(name, object));
+}
+
+void JournalingNotificationCenter::removeObserver(
+    const void *observer, const QString &name, const QString &object) {
+    InMemoryNotificationCenter::removeObserver(observer, name, object);
+    journal_.add(QStringLiteral("unobserve ") + withObject(name, object));
+}
+
+void JournalingNotificationCenter::postNotificationName(
+    const QString &name, const QString &object, const std::optional<QVariantMap> &userInfo) {
+    InMemoryNotificationCenter::postNotificationName(name, object, userInfo);
+    journal_.add(QStringLiteral("post ") + withObject(name, object)
+        + (userInfo ? QStringLiteral(" with user info") : QString()));
+}
+
+NoticeWorld::QtApplicationExists::QtApplicationExists() {
+    if (QApplication::instance())
+        return;
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    static int argumentCount = 1;
+    static char name[] = "tests";
+    static char *arguments[] = { name, nullptr };
+    QApplication::setStyle(QStringLiteral("fusion"));
+    static QApplication application(argumentCount, arguments);
+    QApplication::setQuitOnLastWindowClosed(false);
+}
+
+NoticeWorld::NoticeWorld()
+    : services { .application = application,
+        .runLoop = runLoop,
+        .mainBundle = mainBundle,
+        .notificationCenter = notificationCenter,
+        .makeGatewayClient = [this] { return gateway.makeClient(); },
+        .printLine = [this](const QString &line) { journal.add(QStringLiteral("print ") + line); } }
+    , storyboard(makeMainStoryboard(services)) {
+    resetProcessWideValues();
+    files.setSettings(settings());
+    files.addImage(QStringLiteral("brandLogo"), brandLogoColor());
+    application.setWindows({ &window });
+    application.setDelegate(&delegate);
+}
+
+NoticeWorld::~NoticeWorld() = default;
+
+QVariantMap NoticeWorld::settings(const QString &vendor) {
+    return { { QStringLiteral("AppLogo"), QStringLiteral("brandLogo") }, { QStringLiteral("Vendor"), vendor },
+        { QStringLiteral("LogFolderName"), QStringLiteral("zelvik") },
+        { QStringLiteral("globalAppViewBackgroundColor"), QStringLiteral("#112233") } };
+}
+
+void NoticeWorld::launch() {
+    files.removeSettings();
+    delegate.applicationDidFinishLaunching();
+    log.attachToCurrentLogger();
+    files.setSettings(settings());
+    journal.clear();
+}
+
+void NoticeWorld::receive(const QVariantMap &message) {
+    const auto names = notificationCenter.observedNames();
+    // Past the journal: the message comes from another program.
+    for (const auto &name : names)
+        notificationCenter.InMemoryNotificationCenter::postNotificationName(name, {}, message);
+    runLoop.settle();
+}
+
+std::shared_ptr<NoticeController> NoticeWorld::instantiate(
+    const char *identifier, const QVariantMap &message) {
+    CustomAPPManager::payload = message;
+    CustomAPPManager::loadSettings(mainBundle);
+    return storyboard.instantiateControllerWithIdentifier(QString::fromLatin1(identifier));
+}
+
+std::shared_ptr<NoticeController> NoticeWorld::appearController(
+    const char *identifier, const QVariantMap &message) {
+    auto controller = instantiate(identifier, message);
+    journal.clear();
+    window.setContentViewController(controller);
+    return controller;
+}
+
+WithoutLogger::WithoutLogger(NoticeWorld &world)
+    : world_(world) {
+    Logger::adopt("no logger of this name");
+}
+
+WithoutLogger::~WithoutLogger() {
+    world_.log.adopt();
+}
+
+QColor paintedColor(QWidget &view, int x, int y) {
+    const auto image = view.grab().toImage();
+    return image.pixelColor(x < 0 ? image.width() + x : x, y < 0 ? image.height() + y : y);
+}

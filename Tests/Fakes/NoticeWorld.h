@@ -1,0 +1,111 @@
+#pragma once
+
+#include "Controllers/AppDelegate.h"
+#include "Controllers/NoticeServices.h"
+#include "Platform/NoticeController.h"
+#include "Platform/Storyboard.h"
+#include "Support/AnyLanguageBundle.h"
+#include "Tests/Fakes/FakeApplication.h"
+#include "Tests/Fakes/FakeGateway.h"
+#include "Tests/Fakes/FakeNoticeWindow.h"
+#include "Tests/Fakes/InMemoryNotificationCenter.h"
+#include "Tests/Fakes/Journal.h"
+#include "Tests/Fakes/Logos.h"
+#include "Tests/Fakes/ManualRunLoop.h"
+#include "Tests/Fakes/Messages.h"
+#include "Tests/Fakes/RecordingLog.h"
+#include "Tests/Fakes/TemporaryBundle.h"
+
+/// Notifications that are written into the journal too, as "observe NAME", "unobserve NAME" and "post NAME".
+class JournalingNotificationCenter final : public InMemoryNotificationCenter {
+public:
+    JournalingNotificationCenter(RunLoop &runLoop, Journal &journal)
+        : InMemoryNotificationCenter(runLoop)
+        , journal_(journal) { }
+
+    void addObserver(
+        const void *observer, Handler handler, const QString &name, const QString &object = {}) override;
+    void removeObserver(const void *observer, const QString &name, const QString &object = {}) override;
+    void postNotificationName(const QString &name, const QString &object = {},
+        const std::optional<QVariantMap> &userInfo = {}) override;
+
+private:
+    Journal &journal_;
+};
+
+/// The whole agent with nothing real around it: the controllers, their forms and the delegate over stand-ins
+/// that all write into one journal. The brand is one of its own: the word "zelvik", a green logo, the header
+/// #112233. The process-wide values are as at the process's start.
+class NoticeWorld {
+    /// The forms need one; it stays for the whole process.
+    struct QtApplicationExists {
+        QtApplicationExists();
+    };
+    QtApplicationExists qtApplicationExists_;
+
+public:
+    NoticeWorld();
+    ~NoticeWorld();
+    NoticeWorld(const NoticeWorld &) = delete;
+    NoticeWorld &operator=(const NoticeWorld &) = delete;
+
+    static QVariantMap settings(const QString &vendor = QStringLiteral("zelvik"));
+    static QColor brandLogoColor() { return { 0, 160, 0 }; }
+
+    Journal journal;
+    RecordingLog log { journal };
+    TemporaryBundle files;
+    ManualRunLoop runLoop;
+    JournalingNotificationCenter notificationCenter { runLoop, journal };
+    FakeApplication application { runLoop, journal };
+    FakeGateway gateway { journal };
+    AnyLanguageBundle mainBundle { files.bundle() };
+    NoticeServices services;
+    Storyboard storyboard;
+    AppDelegate delegate { application, runLoop, mainBundle, storyboard, notificationCenter };
+    /// Held by pointer so that a test can close it.
+    std::unique_ptr<FakeNoticeWindow> ownedWindow = std::make_unique<FakeNoticeWindow>(journal);
+    FakeNoticeWindow &window = *ownedWindow;
+
+    /// Launches the agent as if there were no settings file, so that no log file is written. The journal is
+    /// empty afterwards.
+    void launch();
+
+    /// Posts a message to the launched agent and has it handled, up to the notice's being filled.
+    void receive(const QVariantMap &message);
+
+    /// Shows a notice past the delegate: the message is the payload, the settings are loaded, and the
+    /// controller of that class is made the window's content. Whatever it posted to the main queue waits.
+    template <class Controller>
+    std::shared_ptr<Controller> appear(const char *identifier, const QVariantMap &message) {
+        return std::dynamic_pointer_cast<Controller>(appearController(identifier, message));
+    }
+
+    /// The same without a window: the controller's `viewWillAppear()` is called by hand.
+    template <class Controller>
+    std::shared_ptr<Controller> appearWithoutWindow(const char *identifier, const QVariantMap &message) {
+        auto controller = std::dynamic_pointer_cast<Controller>(instantiate(identifier, message));
+        controller->viewWillAppear();
+        return controller;
+    }
+
+    std::shared_ptr<NoticeController> instantiate(const char *identifier, const QVariantMap &message);
+
+private:
+    std::shared_ptr<NoticeController> appearController(const char *identifier, const QVariantMap &message);
+};
+
+/// Makes the process have no logger, and lets the log of the world be it again afterwards.
+class WithoutLogger {
+public:
+    explicit WithoutLogger(NoticeWorld &world);
+    ~WithoutLogger();
+    WithoutLogger(const WithoutLogger &) = delete;
+    WithoutLogger &operator=(const WithoutLogger &) = delete;
+
+private:
+    NoticeWorld &world_;
+};
+
+/// The colour that a view shows at a place of its own coordinates; negative ones count from the far edges.
+QColor paintedColor(QWidget &view, int x, int y);
