@@ -15,13 +15,12 @@ constexpr auto pattern = "%Y-%m-%d %H:%M:%S.%e [%l] : %v";
 
 std::shared_ptr<spdlog::logger> processLogger;
 
-void record(spdlog::level::level_enum level, const char *file, const char *function, const QString &message,
-    const std::source_location &where) {
+void record(spdlog::level::level_enum level, const char *file, const char *function, const QString &message, int line) {
     if (!processLogger)
         return;
     try {
         const auto text = message.toUtf8();
-        processLogger->log(spdlog::source_loc(file, static_cast<int>(where.line()), function), level,
+        processLogger->log(spdlog::source_loc(file, line, function), level,
             spdlog::string_view_t(text.constData(), static_cast<std::size_t>(text.size())));
     } catch (const std::exception &) {
         // A record that cannot be written is lost; the notice goes on.
@@ -79,14 +78,14 @@ void Logger::adopt(const char *loggerIdentifier) {
 
 const std::shared_ptr<spdlog::logger> &Logger::current() { return processLogger; }
 
-void LogSource::debug(const char *function, const QString &message, std::source_location where) const {
-    record(spdlog::level::debug, file_, function, message, where);
+void LogSource::debug(const char *function, const QString &message, int line) const {
+    record(spdlog::level::debug, file_, function, message, line);
 }
 
-void LogSource::info(const char *function, const QString &message, std::source_location where) const {
-    record(spdlog::level::info, file_, function, message, where);
+void LogSource::info(const char *function, const QString &message, int line) const {
+    record(spdlog::level::info, file_, function, message, line);
 }
 
-void LogSource::error(const char *function, const QString &message, std::source_location where) const {
-    record(spdlog::level::err, file_, function, message, where);
+void LogSource::error(const char *function, const QString &message, int line) const {
+    record(spdlog::level::err, file_, function, message, line);
 }

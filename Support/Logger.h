@@ -3,7 +3,6 @@
 #include <QString>
 
 #include <memory>
-#include <source_location>
 
 namespace spdlog {
 class logger;
@@ -39,12 +38,10 @@ public:
 
     /// Any thread.
     /// @param function  the function's own signature text, for example "setupView(data:)"
-    void debug(const char *function, const QString &message,
-        std::source_location where = std::source_location::current()) const;
-    void info(const char *function, const QString &message,
-        std::source_location where = std::source_location::current()) const;
-    void error(const char *function, const QString &message,
-        std::source_location where = std::source_location::current()) const;
+    /// @param line      the caller's; by a builtin, since clang 14 has no std::source_location
+    void debug(const char *function, const QString &message, int line = __builtin_LINE()) const;
+    void info(const char *function, const QString &message, int line = __builtin_LINE()) const;
+    void error(const char *function, const QString &message, int line = __builtin_LINE()) const;
 
 private:
     const char *file_;
