@@ -15,7 +15,8 @@ constexpr auto pattern = "%Y-%m-%d %H:%M:%S.%e [%l] : %v";
 
 std::shared_ptr<spdlog::logger> processLogger;
 
-void record(spdlog::level::level_enum level, const char *file, const char *function, const QString &message, int line) {
+void record(spdlog::level::level_enum level, const char *file, const char *function, const QString &message,
+    int line) {
     if (!processLogger)
         return;
     try {
