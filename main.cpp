@@ -24,12 +24,14 @@
 #include "Platform/Qt/QtApplication.h"
 #include "Platform/Qt/QtRunLoop.h"
 #include "Platform/Qt/StandardStreams.h"
+#include "Platform/Qt/TerminationSignals.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 #include "Support/AnyLanguageBundle.h"
 #include "Support/Logger.h"
 
 int main(int, char **argv) {
     StandardStreams::protect();
+    TerminationSignals terminationSignals;
     // There is no command line: Qt is handed the program's name alone.
     const int argumentCount = 1;
 
@@ -60,5 +62,6 @@ int main(int, char **argv) {
     application.openDesktop();
     runLoop.attach();
     notificationCenter.attach();
+    terminationSignals.attach([&application, &delegate] { application.terminate(&delegate); });
     return application.run();
 }

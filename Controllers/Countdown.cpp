@@ -5,11 +5,16 @@
 #include "Platform/Views/PushButton.h"
 #include "Platform/Views/TextField.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 namespace {
 
 constexpr std::chrono::seconds tickInterval(1);
+
+// A screen reader is told the time left now and then, not every second.
+constexpr std::array<std::int64_t, 3> spokenSeconds { 30, 10, 5 };
 
 struct RunningCountdown {
     std::shared_ptr<NoticeController> controller;
@@ -35,6 +40,8 @@ struct RunningCountdown {
         if (countdown.secondsLeft)
             countdown.secondsLeft(counter);
         label().setStringValue(countdown.line(counter));
+        if (std::find(spokenSeconds.begin(), spokenSeconds.end(), counter) != spokenSeconds.end())
+            label().announce();
     }
 };
 

@@ -7,10 +7,11 @@
 
 #include <xcb/xcb.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -31,9 +32,9 @@ xcb_atom_t atom(xcb_connection_t *x, const QByteArray &name) {
     return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
 }
 
-void setCardinal(xcb_connection_t *x, const QWindow *window, const QByteArray &property, std::uint32_t value) {
-    xcb_change_property(x, XCB_PROP_MODE_REPLACE, static_cast<xcb_window_t>(window->winId()), atom(x, property),
-        XCB_ATOM_CARDINAL, 32, 1, &value);
+void setValue(xcb_connection_t *x, xcb_window_t window, const QByteArray &property, xcb_atom_t type,
+    std::uint32_t value) {
+    xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, atom(x, property), type, 32, 1, &value);
 }
 
 void setDefault(const char *variable, const char *value) {
@@ -42,6 +43,27 @@ void setDefault(const char *variable, const char *value) {
 }
 
 constexpr std::uint32_t allWorkspaces = 0xffffffff;
+
+/// The values of a property of 32-bit numbers; none when it is missing.
+std::vector<std::uint32_t> values(
+    xcb_connection_t *x, xcb_window_t window, const QByteArray &property, xcb_atom_t type) {
+    constexpr std::uint32_t most = 64;
+    const ReplyPointer<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        x, xcb_get_property(x, 0, window, atom(x, property), type, 0, most), nullptr));
+    if (!reply || reply->format != 32)
+        return {};
+    const auto *first = static_cast<const std::uint32_t *>(xcb_get_property_value(reply.get()));
+    return { first, first + reply->value_len };
+}
+
+bool activeWindowIsFullScreen(xcb_connection_t *x) {
+    const auto root = xcb_setup_roots_iterator(xcb_get_setup(x)).data->root;
+    const auto active = values(x, root, "_NET_ACTIVE_WINDOW", XCB_ATOM_WINDOW);
+    if (active.empty() || active.front() == XCB_WINDOW_NONE)
+        return false;
+    const auto states = values(x, active.front(), "_NET_WM_STATE", XCB_ATOM_ATOM);
+    return std::find(states.begin(), states.end(), atom(x, "_NET_WM_STATE_FULLSCREEN")) != states.end();
+}
 
 } // namespace
 
@@ -73,21 +95,17 @@ bool Desktop::isComposited(const QScreen *) {
     return reply && reply->owner != XCB_WINDOW_NONE;
 }
 
-void Desktop::prepareWindow(QWindow *window) {
-    auto *x = connection();
-    if (!x)
-        return;
-    setCardinal(x, window, "_NET_WM_DESKTOP", allWorkspaces);
-}
-
 void Desktop::willMap(QWindow *window, bool takesFocus) {
     auto *x = connection();
     if (!x)
         return;
-    setCardinal(x, window, "_NET_WM_DESKTOP", allWorkspaces);
-    // A time of zero asks the window manager not to hand over the keyboard.
-    if (takesFocus)
-        xcb_delete_property(x, static_cast<xcb_window_t>(window->winId()), atom(x, "_NET_WM_USER_TIME"));
-    else
-        setCardinal(x, window, "_NET_WM_USER_TIME", 0);
+    const auto id = static_cast<xcb_window_t>(window->winId());
+    // Set anew each time: a window manager takes them off a window that is withdrawn. Some look at the one,
+    // some at the other.
+    setValue(x, id, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, allWorkspaces);
+    setValue(x, id, "_NET_WM_STATE", XCB_ATOM_ATOM, atom(x, "_NET_WM_STATE_STICKY"));
+    // Window managers keep a full-screen window that has the keyboard above the windows that are kept above.
+    // A notice that takes the keyboard ends that; one that does not stands outside their order.
+    const std::uint32_t unmanaged = !takesFocus && activeWindowIsFullScreen(x) ? 1 : 0;
+    xcb_change_window_attributes(x, id, XCB_CW_OVERRIDE_REDIRECT, &unmanaged);
 }

@@ -16,11 +16,9 @@ bool isPresent();
 /// Whether transparent parts of a window are seen through on that screen.
 bool isComposited(const QScreen *screen);
 
-/// Called once, when the window exists and before it is ever mapped: shown on all workspaces, in no task bar.
-void prepareWindow(QWindow *window);
-
-/// Called each time before the window is mapped.
-/// @param takesFocus  whether it may be given the keyboard when it appears
+/// Called each time before the window is mapped: it is shown on all workspaces, and above a full-screen
+/// window too.
+/// @param takesFocus  whether it asks for the keyboard when it appears
 void willMap(QWindow *window, bool takesFocus);
 
 } // namespace Desktop

@@ -1,6 +1,7 @@
 #include "Platform/Qt/QtApplication.h"
 
 #include "Platform/Qt/Desktop.h"
+#include "Platform/Qt/NoticeAccessibility.h"
 #include "Platform/Qt/QtNoticeWindow.h"
 #include "Platform/Qt/StandardStreams.h"
 
@@ -49,6 +50,7 @@ void QtApplication::openDesktop() {
     application_ = std::make_unique<QApplication>(argumentCount_, arguments_);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setApplicationName(QStringLiteral("NoticeAgent"));
+    NoticeAccessibility::install();
     window_ = std::make_unique<QtNoticeWindow>();
 }
 

@@ -16,6 +16,7 @@
 #include <QWindow>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -38,12 +39,15 @@ QtNoticeWindow::QtNoticeWindow()
     , backgroundColor_(initialBackgroundColor) {
     setWindowFlags(Qt::Window | Qt::FramelessWindowHint);
     setAttribute(Qt::WA_TranslucentBackground);
+    // Appearing never takes the keyboard; a notice that wants it asks for it.
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_QuitOnClose, false);
     setAttribute(Qt::WA_AlwaysShowToolTips);
     resize(cardWidth, TitleStrip::stripHeight);
     styleTitleStrip();
+    setLightPalette();
     connect(titleStrip_->closeButton(), &QAbstractButton::clicked, this, &QWidget::close);
+    connect(titleStrip_, &TitleStrip::dragged, this, [this] { dragged_ = true; });
     connect(qApp, &QGuiApplication::screenAdded, this, &QtNoticeWindow::placeAgain);
     connect(qApp, &QGuiApplication::screenRemoved, this, &QtNoticeWindow::placeAgain, Qt::QueuedConnection);
     connect(qApp, &QGuiApplication::primaryScreenChanged, this, &QtNoticeWindow::placeAgain);
@@ -53,6 +57,11 @@ QtNoticeWindow::~QtNoticeWindow() {
     // The controller owns its view and may outlive the window.
     if (contentView_)
         contentView_->setParent(nullptr);
+}
+
+// The notice's ground is white on every desktop; what the style draws on it must fit.
+void QtNoticeWindow::setLightPalette() {
+    setPalette(QPalette(QColor(236, 238, 243), QColor(255, 255, 255)));
 }
 
 void QtNoticeWindow::setAlphaValue(double alpha) {
@@ -111,6 +120,7 @@ void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
         newView->layout()->activate();
     newView->installEventFilter(this);
     newView->show();
+    announcementWanted_ = true;
     // Not the close button: it is the only other control.
     if (auto *button = newView->findChild<PushButton *>())
         button->setFocus();
@@ -132,39 +142,44 @@ void QtNoticeWindow::commit() {
         hide();
         return;
     }
-    fitToContent();
     const bool appears = !isVisible();
+    if (appears)
+        create();
+    fitToContent();
+    roundCorners(Desktop::isComposited(screen()) ? cornerRadius : 0);
     if (appears) {
-        if (!windowHandle()) {
-            winId();
-            Desktop::prepareWindow(windowHandle());
-        }
-        rounded_ = Desktop::isComposited(screen());
-        titleStrip_->setUpperCornerRadius(rounded_ ? cornerRadius : 0);
-        if (!placed_)
+        if (!dragged_)
             place();
         Desktop::willMap(windowHandle(), keyWanted_);
         show();
     }
-    if (auto *view = qobject_cast<LayerView *>(contentView_.data()))
-        view->setLowerCornerRadius(rounded_ ? cornerRadius : 0);
-    setWindowOpacity(alpha_);
     if (keyWanted_) {
+        keyWanted_ = false;
         raise();
         activateWindow();
     }
-    announce();
+    if (std::exchange(announcementWanted_, false) || appears)
+        announce();
+}
+
+void QtNoticeWindow::roundCorners(double radius) {
+    titleStrip_->setUpperCornerRadius(radius);
+    if (auto *view = qobject_cast<LayerView *>(contentView_.data()))
+        view->setLowerCornerRadius(radius);
 }
 
 void QtNoticeWindow::announce() {
+    QAccessibleEvent shown(this, QAccessible::ObjectShow);
+    QAccessible::updateAccessibility(&shown);
     QAccessibleEvent alert(this, QAccessible::Alert);
     QAccessible::updateAccessibility(&alert);
 }
 
 void QtNoticeWindow::fitToContent() {
-    if (!contentView_)
+    const auto *screen = screenOfPointer();
+    if (!contentView_ || !screen)
         return;
-    const auto available = screenOfPointer()->availableGeometry();
+    const auto available = screen->availableGeometry();
     const int fittedWidth = std::min(cardWidth, available.width() - 2 * screenMargin);
     const int mostHeight = static_cast<int>(available.height() * mostOfScreenHeight) - TitleStrip::stripHeight;
     auto *layout = contentView_->layout();
@@ -178,15 +193,16 @@ void QtNoticeWindow::fitToContent() {
     const QSize fitted(fittedWidth, TitleStrip::stripHeight + height);
     if (size() == fitted)
         return;
-    const QRect before = geometry();
     setFixedSize(fitted);
-    if (placed_ && isVisible()) {
-        // Grown over the lower edge, it moves up as far as it must.
-        const auto area = screen()->availableGeometry();
-        const int lowest = area.bottom() + 1 - screenMargin - fitted.height();
-        if (before.top() > lowest)
-            move(before.left(), std::max(area.top(), lowest));
-    }
+    if (!isVisible())
+        return;
+    if (!dragged_)
+        return place();
+    // Grown over an edge of where the user put it, it moves back as far as it must.
+    const int right = available.right() + 1 - fitted.width();
+    const int bottom = available.bottom() + 1 - fitted.height();
+    move(std::clamp(x(), available.left(), std::max(available.left(), right)),
+        std::clamp(y(), available.top(), std::max(available.top(), bottom)));
 }
 
 QScreen *QtNoticeWindow::screenOfPointer() const {
@@ -199,25 +215,26 @@ QScreen *QtNoticeWindow::screenOfPointer() const {
 void QtNoticeWindow::place() {
     auto *screen = screenOfPointer();
     if (!screen)
-        return;
+        return; // every screen is unplugged; it is placed when one comes back
     if (placedOn_ != screen) {
         if (placedOn_)
             placedOn_->disconnect(this);
         placedOn_ = screen;
+        connect(screen, &QScreen::geometryChanged, this, &QtNoticeWindow::placeAgain);
         connect(screen, &QScreen::availableGeometryChanged, this, &QtNoticeWindow::placeAgain);
         connect(screen, &QScreen::logicalDotsPerInchChanged, this, &QtNoticeWindow::placeAgain);
     }
     const auto area = screen->availableGeometry();
-    placed_ = true;
     move(area.right() + 1 - screenMargin - width(), area.top() + screenMargin);
 }
 
 // The screens have changed: wherever the user had dragged it may be gone.
 void QtNoticeWindow::placeAgain() {
-    if (closed_ || !placed_)
+    if (closed_ || !isVisible())
         return;
     if (placedOn_ && !QGuiApplication::screens().contains(placedOn_.data()))
         placedOn_ = nullptr;
+    dragged_ = false;
     fitToContent();
     place();
 }

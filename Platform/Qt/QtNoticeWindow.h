@@ -39,9 +39,11 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    void setLightPalette();
     void commitLater();
     void commit();
     void fitToContent();
+    void roundCorners(double radius);
     void place();
     void placeAgain();
     QScreen *screenOfPointer() const;
@@ -58,7 +60,7 @@ private:
     bool closed_ = false;
     bool commitQueued_ = false;
     bool keyWanted_ = false;
-    bool placed_ = false;
-    bool rounded_ = false;
+    bool dragged_ = false;
+    bool announcementWanted_ = false;
     QElapsedTimer focused_;
 };

@@ -1,11 +1,13 @@
 #include "Platform/Views/TextField.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QHelpEvent>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QToolTip>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -38,6 +40,13 @@ Look lookOf(TextField::Style style) {
 
 constexpr double dotsPerInchAtScaleOne = 96;
 constexpr double pointsPerInch = 72;
+
+// Desktops set for large text have a large font; an ordinary one leaves the sizes as they are.
+double textScale() {
+    constexpr double largestOrdinaryPoints = 11.5;
+    constexpr double mostScale = 2;
+    return std::clamp(QApplication::font().pointSizeF() / largestOrdinaryPoints, 1.0, mostScale);
+}
 
 // More than this is neither laid out nor shown; the text as a value stays whole.
 constexpr qsizetype longestShown = 100'000;
@@ -75,6 +84,11 @@ void TextField::setStringValue(const QString &text) {
     update();
 }
 
+void TextField::announce() {
+    QAccessibleEvent changed(this, QAccessible::NameChanged);
+    QAccessible::updateAccessibility(&changed);
+}
+
 void TextField::setTextStyle(Style style) {
     style_ = style;
     applyStyle();
@@ -91,7 +105,7 @@ void TextField::resetCursorRects() { unsetCursor(); }
 void TextField::applyStyle() {
     const auto look = lookOf(style_);
     QFont styled = QApplication::font();
-    styled.setPointSizeF(look.size * pointsPerInch / dotsPerInchAtScaleOne);
+    styled.setPointSizeF(look.size * textScale() * pointsPerInch / dotsPerInchAtScaleOne);
     styled.setWeight(look.weight);
     // Letters stand where the font wants them, also between two pixels.
     styled.setHintingPreference(QFont::PreferVerticalHinting);
@@ -99,11 +113,16 @@ void TextField::applyStyle() {
     QPalette colors = palette();
     colors.setColor(QPalette::WindowText, look.color);
     setPalette(colors);
+    // With a name of its own the label keeps quiet when its text changes: nobody wants every second read
+    // out. What is read as its name is the text all the same.
+    setAccessibleName(style_ == Style::Countdown ? QStringLiteral("countdown") : QString());
     lines_.reset();
     updateGeometry();
 }
 
-double TextField::scaledPixels(double pixels) const { return pixels * logicalDpiY() / dotsPerInchAtScaleOne; }
+double TextField::scaledPixels(double pixels) const {
+    return pixels * textScale() * logicalDpiY() / dotsPerInchAtScaleOne;
+}
 
 double TextField::lineHeight() const {
     return std::max(scaledPixels(lookOf(style_).lineHeight), std::ceil(QFontMetricsF(font()).height()));

@@ -24,6 +24,10 @@ public:
     void setStringValue(const QString &text);
     QString stringValue() const { return text(); }
 
+    /// Has a screen reader told that the text is another one. A countdown line is told by this alone, every
+    /// other field at each change.
+    void announce();
+
     Style textStyle() const { return style_; }
     void setTextStyle(Style style);
 
