@@ -34,6 +34,8 @@ BLACK = (0, 0, 0)
 WHITE = (255, 255, 255)
 DEFAULT_HEADER = (42, 41, 47)
 
+COUNTDOWN = "This window will auto close in {} seconds"
+
 TITLE_STRIP = 28
 HEADER = 60
 WIDTH = 460
@@ -399,6 +401,29 @@ class Agent:
         except AssertionError as failure:
             raise AssertionError(f"{failure}; shown: {seen}") from None
 
+    def wait_countdown(self, of, text=COUNTDOWN):
+        """Waits for the countdown line in exactly this form; returns its element.
+
+        Its first number is one below the start; a text that stands there before the first tick does not count,
+        and a busy machine may look a few seconds late.
+        """
+        form = re.compile(re.escape(text).replace(r"\{\}", r"(-?\d+)"))
+        seen = []
+
+        def found():
+            elements = [element for element in self.elements() if element.shown and element.text]
+            seen[:] = [element.text for element in elements]
+            return next((element for element in elements
+                         if (match := form.fullmatch(element.text)) and int(match[1]) < of), None)
+        try:
+            element = wait_until(found, f"a text of the form {text!r} is shown", interval=0.05)
+        except AssertionError as failure:
+            raise AssertionError(f"{failure}; shown: {seen}") from None
+        number = int(form.fullmatch(element.text)[1])
+        if number < of - 4:
+            raise AssertionError(f"the countdown of {of} begins with {element.text!r}")
+        return element
+
     def find_element(self, text):
         return next((element for element in self.elements() if element.text == text), None)
 
@@ -582,6 +607,16 @@ class NoticeTestCase(unittest.TestCase):
         moment = agent.wait_end(timeout)
         self.assertEqual(status, agent.process.returncode, "exit status")
         return moment
+
+    def assert_counted(self, seen, of, begun, text=COUNTDOWN):
+        """What Agent.follow saw of a countdown: every second down to 1, each in its time, then nothing."""
+        shown = [(moment, line) for moment, line, is_shown in seen if is_shown]
+        self.assertTrue(shown, "a countdown line is seen")
+        first = next((number for number in range(of - 1, max(of - 5, 0), -1) if text.format(number) == shown[0][1]), 0)
+        self.assertEqual([text.format(number) for number in range(first, 0, -1)], [line for _moment, line in shown])
+        self.assertTrue(first, f"the first line {shown[0][1]!r}")
+        for number, (moment, line) in zip(range(first - 1, 0, -1), shown[1:]):
+            self.assert_near(moment - begun, of - number, f"the line {line!r}")
 
     def assert_near(self, seconds, expected, what, tolerance=0.4):
         self.assertTrue(abs(seconds - expected) <= tolerance,

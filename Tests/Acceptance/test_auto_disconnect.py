@@ -4,8 +4,7 @@ from desktop import holds_for
 from harness import (ACCENT, DEFAULT_HEADER, NoticeTestCase, Starts, png, received, takes)
 
 # No blank before the last word: the joining is deliberate.
-def countdown(seconds):
-    return f"This window will auto close in {seconds}seconds"
+COUNTDOWN = "This window will auto close in {}seconds"
 
 
 class AutoDisconnectTest(NoticeTestCase):
@@ -22,11 +21,10 @@ class AutoDisconnectTest(NoticeTestCase):
         begun = agent.log.wait_for("info", "VPN Connection Status :  true").moment
         agent.wait_text("Attention")
         agent.wait_text("Policy says so.")
-        label = agent.wait_text(countdown(29))
+        label = agent.wait_countdown(30, COUNTDOWN)
         seen = agent.follow(label)
         ended = self.assert_ended(agent)
-        self.assertEqual([countdown(second) for second in range(29, 0, -1)],
-                         [text for _moment, text, shown in seen if shown])
+        self.assert_counted(seen, 30, begun, COUNTDOWN)
         # Ends at once at the tick after 0, not a second later as the re-authentication notice does.
         self.assert_near(ended - begun, 31, "set-up to end")
         self.assertEqual([], self.bus.heard)
@@ -75,7 +73,7 @@ class AutoDisconnectTest(NoticeTestCase):
     @takes(3)
     def test_ok_while_counting(self):
         agent = self.show(AutoDisconnectVPNStatus=True)
-        agent.wait_text(countdown(29))
+        agent.wait_countdown(30, COUNTDOWN)
         pressed = agent.press_ok()
         agent.wait_hidden(0.7)
         self.assert_near(self.assert_ended(agent) - pressed, 1, "OK to end")
@@ -89,7 +87,7 @@ class AutoDisconnectTest(NoticeTestCase):
                                  "seconds": " Sekunden"})
         agent = self.show(AutoDisconnectVPNStatus=True, webSocketappLanguageKey="de")
         agent.wait_text("Achtung")
-        agent.wait_text("Dieses Fenster schließt in 29 Sekunden")
+        agent.wait_countdown(30, "Dieses Fenster schließt in {} Sekunden")
         self.post(AutoDisconnectWebSocketType=True, webSocketappLanguageKey="de", AutoDisconnectMessageKey="Attention")
         agent.wait_text("VPN getrennt")
         agent.wait_text("Attention")  # the message itself is never translated

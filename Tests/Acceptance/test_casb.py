@@ -13,10 +13,6 @@ SET_UP = ("info", "Parsing successful, Creating Timer Instance to update Auto Cl
 REQUEST = "Closing Active window , Calling Activity URL: "
 
 
-def countdown(seconds):
-    return f"This window will auto close in {seconds} seconds"
-
-
 class CasbTestCase(NoticeTestCase):
 
     def server(self, **options):
@@ -63,7 +59,7 @@ class CasbRowsTest(CasbTestCase):
         agent, texts = self.shown(rows=[("Caption one", "value one")], timeout="60")
         self.assertEqual(2, texts.count("Caption one"))
         self.assertEqual(2, texts.count("value one"))
-        agent.wait_text(countdown(59))
+        agent.wait_countdown(60)
 
     def test_two_entries_the_second_stands_in_application_and_url(self):
         agent, texts = self.shown(rows=[("Caption one", "value one"), ("Caption two", "value two")], timeout="60")
@@ -92,7 +88,7 @@ class CasbRowsTest(CasbTestCase):
         agent, texts = self.shown(rows=[("c1", "v1"), ("c2", None), ("c3", "v3")], timeout="60")
         self.assertEqual(1, texts.count("v1"))
         self.assertEqual(1, texts.count("v3"))
-        agent.wait_text(countdown(59))
+        agent.wait_countdown(60)
 
     def test_entry_without_name_gives_an_empty_caption(self):
         agent, texts = self.shown(rows=[(None, "v1"), ("c2", "v2"), (None, "v3")], timeout="60")
@@ -157,17 +153,11 @@ class CasbCountdownTest(CasbTestCase):
         agent = self.launch()
         xml = self.post_casb(timeout="7", rows=THREE_ROWS, ok_url=server.url("/close"), logo=png((255, 0, 255)))
         agent.wait_text("Upload blocked by Cloud Access Policy")
-        label = agent.wait_text(countdown(6))
+        label = agent.wait_countdown(7)
         self.assertTrue(agent.ok_button().enabled)
         begun = self.set_up_moment(agent)
         seen = agent.follow(label)
-        agent.wait_end()
-        shown = [text for _moment, text, is_shown in seen if is_shown]
-        self.assertEqual([countdown(second) for second in (6, 5, 4, 3, 2, 1)], shown)
-        for moment, text, is_shown in seen[1:]:
-            if is_shown:
-                second = int(text.split()[6])
-                self.assert_near(moment - begun, 7 - second, f"the text {text!r}")
+        self.assert_counted(seen, 7, begun)
         self.assert_near(self.assert_ended(agent) - begun, 8, "set-up to end")
         self.assertEqual(1, len(server.requests))
         self.assert_near(server.requests[0].moment - begun, 2, "set-up to request")
@@ -196,14 +186,14 @@ class CasbCountdownTest(CasbTestCase):
                 self.assertFalse([text for text in texts if text.startswith("This window")])
         if not looks:
             self.skipTest("the machine was too busy to look before the first tick")
-        agent.wait_text(countdown(59))
+        agent.wait_countdown(60)
 
     @takes(5)
     def test_at_zero_ok_is_disabled_and_the_window_gone_a_second_before_the_end(self):
         agent = self.launch()
         self.post_casb(timeout="3", rows=THREE_ROWS)
         begun = self.set_up_moment(agent)
-        agent.wait_text(countdown(1))
+        agent.wait_countdown(3)
         button = agent.ok_button()
         agent.wait_hidden(3)
         hidden = time.time()
@@ -220,9 +210,7 @@ class CasbCountdownTest(CasbTestCase):
         agent = self.launch()
         self.post_casb(timeout="3", rows=THREE_ROWS, ok_url=server.url("/never"))
         begun = self.set_up_moment(agent)
-        label = agent.wait_text(countdown(2))
-        seen = [text for _moment, text, shown in agent.follow(label) if shown]
-        self.assertEqual([countdown(2), countdown(1)], seen)
+        self.assert_counted(agent.follow(agent.wait_countdown(3)), 3, begun)
         self.assert_near(self.assert_ended(agent) - begun, 4, "set-up to end")
         self.assertEqual([], server.requests)
         self.assertEqual(0, agent.log.count("info", Starts(REQUEST)))
@@ -267,20 +255,21 @@ class CasbCountdownTest(CasbTestCase):
                 self.assert_ends_at_first_tick(timeout)
 
     def test_time_out_texts_that_count(self):
-        for timeout, first in ((None, 9), ("", 9), ("+7", 6), ("007", 6), ("9223372036854775807", 9223372036854775806)):
+        for timeout, seconds in ((None, 10), ("", 10), ("+15", 15), ("0020", 20),
+                                 ("9223372036854775807", 9223372036854775807)):
             with self.subTest(timeout=timeout):
                 bundle = self.new_bundle()
                 agent = self.launch(bundle)
                 self.post(f"{bundle.log_folder_name}_socketMessageNotifier",
                           webSocketResponse=notice_xml(timeout=timeout, rows=THREE_ROWS))
-                agent.wait_text(countdown(first), 3)
+                agent.wait_countdown(seconds)
                 agent.end()
 
     @takes(2)
     def test_agent_uses_hardly_any_processor_while_it_counts(self):
         agent = self.launch()
         self.post_casb(timeout="60", rows=THREE_ROWS)
-        agent.wait_text(countdown(59))
+        agent.wait_countdown(60)
 
         def used():
             with open(f"/proc/{agent.process_id}/stat", encoding="ascii") as file:
@@ -298,7 +287,7 @@ class CasbRequestTest(CasbTestCase):
         server = self.server()
         agent = self.launch()
         self.post_casb(timeout="20", rows=THREE_ROWS, ok_url=server.url("/ok?id=1"))
-        agent.wait_text(countdown(19))
+        agent.wait_countdown(20)
         pressed = agent.press_ok()
         agent.wait_hidden(0.7)
         self.assert_near(self.assert_ended(agent) - pressed, 1, "OK to end")
@@ -313,7 +302,7 @@ class CasbRequestTest(CasbTestCase):
         agent = self.launch()
         self.post_casb(timeout="6", rows=THREE_ROWS, ok_url=server.url("/twice"))
         wait_until(lambda: server.requests, "the countdown's request")
-        agent.wait_text(countdown(4))
+        agent.wait_countdown(6)
         pressed = agent.press_ok()
         self.assert_near(self.assert_ended(agent) - pressed, 1, "OK to end")
         self.assertEqual([b"GET /twice HTTP/1.1"] * 2, [request.line for request in server.requests])

@@ -103,23 +103,23 @@ class LanguageTest(NoticeTestCase):
     def test_casb_countdown_in_the_message_language(self):
         agent = self.launch()
         self.post(webSocketResponse=self.xml(), webSocketappLanguageKey="de")
-        agent.wait_text("This window will auto close in [de] 59 seconds [de]")
+        agent.wait_countdown(60, "This window will auto close in [de] {} seconds [de]")
 
     @takes(3)
     def test_later_message_switches_a_running_countdown(self):
         agent = self.launch()
         self.post(webSocketResponse=self.xml(), webSocketappLanguageKey="de")
-        agent.wait_text("This window will auto close in [de] 59 seconds [de]")
+        agent.wait_countdown(60, "This window will auto close in [de] {} seconds [de]")
         self.post(webSocketappLanguageKey="fr")
         agent.log.wait_for("info", "Bundle Language View fr")
-        agent.wait_text("This window will auto close in [fr] 57 seconds [fr]")
+        agent.wait_countdown(60, "This window will auto close in [fr] {} seconds [fr]")
 
     @takes(2)
     def test_auto_disconnect_countdown_joins_number_and_word(self):
         agent = self.launch()
         self.post(AutoDisconnectWebSocketType=True, AutoDisconnectVPNStatus=True, webSocketappLanguageKey="fr")
         agent.wait_text("Attention [fr]")
-        agent.wait_text("This window will auto close in [fr] 29seconds [fr]")
+        agent.wait_countdown(30, "This window will auto close in [fr] {}seconds [fr]")
 
     def test_message_that_shows_nothing_switches_the_language_all_the_same(self):
         agent = self.launch()
@@ -137,9 +137,9 @@ class ShippedLanguagesTest(NoticeTestCase):
     def test_english_texts_are_the_keys(self):
         agent = self.launch()
         self.post_casb(rows=THREE_ROWS, timeout="60")
-        agent.wait_text("This window will auto close in 59 seconds")
+        agent.wait_countdown(60)
         self.post(AutoDisconnectWebSocketType=True, AutoDisconnectVPNStatus=True)
         agent.wait_text("Attention")
-        agent.wait_text("This window will auto close in 29seconds")
+        agent.wait_countdown(30, "This window will auto close in {}seconds")
         self.post(AutoDisconnectWebSocketType=True)
         agent.wait_text("VPN Disconnected")

@@ -79,14 +79,14 @@ class LaunchTest(NoticeTestCase):
         os.close(reading)
         os.close(writing)
         self.post_casb(rows=THREE_ROWS, timeout="60")
-        agent.wait_text("This window will auto close in 59 seconds")
+        agent.wait_countdown(60)
         agent.press_ok()
         self.assert_ended(agent)
 
     def test_closed_standard_output_harms_nothing(self):
         agent = self.launch(output="closed")
         self.post_casb(rows=THREE_ROWS, timeout="60")
-        agent.wait_text("This window will auto close in 59 seconds")
+        agent.wait_countdown(60)
         self.assertNotIn("zelvik\n", agent.log.raw().replace("Vendor is zelvik\n", ""),
                          "the vendor line fell into the log")
         agent.press_ok()

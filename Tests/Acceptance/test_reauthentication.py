@@ -8,10 +8,6 @@ from harness import (ACCENT, DEFAULT_HEADER, WHITE, NoticeTestCase, Starts, png,
 SENDING = ("info", "Sending Re-Auth Notification to Main App from Socket app")
 
 
-def countdown(seconds):
-    return f"This window will auto close in {seconds} seconds"
-
-
 class ReAuthenticationTest(NoticeTestCase):
 
     def show(self, **more):
@@ -32,7 +28,7 @@ class ReAuthenticationTest(NoticeTestCase):
     @takes(3)
     def test_ok_posts_once_and_ends_a_second_later(self):
         agent = self.show()
-        agent.wait_text(countdown(29))
+        agent.wait_countdown(30)
         pressed = agent.press_ok()
         agent.wait_hidden(0.7)
         posted = self.assert_one_signal(agent)
@@ -51,12 +47,11 @@ class ReAuthenticationTest(NoticeTestCase):
     def test_course_of_the_whole_countdown(self):
         agent = self.show()
         begun = agent.log.wait_for("debug", Starts(" Auto Disconnect Notification received")).moment
-        label = agent.wait_text(countdown(29))
+        label = agent.wait_countdown(30)
         self.assertTrue(agent.ok_button().enabled)
         seen = agent.follow(label)
         ended = self.assert_ended(agent)
-        self.assertEqual([countdown(second) for second in range(29, 0, -1)],
-                         [text for _moment, text, shown in seen if shown])
+        self.assert_counted(seen, 30, begun)
         hidden = [moment for moment, _text, shown in seen if not shown]
         if hidden:
             self.assert_near(hidden[0] - begun, 30, "set-up to hidden")
@@ -84,7 +79,7 @@ class ReAuthenticationTest(NoticeTestCase):
                                  "This window will auto close in ": "Schließt in ", "seconds": "Sekunden"})
         agent = self.show(webSocketappLanguageKey="de")
         agent.log.wait_for("info", "Bundle Language View de")
-        agent.wait_text(countdown(29))
+        agent.wait_countdown(30)
 
     @takes(3)
     def test_name_of_the_signal_follows_the_vendor(self):

@@ -70,6 +70,7 @@ class RoutingTest(NoticeTestCase):
 
     def test_every_flag_goes_before_a_response(self):
         agent = self.launch()
+        agent.log.wait_for(*LAUNCHED[-1])
         for flag in FLAGS:
             with self.subTest(flag):
                 before = len(agent.log.pairs())
@@ -88,6 +89,7 @@ class RoutingTest(NoticeTestCase):
 
     def test_flags_of_another_type_are_false(self):
         agent = self.launch()
+        agent.log.wait_for(*LAUNCHED[-1])
         for value in ("true", "1", b"\x01", 1.5, ["true"],
                       dbus.Dictionary({"value": True}, signature="sv", variant_level=1),
                       dbus.Array([dbus.Boolean(True)], signature="b", variant_level=1)):
@@ -275,5 +277,5 @@ class SecondMessageTest(NoticeTestCase):
         self.post_casb(timeout="3", rows=THREE_ROWS)
         begun = agent.log.wait_for("info", Starts("Parsing successful")).moment
         self.post_casb(timeout="60", rows=THREE_ROWS, body="second")
-        agent.wait_text("This window will auto close in 59 seconds")
+        agent.wait_countdown(60)
         self.assert_near(self.assert_ended(agent) - begun, 4, "end by the first countdown")

@@ -101,7 +101,7 @@ class PlaceTest(NoticeTestCase):
         xtest.fake_input(self.screen.display, X.ButtonPress, 1)
         for step in range(1, 11):
             self.screen.move_pointer(start[0] + right * step, start[1] + 10 * step)
-            time.sleep(0.02)  # a hand is no faster
+            time.sleep(0.06)  # a hand is no faster
         xtest.fake_input(self.screen.display, X.ButtonRelease, 1)
         self.screen.display.sync()
         wait_until(lambda: abs(agent.geometry()[0] - (left + 10 * right)) <= 20
