@@ -18,6 +18,7 @@
 
 #include "Controllers/AppDelegate.h"
 #include "Controllers/MainStoryboard.h"
+#include "Controllers/WarmUp.h"
 #include "Platform/Linux/DBusNotificationCenter.h"
 #include "Platform/Qt/FileBundle.h"
 #include "Platform/Qt/GatewayPlugin.h"
@@ -63,5 +64,6 @@ int main(int, char **argv) {
     runLoop.attach();
     notificationCenter.attach();
     terminationSignals.attach([&application, &delegate] { application.terminate(&delegate); });
+    warmUp(runLoop, mainBundle, mainStoryboard);
     return application.run();
 }

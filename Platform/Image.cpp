@@ -64,10 +64,12 @@ QImage decoded(const QByteArray &bytes, const QByteArray &format, const QSize &s
 
 } // namespace
 
-std::optional<Image::Representation> Image::representation(const QByteArray &bytes) {
+std::optional<Image::Representation> Image::representation(const QByteArray &bytes, bool sizeIsKnown) {
     const auto format = formatOf(bytes);
     if (!format || (format->isVector && !isSelfContained(bytes)))
         return std::nullopt;
+    if (format->isVector && sizeIsKnown)
+        return Representation { bytes, format->name, {}, true };
     QImageReader::setAllocationLimit(mostMegabytes);
     QBuffer buffer;
     buffer.setData(bytes);
@@ -95,7 +97,7 @@ std::optional<Image> Image::named(const Bundle &bundle, const QString &name) {
         const auto path
             = bundle.pathForResource(name + QLatin1String(file.suffix), QString::fromLatin1(file.type));
         const auto bytes = path ? PropertyList::readBytes(*path) : std::nullopt;
-        auto found = bytes ? representation(*bytes) : std::nullopt;
+        auto found = bytes ? representation(*bytes, !image.size_.isEmpty()) : std::nullopt;
         if (!found)
             continue;
         if (image.size_.isEmpty())
@@ -108,7 +110,7 @@ std::optional<Image> Image::named(const Bundle &bundle, const QString &name) {
 }
 
 std::optional<Image> Image::withData(const QByteArray &bytes) {
-    auto found = representation(bytes);
+    auto found = representation(bytes, false);
     if (!found)
         return std::nullopt;
     // A header alone is no picture.
@@ -139,8 +141,12 @@ QImage Image::scaledToFit(const QSize &box, double scale) const {
     else if (vector != representations_.end())
         image = decoded(vector->bytes, vector->format, pixels);
     if (image.isNull()) {
-        const auto &best = enough != representations_.end() ? *enough : representations_.back();
-        image = decoded(best.bytes, best.format);
+        const auto largest = std::find_if(
+            representations_.rbegin(), representations_.rend(), [](const auto &each) { return !each.isVector; });
+        if (enough != representations_.end())
+            image = decoded(enough->bytes, enough->format);
+        else if (largest != representations_.rend())
+            image = decoded(largest->bytes, largest->format);
         if (!image.isNull())
             image = image.scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     }

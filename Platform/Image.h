@@ -34,11 +34,12 @@ private:
     struct Representation {
         QByteArray bytes;
         QByteArray format;
-        QSize pixels;
+        QSize pixels; ///< empty for a drawing whose size nobody needed
         bool isVector = false;
     };
 
-    static std::optional<Representation> representation(const QByteArray &bytes);
+    // A drawing beside pictures of known size is not opened until it is drawn: that loads a plug-in.
+    static std::optional<Representation> representation(const QByteArray &bytes, bool sizeIsKnown);
 
     std::vector<Representation> representations_; ///< the smallest first
     QSize size_;

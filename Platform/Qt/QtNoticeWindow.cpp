@@ -51,6 +51,8 @@ QtNoticeWindow::QtNoticeWindow()
     connect(qApp, &QGuiApplication::screenAdded, this, &QtNoticeWindow::placeAgain);
     connect(qApp, &QGuiApplication::screenRemoved, this, &QtNoticeWindow::placeAgain, Qt::QueuedConnection);
     connect(qApp, &QGuiApplication::primaryScreenChanged, this, &QtNoticeWindow::placeAgain);
+    // The window system's part of it, so that a notice need only be filled and mapped.
+    create();
 }
 
 QtNoticeWindow::~QtNoticeWindow() {
@@ -143,8 +145,6 @@ void QtNoticeWindow::commit() {
         return;
     }
     const bool appears = !isVisible();
-    if (appears)
-        create();
     fitToContent();
     roundCorners(Desktop::isComposited(screen()) ? cornerRadius : 0);
     if (appears) {

@@ -1,0 +1,55 @@
+#include "Controllers/WarmUp.h"
+
+#include "Platform/Image.h"
+#include "Platform/NoticeController.h"
+#include "Platform/RunLoop.h"
+#include "Platform/Storyboard.h"
+#include "Platform/Views/TextField.h"
+#include "Support/CustomAPPManager.h"
+#include "Support/XmlDocument.h"
+
+#include <QImage>
+
+#include <deque>
+#include <memory>
+
+namespace {
+
+using Steps = std::deque<RunLoop::Block>;
+
+void runNext(RunLoop &runLoop, const std::shared_ptr<Steps> &steps) {
+    if (steps->empty())
+        return;
+    runLoop.scheduledTimer(std::chrono::milliseconds::zero(), Repeats::No, [&runLoop, steps](Timer &) {
+        const auto step = std::move(steps->front());
+        steps->pop_front();
+        step();
+        runNext(runLoop, steps);
+    });
+}
+
+// The notice with the most in it, drawn where nobody sees it.
+void drawOneNotice(const Storyboard &storyboard) {
+    const auto controller = storyboard.instantiateControllerWithIdentifier(QStringLiteral("ViewController"));
+    auto *view = controller->view();
+    const auto labels = view->findChildren<TextField *>();
+    for (auto *label : labels)
+        label->setStringValue(QStringLiteral("Notice 0123456789"));
+    QImage image(view->size(), QImage::Format_ARGB32_Premultiplied);
+    view->render(&image);
+}
+
+} // namespace
+
+void warmUp(RunLoop &runLoop, const Bundle &mainBundle, const Storyboard &mainStoryboard) {
+    runNext(runLoop,
+        std::make_shared<Steps>(Steps {
+            [&mainStoryboard] { drawOneNotice(mainStoryboard); },
+            [&mainBundle] {
+                constexpr QSize box(100, 32);
+                if (const auto logo = Image::named(mainBundle, CustomAPPManager::AppLogo))
+                    logo->scaledToFit(box, 1);
+            },
+            [] { XmlDocument::parse(QStringLiteral("<notice/>")); },
+        }));
+}
