@@ -70,7 +70,6 @@ NoticeWorld::NoticeWorld()
     files.setSettings(settings());
     files.addImage(QStringLiteral("brandLogo"), brandLogoColor());
     application.setWindows({ &window });
-    application.setDelegate(&delegate);
 }
 
 NoticeWorld::~NoticeWorld() = default;
@@ -82,6 +81,7 @@ QVariantMap NoticeWorld::settings(const QString &vendor) {
 }
 
 void NoticeWorld::launch() {
+    application.setDelegate(&delegate);
     files.removeSettings();
     delegate.applicationDidFinishLaunching();
     log.attachToCurrentLogger();
