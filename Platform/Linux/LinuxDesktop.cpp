@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QStringList>
 #include <QWindow>
 
 #include <xcb/xcb.h>
@@ -69,10 +70,9 @@ bool activeWindowIsFullScreen(xcb_connection_t *x) {
 
 void Desktop::prepare() {
     // Through XWayland where there is one: Wayland itself lets no ordinary window stay above the others.
-    if (!qEnvironmentVariableIsEmpty("DISPLAY"))
-        setDefault("QT_QPA_PLATFORM", "xcb;wayland");
-    else
-        setDefault("QT_QPA_PLATFORM", "wayland");
+    const bool hasX11 = !qEnvironmentVariableIsEmpty("DISPLAY");
+    const bool hasWayland = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    setDefault("QT_QPA_PLATFORM", hasX11 && hasWayland ? "xcb;wayland" : hasX11 ? "xcb" : "wayland");
     // A notice draws no 3D and takes no text: neither the GL stack nor an input method is loaded.
     setDefault("QT_XCB_GL_INTEGRATION", "none");
     qputenv("QT_IM_MODULE", "none");
@@ -83,6 +83,16 @@ bool Desktop::isPresent() {
     const bool needsDisplay = platform.contains("xcb") || platform.contains("wayland");
     return !needsDisplay || !qEnvironmentVariableIsEmpty("DISPLAY")
         || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+QString Desktop::displayNames() {
+    QStringList names;
+    for (const auto *variable : { "DISPLAY", "WAYLAND_DISPLAY" }) {
+        const auto value = qEnvironmentVariable(variable);
+        if (!value.isEmpty())
+            names << QLatin1String(variable) + u'=' + value;
+    }
+    return names.join(QStringLiteral(" and "));
 }
 
 bool Desktop::isComposited(const QScreen *) {

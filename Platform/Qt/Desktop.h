@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 class QScreen;
 class QWindow;
 
@@ -12,6 +14,9 @@ void prepare();
 
 /// Whether there is anything to connect to.
 bool isPresent();
+
+/// The displays that the environment names, for a line of text.
+QString displayNames();
 
 /// Whether transparent parts of a window are seen through on that screen.
 bool isComposited(const QScreen *screen);

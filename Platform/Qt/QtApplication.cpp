@@ -19,14 +19,19 @@ namespace {
 
 QtApplication *theApplication = nullptr;
 
+bool desktopIsOpen = false;
+
 // Qt ends the process by itself, with an abort or a status of 1, when there is no display or when it goes.
 // Both are announced here first, and are ordinary ends of an agent.
 void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &text) {
-    const bool displayIsGone = text.contains(QLatin1String("connection broke"))
-        || text.contains(QLatin1String("X11 server die")) || text.contains(QLatin1String("compositor die"));
-    if (theApplication && (type == QtFatalMsg || displayIsGone))
-        theApplication->endWithoutDesktop(text.section(u'\n', 0, 0));
-    if (type != QtDebugMsg && type != QtInfoMsg && !text.startsWith(QLatin1String("qt.qpa.plugin")))
+    const bool displayIsGone = text.startsWith(QLatin1String("The X11 connection broke"))
+        || text.startsWith(QLatin1String("The Wayland connection broke"));
+    if (theApplication && displayIsGone)
+        theApplication->endWithoutDesktop(QStringLiteral("the connection to the display broke"));
+    if (theApplication && type == QtFatalMsg && !desktopIsOpen)
+        theApplication->endWithoutDesktop(Desktop::displayNames() + QStringLiteral(" cannot be opened"));
+    // What Qt says of its failing attempts before is no second line.
+    if (desktopIsOpen && type != QtDebugMsg && type != QtInfoMsg)
         StandardStreams::printErrorLine(text);
 }
 
@@ -50,6 +55,7 @@ void QtApplication::openDesktop() {
     application_ = std::make_unique<QApplication>(argumentCount_, arguments_);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setApplicationName(QStringLiteral("NoticeAgent"));
+    desktopIsOpen = true;
     NoticeAccessibility::install();
     window_ = std::make_unique<QtNoticeWindow>();
 }
