@@ -155,11 +155,11 @@ class LayoutTest(NoticeTestCase):
         agent.wait_visible()
         agent.wait_text("Upload")
         ok, close = self.places(agent)
-        self.assertEqual(MARGIN, ok[0], "OK at the left")
         self.assertLess(close[0], 40, "the close button at the left")
         self.assert_pixel(agent, (-MARGIN - 4, TITLE_STRIP + 30), (0, 180, 0), "logo at the right")
         values = {element.text: element.extents for element in agent.elements()}
         self.assertGreater(values["Activity"][0], values["Upload"][0], "caption right of its value")
+        self.assertEqual(MARGIN, ok[0], "OK at the left")
         # And back.
         self.post(webSocketappLanguageKey="en", **EVERY_KIND["maintenance"])
         agent.wait_text("text")
@@ -302,7 +302,7 @@ class CompositorTest(NoticeTestCase):
     compositor = True
 
     def test_invisible_notice_is_neither_seen_nor_clicked(self):
-        other = self.screen.plain_window(700, 0, 580, 700, (200, 40, 40))
+        other = self.screen.plain_window(0, 0, SCREEN_WIDTH, SCREEN_HEIGHT - 50, (200, 40, 40))
         self.addCleanup(self.screen.display.sync)
         self.addCleanup(other.destroy)
         agent = self.launch()
