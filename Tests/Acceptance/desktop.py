@@ -299,20 +299,22 @@ class Screen:
         self.display.sync()
 
     def watch_maps(self):
-        """Starts to note every window that is mapped on the screen."""
+        """Starts to note what happens to the top windows."""
         self.root.change_attributes(event_mask=X.SubstructureNotifyMask)
         self.display.sync()
         self.maps()
 
-    def maps(self):
-        """The windows mapped since the last call."""
-        mapped = []
+    def events(self):
+        """What happened to the screen's top windows since the last call."""
+        events = []
         self.display.sync()
         while self.display.pending_events():
-            event = self.display.next_event()
-            if event.type == X.MapNotify:
-                mapped.append(event.window)
-        return mapped
+            events.append(self.display.next_event())
+        return events
+
+    def maps(self):
+        """The windows mapped since the last call."""
+        return [event.window for event in self.events() if event.type == X.MapNotify]
 
     def close(self):
         try:

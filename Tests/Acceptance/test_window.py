@@ -273,6 +273,23 @@ class LevelWithoutWindowManagerTest(NoticeTestCase):
             self.post(WebSocketAdminDisconnect=True)
             agent.wait_hidden()
 
+    @takes(4)
+    def test_notice_comes_up_in_its_final_size(self):
+        for kind, message in EVERY_KIND.items():
+            with self.subTest(kind):
+                bundle = self.new_bundle()
+                agent = self.launch(bundle)
+                self.screen.watch_maps()
+                self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **message)
+                agent.wait_visible()
+                agent.ok_button()
+                holds_for(agent.visible, 0.3, "the notice went away")
+                events = [event for event in self.screen.events() if event.window == agent.window()]
+                mapped = [event.type for event in events].index(X.MapNotify)
+                self.assertEqual([], [(event.width, event.height) for event in events[mapped:]
+                                      if event.type == X.ConfigureNotify], "sizes after it was mapped")
+                agent.end()
+
     def test_place_without_a_window_manager(self):
         agent = self.launch()
         self.post(**EVERY_KIND["maintenance"])
