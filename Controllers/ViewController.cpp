@@ -6,13 +6,12 @@
 #include "Platform/Bundle.h"
 #include "Platform/NoticeWindow.h"
 #include "Platform/RunLoop.h"
+#include "Platform/Views/LayOutNow.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 #include "Support/ColorFromHex.h"
 #include "Support/CustomAPPManager.h"
 #include "Support/Logger.h"
 #include "Support/NoticeParser.h"
-
-#include <QLayout>
 
 #include <array>
 
@@ -118,8 +117,7 @@ void ViewController::updateExpansionToolTips() {
     const std::array labels { applicationInformationLabel.get(), activityText.get(), urlText.get(),
         applicationText.get() };
     // The frames are those of the texts just set.
-    if (auto *layout = view()->layout())
-        layout->activate();
+    layOutNow(*view());
     for (auto *label : labels) {
         label->setAllowsExpansionToolTips(label->height() < label->measuredHeight(label->width()));
         label->resetCursorRects();

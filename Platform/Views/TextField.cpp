@@ -269,11 +269,35 @@ void TextField::paintEvent(QPaintEvent *event) {
     }
 }
 
+// The whole text in lines that fit on a screen. As markup with everything escaped: a text that only looks
+// like markup would be taken for it.
+QString TextField::expansionToolTip() const {
+    constexpr qsizetype longText = 1000;
+    constexpr qsizetype longestTip = 8000;
+    constexpr double narrow = 420;
+    constexpr double wide = 840;
+    const auto shown = text().left(longestTip);
+    QStringList lines;
+    const auto paragraphs = shown.split(u'\n');
+    for (const auto &paragraph : paragraphs) {
+        QTextLayout layout(paragraph, QToolTip::font());
+        QTextOption option;
+        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        layout.setTextOption(option);
+        layout.beginLayout();
+        for (auto line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+            line.setLineWidth(shown.size() > longText ? wide : narrow);
+            lines << paragraph.mid(line.textStart(), line.textLength());
+        }
+        layout.endLayout();
+    }
+    const auto ending = text().size() > longestTip ? QStringLiteral("\u2026") : QString();
+    return Qt::convertFromPlainText(lines.join(u'\n') + ending, Qt::WhiteSpacePre);
+}
+
 bool TextField::event(QEvent *event) {
     if (event->type() == QEvent::ToolTip && allowsExpansionToolTips_) {
-        // As markup with everything escaped: a text that looks like markup would be taken for it.
-        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
-            Qt::convertFromPlainText(text().left(longestShown), Qt::WhiteSpaceNormal), this);
+        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), expansionToolTip(), this);
         return true;
     }
     return QLabel::event(event);

@@ -40,6 +40,9 @@ public:
     bool allowsExpansionToolTips() const { return allowsExpansionToolTips_; }
     void resetCursorRects();
 
+    /// The tool tip's markup.
+    QString expansionToolTip() const;
+
     /// The height of the whole text in lines of this width, without a limit of lines.
     double measuredHeight(double width) const;
 

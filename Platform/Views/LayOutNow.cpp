@@ -1,0 +1,20 @@
+#include "Platform/Views/LayOutNow.h"
+
+#include <QCoreApplication>
+#include <QLayout>
+#include <QResizeEvent>
+#include <QWidget>
+
+void layOutNow(QWidget &view) {
+    // A widget that is not on the screen is told of its size only when it appears; its layout waits for that.
+    if (view.testAttribute(Qt::WA_PendingResizeEvent)) {
+        QResizeEvent resized(view.size(), QSize());
+        QCoreApplication::sendEvent(&view, &resized);
+        view.setAttribute(Qt::WA_PendingResizeEvent, false);
+    }
+    if (auto *layout = view.layout())
+        layout->activate();
+    const auto children = view.findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly);
+    for (auto *child : children)
+        layOutNow(*child);
+}
