@@ -1,0 +1,853 @@
+#include "Controllers/ViewController.h"
+
+#include "Support/CustomAPPManager.h"
+#include "Tests/Controllers/NoticeTest.h"
+
+#include <thread>
+
+namespace {
+
+using Entries = std::vector<std::pair<QString, QString>>;
+
+constexpr auto url = "https://gateway.example/closed?id=1";
+
+std::string infoLine(const char *function, const std::string &text) {
+    return std::string("info [Controllers/ViewController ") + function + "] " + text;
+}
+
+std::string debugLine(const char *function, const std::string &text) {
+    return std::string("debug [Controllers/ViewController ") + function + "] " + text;
+}
+
+std::string callingLine(const std::string &address) {
+    return infoLine(
+        "postUrlOnCloseActivity(url:)", "Closing Active window , Calling Activity URL: " + address);
+}
+
+const std::string requestLine = std::string("request GET ") + url;
+const std::string receivedLine
+    = infoLine("parseWebSocketResponse()", "Response received from Zelvik Sase Client...");
+const std::string parsedLine
+    = infoLine("setupView(data:)", "Parsing successful, Creating Timer Instance to update Auto Close UI");
+
+class ViewControllerTest : public NoticeTest {
+protected:
+    /// Shown, but not filled yet.
+    std::shared_ptr<ViewController> install(const QVariantMap &message) {
+        return world.appear<ViewController>("ViewController", message);
+    }
+
+    /// Shown and filled; the countdown, if any, begins at this moment.
+    std::shared_ptr<ViewController> appear(const QVariantMap &message = casbMessage()) {
+        auto controller = install(message);
+        world.runLoop.settle();
+        return controller;
+    }
+
+    std::vector<std::string> requests() const { return lines("request "); }
+};
+
+} // namespace
+
+// Appearing
+
+TEST_F(ViewControllerTest, Appearing_StylesReadsAndShowsInThisOrder) {
+    const auto bytes = logoBytes(payloadLogoColor);
+    const auto message = casbMessage().withLogo(bytes);
+    install(message);
+    EXPECT_THAT(world.journal.lines(),
+        ElementsAre("window content ViewController", "window alpha 1.0", "window title bar transparent",
+            infoLine("changeToolbarTitle()", "Vendor is zelvik"), "print zelvik",
+            "window background #ff1e2234", "window alpha 1.0", receivedLine,
+            debugLine("updateNotificationWindow(xmlStr:)",
+                "Parsing websocket response: " + message.document().toStdString()),
+            infoLine("parseWebSocketResponse()", "Setting Logo from Zelvik Sase Client " + sizeOf(bytes))));
+    world.journal.clear();
+    world.runLoop.settle();
+    EXPECT_THAT(world.journal.lines(),
+        ElementsAre(parsedLine, "window alpha 1.0", "window key and front", "window level 3"));
+}
+
+TEST_F(ViewControllerTest, Appearing_IsTransparentAtFirstOnlyForABooleanTrue) {
+    const struct {
+        QVariant value;
+        const char *first;
+    } rows[] { { true, "window alpha 0.0" }, { false, "window alpha 1.0" },
+        { QStringLiteral("true"), "window alpha 1.0" } };
+    for (const auto &row : rows) {
+        install(casbMessage().with("WebSocketType", row.value));
+        const auto alphas = lines("window alpha");
+        // A response that is there makes it visible whatever the flag says.
+        EXPECT_THAT(alphas, ElementsAre(row.first, "window alpha 1.0"));
+    }
+}
+
+TEST_F(ViewControllerTest, Appearing_WithTheFlagAndWithoutAResponseStaysTransparent) {
+    appear(emptyMessage().with("WebSocketType", true));
+    EXPECT_THAT(lines("window alpha"), ElementsAre("window alpha 0.0", "window alpha 0.0"));
+}
+
+TEST_F(ViewControllerTest, NoResponse_IsAnErrorAndTheWindowIsInvisibleWithoutATimer) {
+    for (const QVariant &response :
+        { QVariant(), QVariant(5), QVariant(true), QVariant(QByteArray("<a/>")) }) {
+        auto message = emptyMessage().withLogo(logoBytes(payloadLogoColor));
+        if (response.isValid())
+            message.with("webSocketResponse", response);
+        const auto controller = appear(message);
+        EXPECT_THAT(world.journal.lines(),
+            ElementsAre("window content ViewController", "window alpha 1.0", "window title bar transparent",
+                infoLine("changeToolbarTitle()", "Vendor is zelvik"), "print zelvik",
+                "window background #ff1e2234",
+                "error [Controllers/ViewController parseWebSocketResponse()] "
+                "Unable to receive Response from Zelvik Sase Client...",
+                "window alpha 0.0"));
+        EXPECT_EQ(logoColor(*controller->headerLogoImageView), NoticeWorld::brandLogoColor());
+        EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
+        EXPECT_THAT(world.application.terminations(), IsEmpty());
+    }
+}
+
+TEST_F(ViewControllerTest, PayloadLogo_ReplacesTheBrandsOrClearsItOrIsIgnored) {
+    const struct {
+        QVariant value;
+        std::optional<QColor> shown;
+        std::size_t records;
+    } rows[] { { logoBytes(payloadLogoColor), payloadLogoColor, 1 },
+        { QByteArray("no image"), std::nullopt, 1 }, { QByteArray(""), std::nullopt, 1 },
+        { QStringLiteral("text"), NoticeWorld::brandLogoColor(), 0 },
+        { 5, NoticeWorld::brandLogoColor(), 0 } };
+    for (const auto &row : rows) {
+        const auto controller = install(casbMessage().with("HeaderLogoImage", row.value));
+        EXPECT_EQ(logoColor(*controller->headerLogoImageView), row.shown);
+        EXPECT_EQ(lines(infoLine("parseWebSocketResponse()", "Setting Logo from Zelvik Sase Client ")).size(),
+            row.records);
+    }
+}
+
+TEST_F(ViewControllerTest, PayloadLogo_IsSetAlsoWhenTheTextIsNoXml) {
+    const auto controller
+        = appear(emptyMessage().withResponse(QStringLiteral("no XML")).withLogo(logoBytes(payloadLogoColor)));
+    EXPECT_EQ(logoColor(*controller->headerLogoImageView), payloadLogoColor);
+}
+
+TEST_F(ViewControllerTest, NoXml_LeavesTheWindowAsItWasWithoutAWord) {
+    const auto controller = install(emptyMessage().withResponse(QStringLiteral("<a><b></a>")));
+    world.journal.clear();
+    EXPECT_FALSE(world.runLoop.turn());
+    EXPECT_THAT(world.journal.lines(), IsEmpty());
+    EXPECT_EQ(controller->SocketHeaderTitleLabel->stringValue(), "");
+    EXPECT_EQ(controller->activityTitleLabel->stringValue(), "Activity");
+    EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
+}
+
+// updateNotificationWindow(xmlStr:)
+
+TEST_F(ViewControllerTest, Update_ReturnsBeforeTheWindowIsFilled) {
+    const auto controller = install(casbMessage());
+    EXPECT_EQ(controller->SocketHeaderTitleLabel->stringValue(), "");
+    EXPECT_EQ(controller->activityText->stringValue(), "");
+    EXPECT_TRUE(world.runLoop.turn());
+    EXPECT_EQ(controller->SocketHeaderTitleLabel->stringValue(), "Upload blocked by Cloud Guard");
+    EXPECT_EQ(controller->activityText->stringValue(), "Upload");
+}
+
+TEST_F(ViewControllerTest, Update_MayBeCalledOnAnotherThread) {
+    const auto controller = appear();
+    world.journal.clear();
+    const auto xml = casbMessage().withBody(QStringLiteral("From elsewhere.")).document();
+    std::thread([&] { controller->updateNotificationWindow(xml); }).join();
+    EXPECT_THAT(world.journal.lines(),
+        ElementsAre(debugLine(
+            "updateNotificationWindow(xmlStr:)", "Parsing websocket response: " + xml.toStdString())));
+    EXPECT_EQ(controller->applicationInformationLabel->stringValue(), "This file may not leave the company.");
+    world.runLoop.turn();
+    EXPECT_EQ(controller->applicationInformationLabel->stringValue(), "From elsewhere.");
+}
+
+TEST_F(ViewControllerTest, Update_WithNoXmlLeavesAShownWindowUntouched) {
+    const auto controller = appear();
+    world.journal.clear();
+    controller->updateNotificationWindow(QStringLiteral("<broken"));
+    world.runLoop.settle();
+    EXPECT_THAT(world.journal.lines(), IsEmpty());
+    EXPECT_EQ(controller->activityText->stringValue(), "Upload");
+    world.runLoop.advance(1s);
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 9 seconds");
+}
+
+TEST_F(ViewControllerTest, Update_OnAShownWindowStartsAFurtherCountdown) {
+    const auto controller = appear();
+    world.runLoop.advance(2500ms);
+    controller->updateNotificationWindow(casbMessage()
+                                             .withTimeout(QStringLiteral("20"))
+                                             .withUrl(QStringLiteral("https://second/"))
+                                             .document());
+    world.runLoop.settle();
+    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
+    world.runLoop.advance(500ms); // the first countdown
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 7 seconds");
+    world.runLoop.advance(500ms); // the second
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 19 seconds");
+    world.runLoop.advance(20s);
+    EXPECT_THAT(requests(), ElementsAre(requestLine, "request GET https://second/"));
+    ASSERT_EQ(world.application.terminations().size(), 2U);
+    EXPECT_EQ(world.application.terminations()[0].at, 11s);
+    EXPECT_EQ(world.application.terminations()[1].at, 23500ms);
+}
+
+// setupView(data:)
+
+TEST_F(ViewControllerTest, Setup_ShowsTitleBodyAndTheThreeRows) {
+    const auto controller = appear();
+    EXPECT_EQ(controller->SocketHeaderTitleLabel->stringValue(), "Upload blocked by Cloud Guard");
+    EXPECT_EQ(controller->applicationInformationLabel->stringValue(), "This file may not leave the company.");
+    EXPECT_EQ(controller->activityTitleLabel->stringValue(), "What");
+    EXPECT_EQ(controller->applicationTitleLabel->stringValue(), "Where");
+    EXPECT_EQ(controller->urlTitleLabel->stringValue(), "Address");
+    EXPECT_EQ(controller->activityText->stringValue(), "Upload");
+    EXPECT_EQ(controller->applicationText->stringValue(), "Filebox");
+    EXPECT_EQ(controller->urlText->stringValue(), "https://filebox.example/up");
+}
+
+// Deliberate: the entries go by their place alone.
+TEST_F(ViewControllerTest, Setup_EntriesGoByTheirPlace) {
+    const struct {
+        Entries entries;
+        std::array<const char *, 3> captions; // activity, application, URL
+        std::array<const char *, 3> values;
+    } rows[] {
+        { {}, { "Activity", "Application", "URL" }, { "", "", "" } },
+        { { { "A", "a" } }, { "A", "Application", "A" }, { "a", "", "a" } },
+        { { { "A", "a" }, { "B", "b" } }, { "A", "B", "B" }, { "a", "b", "b" } },
+        { { { "A", "a" }, { "B", "b" }, { "C", "c" } }, { "A", "B", "C" }, { "a", "b", "c" } },
+        { { { "A", "a" }, { "B", "b" }, { "C", "c" }, { "D", "d" } }, { "A", "B", "D" }, { "a", "b", "d" } },
+        { { { "", "a" }, { "", "b" }, { "", "c" } }, { "", "", "" }, { "a", "b", "c" } },
+    };
+    for (const auto &row : rows) {
+        const auto controller = appear(casbMessage().withEntries(row.entries));
+        EXPECT_EQ(controller->activityTitleLabel->stringValue(), row.captions[0]);
+        EXPECT_EQ(controller->applicationTitleLabel->stringValue(), row.captions[1]);
+        EXPECT_EQ(controller->urlTitleLabel->stringValue(), row.captions[2]);
+        EXPECT_EQ(controller->activityText->stringValue(), row.values[0]);
+        EXPECT_EQ(controller->applicationText->stringValue(), row.values[1]);
+        EXPECT_EQ(controller->urlText->stringValue(), row.values[2]);
+    }
+}
+
+TEST_F(ViewControllerTest, Setup_CaptionsAndValuesAreCountedApart) {
+    const auto controller = install(emptyMessage());
+    SocketPayload data;
+    data.titleLabels = QStringList { QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C") };
+    data.details = QStringList { QStringLiteral("a") };
+    controller->setupView(data);
+    EXPECT_EQ(controller->applicationTitleLabel->stringValue(), "B");
+    EXPECT_EQ(controller->applicationText->stringValue(), "");
+    EXPECT_EQ(controller->urlTitleLabel->stringValue(), "C");
+    EXPECT_EQ(controller->urlText->stringValue(), "a");
+}
+
+TEST_F(ViewControllerTest, Setup_CaptionsTakenForGrantedAreEnglishInEveryLanguage) {
+    world.files.addStrings(QStringLiteral("de"), { { "Activity", "Aktivität" }, { "URL", "Adresse" } });
+    world.files.addStrings(QStringLiteral("de"),
+        { { "Activity", "Aktivität" }, { "URL", "Adresse" }, { "Application", "Anwendung" } },
+        QStringLiteral("Main"));
+    world.mainBundle.switchLanguage(QStringLiteral("de"));
+    const auto controller = appear(casbMessage().withEntries({}));
+    EXPECT_EQ(controller->activityTitleLabel->stringValue(), "Activity");
+    EXPECT_EQ(controller->urlTitleLabel->stringValue(), "URL");
+    EXPECT_EQ(controller->applicationTitleLabel->stringValue(), "Anwendung"); // the form's own text stays
+}
+
+TEST_F(ViewControllerTest, Setup_KeepsTheApplicationRowOfBeforeWhenThereIsNoSecondEntry) {
+    const auto controller = appear();
+    controller->updateNotificationWindow(
+        casbMessage().withEntries({ { QStringLiteral("X"), QStringLiteral("x") } }).document());
+    world.runLoop.settle();
+    EXPECT_EQ(controller->applicationTitleLabel->stringValue(), "Where");
+    EXPECT_EQ(controller->applicationText->stringValue(), "Filebox");
+    EXPECT_EQ(controller->activityText->stringValue(), "x");
+    EXPECT_EQ(controller->urlText->stringValue(), "x");
+}
+
+// Deliberate: two blanks in this first text, which nobody sees.
+TEST_F(ViewControllerTest, Setup_FirstCountdownTextHasTwoBlanksAndIsHidden) {
+    const auto controller = appear();
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 10  seconds");
+    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
+    world.runLoop.advance(1s - 1ms);
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 10  seconds");
+    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
+}
+
+// Deliberate: two keys, one with a blank at its end and one without.
+TEST_F(ViewControllerTest, CountdownTexts_AreLookedUpUnderTwoKeys) {
+    world.files.addStrings(QStringLiteral("de"),
+        { { "This window will auto close in ", "<first>" }, { "This window will auto close in", "<later>" },
+            { "seconds", "Sekunden" } });
+    world.mainBundle.switchLanguage(QStringLiteral("de"));
+    const auto controller = appear();
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "<first>10  Sekunden");
+    world.runLoop.advance(1s);
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "<later> 9 Sekunden");
+    world.mainBundle.switchLanguage(QStringLiteral("xx"));
+    world.runLoop.advance(1s);
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 8 seconds");
+}
+
+TEST_F(ViewControllerTest, Setup_RemembersTheTimeOutOfTheNotice) {
+    EXPECT_EQ(ViewController::autoCloseSeconds, 30);
+    appear(casbMessage().withTimeout(QStringLiteral("77")));
+    EXPECT_EQ(ViewController::autoCloseSeconds, 77);
+    appear(casbMessage().withTimeout(QStringLiteral("-3")).withEntries({}));
+    EXPECT_EQ(ViewController::autoCloseSeconds, -3);
+}
+
+TEST_F(ViewControllerTest, Setup_LabelsAreFilledBeforeItsRecordAndRowsCollapseBehindIt) {
+    const auto controller = install(casbMessage().withEntries({}));
+    bool looked = false;
+    world.journal.whenever(QStringLiteral("info [Controllers/ViewController setupView(data:)]"), [&] {
+        looked = true;
+        EXPECT_EQ(controller->SocketHeaderTitleLabel->stringValue(), "Upload blocked by Cloud Guard");
+        EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 10  seconds");
+        EXPECT_EQ(ViewController::autoCloseSeconds, 10);
+        EXPECT_FALSE(controller->autoCloseLabel->isHidden());
+        EXPECT_GT(controller->activityHeightConstant->constant(), 0.0);
+    });
+    world.runLoop.settle();
+    EXPECT_TRUE(looked);
+    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
+    EXPECT_EQ(controller->activityHeightConstant->constant(), 0.0);
+}
+
+TEST_F(ViewControllerTest, Setup_TheTimerRunsBeforeTheWindowIsShown) {
+    install(casbMessage());
+    world.journal.clear();
+    std::optional<RunLoop::Interval> deadline;
+    QString remembered;
+    world.journal.whenever(QStringLiteral("window alpha 1.0"), [&] {
+        deadline = world.runLoop.nextDeadline();
+        remembered = ViewController::closeActivityUrl;
+    });
+    world.runLoop.settle();
+    EXPECT_EQ(deadline, 1s);
+    EXPECT_EQ(remembered, url);
+}
+
+// Rows
+
+TEST_F(ViewControllerTest, Rows_NonEmptyOnesKeepTheFormsHeights) {
+    auto controller
+        = std::dynamic_pointer_cast<ViewController>(world.instantiate("ViewController", casbMessage()));
+    const double activity = controller->activityHeightConstant->constant();
+    const double application = controller->applicationHeightConstant->constant();
+    const double address = controller->urlHeightConstant->constant();
+    const double gap = controller->OkButtonTopConstraints->constant();
+    EXPECT_GT(activity, 0.0);
+    EXPECT_GT(application, 0.0);
+    EXPECT_GT(address, 0.0);
+    EXPECT_NE(gap, 25.0);
+    world.window.setContentViewController(controller);
+    world.runLoop.settle();
+    EXPECT_EQ(controller->activityHeightConstant->constant(), activity);
+    EXPECT_EQ(controller->applicationHeightConstant->constant(), application);
+    EXPECT_EQ(controller->urlHeightConstant->constant(), address);
+    EXPECT_EQ(controller->OkButtonTopConstraints->constant(), gap);
+    EXPECT_FALSE(controller->urlText->isHidden());
+}
+
+TEST_F(ViewControllerTest, Rows_EmptyOnesCollapse) {
+    const struct {
+        Entries entries;
+        std::array<bool, 3> collapsed; // activity, application, URL
+    } rows[] {
+        { {}, { true, true, true } }, { { { "A", "" } }, { true, true, true } },
+        { { { "A", "a" } }, { false, true, false } },
+        { { { "A", "" }, { "B", "b" } }, { true, false, false } },
+        { { { "A", "a" }, { "B", "" } }, { false, true, true } },
+        { { { "A", "" }, { "B", "b" }, { "C", "c" } }, { true, false, false } },
+        { { { "A", "a" }, { "B", "" }, { "C", "c" } }, { false, true, false } },
+        { { { "A", "a" }, { "B", "b" }, { "C", "" } }, { false, false, true } },
+        { { { "A", " " }, { "B", " " }, { "C", " " } }, { false, false, false } }, // a blank is a text
+    };
+    for (const auto &row : rows) {
+        const auto controller = appear(casbMessage().withEntries(row.entries));
+        EXPECT_EQ(controller->activityHeightConstant->constant() == 0.0, row.collapsed[0]);
+        EXPECT_EQ(controller->applicationHeightConstant->constant() == 0.0, row.collapsed[1]);
+        EXPECT_EQ(controller->urlHeightConstant->constant() == 0.0, row.collapsed[2]);
+        // Only the activity decides on these.
+        EXPECT_EQ(controller->urlText->isHidden(), row.collapsed[0]);
+        EXPECT_EQ(controller->OkButtonTopConstraints->constant() == 25.0, row.collapsed[0]);
+        // Captions are never hidden.
+        EXPECT_FALSE(controller->activityTitleLabel->isHidden());
+        EXPECT_FALSE(controller->applicationTitleLabel->isHidden());
+        EXPECT_FALSE(controller->urlTitleLabel->isHidden());
+    }
+}
+
+TEST_F(ViewControllerTest, Rows_InformationHeightIsNeverChanged) {
+    auto controller = std::dynamic_pointer_cast<ViewController>(
+        world.instantiate("ViewController", casbMessage().withEntries({}).withoutBody()));
+    const double before = controller->informationHeightConstant->constant();
+    world.window.setContentViewController(controller);
+    world.runLoop.settle();
+    EXPECT_EQ(controller->informationHeightConstant->constant(), before);
+}
+
+TEST_F(ViewControllerTest, Rows_NothingIsEverSetBack) {
+    const auto controller = appear(casbMessage().withEntries({}));
+    controller->updateNotificationWindow(casbMessage().document());
+    world.runLoop.settle();
+    EXPECT_EQ(controller->activityText->stringValue(), "Upload");
+    EXPECT_EQ(controller->activityHeightConstant->constant(), 0.0);
+    EXPECT_EQ(controller->applicationHeightConstant->constant(), 0.0);
+    EXPECT_EQ(controller->urlHeightConstant->constant(), 0.0);
+    EXPECT_TRUE(controller->urlText->isHidden());
+    EXPECT_EQ(controller->OkButtonTopConstraints->constant(), 25.0);
+    EXPECT_EQ(world.runLoop.nextDeadline(), 1s); // but it counts down now
+}
+
+TEST_F(ViewControllerTest, ToolTips_AreForTextsThatAreCutOnly) {
+    const QString longText = QStringLiteral("a rather long value of many words ").repeated(20);
+    const struct {
+        Entries entries;
+        std::array<bool, 3> cut; // activity, application, URL
+    } rows[] {
+        { { { "A", "short" }, { "B", "short" }, { "C", "short" } }, { false, false, false } },
+        { { { "A", longText }, { "B", "short" }, { "C", "short" } }, { true, false, false } },
+        { { { "A", "short" }, { "B", longText }, { "C", "short" } }, { false, true, false } },
+        { { { "A", "short" }, { "B", "short" }, { "C", longText } }, { false, false, true } },
+    };
+    for (const auto &row : rows) {
+        const auto controller = appear(casbMessage().withEntries(row.entries));
+        EXPECT_EQ(controller->activityText->allowsExpansionToolTips(), row.cut[0]);
+        EXPECT_EQ(controller->applicationText->allowsExpansionToolTips(), row.cut[1]);
+        EXPECT_EQ(controller->urlText->allowsExpansionToolTips(), row.cut[2]);
+    }
+}
+
+TEST_F(ViewControllerTest, ToolTips_AreTurnedOffAgainForAShortText) {
+    const auto controller
+        = appear(casbMessage().withEntries({ { "A", QStringLiteral("many words ").repeated(60) } }));
+    ASSERT_TRUE(controller->activityText->allowsExpansionToolTips());
+    controller->updateNotificationWindow(casbMessage().document());
+    world.runLoop.settle();
+    EXPECT_FALSE(controller->activityText->allowsExpansionToolTips());
+}
+
+// The countdown
+
+TEST_F(ViewControllerTest, Countdown_FromTenToTheEnd) {
+    const auto controller = appear();
+    for (int left = 9; left > 0; --left) {
+        world.runLoop.advance(1s);
+        EXPECT_EQ(controller->autoCloseLabel->stringValue(),
+            QStringLiteral("This window will auto close in %1 seconds").arg(left));
+        EXPECT_FALSE(controller->autoCloseLabel->isHidden());
+        EXPECT_TRUE(controller->okButton->isEnabled());
+        EXPECT_EQ(world.window.alphaValue(), 1.0);
+        EXPECT_EQ(requests().size(), left <= 5 ? 1U : 0U) << left;
+    }
+    world.runLoop.advance(1s);
+    EXPECT_EQ(world.window.alphaValue(), 0.0);
+    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
+    EXPECT_FALSE(controller->okButton->isEnabled());
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 0 seconds");
+    EXPECT_THAT(world.application.terminations(), IsEmpty());
+    world.runLoop.advance(1s - 1ms);
+    EXPECT_THAT(world.application.terminations(), IsEmpty());
+    world.runLoop.advance(1ms);
+    ASSERT_EQ(world.application.terminations().size(), 1U);
+    EXPECT_EQ(world.application.terminations()[0].sender, controller.get());
+    EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
+}
+
+TEST_F(ViewControllerTest, Countdown_LastVisibleSecondStillSaysSeconds) {
+    const auto controller = appear();
+    world.runLoop.advance(9s);
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 1 seconds");
+    EXPECT_FALSE(controller->autoCloseLabel->isHidden());
+}
+
+TEST_F(ViewControllerTest, Countdown_RequestsAtFiveSecondsLeftAndNotAMomentBefore) {
+    appear();
+    world.journal.clear();
+    world.runLoop.advance(5s - 1ms);
+    EXPECT_THAT(world.journal.lines(), IsEmpty());
+    world.runLoop.advance(1ms);
+    EXPECT_THAT(world.journal.lines(), ElementsAre(callingLine(url), requestLine));
+    world.runLoop.advance(6s);
+    EXPECT_THAT(world.journal.lines(),
+        ElementsAre(callingLine(url), requestLine, "window alpha 0.0", "terminate by ViewController"));
+}
+
+// The tick's order: window, line hidden or shown, button, request, text.
+TEST_F(ViewControllerTest, Countdown_RequestGoesBeforeTheLineIsSet) {
+    const auto controller = appear(casbMessage().withTimeout(QStringLiteral("6")));
+    bool looked = false;
+    world.journal.whenever(QStringLiteral("request"), [&] {
+        looked = true;
+        EXPECT_FALSE(controller->autoCloseLabel->isHidden());
+        EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 6  seconds");
+    });
+    world.runLoop.advance(1s);
+    EXPECT_TRUE(looked);
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 5 seconds");
+}
+
+TEST_F(ViewControllerTest, Countdown_AtZeroTheWindowGoesFirst) {
+    const auto controller = appear();
+    bool looked = false;
+    world.journal.whenever(QStringLiteral("window alpha 0.0"), [&] {
+        looked = true;
+        EXPECT_FALSE(controller->autoCloseLabel->isHidden());
+        EXPECT_TRUE(controller->okButton->isEnabled());
+        EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 1 seconds");
+    });
+    world.runLoop.advance(10s);
+    EXPECT_TRUE(looked);
+}
+
+TEST_F(ViewControllerTest, Countdown_TimeOutsDecideOnRequestHidingAndEnd) {
+    using std::chrono::seconds;
+    constexpr int never = -1;
+    const struct {
+        std::optional<QString> timeout;
+        int requested; // seconds after set-up
+        int invisible;
+        int ended;
+    } rows[] {
+        { QStringLiteral("30"), 25, 30, 31 },
+        { QStringLiteral("7"), 2, 7, 8 },
+        { QStringLiteral("+7"), 2, 7, 8 },
+        { QStringLiteral("6"), 1, 6, 7 },
+        { QStringLiteral("5"), never, 5, 6 },
+        { QStringLiteral("2"), never, 2, 3 },
+        { QStringLiteral("1"), never, 1, 2 },
+        { QStringLiteral("0"), never, never, 1 },
+        { QStringLiteral("-3"), never, never, 1 },
+        { QStringLiteral("-9223372036854775808"), never, never, 1 },
+        { QStringLiteral("9223372036854775808"), never, never, 1 },
+        { QStringLiteral("7a"), never, never, 1 },
+        { QStringLiteral(" 7"), never, never, 1 },
+        { QStringLiteral("7 "), never, never, 1 },
+        { std::nullopt, 5, 10, 11 },
+    };
+    for (const auto &row : rows) {
+        auto message = casbMessage();
+        if (row.timeout)
+            message.withTimeout(*row.timeout);
+        else
+            message.withoutTimeout();
+        const auto controller = appear(message);
+        world.journal.clear();
+        const auto endsBefore = world.application.terminations().size();
+        for (int second = 1; second <= row.ended; ++second) {
+            world.runLoop.advance(1s - 1ms);
+            EXPECT_EQ(world.application.terminations().size(), endsBefore);
+            world.runLoop.advance(1ms);
+            EXPECT_EQ(requests().size(), row.requested != never && second >= row.requested ? 1U : 0U)
+                << row.timeout.value_or("none").toStdString() << " at " << second;
+            EXPECT_EQ(count("window alpha 0.0"), row.invisible != never && second >= row.invisible ? 1 : 0)
+                << row.timeout.value_or("none").toStdString() << " at " << second;
+        }
+        EXPECT_EQ(world.application.terminations().size(), endsBefore + 1);
+        EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
+    }
+}
+
+TEST_F(ViewControllerTest, Countdown_EndedByItsFirstTickLeavesTheLineHidden) {
+    const auto controller = appear(casbMessage().withTimeout(QStringLiteral("0")));
+    world.journal.clear();
+    world.runLoop.advance(1s);
+    EXPECT_THAT(world.journal.lines(), ElementsAre("terminate by ViewController"));
+    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
+    EXPECT_TRUE(controller->okButton->isEnabled());
+    EXPECT_EQ(world.window.alphaValue(), 1.0);
+}
+
+TEST_F(ViewControllerTest, Countdown_OfTheLongestTimeOutTicks) {
+    const auto controller = appear(casbMessage().withTimeout(QStringLiteral("9223372036854775807")));
+    world.runLoop.advance(1s);
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(),
+        "This window will auto close in 9223372036854775806 seconds");
+}
+
+TEST_F(ViewControllerTest, Countdown_TheTimerHandsItsTickToTheMainQueue) {
+    const auto controller = appear();
+    bool hidden = false;
+    world.runLoop.scheduledTimer(
+        1s, Repeats::No, [&](Timer &) { hidden = controller->autoCloseLabel->isHidden(); });
+    world.runLoop.advance(1s);
+    EXPECT_TRUE(hidden);
+    EXPECT_FALSE(controller->autoCloseLabel->isHidden());
+}
+
+TEST_F(ViewControllerTest, NoActivity_NothingCountsDownAndTheWindowStays) {
+    ViewController::closeActivityUrl = QStringLiteral("https://earlier/");
+    const auto controller = appear(casbMessage().withEntries({ { "A", "" }, { "B", "b" } }));
+    EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
+    world.runLoop.advance(1h);
+    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
+    EXPECT_EQ(world.window.alphaValue(), 1.0);
+    EXPECT_EQ(world.window.level(), 3);
+    EXPECT_EQ(ViewController::closeActivityUrl, "https://earlier/");
+    EXPECT_THAT(world.application.terminations(), IsEmpty());
+}
+
+// OK
+
+TEST_F(ViewControllerTest, Ok_HidesRequestsAndEndsTheApplicationASecondLater) {
+    const auto controller = appear(casbMessage().withTimeout(QStringLiteral("60")));
+    world.journal.clear();
+    controller->okButton->click();
+    EXPECT_THAT(world.journal.lines(), ElementsAre("window alpha 0.0", callingLine(url), requestLine));
+    world.runLoop.advance(1s - 1ms);
+    EXPECT_THAT(world.application.terminations(), IsEmpty());
+    world.runLoop.advance(1ms);
+    ASSERT_EQ(world.application.terminations().size(), 1U);
+    EXPECT_EQ(world.application.terminations()[0].sender, controller.get());
+    EXPECT_EQ(requests().size(), 1U);
+}
+
+TEST_F(ViewControllerTest, Ok_AfterTheCountdownsRequestMakesASecondOne) {
+    const auto controller = appear();
+    world.runLoop.advance(5500ms);
+    controller->okButton->click();
+    EXPECT_THAT(requests(), ElementsAre(requestLine, requestLine));
+    EXPECT_EQ(world.gateway.clientsMade(), 2);
+}
+
+TEST_F(ViewControllerTest, Ok_LeavesTheCountdownRunning) {
+    const auto controller = appear();
+    world.runLoop.advance(4500ms);
+    controller->okButton->click();
+    EXPECT_EQ(requests().size(), 1U);
+    world.runLoop.advance(500ms); // five seconds are left
+    EXPECT_EQ(requests().size(), 2U);
+    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 5 seconds");
+    EXPECT_EQ(world.window.alphaValue(), 0.0);
+}
+
+TEST_F(ViewControllerTest, Ok_TheCountdownsEndMayComeFirst) {
+    const auto controller = appear();
+    world.runLoop.advance(10s - 1ms);
+    controller->okButton->click();
+    world.runLoop.advance(1s + 1ms);
+    ASSERT_EQ(world.application.terminations().size(), 2U);
+    EXPECT_EQ(world.application.terminations()[0].at, 11s - 1ms);
+    EXPECT_EQ(world.application.terminations()[1].at, 11s);
+}
+
+TEST_F(ViewControllerTest, Ok_DoesNothingOnceTheCounterIsAtZero) {
+    const auto controller = appear();
+    world.runLoop.advance(10s);
+    world.journal.clear();
+    controller->okButton->click();
+    EXPECT_THAT(world.journal.lines(), IsEmpty());
+}
+
+TEST_F(ViewControllerTest, Ok_WithoutACountdownRequestsTheEmptyUrl) {
+    const auto controller = appear(casbMessage().withEntries({}));
+    world.journal.clear();
+    controller->okButton->click();
+    EXPECT_THAT(world.journal.lines(), ElementsAre("window alpha 0.0", callingLine(""), "request GET "));
+}
+
+TEST_F(ViewControllerTest, Ok_WithoutACountdownRequestsTheUrlOfAnEarlierWindow) {
+    appear();
+    const auto controller
+        = appear(casbMessage().withEntries({}).withUrl(QStringLiteral("https://not-this-one/")));
+    world.journal.clear();
+    controller->okButton->click();
+    EXPECT_THAT(requests(), ElementsAre(requestLine));
+}
+
+TEST_F(ViewControllerTest, Ok_OfANoticeWithoutAUrlRequestsTheEmptyOneThenToo) {
+    appear();
+    auto message = casbMessage().withUrl(QString());
+    const auto controller = appear(message);
+    controller->okButton->click();
+    EXPECT_THAT(requests(), ElementsAre("request GET "));
+}
+
+TEST_F(ViewControllerTest, Ok_WorksInAWindowThatGotNoResponse) {
+    const auto controller = appear(emptyMessage());
+    controller->okAction();
+    world.runLoop.advance(1s);
+    EXPECT_EQ(world.application.terminations().size(), 1U);
+    EXPECT_THAT(requests(), ElementsAre("request GET "));
+}
+
+// The request
+
+TEST_F(ViewControllerTest, Request_SendsTheUrlUnchangedWithGetAndNoParameters) {
+    for (const auto *address : { "", "  https://a b/ü?x=%41&y=<>\"'#f  ", "not a URL", "ftp://x/../y" }) {
+        const auto before = world.gateway.clientsMade();
+        appear()->postUrlOnCloseActivity(QString::fromUtf8(address));
+        EXPECT_EQ(world.gateway.clientsMade(), before + 1); // a new client each time
+        const auto &request = world.gateway.requests().back();
+        EXPECT_EQ(request.url, address);
+        EXPECT_FALSE(request.hasParameters);
+        EXPECT_EQ(request.method, "GET");
+        EXPECT_EQ(count(callingLine(address)), 1);
+    }
+}
+
+TEST_F(ViewControllerTest, Request_AnswerIsOnlyLogged) {
+    const auto controller = appear();
+    controller->postUrlOnCloseActivity(QString::fromLatin1(url));
+    const struct {
+        std::optional<int> status;
+        const char *text;
+    } rows[] { { 200, "Close Activity Optional(200)" }, { 404, "Close Activity Optional(404)" },
+        { 500, "Close Activity Optional(500)" }, { std::nullopt, "Close Activity nil" } };
+    for (const auto &row : rows) {
+        world.journal.clear();
+        world.gateway.requests().back().completion({ row.status });
+        EXPECT_THAT(world.journal.lines(), ElementsAre(debugLine("postUrlOnCloseActivity(url:)", row.text)));
+        EXPECT_EQ(requests().size(), 0U); // no second try
+    }
+    EXPECT_EQ(world.window.alphaValue(), 1.0);
+}
+
+TEST_F(ViewControllerTest, Request_AnswerMayComeOnAnotherThread) {
+    appear()->postUrlOnCloseActivity(QString::fromLatin1(url));
+    const auto completion = world.gateway.requests().back().completion;
+    std::thread([&completion] { completion({ 200 }); }).join();
+    EXPECT_EQ(count(debugLine("postUrlOnCloseActivity(url:)", "Close Activity Optional(200)")), 1);
+}
+
+TEST_F(ViewControllerTest, Request_AnswerMayComeWhenTheNoticeIsGone) {
+    std::weak_ptr<ViewController> controller = appear(casbMessage().withEntries({}));
+    controller.lock()->postUrlOnCloseActivity(QString::fromLatin1(url));
+    world.window.setContentViewController(nullptr);
+    ASSERT_TRUE(controller.expired());
+    world.gateway.requests().back().completion({});
+    EXPECT_EQ(count(debugLine("postUrlOnCloseActivity(url:)", "Close Activity nil")), 1);
+}
+
+TEST_F(ViewControllerTest, Request_IsNotWaitedFor) {
+    const auto controller = appear();
+    controller->okButton->click();
+    world.runLoop.advance(1s);
+    EXPECT_EQ(world.application.terminations().size(), 1U);
+    EXPECT_THAT(lines(debugLine("postUrlOnCloseActivity(url:)", "Close Activity")), IsEmpty());
+}
+
+TEST_F(ViewControllerTest, Request_WithoutAGatewayClientIsARecordAndNoMore) {
+    world.gateway.setMissing(true);
+    const auto controller = appear();
+    world.journal.clear();
+    controller->okButton->click();
+    EXPECT_THAT(world.journal.lines(),
+        ElementsAre("window alpha 0.0", callingLine(url),
+            debugLine("postUrlOnCloseActivity(url:)", "Close Activity nil")));
+    world.runLoop.advance(1s);
+    EXPECT_EQ(world.application.terminations().size(), 1U);
+}
+
+// The style
+
+TEST_F(ViewControllerTest, Style_IsTheBrands) {
+    const auto controller = appear();
+    EXPECT_EQ(logoColor(*controller->headerLogoImageView), NoticeWorld::brandLogoColor());
+    EXPECT_EQ(paintedColor(*controller->headerView, -2, 2), QColor(0x11, 0x22, 0x33));
+    EXPECT_EQ(paintedColor(*controller->view(), 2, -2), QColor(Qt::white));
+    EXPECT_EQ(controller->okButton->layerBackgroundColor().rgba(), accentColor.rgba());
+    EXPECT_EQ(paintedColor(*controller->okButton, 6, -4), accentColor);
+    EXPECT_EQ(controller->okButton->cornerRadius(), 3.0);
+}
+
+TEST_F(ViewControllerTest, Style_WithoutSettingsHasAGrayHeaderNoLogoAndAnEmptyVendor) {
+    world.files.removeSettings();
+    const auto controller = appear();
+    EXPECT_EQ(controller->headerView->layerBackgroundColor().rgb(), qRgb(128, 128, 128));
+    EXPECT_EQ(logoColor(*controller->headerLogoImageView), std::nullopt);
+    EXPECT_EQ(count(infoLine("changeToolbarTitle()", "Vendor is ")), 1);
+    EXPECT_EQ(count("print "), 1);
+}
+
+TEST_F(ViewControllerTest, VendorRule_IsBlackForOneExactWordOnly) {
+    const struct {
+        const char *vendor;
+        QColor background;
+    } rows[] { { "KORVANE", QColor(0, 0, 0) }, { "korvane", QColor(30, 34, 52) },
+        { " KORVANE", QColor(30, 34, 52) }, { "KORVANE2", QColor(30, 34, 52) }, { "", QColor(30, 34, 52) } };
+    for (const auto &row : rows) {
+        world.files.setSettings(NoticeWorld::settings(QString::fromLatin1(row.vendor)));
+        appear();
+        EXPECT_EQ(world.window.backgroundColor(), row.background) << row.vendor;
+        EXPECT_EQ(count(infoLine("changeToolbarTitle()", std::string("Vendor is ") + row.vendor)), 1);
+        EXPECT_THAT(lines("print "), ElementsAre(std::string("print ") + row.vendor));
+    }
+}
+
+// Deliberate: unlike the maintenance notice it does not read the settings again.
+TEST_F(ViewControllerTest, Style_TakesTheSettingsOfTheMessage) {
+    const auto controller = world.instantiate("ViewController", casbMessage());
+    world.files.setSettings(NoticeWorld::settings(QStringLiteral("KORVANE")));
+    world.window.setContentViewController(controller);
+    EXPECT_EQ(world.window.backgroundColor(), QColor(30, 34, 52));
+}
+
+// Life
+
+TEST_F(ViewControllerTest, WithoutAWindow_EverythingButTheWindowsPartHappens) {
+    const auto controller = world.appearWithoutWindow<ViewController>("ViewController", casbMessage());
+    world.runLoop.settle();
+    EXPECT_EQ(controller->activityText->stringValue(), "Upload");
+    controller->okAction();
+    world.runLoop.advance(11s);
+    EXPECT_THAT(lines("window"), IsEmpty());
+    EXPECT_EQ(requests().size(), 2U);
+    EXPECT_EQ(world.application.terminations().size(), 2U);
+    world.appearWithoutWindow<ViewController>("ViewController", emptyMessage());
+    EXPECT_EQ(lines("error").size(), 1U);
+}
+
+TEST_F(ViewControllerTest, WithoutALogger_NothingElseChanges) {
+    const WithoutLogger none(world);
+    const auto controller = appear(casbMessage().withLogo(logoBytes(payloadLogoColor)));
+    EXPECT_EQ(logoColor(*controller->headerLogoImageView), payloadLogoColor);
+    world.runLoop.advance(11s);
+    world.gateway.requests().back().completion({ 200 });
+    EXPECT_THAT(world.journal.lines(),
+        ElementsAre("window content ViewController", "window alpha 1.0", "window title bar transparent",
+            "print zelvik", "window background #ff1e2234", "window alpha 1.0", "window alpha 1.0",
+            "window key and front", "window level 3", requestLine, "window alpha 0.0",
+            "terminate by ViewController"));
+    appear(emptyMessage());
+    EXPECT_EQ(world.window.alphaValue(), 0.0);
+}
+
+TEST_F(ViewControllerTest, Replaced_WithARunningCountdownItRequestsAndEndsTheApplicationAllTheSame) {
+    std::weak_ptr<ViewController> controller = appear();
+    world.window.setContentViewController(nullptr);
+    ASSERT_FALSE(controller.expired());
+    world.journal.clear();
+    world.runLoop.advance(11s);
+    EXPECT_THAT(
+        world.journal.lines(), ElementsAre(callingLine(url), requestLine, "terminate by ViewController"));
+    EXPECT_TRUE(controller.expired());
+}
+
+TEST_F(ViewControllerTest, Replaced_WithoutACountdownItGoes) {
+    std::weak_ptr<ViewController> controller = appear(casbMessage().withEntries({}));
+    ASSERT_FALSE(controller.expired());
+    world.window.setContentViewController(nullptr);
+    EXPECT_TRUE(controller.expired());
+}
+
+TEST_F(ViewControllerTest, Replaced_BeforeItWasFilledItCountsDownAndShowsNoWindow) {
+    std::weak_ptr<ViewController> controller = install(casbMessage());
+    world.window.setContentViewController(nullptr);
+    ASSERT_FALSE(controller.expired());
+    world.journal.clear();
+    world.runLoop.settle();
+    EXPECT_THAT(world.journal.lines(), ElementsAre(parsedLine));
+    EXPECT_EQ(ViewController::closeActivityUrl, url);
+    world.runLoop.advance(11s);
+    EXPECT_EQ(requests().size(), 1U);
+    EXPECT_EQ(world.application.terminations().size(), 1U);
+    EXPECT_TRUE(controller.expired());
+}
