@@ -8,6 +8,7 @@ out one at a time, the long ones first. The exit status is 1 when a test failed.
 """
 
 import argparse
+import glob
 import json
 import os
 import queue
@@ -156,6 +157,10 @@ class Worker:
         except ProcessLookupError:
             pass
         self.process.wait()
+        # What a test that was cut off could not take away itself.
+        from harness import LOG_ROOT
+        for folder in glob.glob(os.path.join(LOG_ROOT, f"nt-{self.process.pid}-*")):
+            shutil.rmtree(folder, ignore_errors=True)
 
 
 # --- runner ------------------------------------------------------------------------------------
