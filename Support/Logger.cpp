@@ -1,11 +1,17 @@
 #include "Support/Logger.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/spdlog.h>
 
 #include <exception>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -28,8 +34,23 @@ void record(spdlog::level::level_enum level, const char *file, const char *funct
     }
 }
 
+// Asked first, because the library tries five times with a wait after each, and would wait for ever at a
+// FIFO.
+bool canBeOpened(const QString &filePath) {
+    QDir().mkpath(QFileInfo(filePath).path());
+    constexpr mode_t asEveryFile = 0666;
+    const int descriptor = ::open(QFile::encodeName(filePath).constData(),
+        O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, asEveryFile);
+    if (descriptor < 0)
+        return false;
+    struct stat status { };
+    const bool isFile = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    ::close(descriptor);
+    return isFile;
+}
+
 spdlog::sink_ptr fileSink(const QString &filePath) {
-    if (filePath.isEmpty())
+    if (filePath.isEmpty() || !canBeOpened(filePath))
         return nullptr;
     try {
         return std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
@@ -77,7 +98,9 @@ void Logger::adopt(const char *loggerIdentifier) {
     }
 }
 
-const std::shared_ptr<spdlog::logger> &Logger::current() { return processLogger; }
+const std::shared_ptr<spdlog::logger> &Logger::current() {
+    return processLogger;
+}
 
 void LogSource::debug(const char *function, const QString &message, int line) const {
     record(spdlog::level::debug, file_, function, message, line);
