@@ -1,8 +1,11 @@
 #include "Support/XmlDocument.h"
 
+#include <libxml/SAX2.h>
 #include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 #include <libxml/tree.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <mutex>
@@ -13,7 +16,105 @@ namespace {
 constexpr int parserOptions = XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_IGNORE_ENC | XML_PARSE_NOERROR
     | XML_PARSE_NOWARNING | XML_PARSE_COMPACT | XML_PARSE_BIG_LINES;
 
-xmlParserInputPtr refuseExternalEntity(const char *, const char *, xmlParserCtxtPtr) { return nullptr; }
+// The library compares every two attributes of an element. More of them than this are refused beforehand,
+// since a text of one megabyte could hold the agent up for a minute.
+constexpr int mostAttributes = 128;
+
+bool isNameStart(char character) {
+    return !std::strchr("!?/ \t\r\n<>=\"'", character);
+}
+
+// An attribute's value cannot hold a "<": whatever stands before it, a tag begins there.
+bool hasFewAttributes(const char *text, const char *end) {
+    while (const auto *tag
+        = static_cast<const char *>(std::memchr(text, '<', static_cast<std::size_t>(end - text)))) {
+        text = tag + 1;
+        if (text == end || !isNameStart(*text))
+            continue;
+        char quote = '\0';
+        for (int attributes = 0; text != end && *text != '<' && (quote || *text != '>'); ++text) {
+            if (quote)
+                quote = *text == quote ? '\0' : quote;
+            else if (*text == '"' || *text == '\'')
+                quote = *text;
+            else if (*text == '=' && ++attributes > mostAttributes)
+                return false;
+        }
+    }
+    return true;
+}
+
+/// What a text may make of itself by the declarations it holds. The library's own limits leave ways to grow:
+/// entities in attributes and in declarations, and attributes that an element has by declaration.
+class Allowance {
+public:
+    void spend(xmlParserCtxtPtr parser, std::size_t amount) {
+        left_ -= std::min(left_, amount);
+        if (isSpent())
+            xmlStopParser(parser);
+    }
+    bool isSpent() const { return left_ == 0; }
+
+private:
+    std::size_t left_ = 10'000'000; // bytes
+};
+
+// What each use of an entity or of a declared attribute costs beside its length, and each declaration.
+constexpr std::size_t costOfUse = 5'000;
+constexpr std::size_t costOfDeclaration = 10'000;
+
+xmlParserCtxtPtr asParser(void *context) {
+    return static_cast<xmlParserCtxtPtr>(context);
+}
+
+void spend(void *context, std::size_t amount) {
+    static_cast<Allowance *>(asParser(context)->_private)->spend(asParser(context), amount);
+}
+
+xmlEntityPtr usedEntity(void *context, xmlEntityPtr entity) {
+    if (!entity)
+        return nullptr;
+    const auto length = static_cast<std::size_t>(std::max(entity->length, 0));
+    spend(context, length + costOfUse);
+    const auto *content = reinterpret_cast<const char *>(entity->content);
+    if (content && !hasFewAttributes(content, content + length))
+        xmlStopParser(asParser(context));
+    return asParser(context)->disableSAX ? nullptr : entity;
+}
+
+xmlEntityPtr getEntity(void *context, const xmlChar *name) {
+    return usedEntity(context, xmlSAX2GetEntity(context, name));
+}
+
+xmlEntityPtr getParameterEntity(void *context, const xmlChar *name) {
+    return usedEntity(context, xmlSAX2GetParameterEntity(context, name));
+}
+
+void attributeDeclaration(void *context, const xmlChar *element, const xmlChar *name, int type, int kind,
+    const xmlChar *value, xmlEnumerationPtr values) {
+    spend(context, costOfDeclaration);
+    xmlSAX2AttributeDecl(context, element, name, type, kind, value, values);
+}
+
+void startElement(void *context, const xmlChar *name, const xmlChar *prefix, const xmlChar *uri,
+    int namespaceCount, const xmlChar **namespaces, int attributeCount, int byDeclaration,
+    const xmlChar **attributes) {
+    // Those by declaration are the last; each is name, prefix, URI, beginning and end of the value.
+    for (int index = attributeCount - byDeclaration; index < attributeCount; ++index)
+        spend(context,
+            costOfUse + static_cast<std::size_t>(attributes[5 * index + 4] - attributes[5 * index + 3]));
+    if (!asParser(context)->disableSAX)
+        xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
+            byDeclaration, attributes);
+}
+
+struct FreeParser {
+    void operator()(xmlParserCtxtPtr parser) const { xmlFreeParserCtxt(parser); }
+};
+
+xmlParserInputPtr refuseExternalEntity(const char *, const char *, xmlParserCtxtPtr) {
+    return nullptr;
+}
 
 void initialiseParser() {
     static std::once_flag once;
@@ -23,7 +124,9 @@ void initialiseParser() {
     });
 }
 
-const xmlNode *asNode(const void *node) { return static_cast<const xmlNode *>(node); }
+const xmlNode *asNode(const void *node) {
+    return static_cast<const xmlNode *>(node);
+}
 
 // The name as it is written: one with a prefix is another name.
 bool isElement(const xmlNode *node, const char *name) {
@@ -58,7 +161,9 @@ std::optional<QString> directText(const xmlNode *element) {
 
 } // namespace
 
-void XmlDocument::Free::operator()(void *document) const { xmlFreeDoc(static_cast<xmlDocPtr>(document)); }
+void XmlDocument::Free::operator()(void *document) const {
+    xmlFreeDoc(static_cast<xmlDocPtr>(document));
+}
 
 XmlDocument::XmlDocument(XmlDocument &&) noexcept = default;
 XmlDocument &XmlDocument::operator=(XmlDocument &&) noexcept = default;
@@ -67,16 +172,34 @@ XmlDocument::~XmlDocument() = default;
 std::optional<XmlDocument> XmlDocument::parse(const QString &text) {
     initialiseParser();
     const auto bytes = text.toUtf8();
-    if (bytes.size() > std::numeric_limits<int>::max())
+    // The library takes a NUL for the end of the text.
+    if (bytes.contains('\0'))
         return std::nullopt;
-    auto *document = xmlReadMemory(
-        bytes.constData(), static_cast<int>(bytes.size()), nullptr, "UTF-8", parserOptions);
+    if (bytes.size() > std::numeric_limits<int>::max() || !hasFewAttributes(bytes.begin(), bytes.end()))
+        return std::nullopt;
+    const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
+    if (!parser)
+        return std::nullopt;
+    Allowance allowance;
+    parser->_private = &allowance;
+    parser->sax->getEntity = getEntity;
+    parser->sax->getParameterEntity = getParameterEntity;
+    parser->sax->attributeDecl = attributeDeclaration;
+    parser->sax->startElementNs = startElement;
+    auto *document = xmlCtxtReadMemory(
+        parser.get(), bytes.constData(), static_cast<int>(bytes.size()), nullptr, "UTF-8", parserOptions);
     if (!document)
         return std::nullopt;
-    return XmlDocument(document);
+    XmlDocument result(document);
+    // A parser that was stopped hands out what it had by then.
+    if (parser->disableSAX)
+        return std::nullopt;
+    return result;
 }
 
-XmlDocument::Element XmlDocument::root() const { return Element(document_.get()); }
+XmlDocument::Element XmlDocument::root() const {
+    return Element(document_.get());
+}
 
 std::vector<XmlDocument::Element> XmlDocument::Element::all(std::initializer_list<const char *> path) const {
     std::vector<Element> elements;
