@@ -1,0 +1,156 @@
+#include "Support/AnyLanguageBundle.h"
+
+#include "Tests/Platform/PrintQt.h"
+#include "Tests/Platform/TemporaryBundle.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class LanguageSwitch : public testing::Test {
+protected:
+    LanguageSwitch() {
+        bundle_.writeInformation("<key>CFBundleDevelopmentRegion</key><string>en</string>");
+        bundle_.writeTable(QStringLiteral("en"), R"("hello" = "Hello"; "only English" = "yes";)");
+        bundle_.writeTable(QStringLiteral("de"), R"("hello" = "Hallo";)");
+        bundle_.writeTable(QStringLiteral("de"), R"("hello" = "Hallo, Main";)", QStringLiteral("Main"));
+        bundle_.writeTable(QStringLiteral("fr"), R"("hello" = "Bonjour";)");
+    }
+
+    QString text(const QString &key = QStringLiteral("hello"), const QString &value = {},
+        const QString &table = {}) const {
+        return languages_.localizedStringForKey(key, value, table);
+    }
+    void switchTo(const QString &code) { languages_.switchLanguage(code); }
+
+    TemporaryBundle bundle_;
+    FileBundle mainBundle_ = bundle_.open({ QStringLiteral("fr-FR") }); // the user's own language is French
+    AnyLanguageBundle languages_ { mainBundle_ };
+};
+
+TEST_F(LanguageSwitch, BeforeTheFirstOneTextsComeInTheUsersLanguage) {
+    EXPECT_EQ(text(), "Bonjour");
+}
+
+TEST_F(LanguageSwitch, TextsComeFromTheNamedFolder) {
+    switchTo(QStringLiteral("de"));
+    EXPECT_EQ(text(), "Hallo");
+    EXPECT_EQ(languages_.localization(), "de");
+}
+
+TEST_F(LanguageSwitch, TheNextOneTakesEffectAtOnce) {
+    switchTo(QStringLiteral("de"));
+    switchTo(QStringLiteral("en"));
+    EXPECT_EQ(text(), "Hello");
+    switchTo(QStringLiteral("fr"));
+    EXPECT_EQ(text(), "Bonjour");
+}
+
+TEST_F(LanguageSwitch, TheSameOneAgainIsHarmless) {
+    switchTo(QStringLiteral("de"));
+    switchTo(QStringLiteral("de"));
+    EXPECT_EQ(text(), "Hallo");
+}
+
+class UnknownLanguage : public LanguageSwitch, public testing::WithParamInterface<QString> { };
+
+TEST_P(UnknownLanguage, BringsBackTheUsersOwn) {
+    // What the codes could reach if they were taken for paths.
+    TemporaryBundle::write(
+        bundle_.contents() + QStringLiteral("/outside.lproj/Localizable.strings"), R"("hello" = "outside";)");
+    TemporaryBundle::write(
+        bundle_.resource(QStringLiteral(".lproj/Localizable.strings")), R"("hello" = "empty";)");
+    TemporaryBundle::write(
+        bundle_.resource(QStringLiteral("...lproj/Localizable.strings")), R"("hello" = "dots";)");
+    switchTo(QStringLiteral("de"));
+    switchTo(GetParam());
+    EXPECT_EQ(text(), "Bonjour");
+    EXPECT_EQ(languages_.localization(), "fr");
+}
+
+INSTANTIATE_TEST_SUITE_P(Codes, UnknownLanguage,
+    testing::Values(QStringLiteral("xx"), QString(), QStringLiteral("."), QStringLiteral(".."),
+        QStringLiteral("../outside"), QStringLiteral("../en"), QStringLiteral("en/../de"),
+        QStringLiteral("./de"), QStringLiteral("de/"), QStringLiteral("/de"), QStringLiteral("/"),
+        QStringLiteral("de.lproj"), QStringLiteral("DE"), QStringLiteral(" de"), QStringLiteral("de\n"),
+        QStringLiteral("de-DE"), QStringLiteral(u"de\0"), QStringLiteral(u"\0de"),
+        QStringLiteral(u"de\0.lproj/../en"), QString(QChar(u'\xd800')), QString(100000, u'e'),
+        QStringLiteral("%s%n"), QStringLiteral("*")));
+
+TEST_F(LanguageSwitch, AFolderThatVanishesGivesTheUsersOwnTexts) {
+    switchTo(QStringLiteral("de"));
+    bundle_.removeFolder(QStringLiteral("de.lproj"));
+    EXPECT_EQ(text(), "Bonjour");
+    EXPECT_EQ(languages_.localization(), "fr");
+}
+
+TEST_F(LanguageSwitch, AFolderThatComesBackIsUsedAgain) {
+    switchTo(QStringLiteral("de"));
+    bundle_.removeFolder(QStringLiteral("de.lproj"));
+    EXPECT_EQ(text(), "Bonjour");
+    bundle_.writeTable(QStringLiteral("de"), R"("hello" = "Servus";)");
+    EXPECT_EQ(text(), "Servus");
+}
+
+TEST_F(LanguageSwitch, AFileInTheFoldersPlaceGivesTheUsersOwnTexts) {
+    bundle_.writeResource(QStringLiteral("it.lproj"), R"("hello" = "Ciao";)");
+    switchTo(QStringLiteral("it"));
+    EXPECT_EQ(text(), "Bonjour");
+}
+
+TEST_F(LanguageSwitch, AnEmptyFolderIsALanguageWithoutTexts) {
+    QDir().mkpath(bundle_.resource(QStringLiteral("it.lproj")));
+    switchTo(QStringLiteral("it"));
+    EXPECT_EQ(text(), "hello");
+    EXPECT_EQ(text(QStringLiteral("hello"), QStringLiteral("value")), "value");
+}
+
+TEST_F(LanguageSwitch, ABrokenTableIsALanguageWithoutTexts) {
+    bundle_.writeTable(QStringLiteral("it"), R"("hello" = "Ciao"; "broken")");
+    switchTo(QStringLiteral("it"));
+    EXPECT_EQ(text(), "hello");
+}
+
+TEST_F(LanguageSwitch, AKeyThatTheChosenTableLacksComesFromNoOtherLanguage) {
+    switchTo(QStringLiteral("de"));
+    EXPECT_EQ(text(QStringLiteral("only English")), "only English");
+    EXPECT_EQ(text(QStringLiteral("only English"), QStringLiteral("value")), "value");
+}
+
+TEST_F(LanguageSwitch, TheValueIsOnlyForAMissingKey) {
+    switchTo(QStringLiteral("de"));
+    EXPECT_EQ(text(QStringLiteral("hello"), QStringLiteral("value")), "Hallo");
+}
+
+TEST_F(LanguageSwitch, TheTableIsTheNamedOne) {
+    switchTo(QStringLiteral("de"));
+    EXPECT_EQ(text(QStringLiteral("hello"), {}, QStringLiteral("Main")), "Hallo, Main");
+    EXPECT_EQ(text(QStringLiteral("hello"), {}, QStringLiteral("Missing")), "hello");
+    EXPECT_EQ(text(QStringLiteral("hello"), QStringLiteral("value"), QStringLiteral("Missing")), "value");
+    EXPECT_EQ(text(QStringLiteral("hello"), {}, QStringLiteral("../fr.lproj/Localizable")), "hello");
+}
+
+TEST_F(LanguageSwitch, NothingIsCached) {
+    switchTo(QStringLiteral("de"));
+    EXPECT_EQ(text(), "Hallo");
+    bundle_.writeTable(QStringLiteral("de"), R"("hello" = "Moin";)");
+    EXPECT_EQ(text(), "Moin");
+}
+
+TEST_F(LanguageSwitch, ResourcesAndInformationStayThoseOfTheMainBundle) {
+    bundle_.writeResource(QStringLiteral("logo.png"), "x");
+    bundle_.writeInformation("<key>Default_App_Timeout</key><integer>30</integer>");
+    switchTo(QStringLiteral("de"));
+    EXPECT_EQ(languages_.pathForResource(QStringLiteral("logo"), QStringLiteral("png")),
+        bundle_.resource(QStringLiteral("logo.png")));
+    EXPECT_EQ(languages_.objectForInfoDictionaryKey(QStringLiteral("Default_App_Timeout")), QVariant(30));
+}
+
+TEST_F(LanguageSwitch, ATextMayBeEmptyAndIsThenEmpty) {
+    bundle_.writeTable(QStringLiteral("de"), R"("hello" = "";)");
+    switchTo(QStringLiteral("de"));
+    EXPECT_EQ(text(), "");
+    EXPECT_EQ(text(QStringLiteral("hello"), QStringLiteral("value")), "");
+}
+
+} // namespace

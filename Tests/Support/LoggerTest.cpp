@@ -1,0 +1,347 @@
+#include "Support/Logger.h"
+
+#include "Tests/Support/LogCapture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr LogSource source("Controllers/AppDelegate");
+
+class LoggerTest : public testing::Test {
+protected:
+    ~LoggerTest() override {
+        Logger::resetConfiguration();
+        Logger::adopt(Logger::identifier);
+    }
+
+    QString path(const QString &name = QStringLiteral("agent.log")) const { return folder_.filePath(name); }
+
+    static void setUp(const QString &file) {
+        Logger::resetConfiguration();
+        Logger::setUp(file, Logger::identifier);
+        Logger::adopt(Logger::identifier);
+    }
+
+    static QByteArray contents(const QString &file) {
+        QFile reader(file);
+        return reader.open(QIODevice::ReadOnly) ? reader.readAll() : QByteArray();
+    }
+    static QByteArrayList lines(const QString &file) {
+        auto all = contents(file).split('\n');
+        EXPECT_TRUE(all.last().isEmpty()) << "the last line has no end";
+        all.removeLast();
+        return all;
+    }
+
+    QTemporaryDir folder_;
+};
+
+TEST_F(LoggerTest, WithoutALoggerEveryRecordIsDropped) {
+    Logger::resetConfiguration();
+    Logger::adopt(Logger::identifier);
+    EXPECT_EQ(Logger::current(), nullptr);
+    source.debug("function()", QStringLiteral("message"));
+    source.info("function()", QStringLiteral("message"));
+    source.error("function()", QStringLiteral("message"));
+}
+
+TEST_F(LoggerTest, ALineIsDateLevelInBracketsColonAndMessage) {
+    setUp(path());
+    source.info("applicationDidFinishLaunching(_:)",
+        QStringLiteral("Initiating a Timer to Terminate the application automatically."));
+    const auto written = lines(path());
+    ASSERT_EQ(written.size(), 1);
+    const QRegularExpression pattern(
+        QStringLiteral("\\A\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\.\\d{3} \\[info\\] : "
+                       "Initiating a Timer to Terminate the application automatically\\.\\z"));
+    EXPECT_TRUE(pattern.match(QString::fromUtf8(written.front())).hasMatch())
+        << written.front().toStdString();
+}
+
+TEST_F(LoggerTest, AllThreeLevelsAreWritten) {
+    setUp(path());
+    source.debug("function()", QStringLiteral("one"));
+    source.info("function()", QStringLiteral("two"));
+    source.error("function()", QStringLiteral("three"));
+    const auto written = lines(path());
+    ASSERT_EQ(written.size(), 3);
+    EXPECT_TRUE(written[0].endsWith(" [debug] : one"));
+    EXPECT_TRUE(written[1].endsWith(" [info] : two"));
+    EXPECT_TRUE(written[2].endsWith(" [error] : three"));
+}
+
+TEST_F(LoggerTest, AMessageIsWrittenAsItStands) {
+    setUp(path());
+    const auto message = QStringLiteral(u"{} {0} %v %n %s \\n é\U0001f512 \n second line");
+    source.info("function()", message);
+    EXPECT_TRUE(contents(path()).endsWith("[info] : " + message.toUtf8() + '\n'));
+}
+
+TEST_F(LoggerTest, AnEmptyMessageIsALineToo) {
+    setUp(path());
+    source.info("function()", QString());
+    EXPECT_TRUE(contents(path()).endsWith("[info] : \n"));
+}
+
+TEST_F(LoggerTest, EveryRecordIsInTheFileWhenTheCallReturns) {
+    setUp(path());
+    for (int count = 1; count <= 20; ++count) {
+        source.debug("function()", QString::number(count));
+        EXPECT_EQ(lines(path()).size(), count);
+    }
+}
+
+TEST_F(LoggerTest, FileLineAndFunctionReachTheRecordAndNotTheFile) {
+    setUp(path());
+    source.info("okayAction(_:)", QStringLiteral("message"));
+    EXPECT_FALSE(contents(path()).contains("okayAction"));
+    EXPECT_FALSE(contents(path()).contains("AppDelegate"));
+
+    const LogCapture capture;
+    source.debug("setupUI()", QStringLiteral("debug"));
+    const int line = __LINE__ - 1;
+    source.error("okayAction(_:)", QStringLiteral("error"));
+    ASSERT_EQ(capture.records().size(), 2U);
+    EXPECT_EQ(capture.records()[0].file, "Controllers/AppDelegate");
+    EXPECT_EQ(capture.records()[0].function, "setupUI()");
+    EXPECT_EQ(capture.records()[0].line, line);
+    EXPECT_EQ(capture.records()[0].level, "debug");
+    EXPECT_EQ(capture.records()[1].function, "okayAction(_:)");
+    EXPECT_EQ(capture.records()[1].line, line + 2);
+    EXPECT_EQ(capture.records()[1].level, "error");
+}
+
+TEST_F(LoggerTest, PastOneMebibyteTheFileBeginsAnewAndOneOldFileIsKept) {
+    constexpr qint64 mebibyte = 1048576;
+    constexpr int records = 3500; // of a good thousand bytes
+    setUp(path());
+    for (int count = 0; count < records; ++count)
+        source.info("function()", QString::number(count) + u' ' + QString(1000, u'x'));
+
+    auto files = QDir(folder_.path()).entryList(QDir::Files);
+    ASSERT_EQ(files.size(), 2) << files.join(u' ').toStdString();
+    ASSERT_TRUE(files.removeOne(QStringLiteral("agent.log")));
+    for (const auto &file : { path(), path(files.front()) }) {
+        EXPECT_LE(QFile(file).size(), mebibyte);
+        for (const auto &line : lines(file))
+            ASSERT_TRUE(line.endsWith(QByteArray(1000, 'x'))) << "a record was cut";
+    }
+    EXPECT_GT(QFile(path(files.front())).size(), mebibyte / 2);
+    EXPECT_TRUE(lines(path()).last().contains(" : " + QByteArray::number(records - 1) + ' '));
+    EXPECT_TRUE(
+        lines(path()).first().contains(" : " + QByteArray::number(records - lines(path()).size()) + ' '))
+        << "no record is lost between the files";
+}
+
+TEST_F(LoggerTest, ARecordOfManyMebibytesIsWrittenWhole) {
+    setUp(path());
+    source.debug("function()", QString(5'000'000, u'x'));
+    source.debug("function()", QStringLiteral("next"));
+    EXPECT_TRUE(contents(path()).endsWith("[debug] : next\n"));
+    qint64 all = 0;
+    const auto files = QDir(folder_.path()).entryInfoList(QDir::Files);
+    for (const auto &file : files)
+        all += file.size();
+    EXPECT_GT(all, 5'000'000);
+}
+
+TEST_F(LoggerTest, AFileThatIsThereIsAppendedTo) {
+    setUp(path());
+    source.info("function()", QStringLiteral("first run"));
+    setUp(path());
+    source.info("function()", QStringLiteral("second run"));
+    const auto written = lines(path());
+    ASSERT_EQ(written.size(), 2);
+    EXPECT_TRUE(written[0].endsWith("first run"));
+    EXPECT_TRUE(written[1].endsWith("second run"));
+}
+
+TEST_F(LoggerTest, AMissingFolderIsMade) {
+    const auto deep = path(QStringLiteral("private/var/log/acme/acme.log"));
+    setUp(deep);
+    source.info("function()", QStringLiteral("message"));
+    EXPECT_EQ(lines(deep).size(), 1);
+}
+
+TEST_F(LoggerTest, APathNeedNotBeAscii) {
+    const auto file = path(QStringLiteral(u"Büro 日本/é.log"));
+    setUp(file);
+    source.info("function()", QStringLiteral("message"));
+    EXPECT_EQ(lines(file).size(), 1);
+}
+
+TEST_F(LoggerTest, SetUpTwiceTheSecondFileIsTheOne) {
+    setUp(path(QStringLiteral("one.log")));
+    source.info("function()", QStringLiteral("first"));
+    setUp(path(QStringLiteral("two.log")));
+    source.info("function()", QStringLiteral("second"));
+    EXPECT_TRUE(contents(path(QStringLiteral("one.log"))).endsWith("first\n"));
+    EXPECT_TRUE(contents(path(QStringLiteral("two.log"))).endsWith("second\n"));
+}
+
+TEST_F(LoggerTest, SetUpTwiceWithoutAResetIsHarmless) {
+    setUp(path());
+    Logger::setUp(path(QStringLiteral("two.log")), Logger::identifier);
+    Logger::adopt(Logger::identifier);
+    ASSERT_NE(Logger::current(), nullptr);
+    source.info("function()", QStringLiteral("message"));
+    EXPECT_TRUE((contents(path()) + contents(path(QStringLiteral("two.log")))).endsWith("message\n"));
+}
+
+TEST_F(LoggerTest, IsFoundInTheRegistryByItsIdentifier) {
+    EXPECT_STREQ(Logger::identifier, "WebSocketNotificationLog");
+    setUp(path());
+    EXPECT_EQ(Logger::current(), spdlog::get("WebSocketNotificationLog"));
+    EXPECT_EQ(Logger::current()->level(), spdlog::level::debug);
+    Logger::adopt("AnotherLog");
+    EXPECT_EQ(Logger::current(), nullptr);
+}
+
+TEST_F(LoggerTest, AResetForgetsWhatIsRegistered) {
+    setUp(path());
+    Logger::resetConfiguration();
+    EXPECT_EQ(spdlog::get(Logger::identifier), nullptr);
+}
+
+TEST_F(LoggerTest, RecordsComeFromAnyThread) {
+    setUp(path());
+    std::vector<std::thread> threads;
+    for (int count = 0; count < 4; ++count) {
+        threads.emplace_back([] {
+            for (int record = 0; record < 250; ++record)
+                source.debug("function()", QStringLiteral("message"));
+        });
+    }
+    for (auto &thread : threads)
+        thread.join();
+    const auto written = lines(path());
+    EXPECT_EQ(written.size(), 1000);
+    for (const auto &line : written)
+        ASSERT_TRUE(line.endsWith("[debug] : message"));
+}
+
+/// A path that no file can be opened at, or none that can be written.
+class UnusableLogFile : public LoggerTest {
+protected:
+    void expectHarmless(const QString &file) {
+        setUp(file);
+        EXPECT_NE(Logger::current(), nullptr) << "the logger is there all the same";
+        source.debug("function()", QStringLiteral("message"));
+        source.info("function()", QString(2'000'000, u'x'));
+        source.error("function()", QStringLiteral("message"));
+    }
+};
+
+TEST_F(UnusableLogFile, AnEmptyPathIsHarmless) {
+    expectHarmless(QString());
+}
+
+TEST_F(UnusableLogFile, AFolderInTheFilesPlaceIsHarmless) {
+    QDir(folder_.path()).mkdir(QStringLiteral("agent.log"));
+    expectHarmless(path());
+    EXPECT_TRUE(QDir(path()).exists());
+}
+
+TEST_F(UnusableLogFile, AFileInTheFoldersPlaceIsHarmless) {
+    QFile file(path(QStringLiteral("acme")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    expectHarmless(path(QStringLiteral("acme/agent.log")));
+    EXPECT_EQ(QFileInfo(file).size(), 0);
+}
+
+TEST_F(UnusableLogFile, ATooLongNameIsHarmless) {
+    expectHarmless(path(QString(5000, u'x')));
+}
+
+TEST_F(UnusableLogFile, APathWithoutAFolderIsHarmless) {
+    expectHarmless(QStringLiteral("/"));
+}
+
+TEST_F(UnusableLogFile, ADeviceInTheFilesPlaceIsHarmless) {
+    ASSERT_TRUE(QFile::link(QStringLiteral("/dev/full"), path()));
+    expectHarmless(path());
+}
+
+TEST_F(UnusableLogFile, AFullDiskIsHarmless) {
+    GTEST_FLAG_SET(death_test_style, "fast");
+    EXPECT_EXIT(
+        {
+            std::signal(SIGXFSZ, SIG_IGN);
+            rlimit little {};
+            little.rlim_cur = 10'000;
+            little.rlim_max = 10'000;
+            ::setrlimit(RLIMIT_FSIZE, &little);
+            expectHarmless(path());
+            std::_Exit(HasFailure());
+        },
+        testing::ExitedWithCode(0), "^$");
+    EXPECT_LE(QFile(path()).size(), 10'000);
+    EXPECT_GT(QFile(path()).size(), 0);
+}
+
+TEST_F(UnusableLogFile, AFolderThatGoesMeanwhileIsHarmless) {
+    const auto file = path(QStringLiteral("acme/agent.log"));
+    setUp(file);
+    QDir(path(QStringLiteral("acme"))).removeRecursively();
+    for (int count = 0; count < 3; ++count)
+        source.info("function()", QString(600'000, u'x')); // past the size at which the file begins anew
+}
+
+TEST_F(UnusableLogFile, AFolderWithoutTheRightsIsHarmless) {
+    // As root everything may be written: the test goes on as somebody else, in a process of its own.
+    GTEST_FLAG_SET(death_test_style, "fast");
+    ASSERT_EQ(::chmod(QFile::encodeName(folder_.path()).constData(), 0555), 0);
+    EXPECT_EXIT(
+        {
+            if (::geteuid() == 0 && ::setresuid(65534, 65534, 65534) != 0)
+                std::_Exit(2);
+            setUp(path(QStringLiteral("acme/agent.log")));
+            source.info("function()", QStringLiteral("message"));
+            std::_Exit(Logger::current() ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+    ::chmod(QFile::encodeName(folder_.path()).constData(), 0755);
+    EXPECT_FALSE(QFileInfo::exists(path(QStringLiteral("acme"))));
+}
+
+TEST_F(UnusableLogFile, AFifoThatNobodyReadsHoldsNothingUp) {
+    GTEST_FLAG_SET(death_test_style, "fast");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(path()).constData(), 0600), 0);
+    EXPECT_EXIT(
+        {
+            ::alarm(10);
+            setUp(path());
+            source.info("function()", QStringLiteral("message"));
+            std::_Exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+// The agent starts just as fast where it has no right to its log.
+TEST_F(UnusableLogFile, IsGivenUpAtOnce) {
+    QDir(folder_.path()).mkdir(QStringLiteral("agent.log"));
+    auto shortest = std::chrono::steady_clock::duration::max();
+    for (int count = 0; count < 5; ++count) {
+        const auto start = std::chrono::steady_clock::now();
+        setUp(path());
+        shortest = std::min(shortest, std::chrono::steady_clock::now() - start);
+    }
+    EXPECT_LT(shortest, std::chrono::milliseconds(10));
+}
+
+} // namespace

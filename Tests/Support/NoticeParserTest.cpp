@@ -1,0 +1,216 @@
+#include "Support/NoticeParser.h"
+
+#include "Tests/Platform/PrintQt.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/ProcessorTime.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace {
+
+constexpr auto largest = std::numeric_limits<std::int64_t>::max();
+constexpr auto smallest = std::numeric_limits<std::int64_t>::min();
+
+QString notice(const QString &inner) {
+    return QStringLiteral("<zelvik-secure-access><notifications>") + inner
+        + QStringLiteral("</notifications></zelvik-secure-access>");
+}
+
+QString entries(const QString &inner) {
+    return notice(QStringLiteral("<metadata>") + inner + QStringLiteral("</metadata>"));
+}
+
+/// Of a text that has to be a notice.
+SocketPayload parsed(const QString &xml) {
+    const auto payload = parseNotice(xml);
+    EXPECT_TRUE(payload.has_value());
+    return payload.value_or(SocketPayload());
+}
+
+const SocketPayload defaults { .module = QStringLiteral(" by "),
+    .information = {},
+    .timeout = 10,
+    .titleLabels = {},
+    .details = {},
+    .activityUrl = {} };
+
+TEST(NoticeParser, ReadsEveryElement) {
+    const auto payload = parsed(notice(QStringLiteral(
+        "<module>CASB</module><head>Blocked</head><body>Uploads are not allowed.</body><timeout>7</timeout>"
+        "<metadata><md><name>Activity</name><val>Upload</val></md>"
+        "<md><name>Application</name><val>Files</val></md>"
+        "<md><name>URL</name><val>https://files.example</val></md></metadata>"
+        "<url><ok>https://gateway.example/close?id=1&amp;x=2</ok></url>")));
+    EXPECT_EQ(payload.module, "Blocked by CASB");
+    EXPECT_EQ(payload.information, "Uploads are not allowed.");
+    EXPECT_EQ(payload.timeout, 7);
+    EXPECT_EQ(payload.titleLabels,
+        QStringList({ QStringLiteral("Activity"), QStringLiteral("Application"), QStringLiteral("URL") }));
+    EXPECT_EQ(payload.details,
+        QStringList(
+            { QStringLiteral("Upload"), QStringLiteral("Files"), QStringLiteral("https://files.example") }));
+    EXPECT_EQ(payload.activityUrl, "https://gateway.example/close?id=1&x=2");
+}
+
+TEST(NoticeParser, TheOrderOfTheElementsDoesNotMatter) {
+    const auto payload = parsed(notice(QStringLiteral(
+        "<url><ok>u</ok></url><timeout>3</timeout><head>h</head><metadata><md><val>v</val><name>n</name></md>"
+        "</metadata><unknown>x</unknown><body>b</body><module>m</module>")));
+    EXPECT_EQ(payload,
+        (SocketPayload { QStringLiteral("h by m"), QStringLiteral("b"), 3, { QStringLiteral("n") },
+            { QStringLiteral("v") }, QStringLiteral("u") }));
+}
+
+struct DefaultsRow {
+    const char *name;
+    QString xml;
+};
+
+void PrintTo(const DefaultsRow &row, std::ostream *stream) {
+    *stream << row.name;
+}
+
+class NoticeDefaults : public testing::TestWithParam<DefaultsRow> { };
+
+TEST_P(NoticeDefaults, AreTakenForWhatIsMissing) {
+    EXPECT_EQ(parsed(GetParam().xml), defaults);
+}
+
+const std::vector<DefaultsRow> documentsWithoutContent {
+    { "NothingInside", notice(QString()) },
+    { "NoNotifications", "<zelvik-secure-access/>" },
+    { "AnotherRoot", "<other><notifications><head>h</head><timeout>5</timeout></notifications></other>" },
+    { "AnotherRootAroundIt", "<other>" + notice("<head>h</head>") + "</other>" },
+    { "NotificationsAsRoot", "<notifications><head>h</head></notifications>" },
+    { "EmptyElements", notice("<module/><head></head><body/><timeout/><metadata/><url><ok/></url>") },
+    { "ElementsOfAnotherCase", notice("<Head>h</Head><TIMEOUT>5</TIMEOUT>") },
+    { "ElementsWithAPrefix", notice("<p:head xmlns:p='u'>h</p:head><p:timeout xmlns:p='u'>5</p:timeout>") },
+    { "TextInAttributes", notice("<head text='h'/><timeout value='5'/>") },
+    { "ElementsADegreeTooDeep", notice("<x><head>h</head><timeout>5</timeout></x>") },
+    { "UrlWithoutOk", notice("<url>https://a.example</url>") },
+    { "EntriesOutsideMetadata", notice("<md><name>n</name><val>v</val></md>") },
+    { "EntriesOfAnotherName", entries("<mdx><name>n</name></mdx>") },
+};
+INSTANTIATE_TEST_SUITE_P(Documents, NoticeDefaults, testing::ValuesIn(documentsWithoutContent),
+    [](const auto &row) { return row.param.name; });
+
+TEST(NoticeParser, TheTitleIsHeadByModule) {
+    EXPECT_EQ(parsed(notice(QStringLiteral("<head>h</head>"))).module, "h by ");
+    EXPECT_EQ(parsed(notice(QStringLiteral("<module>m</module>"))).module, " by m");
+    EXPECT_EQ(parsed(notice(QStringLiteral("<head> h </head><module> m </module>"))).module, " h  by  m ");
+    EXPECT_EQ(noticeTitle(QStringLiteral("h"), QStringLiteral("m")), "h by m");
+    EXPECT_EQ(noticeTitle(QString(), QString()), " by ");
+}
+
+TEST(NoticeParser, AnEntryWithoutNameOrValueKeepsItsPlace) {
+    const auto payload = parsed(entries(QStringLiteral(
+        "<md><name>n1</name><val>v1</val></md><md><name>n2</name></md><md><val>v3</val></md><md/>"
+        "<md>text</md><md><name/><val></val></md><md><name>n7</name><val>v7</val></md>")));
+    EXPECT_EQ(payload.titleLabels,
+        QStringList({ QStringLiteral("n1"), QStringLiteral("n2"), {}, {}, {}, {}, QStringLiteral("n7") }));
+    EXPECT_EQ(payload.details,
+        QStringList({ QStringLiteral("v1"), {}, QStringLiteral("v3"), {}, {}, {}, QStringLiteral("v7") }));
+}
+
+TEST(NoticeParser, OtherElementsAmongTheEntriesDoNotCount) {
+    const auto payload = parsed(entries(
+        QStringLiteral("<x/><md><name>1</name></md>text<!-- c --><x><md/></x><md><name>2</name></md>")));
+    EXPECT_EQ(payload.titleLabels, QStringList({ QStringLiteral("1"), QStringLiteral("2") }));
+    EXPECT_EQ(payload.details.size(), 2);
+}
+
+TEST(NoticeParser, OfARepeatedElementTheFirstCounts) {
+    const auto payload = parsed(notice(QStringLiteral(
+        "<head>1</head><head>2</head><timeout>3</timeout><timeout>4</timeout><body>5</body><body>6</body>"
+        "<metadata><md><name>7</name><name>8</name><val>9</val><val>10</val></md></metadata>"
+        "<url><ok>11</ok><ok>12</ok></url>")));
+    EXPECT_EQ(payload,
+        (SocketPayload { QStringLiteral("1 by "), QStringLiteral("5"), 3, { QStringLiteral("7") },
+            { QStringLiteral("9") }, QStringLiteral("11") }));
+}
+
+TEST(NoticeParser, TextsAreKeptCharacterForCharacter) {
+    const auto payload
+        = parsed(notice(QStringLiteral(u"<body> <![CDATA[<b>bold</b>]]> &lt;i&gt; "
+                                       u"é\U0001f512\n\n</body><url><ok> http://a/%20?q=a b </ok></url>")));
+    EXPECT_EQ(payload.information, QStringLiteral(u" <b>bold</b> <i> é\U0001f512\n\n"));
+    EXPECT_EQ(payload.activityUrl, " http://a/%20?q=a b ");
+}
+
+TEST(NoticeParser, AMissingTimeoutIsTen) {
+    EXPECT_EQ(parsed(notice(QString())).timeout, 10);
+    EXPECT_EQ(parsed(notice(QStringLiteral("<timeout></timeout>"))).timeout, 10);
+    EXPECT_EQ(parsed(notice(QStringLiteral("<timeout/>"))).timeout, 10);
+}
+
+struct IntegerRow {
+    QString text;
+    std::int64_t value;
+};
+
+void PrintTo(const IntegerRow &row, std::ostream *stream) {
+    PrintTo(row.text, stream);
+}
+
+class DecimalInteger : public testing::TestWithParam<IntegerRow> { };
+
+TEST_P(DecimalInteger, IsOneSignAndDigitsOrZero) {
+    EXPECT_EQ(decimalInteger(GetParam().text), GetParam().value);
+    if (!GetParam().text.isEmpty() && !GetParam().text.contains(QChar(u'\0'))) {
+        EXPECT_EQ(parsed(notice(QStringLiteral("<timeout>%1</timeout>").arg(GetParam().text))).timeout,
+            GetParam().value);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, DecimalInteger,
+    testing::Values(IntegerRow { "0", 0 }, IntegerRow { "7", 7 }, IntegerRow { "+7", 7 },
+        IntegerRow { "-3", -3 }, IntegerRow { "007", 7 }, IntegerRow { "-0", 0 }, IntegerRow { "+0", 0 },
+        IntegerRow { "30", 30 }, IntegerRow { "9223372036854775807", largest },
+        IntegerRow { "+9223372036854775807", largest }, IntegerRow { "-9223372036854775808", smallest },
+        IntegerRow { "00000000000000000000000000000000000000042", 42 },
+        // Anything else is 0.
+        IntegerRow { "9223372036854775808", 0 }, IntegerRow { "-9223372036854775809", 0 },
+        IntegerRow { "18446744073709551617", 0 }, IntegerRow { "99999999999999999999999999", 0 },
+        IntegerRow { "", 0 }, IntegerRow { " ", 0 }, IntegerRow { "+", 0 }, IntegerRow { "-", 0 },
+        IntegerRow { "+-7", 0 }, IntegerRow { "-+7", 0 }, IntegerRow { "--7", 0 }, IntegerRow { "++7", 0 },
+        IntegerRow { " 7", 0 }, IntegerRow { "7 ", 0 }, IntegerRow { "7\n", 0 }, IntegerRow { "\t7", 0 },
+        IntegerRow { "+ 7", 0 }, IntegerRow { "7a", 0 }, IntegerRow { "a7", 0 }, IntegerRow { "7.0", 0 },
+        IntegerRow { "7,0", 0 }, IntegerRow { "1e3", 0 }, IntegerRow { "0x10", 0 }, IntegerRow { "1_000", 0 },
+        IntegerRow { "1 000", 0 }, IntegerRow { "7-", 0 }, IntegerRow { "ten", 0 },
+        IntegerRow { QStringLiteral(u"\uff17"), 0 }, IntegerRow { QStringLiteral(u"\u0667"), 0 },
+        IntegerRow { QStringLiteral(u"\u22127"), 0 }, IntegerRow { QStringLiteral(u"7\u00a0"), 0 },
+        IntegerRow { QStringLiteral(u"7\0"), 0 }));
+
+TEST(NoticeParser, ATextThatIsNoXmlIsNothingAndIsNotLogged) {
+    const LogCapture capture;
+    for (const auto *text : { "", "no notice", "<zelvik-secure-access>", "<a></b>" })
+        EXPECT_EQ(parseNotice(QString::fromLatin1(text)), std::nullopt);
+    EXPECT_TRUE(capture.records().empty());
+}
+
+TEST(NoticeParser, ANoticeIsLoggedWithItsWholeText) {
+    const LogCapture capture;
+    const auto xml = notice(QStringLiteral(u"<body>{} %s é</body>"));
+    parsed(xml);
+    ASSERT_EQ(capture.records().size(), 1U);
+    EXPECT_EQ(capture.records()[0].level, "debug");
+    EXPECT_EQ(capture.records()[0].message, "Parsing websocket response: " + xml.toStdString());
+    EXPECT_EQ(capture.records()[0].file, "Controllers/ViewController");
+}
+
+TEST(NoticeParser, AHundredThousandEntriesTakeTimeInProportion) {
+    const auto timeFor = [](qsizetype count) {
+        const auto xml = entries(QStringLiteral("<md><name>n</name><val>v</val></md>").repeated(count));
+        return leastProcessorTime([&xml, count] {
+            const auto payload = parsed(xml);
+            EXPECT_EQ(payload.titleLabels.size(), count);
+            EXPECT_EQ(payload.details.size(), count);
+        });
+    };
+    EXPECT_LT(timeFor(100'000), 50 * timeFor(10'000));
+}
+
+} // namespace
