@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Tools/Gallery/Brand.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <vector>
+
+/// One picture of the gallery: a message, shown in a brand at a scale.
+struct Picture {
+    QString section; ///< also its folder
+    QString group; ///< the pictures that stand side by side
+    QString name;
+    Brand brand;
+    int scale = 1;
+    QVariantMap message;
+
+    /// Relative to the gallery's folder.
+    QString path() const { return section + u'/' + group + u'-' + name + QStringLiteral(".png"); }
+};
+
+/// All pictures, in the order of the page. A group's pictures follow each other.
+/// @param languages  the codes of the bundle's languages
+std::vector<Picture> catalogue(const QStringList &languages);

@@ -1,0 +1,160 @@
+// gallery: pictures of every notice, as a bundle shows them.
+//
+//   SampleTexts      what a client's messages would say
+//   Brand            other brands laid over the bundle
+//   Catalogue        which pictures there are
+//   NoticePainter    one message, one window, one image
+//   Page             the HTML page
+//
+// A scale is fixed for a whole process, so that this one draws scale 1 and starts another for each other one.
+
+#include "Platform/Qt/FileBundle.h"
+#include "Tools/Gallery/NoticePainter.h"
+#include "Tools/Gallery/Page.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryFile>
+#include <QTextStream>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+
+namespace {
+
+const auto description = QStringLiteral(
+    "Draws the five notices as a bundle shows them: in each of its languages, in its own brand and in "
+    "others, at\n"
+    "scale 1 and 2, with short and long texts. Writes a PNG for each into OUT, and one page, OUT/index.html, "
+    "that\n"
+    "shows them side by side. Needs no desktop; it draws with the fonts that are installed.");
+
+constexpr auto scaleVariable = "QT_SCALE_FACTOR";
+
+[[noreturn]] void fail(const QString &reason) {
+    QTextStream(stderr) << "gallery: " << reason << '\n';
+    std::exit(EXIT_FAILURE);
+}
+
+void write(const QString &path, const QByteArray &content) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        fail(path + QStringLiteral(": ") + file.errorString());
+}
+
+/// The folder `Contents` of what was named: the bundle, or that folder itself.
+QString contentsOf(const QString &bundle) {
+    for (const auto &folder : { bundle + QStringLiteral("/Contents"), bundle }) {
+        if (QFile::exists(folder + QStringLiteral("/Resources")))
+            return QDir(folder).absolutePath();
+    }
+    fail(bundle + QStringLiteral(" is no bundle: it has no folder Contents/Resources"));
+}
+
+QStringList languagesOf(const QString &contents) {
+    auto folders
+        = QDir(contents + QStringLiteral("/Resources")).entryList({ QStringLiteral("*.lproj") }, QDir::Dirs);
+    for (auto &folder : folders)
+        folder.chop(static_cast<int>(qstrlen(".lproj")));
+    return folders;
+}
+
+// Big enough at every scale that the notices are as on a desktop.
+QString screenDescription(QTemporaryFile &file) {
+    if (!file.open())
+        fail(file.errorString());
+    file.write("{\"screens\": [{\"name\": \"gallery\", \"x\": 0, \"y\": 0, \"width\": 2560, \"height\": 2048,"
+               " \"logicalDpi\": 96, \"logicalBaseDpi\": 96, \"dpr\": 1}]}\n");
+    file.flush();
+    return QStringLiteral("offscreen:configfile=") + file.fileName();
+}
+
+void drawInAnotherProcess(int scale) {
+    auto environment = QProcess::systemEnvironment();
+    environment << QStringLiteral("%1=%2").arg(QLatin1String(scaleVariable)).arg(scale);
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedChannels);
+    process.setEnvironment(environment);
+    process.start(QCoreApplication::applicationFilePath(), QCoreApplication::arguments().mid(1));
+    if (!process.waitForFinished(-1) || process.exitStatus() != QProcess::NormalExit
+        || process.exitCode() != 0)
+        fail(QStringLiteral("the pictures of scale %1 were not drawn").arg(scale));
+}
+
+// The back end that draws into memory says of every window what it cannot do with it.
+void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &text) {
+    if (type == QtCriticalMsg || type == QtFatalMsg)
+        QTextStream(stderr) << "gallery: " << text << '\n';
+}
+
+} // namespace
+
+int main(int argumentCount, char **arguments) {
+    qInstallMessageHandler(handleQtMessage);
+    QTemporaryFile screenFile;
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", screenDescription(screenFile).toLocal8Bit());
+    // Set for a process of ours that draws one scale alone.
+    const int ownScale = qEnvironmentVariableIntValue("GALLERY_SCALE");
+    if (ownScale == 0)
+        qputenv(scaleVariable, "1");
+    QApplication::setStyle(QStringLiteral("fusion"));
+    QApplication application(argumentCount, arguments);
+    QApplication::setApplicationName(QStringLiteral("gallery"));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(description);
+    parser.addHelpOption();
+    const QCommandLineOption onlyOption(QStringLiteral("only"),
+        QStringLiteral("Draws the pictures whose path in OUT contains TEXT, and no others."),
+        QStringLiteral("TEXT"));
+    parser.addOption(onlyOption);
+    parser.addPositionalArgument(QStringLiteral("BUNDLE"), QStringLiteral("the bundle, NoticeAgent.app"));
+    parser.addPositionalArgument(
+        QStringLiteral("OUT"), QStringLiteral("the folder to write into; it is made when it is missing"));
+    parser.process(application);
+    const auto folders = parser.positionalArguments();
+    if (folders.size() != 2)
+        fail(QStringLiteral("it takes a bundle and a folder to write into; see --help"));
+
+    const auto contents = contentsOf(folders[0]);
+    const QDir out(folders[1]);
+    auto pictures = catalogue(languagesOf(contents));
+    if (const auto wanted = parser.values(onlyOption); !wanted.isEmpty()) {
+        std::erase_if(pictures, [&wanted](const Picture &picture) {
+            return std::none_of(wanted.begin(), wanted.end(),
+                [&picture](const QString &text) { return picture.path().contains(text); });
+        });
+    }
+    if (pictures.empty())
+        fail(QStringLiteral("there is nothing to draw"));
+
+    const FileBundle bundle(contents, [] { return QStringList { QStringLiteral("en") }; });
+    NoticePainter painter(bundle);
+    std::set<int> otherScales;
+    for (const auto &picture : pictures) {
+        if (picture.scale != std::max(ownScale, 1)) {
+            otherScales.insert(picture.scale);
+            continue;
+        }
+        const auto path = out.filePath(picture.path());
+        if (!QDir().mkpath(QFileInfo(path).path()) || !painter.paint(picture).save(path))
+            fail(path + QStringLiteral(" cannot be written"));
+    }
+    if (ownScale != 0)
+        return EXIT_SUCCESS;
+    for (const int scale : otherScales) {
+        qputenv("GALLERY_SCALE", QByteArray::number(scale));
+        drawInAnotherProcess(scale);
+    }
+    write(out.filePath(QStringLiteral("index.html")), galleryPage(pictures));
+    QTextStream(stdout) << pictures.size()
+                        << " pictures: " << out.absoluteFilePath(QStringLiteral("index.html")) << '\n';
+    return EXIT_SUCCESS;
+}
