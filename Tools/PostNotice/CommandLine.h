@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Tools/PostNotice/Value.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+/// The options of the command as given. Nothing has been read or reached yet.
+struct CommandLine {
+    using Duration = std::chrono::milliseconds;
+
+    struct TextFile {
+        std::string path;
+    };
+    struct DataFile {
+        std::string path;
+    };
+    /// One entry of the message, and the option that asked for it.
+    struct EntryOption {
+        std::string option;
+        std::string key;
+        std::variant<Value, TextFile, DataFile> source;
+    };
+
+    enum class Task { Post, ShowHelp, ShowVersion };
+    enum class UserInfo { Sent, LeftOut };
+    enum class Progress { Told, Silent };
+
+    Task task = Task::Post;
+    std::optional<std::string> propertyList;
+    std::vector<EntryOption> entries;
+    UserInfo userInfo = UserInfo::Sent;
+    std::optional<std::string> folder;
+    std::optional<std::string> name;
+    std::string object;
+    std::optional<std::string> bundleToStart;
+    std::optional<Duration> wait;
+    std::optional<Duration> waitForReauthentication;
+    std::string vendor = "zelvik";
+    Progress progress = Progress::Told;
+
+    /// Throws `Failure` with the usage status, naming the option.
+    static CommandLine parse(const std::vector<std::string> &arguments);
+
+    static const char *help();
+
+    std::string notificationName() const;
+    std::string reauthenticationName() const;
+};

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+/// Files that options name. Every failure names the option and the file.
+namespace InputFile {
+
+/// The whole file as it is; a pipe is read to its end.
+std::string read(const std::string &option, const std::string &path);
+
+/// The same for a text, which must be UTF-8 without a zero byte.
+std::string readText(const std::string &option, const std::string &path);
+
+/// Whether these bytes can be sent as a text.
+bool isText(const std::string &bytes);
+
+} // namespace InputFile
