@@ -35,7 +35,7 @@ bool isAscii(std::string_view text) {
 
 bool environmentNamesProxyForHttp() {
     return std::any_of(std::begin(httpProxyVariables), std::end(httpProxyVariables), [](const char *name) {
-        const char *value = std::getenv(name);
+        const char *value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): libcurl reads them here too
         return value && *value;
     });
 }

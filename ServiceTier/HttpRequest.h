@@ -12,8 +12,8 @@ inline constexpr std::chrono::seconds connectTime { 10 };
 inline constexpr std::chrono::seconds wholeTime { 30 }; ///< of all redirects together
 inline constexpr std::chrono::seconds silentTime { 15 }; ///< without one byte received
 inline constexpr int mostRedirects = 5;
-inline constexpr std::size_t mostBodyBytes = 1024 * 1024;
-inline constexpr std::size_t mostHeaderBytes = 256 * 1024;
+inline constexpr std::size_t mostBodyBytes = std::size_t { 1024 } * 1024;
+inline constexpr std::size_t mostHeaderBytes = std::size_t { 256 } * 1024;
 
 /// Sends the request and throws the answer's body away.
 ///

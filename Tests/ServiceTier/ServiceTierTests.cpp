@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <condition_variable>
@@ -18,10 +19,9 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
-
-extern char **environ;
 
 namespace {
 
@@ -43,7 +43,7 @@ using Library = std::unique_ptr<void, CloseLibrary>;
 Library openLibrary(const char *path) {
     Library library(::dlopen(path, RTLD_NOW | RTLD_LOCAL));
     if (!library)
-        throw std::runtime_error(::dlerror());
+        throw std::runtime_error(::dlerror()); // NOLINT(concurrency-mt-unsafe): glibc's is one a thread
     return library;
 }
 
@@ -144,6 +144,8 @@ private:
     std::filesystem::path path_;
 };
 
+// No request is in flight while one of these comes or goes.
+// NOLINTBEGIN(concurrency-mt-unsafe)
 class EnvironmentVariable {
 public:
     EnvironmentVariable(const char *name, const char *value)
@@ -168,6 +170,7 @@ private:
     const char *name_;
     std::optional<std::string> old_;
 };
+// NOLINTEND(concurrency-mt-unsafe)
 
 enum class Errors { Shown, Hidden };
 
@@ -185,6 +188,7 @@ public:
         if (errors == Errors::Hidden)
             posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
         std::vector<char *> pointers;
+        pointers.reserve(arguments.size() + 1);
         for (auto &argument : arguments)
             pointers.push_back(argument.data());
         pointers.push_back(nullptr);
@@ -271,7 +275,7 @@ TEST(ServiceTier, AFragmentStaysHome) {
 TEST(ServiceTier, AddsNoHeadersOfItsOwn) {
     const LoopbackServer server(LoopbackServer::answering(200));
     statusOf(server.url("/a"));
-    ASSERT_EQ(server.heads().size(), 1u);
+    ASSERT_EQ(server.heads().size(), 1U);
     EXPECT_EQ(server.heads()[0],
         "GET /a HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.port()) + "\r\nAccept: */*\r\n\r\n");
 }
@@ -280,7 +284,7 @@ TEST(ServiceTier, UsesTheMethodGiven) {
     for (const std::string method : { "GET", "HEAD", "POST", "PUT", "DELETE", "OPTIONS", "ABC" }) {
         const LoopbackServer server(LoopbackServer::answering(200));
         EXPECT_EQ(statusOf(server.url("/a"), method), 200) << method;
-        ASSERT_EQ(server.heads().size(), 1u) << method;
+        ASSERT_EQ(server.heads().size(), 1U) << method;
         EXPECT_EQ(firstLine(server.heads()[0]), method + " /a HTTP/1.1");
     }
 }
@@ -289,14 +293,14 @@ TEST(ServiceTier, RefusesAMethodThatIsNoWord) {
     const LoopbackServer server(LoopbackServer::answering(200));
     for (const std::string method : { "", "get", "GET /other HTTP/1.1\r\nX:", "G T", "M-SEARCH" })
         EXPECT_EQ(statusOf(server.url("/a"), method), std::nullopt) << method;
-    EXPECT_EQ(server.connectionCount(), 0u);
+    EXPECT_EQ(server.connectionCount(), 0U);
 }
 
 TEST(ServiceTier, ParametersAreAppendedToTheQuery) {
     const LoopbackServer server(LoopbackServer::answering(200));
     const Parameters parameters { { "name", "a b&c" }, { "id", "7" } };
     EXPECT_EQ(statusOf(server.url("/a?x=1"), "GET", &parameters), 200);
-    ASSERT_EQ(server.heads().size(), 1u);
+    ASSERT_EQ(server.heads().size(), 1U);
     EXPECT_EQ(firstLine(server.heads()[0]), "GET /a?x=1&id=7&name=a%20b%26c HTTP/1.1");
 }
 
@@ -307,7 +311,7 @@ TEST(ServiceTier, IgnoresNetrc) {
     const EnvironmentVariable homeVariable("HOME", home.path().c_str());
     const LoopbackServer server(LoopbackServer::answering(200));
     EXPECT_EQ(statusOf(server.url("/a")), 200);
-    ASSERT_EQ(server.heads().size(), 1u);
+    ASSERT_EQ(server.heads().size(), 1U);
     EXPECT_EQ(server.heads()[0].find("Authorization"), std::string::npos);
 }
 
@@ -319,7 +323,7 @@ TEST(ServiceTier, KeepsNoCookies) {
     });
     EXPECT_EQ(statusOf(server.url("/first")), 200);
     EXPECT_EQ(statusOf(server.url("/third")), 200);
-    ASSERT_EQ(server.heads().size(), 3u);
+    ASSERT_EQ(server.heads().size(), 3U);
     for (const auto &head : server.heads())
         EXPECT_EQ(head.find("Cookie"), std::string::npos) << head;
 }
@@ -329,11 +333,11 @@ TEST(ServiceTier, TakesTheProxyOfTheEnvironment) {
     const EnvironmentVariable direct("no_proxy", nullptr);
     const EnvironmentVariable variable("http_proxy", proxy.url("").c_str());
     EXPECT_EQ(statusOf("http://gateway.invalid/a/../b?c"), 203);
-    ASSERT_EQ(proxy.heads().size(), 1u);
+    ASSERT_EQ(proxy.heads().size(), 1U);
     EXPECT_EQ(firstLine(proxy.heads()[0]), "GET http://gateway.invalid/a/../b?c HTTP/1.1");
 
     EXPECT_EQ(statusOf("http://gateway.invalid/\xc3\xa9"), 203);
-    ASSERT_EQ(proxy.heads().size(), 2u);
+    ASSERT_EQ(proxy.heads().size(), 2U);
     EXPECT_EQ(firstLine(proxy.heads()[1]), "GET http://gateway.invalid/\xc3\xa9 HTTP/1.1");
 }
 
@@ -344,8 +348,8 @@ TEST(ServiceTier, AHostExemptedFromTheProxyIsReachedDirectly) {
     const EnvironmentVariable variable("http_proxy", proxy.url("").c_str());
     EXPECT_EQ(statusOf(server.url("/a/../b?\xc3\xa9")), 200);
     EXPECT_EQ(statusOf(server.url("/\xc3\xa9")), 200);
-    EXPECT_EQ(proxy.connectionCount(), 0u);
-    ASSERT_EQ(server.heads().size(), 2u);
+    EXPECT_EQ(proxy.connectionCount(), 0U);
+    ASSERT_EQ(server.heads().size(), 2U);
     EXPECT_EQ(firstLine(server.heads()[0]), "GET /a/../b?\xc3\xa9 HTTP/1.1");
     // The one case in which a byte is not sent as it is.
     EXPECT_EQ(firstLine(server.heads()[1]), "GET /%c3%a9 HTTP/1.1");
@@ -357,7 +361,7 @@ TEST(ServiceTier, ReportsTheStatusWhateverItIs) {
     for (const int status : { 200, 204, 304, 400, 401, 404, 407, 500, 503, 599 }) {
         const LoopbackServer server(LoopbackServer::answering(status));
         EXPECT_EQ(statusOf(server.url("/a")), status);
-        EXPECT_EQ(server.heads().size(), 1u) << status;
+        EXPECT_EQ(server.heads().size(), 1U) << status;
     }
 }
 
@@ -399,7 +403,7 @@ TEST(ServiceTier, RefusesWhatIsNoWebAddress) {
              "http://" + place + "with blank", "http://" + place + "a\r\nX: y", "http://" + place + "a\nb",
              "http://" + place + std::string("a\0b", 3), std::string("http://127.0.0.1:99999/") })
         EXPECT_EQ(statusOf(url), std::nullopt) << url;
-    EXPECT_EQ(server.connectionCount(), 0u);
+    EXPECT_EQ(server.connectionCount(), 0U);
 }
 
 TEST(ServiceTier, NoServerGivesNoStatus) {
@@ -414,7 +418,7 @@ TEST(ServiceTier, NoServerGivesNoStatus) {
 TEST(ServiceTier, AResetConnectionGivesNoStatus) {
     const LoopbackServer server([](Connection &connection, const std::string &) { connection.reset(); });
     EXPECT_EQ(statusOf(server.url("/a")), std::nullopt);
-    EXPECT_GE(server.heads().size(), 1u);
+    EXPECT_GE(server.heads().size(), 1U);
 }
 
 TEST(ServiceTier, AnEndWithoutAnAnswerGivesNoStatus) {
@@ -452,7 +456,7 @@ TEST(ServiceTier, FollowsARedirectWithinHttp) {
     const LoopbackServer server(
         LoopbackServer::answering(302, "Location: " + target.url("/x/../y?z=%41") + "\r\n"));
     EXPECT_EQ(statusOf(server.url("/a")), 204);
-    ASSERT_EQ(target.heads().size(), 1u);
+    ASSERT_EQ(target.heads().size(), 1U);
     EXPECT_EQ(firstLine(target.heads()[0]), "GET /x/../y?z=%41 HTTP/1.1");
 }
 
@@ -463,15 +467,15 @@ TEST(ServiceTier, DoesNotFollowToAnotherScheme) {
              "dict" + place, "ws" + place, std::string("http://") }) {
         const LoopbackServer server(LoopbackServer::answering(302, "Location: " + location + "\r\n"));
         EXPECT_EQ(statusOf(server.url("/a")), 302) << location;
-        EXPECT_EQ(server.heads().size(), 1u) << location;
+        EXPECT_EQ(server.heads().size(), 1U) << location;
     }
-    EXPECT_EQ(elsewhere.connectionCount(), 0u);
+    EXPECT_EQ(elsewhere.connectionCount(), 0U);
 }
 
 TEST(ServiceTier, FollowsFiveRedirectsAndNoMore) {
     const LoopbackServer server(LoopbackServer::answering(307, "Location: /again\r\n"));
     EXPECT_EQ(statusOf(server.url("/a")), 307);
-    EXPECT_EQ(server.heads().size(), 6u);
+    EXPECT_EQ(server.heads().size(), 6U);
 }
 
 TEST(ServiceTier, ARedirectIntoNothingGivesNoStatus) {
@@ -487,13 +491,13 @@ TEST(ServiceTier, ARedirectIntoNothingGivesNoStatus) {
 TEST(ServiceTier, RedirectsOfOtherMethodsAreTheAnswer) {
     const LoopbackServer server(LoopbackServer::answering(303, "Location: /b\r\n"));
     EXPECT_EQ(statusOf(server.url("/a"), "POST"), 303);
-    EXPECT_EQ(server.heads().size(), 1u);
+    EXPECT_EQ(server.heads().size(), 1U);
 }
 
 TEST(ServiceTier, OnlyARedirectStatusRedirects) {
     const LoopbackServer server(LoopbackServer::answering(200, "Location: /b\r\n"));
     EXPECT_EQ(statusOf(server.url("/a")), 200);
-    EXPECT_EQ(server.heads().size(), 1u);
+    EXPECT_EQ(server.heads().size(), 1U);
 }
 
 // --- bounds
@@ -513,7 +517,7 @@ TEST(ServiceTier, AnEndlessBodyIsCut) {
     // What goes beyond the plug-in's bound is what the system itself buffers.
     auto count = sent.get_future();
     ASSERT_EQ(count.wait_for(atOnce), std::future_status::ready);
-    EXPECT_LT(count.get(), 64u * 1024 * 1024);
+    EXPECT_LT(count.get(), 64U * 1024 * 1024);
 }
 
 TEST(ServiceTier, EndlessHeadersAreCut) {
@@ -522,14 +526,14 @@ TEST(ServiceTier, EndlessHeadersAreCut) {
         connection.send("HTTP/1.1 200 OK\r\n");
         const std::string header = "X-Filler: " + std::string(1000, 'x') + "\r\n";
         std::size_t count = 0;
-        while (count < 1024 * 1024 * 1024 && connection.send(header))
+        while (count < std::size_t { 1024 } * 1024 * 1024 && connection.send(header))
             count += header.size();
         sent.set_value(count);
     });
     EXPECT_EQ(statusOf(server.url("/a")), 200);
     auto count = sent.get_future();
     ASSERT_EQ(count.wait_for(atOnce), std::future_status::ready);
-    EXPECT_LT(count.get(), 64u * 1024 * 1024);
+    EXPECT_LT(count.get(), 64U * 1024 * 1024);
 }
 
 TEST(ServiceTier, AtMostSixteenRequestsAreInFlight) {
@@ -540,8 +544,7 @@ TEST(ServiceTier, AtMostSixteenRequestsAreInFlight) {
         LoopbackServer::answering(200)(connection, head);
     });
     std::vector<std::shared_ptr<Answer>> answers;
-    for (int index = 0; index < 16; ++index)
-        answers.push_back(start(server.url("/held")));
+    std::generate_n(std::back_inserter(answers), 16, [&server] { return start(server.url("/held")); });
     const auto refused = start(server.url("/refused"));
     EXPECT_EQ(refused->wait(atOnce), std::nullopt);
     for (const auto &answer : answers)
@@ -550,7 +553,7 @@ TEST(ServiceTier, AtMostSixteenRequestsAreInFlight) {
     release.set_value();
     for (const auto &answer : answers)
         EXPECT_EQ(answer->wait(), 200);
-    EXPECT_EQ(server.heads().size(), 16u);
+    EXPECT_EQ(server.heads().size(), 16U);
     EXPECT_EQ(statusOf(server.url("/later")), 200);
 }
 
@@ -643,7 +646,7 @@ int leavePending(const std::string &way, const std::string &url) {
     if (way == "quick_exit")
         std::quick_exit(0);
     if (way == "exit")
-        std::exit(0);
+        std::exit(0); // NOLINT(concurrency-mt-unsafe): this is what is tested
     return 0;
 }
 
@@ -656,7 +659,7 @@ TEST_P(ProcessEnd, IsNotHeldUpByAServerThatNeverAnswers) {
     const auto [time, status] = endOfProcess(GetParam(), server.url("/a"));
     EXPECT_EQ(status, 0);
     EXPECT_LT(time, 5s);
-    EXPECT_EQ(server.heads().size(), 1u);
+    EXPECT_EQ(server.heads().size(), 1U);
 }
 
 TEST_P(ProcessEnd, IsNotHeldUpByATlsGreetingNeverAnswered) {
@@ -666,7 +669,7 @@ TEST_P(ProcessEnd, IsNotHeldUpByATlsGreetingNeverAnswered) {
     const auto [time, status] = endOfProcess(GetParam(), url);
     EXPECT_EQ(status, 0);
     EXPECT_LT(time, 5s);
-    EXPECT_EQ(server.connectionCount(), 1u);
+    EXPECT_EQ(server.connectionCount(), 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, ProcessEnd, testing::Values("quick_exit", "exit", "return"),
@@ -694,7 +697,7 @@ TEST(ServiceTier, TheStubOfASiteAnswersAtOnce) {
 int main(int argc, char **argv) {
     // The tests' servers are reached directly, whatever proxy the machine has.
     for (const char *name : { "http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY" })
-        ::unsetenv(name);
+        ::unsetenv(name); // NOLINT(concurrency-mt-unsafe): there is one thread yet
     if (argc == 4 && std::string(argv[1]) == "--leave-pending")
         return leavePending(argv[2], argv[3]);
     testing::InitGoogleTest(&argc, argv);
