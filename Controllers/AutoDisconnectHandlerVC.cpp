@@ -39,7 +39,7 @@ void AutoDisconnectHandlerVC::setupUI() {
             + payloadDescription(CustomAPPManager::payload) + QStringLiteral("..."));
     applyHeaderBranding(services_.mainBundle, *headerLogoImageView, *headerView, rootView(*this));
     styleOkButton(*okayActionButton);
-    setLogoFromPayload(*headerLogoImageView, logSource, function);
+    setLogoFromPayload(headerLogoImageView, logSource, function);
 
     const bool vpnIsConnected = CustomAPPManager::flag(CustomAPPManager::AutoDisconnectVPNStatus);
     // Two blanks before the value, deliberately.

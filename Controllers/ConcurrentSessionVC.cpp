@@ -50,7 +50,7 @@ void ConcurrentSessionVC::updateLabel() {
     const auto module = notificationText(document, "module");
     headerTextLabel->setStringValue(noticeTitle(notificationText(document, "head"), module));
     textMessageLabel->setStringValue(notificationText(document, "body"));
-    setLogoFromPayload(*headerLogoImageView, logSource, function);
+    setLogoFromPayload(headerLogoImageView, logSource, function);
 }
 
 void ConcurrentSessionVC::applyNoticeStyle() {

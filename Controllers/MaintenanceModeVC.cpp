@@ -50,7 +50,7 @@ void MaintenanceModeVC::setHeaderLogo() {
     logSource.debug(function, QStringLiteral("Web Socket XML : ") + *response);
     // A second time, deliberately.
     textMessageLabel->setStringValue(CustomAPPManager::string(CustomAPPManager::MaintenanceMessageKey));
-    setLogoFromPayload(*headerLogoImageView, logSource, function);
+    setLogoFromPayload(headerLogoImageView, logSource, function);
 }
 
 void MaintenanceModeVC::okAction() { closeAndTerminate(*this, services_.application); }

@@ -29,7 +29,8 @@ void setWindowAlphaFromPayload(NoticeController &controller) {
 LayerView &rootView(NoticeController &controller) {
     auto *view = qobject_cast<LayerView *>(controller.view());
     if (!view)
-        fatalStop(QStringLiteral("%1: the root view has no layer").arg(QLatin1String(controller.className())));
+        fatalStop(
+            QStringLiteral("%1: the root view has no layer").arg(QLatin1String(controller.className())));
     return *view;
 }
 
@@ -56,14 +57,15 @@ QColor vendorWindowBackground() {
     return CustomAPPManager::Vendor == QLatin1String("KORVANE") ? QColor(0, 0, 0) : QColor(30, 34, 52);
 }
 
-void setLogoFromPayload(ImageView &headerLogoImageView, const LogSource &logSource, const char *function) {
+void setLogoFromPayload(
+    const Outlet<ImageView> &headerLogoImageView, const LogSource &logSource, const char *function) {
     const auto bytes = CustomAPPManager::data(CustomAPPManager::HeaderLogoImage);
     if (!bytes)
         return;
     logSource.info(function,
         QStringLiteral("Setting Logo from Zelvik Sase Client ") + QString::number(bytes->size())
             + QStringLiteral(" bytes"));
-    headerLogoImageView.setImage(Image::withData(*bytes));
+    headerLogoImageView->setImage(Image::withData(*bytes));
 }
 
 void terminateAfterDelay(NoticeController &controller, RunLoop &runLoop, Application &application) {

@@ -7,6 +7,8 @@ class ImageView;
 class LayerView;
 class LogSource;
 class NoticeController;
+template <class Object>
+class Outlet;
 class PushButton;
 class RunLoop;
 
@@ -35,8 +37,9 @@ void styleWindow(NoticeController &controller, const QColor &background);
 QColor vendorWindowBackground();
 
 /// Replaces the header's logo with the image in the payload, and logs it, when there is binary data under
-/// "HeaderLogoImage"; bytes that are no image clear the logo.
-void setLogoFromPayload(ImageView &headerLogoImageView, const LogSource &logSource, const char *function);
+/// "HeaderLogoImage"; bytes that are no image clear the logo. Without such data the outlet is not touched.
+void setLogoFromPayload(
+    const Outlet<ImageView> &headerLogoImageView, const LogSource &logSource, const char *function);
 
 /// Ends the application one second from now, the controller being the one who asks. Holds the controller.
 void terminateAfterDelay(NoticeController &controller, RunLoop &runLoop, Application &application);

@@ -39,7 +39,7 @@ void ReAuthHandlerVC::setupUI() {
             + payloadDescription(CustomAPPManager::payload) + QStringLiteral("..."));
     applyHeaderBranding(services_.mainBundle, *headerLogoImageView, *headerView, rootView(*this));
     styleOkButton(*okayActionButton);
-    setLogoFromPayload(*headerLogoImageView, logSource, function);
+    setLogoFromPayload(headerLogoImageView, logSource, function);
     createTimer(countdownSeconds);
 }
 

@@ -60,7 +60,7 @@ void ViewController::parseWebSocketResponse() {
     setWindowAlpha(*this, 1.0);
     logSource.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
     updateNotificationWindow(*response);
-    setLogoFromPayload(*headerLogoImageView, logSource, function);
+    setLogoFromPayload(headerLogoImageView, logSource, function);
 }
 
 void ViewController::updateNotificationWindow(const QString &xmlStr) {
