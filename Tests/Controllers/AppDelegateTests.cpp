@@ -1,0 +1,809 @@
+#include "Controllers/AppDelegate.h"
+
+#include "Controllers/ReAuthHandlerVC.h"
+#include "Support/CustomAPPManager.h"
+#include "Support/Logger.h"
+#include "Tests/Controllers/NoticeTest.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+
+#include <spdlog/spdlog.h>
+
+#include <climits>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr auto logFolders = "/private/var/log";
+
+std::string handlerLine(const char *level, const std::string &text) {
+    return std::string(level) + " [Controllers/AppDelegate setRootVCForSocketMessageType(sender:)] " + text;
+}
+
+std::string infoLine(const char *function, const std::string &text) {
+    return std::string("info [Controllers/AppDelegate ") + function + "] " + text;
+}
+
+std::string timeOutLine(const std::string &text) {
+    return "debug [Controllers/AppDelegate TerminateAppBasedOnTimeOut()] " + text;
+}
+
+const std::string initiatingTimer = infoLine(
+    "applicationDidFinishLaunching(_:)", "Initiating a Timer to Terminate the application automatically.");
+
+/// A log folder's name that no other process uses. The folder goes with it, with those above it that were
+/// not there before.
+class LogFolder {
+public:
+    LogFolder() {
+        for (const char *folder : { "/private", "/private/var", logFolders }) {
+            if (!QDir(QString::fromLatin1(folder)).exists())
+                made_.prepend(QString::fromLatin1(folder));
+        }
+    }
+    ~LogFolder() {
+        QDir(QString::fromLatin1(logFolders) + u'/' + name()).removeRecursively();
+        for (const auto &folder : made_)
+            QDir().rmdir(folder);
+    }
+    LogFolder(const LogFolder &) = delete;
+    LogFolder &operator=(const LogFolder &) = delete;
+
+    static QString name() { return QStringLiteral("notice-agent-tests-%1").arg(getpid()); }
+    static QString file() {
+        return QString::fromLatin1(logFolders) + u'/' + name() + u'/' + name()
+            + QStringLiteral("_Tevanic.log");
+    }
+
+private:
+    QStringList made_;
+};
+
+class AppDelegateTest : public NoticeTest {
+protected:
+    /// Launches with the settings that are there. The log is recorded from the moment of the registration on.
+    void launch() {
+        world.application.setDelegate(&world.delegate);
+        world.journal.whenever(QStringLiteral("observe"), [this] { world.log.attachToCurrentLogger(); });
+        world.delegate.applicationDidFinishLaunching();
+    }
+
+    void launchWithoutSettings() {
+        world.files.removeSettings();
+        launch();
+    }
+};
+
+} // namespace
+
+// Launch
+
+TEST_F(AppDelegateTest, Launch_ObservesThenLogsThenArmsTheTimer) {
+    bool armedBeforeItsRecord = true;
+    world.journal.whenever(
+        QStringLiteral("debug"), [&] { armedBeforeItsRecord = world.runLoop.nextDeadline().has_value(); });
+    launchWithoutSettings();
+    EXPECT_THAT(world.journal.lines(),
+        ElementsAre("observe _socketMessageNotifier", initiatingTimer,
+            timeOutLine("Default APP Termination Time is set to 120")));
+    EXPECT_FALSE(armedBeforeItsRecord);
+    EXPECT_EQ(world.runLoop.nextDeadline(), 120s);
+}
+
+TEST_F(AppDelegateTest, Launch_LoggerAndSettingsAreReadyBeforeTheRegistration) {
+    const LogFolder folder;
+    auto settings = NoticeWorld::settings(QStringLiteral("acme"));
+    settings.insert(QStringLiteral("LogFolderName"), LogFolder::name());
+    world.files.setSettings(settings);
+    bool looked = false;
+    world.journal.whenever(QStringLiteral("observe"), [&] {
+        looked = true;
+        EXPECT_EQ(CustomAPPManager::Vendor, "acme");
+        EXPECT_EQ(CustomAPPManager::logFilePath, LogFolder::file());
+        ASSERT_NE(Logger::current(), nullptr);
+        EXPECT_EQ(Logger::current()->name(), "WebSocketNotificationLog");
+        EXPECT_EQ(Logger::current(), spdlog::get("WebSocketNotificationLog"));
+        EXPECT_EQ(Logger::current()->level(), spdlog::level::debug);
+    });
+    launch();
+    EXPECT_TRUE(looked);
+}
+
+TEST_F(AppDelegateTest, Launch_LetsGoOfEveryLoggerOfBefore) {
+    const std::weak_ptr<spdlog::logger> before = Logger::current();
+    spdlog::register_logger(std::make_shared<spdlog::logger>("another"));
+    ASSERT_FALSE(before.expired());
+    launchWithoutSettings();
+    EXPECT_TRUE(before.expired());
+    EXPECT_EQ(spdlog::get("another"), nullptr);
+    EXPECT_NE(Logger::current(), nullptr);
+}
+
+TEST_F(AppDelegateTest, Launch_LogFileHasDateLevelAndMessageInItsLines) {
+    const LogFolder folder;
+    auto settings = NoticeWorld::settings();
+    settings.insert(QStringLiteral("LogFolderName"), LogFolder::name());
+    world.files.setSettings(settings);
+    launch();
+    QFile file(LogFolder::file());
+    if (!file.open(QIODevice::ReadOnly))
+        GTEST_SKIP() << "no right to write below " << logFolders;
+    const auto lines = QString::fromUtf8(file.readAll()).split(u'\n');
+    ASSERT_EQ(lines.size(), 3); // the last one is empty
+    EXPECT_TRUE(lines[0].endsWith(
+        QStringLiteral(" [info] : Initiating a Timer to Terminate the application automatically.")));
+    EXPECT_TRUE(lines[1].endsWith(QStringLiteral(" [debug] : Default APP Termination Time is set to 120")));
+    for (int line = 0; line < 2; ++line)
+        EXPECT_TRUE(QDateTime::fromString(
+            lines[line].section(QStringLiteral(" ["), 0, 0), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"))
+                        .isValid())
+            << lines[line].toStdString();
+}
+
+TEST_F(AppDelegateTest, Launch_LogFolderNameGivesTheNotificationsName) {
+    const LogFolder folder;
+    auto settings = NoticeWorld::settings();
+    settings.insert(QStringLiteral("LogFolderName"), LogFolder::name());
+    world.files.setSettings(settings);
+    launch();
+    EXPECT_EQ(world.notificationCenter.observedNames(),
+        QStringList { LogFolder::name() + QStringLiteral("_socketMessageNotifier") });
+}
+
+TEST_F(AppDelegateTest, Launch_WithoutSettingsHasNoPrefixAndALoggerWithoutAFile) {
+    launchWithoutSettings();
+    EXPECT_EQ(world.notificationCenter.observedNames(), QStringList { "_socketMessageNotifier" });
+    EXPECT_EQ(CustomAPPManager::logFilePath, "");
+    ASSERT_NE(Logger::current(), nullptr);
+    EXPECT_EQ(Logger::current()->sinks().size(), 1U); // the test's own
+    world.receive(reAuthMessage());
+    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
+}
+
+TEST_F(AppDelegateTest, SecureRestorableStateIsSupported) {
+    EXPECT_TRUE(world.delegate.applicationSupportsSecureRestorableState());
+}
+
+// The end
+
+TEST_F(AppDelegateTest, TimeOut_EndsTheApplicationWhenItIsUp) {
+    const struct {
+        QVariant value;
+        qint64 seconds;
+    } rows[] {
+        { QVariant(), 120 },
+        { 30, 30 },
+        { 1, 1 },
+        { 86400, 86400 },
+        { 4000000, 4000000 }, // past a 32-bit count of milliseconds
+        { QStringLiteral("30"), 120 },
+        { 30.5, 120 },
+        { QByteArray("30"), 120 },
+        { QVariantList { 30 }, 120 },
+        { QVariantMap { { QStringLiteral("a"), 30 } }, 120 },
+        { QDateTime::fromSecsSinceEpoch(30), 120 },
+        { 18446744073709551615ULL, 120 },
+    };
+    for (const auto &row : rows) {
+        NoticeWorld each;
+        each.files.removeSettings();
+        if (row.value.isValid())
+            each.files.setInfo({ { QStringLiteral("Default_App_Timeout"), row.value } });
+        each.application.setDelegate(&each.delegate);
+        each.journal.whenever(QStringLiteral("observe"), [&] { each.log.attachToCurrentLogger(); });
+        each.delegate.applicationDidFinishLaunching();
+
+        const auto number = std::to_string(row.seconds);
+        EXPECT_EQ(
+            each.journal.lines().back(), timeOutLine("Default APP Termination Time is set to " + number));
+        each.journal.clear();
+        each.runLoop.advance(std::chrono::seconds(row.seconds) - 1ms);
+        EXPECT_THAT(each.journal.lines(), IsEmpty());
+        each.runLoop.advance(1ms);
+        EXPECT_THAT(each.journal.lines(),
+            ElementsAre(timeOutLine("Terminating Web Socket App after " + number + " Seconds."),
+                "terminate by AppDelegate", "unobserve _socketMessageNotifier"));
+        ASSERT_EQ(each.application.terminations().size(), 1U);
+        EXPECT_EQ(each.application.terminations()[0].sender, &each.delegate);
+        EXPECT_EQ(each.runLoop.nextDeadline(), std::nullopt);
+    }
+}
+
+TEST_F(AppDelegateTest, TimeOut_OfZeroOrLessEndsTheApplicationRightAfterTheLaunch) {
+    for (const qint64 value : { qint64(0), qint64(-5), std::numeric_limits<qint64>::min() }) {
+        NoticeWorld each;
+        each.files.removeSettings();
+        each.files.setInfo({ { QStringLiteral("Default_App_Timeout"), value } });
+        each.journal.whenever(QStringLiteral("observe"), [&] { each.log.attachToCurrentLogger(); });
+        each.delegate.applicationDidFinishLaunching();
+        EXPECT_THAT(each.application.terminations(), IsEmpty()); // not within the launch
+        each.runLoop.advance(1ms);
+        EXPECT_EQ(each.application.terminations().size(), 1U);
+        EXPECT_THAT(each.journal.lines(),
+            testing::Contains(
+                timeOutLine("Terminating Web Socket App after " + std::to_string(value) + " Seconds.")));
+    }
+}
+
+TEST_F(AppDelegateTest, TimeOut_TheLongestIsNotUpInFiftyYears) {
+    world.files.setInfo({ { QStringLiteral("Default_App_Timeout"), std::numeric_limits<qint64>::max() } });
+    launchWithoutSettings();
+    EXPECT_EQ(world.journal.lines().back(),
+        timeOutLine("Default APP Termination Time is set to 9223372036854775807"));
+    world.runLoop.advance(24h * 365 * 50);
+    EXPECT_THAT(world.application.terminations(), IsEmpty());
+}
+
+TEST_F(AppDelegateTest, TimeOut_IsNotPutOffByAMessage) {
+    launchWithoutSettings();
+    world.runLoop.advance(119s);
+    world.receive(reAuthMessage());
+    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
+    world.runLoop.advance(1s - 1ms);
+    EXPECT_THAT(world.application.terminations(), IsEmpty());
+    world.runLoop.advance(1ms);
+    ASSERT_EQ(world.application.terminations().size(), 1U);
+    EXPECT_EQ(world.application.terminations()[0].sender, &world.delegate);
+}
+
+TEST_F(AppDelegateTest, TimeOut_IsReadOnceAtTheLaunch) {
+    launchWithoutSettings();
+    world.files.setInfo({ { QStringLiteral("Default_App_Timeout"), 5 } });
+    world.receive(maintenanceMessage());
+    world.runLoop.advance(120s - 1ms);
+    EXPECT_THAT(world.application.terminations(), IsEmpty());
+}
+
+TEST_F(AppDelegateTest, TimeOut_WorksWithoutALogger) {
+    const WithoutLogger none(world);
+    world.delegate.TerminateAppBasedOnTimeOut();
+    world.runLoop.advance(120s);
+    EXPECT_EQ(world.application.terminations().size(), 1U);
+}
+
+TEST_F(AppDelegateTest, WillTerminate_EndsTheObservationUnderTheNameOfTheLaunch) {
+    const LogFolder folder;
+    auto settings = NoticeWorld::settings();
+    settings.insert(QStringLiteral("LogFolderName"), LogFolder::name());
+    world.files.setSettings(settings);
+    launch();
+    // Another name by now, which neither moves the observation nor confuses its end.
+    world.files.setSettings(NoticeWorld::settings());
+    world.receive(maintenanceMessage());
+    ASSERT_EQ(CustomAPPManager::LogFolderName, "zelvik");
+    EXPECT_EQ(world.notificationCenter.observedNames(),
+        QStringList { LogFolder::name() + QStringLiteral("_socketMessageNotifier") });
+    world.delegate.applicationWillTerminate();
+    EXPECT_TRUE(world.notificationCenter.observedNames().isEmpty());
+}
+
+TEST_F(AppDelegateTest, WillTerminate_AMessageOnItsWayIsNotHandledAnyMore) {
+    launchWithoutSettings();
+    world.notificationCenter.postNotificationName(
+        QStringLiteral("_socketMessageNotifier"), {}, QVariantMap(reAuthMessage()));
+    world.delegate.applicationWillTerminate();
+    world.runLoop.settle();
+    EXPECT_EQ(world.window.content(), "");
+}
+
+// A message
+
+TEST_F(AppDelegateTest, Message_OfAnySenderIsHandled) {
+    launchWithoutSettings();
+    world.notificationCenter.postNotificationName(QStringLiteral("_socketMessageNotifier"),
+        QStringLiteral("some sender"), QVariantMap(reAuthMessage()));
+    world.runLoop.settle();
+    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
+}
+
+TEST_F(AppDelegateTest, Message_OfAnotherNameIsNot) {
+    launchWithoutSettings();
+    world.notificationCenter.postNotificationName(
+        QStringLiteral("zelvik_socketMessageNotifier"), {}, QVariantMap(reAuthMessage()));
+    world.runLoop.settle();
+    EXPECT_EQ(world.window.content(), "");
+}
+
+TEST_F(AppDelegateTest, Message_ReloadsSettingsThenLogsThenReplacesThePayloadThenSwitchesTheLanguage) {
+    world.launch();
+    world.files.addStrings(QStringLiteral("en"), { { "Attention", "English" } });
+    world.files.addStrings(QStringLiteral("de"), { { "Attention", "German" } });
+    world.receive(emptyMessage().with("old", 1).withLanguage(QStringLiteral("de")));
+    const auto attention
+        = [this] { return world.mainBundle.localizedStringForKey(QStringLiteral("Attention"), {}, {}); };
+    const auto holds
+        = [](const char *key) { return CustomAPPManager::payload.contains(QString::fromLatin1(key)); };
+    world.files.setSettings(NoticeWorld::settings(QStringLiteral("reloaded")));
+
+    int looked = 0;
+    const auto handler = QStringLiteral("[Controllers/AppDelegate setRootVCForSocketMessageType(sender:)] ");
+    world.journal.whenever(QStringLiteral("info ") + handler + QStringLiteral("Message received"), [&] {
+        ++looked;
+        EXPECT_EQ(CustomAPPManager::Vendor, "reloaded");
+        EXPECT_TRUE(holds("old"));
+    });
+    world.journal.whenever(QStringLiteral("debug ") + handler + QStringLiteral("Message from"), [&] {
+        ++looked;
+        EXPECT_TRUE(holds("old"));
+        EXPECT_FALSE(holds("new"));
+    });
+    world.journal.whenever(QStringLiteral("info ") + handler + QStringLiteral("Bundle Language"), [&] {
+        ++looked;
+        EXPECT_FALSE(holds("old"));
+        EXPECT_TRUE(holds("new"));
+        EXPECT_EQ(attention(), "German");
+    });
+    world.journal.whenever(QStringLiteral("info ") + handler + QStringLiteral("Initiating"), [&] {
+        ++looked;
+        EXPECT_EQ(attention(), "English");
+    });
+    world.receive(maintenanceMessage().with("new", 1));
+    EXPECT_EQ(looked, 4);
+}
+
+TEST_F(AppDelegateTest, Message_WithoutUserInfoIsNilInTheLogAndAnEmptyPayload) {
+    world.launch();
+    world.receive(emptyMessage().with("old", 1));
+    world.journal.clear();
+    world.delegate.setRootVCForSocketMessageType({ QStringLiteral("any"), {}, std::nullopt });
+    EXPECT_THAT(world.journal.lines(),
+        ElementsAre(handlerLine("info", "Message received from Main APP."),
+            // The line feed and the blank behind it are part of the text.
+            handlerLine("debug", "Message from Sase Client APP: \n nil"),
+            handlerLine("info", "Bundle Language View en")));
+    EXPECT_TRUE(CustomAPPManager::payload.isEmpty());
+}
+
+TEST_F(AppDelegateTest, Message_UserInfoIsPrintedReadably) {
+    world.launch();
+    world.receive(emptyMessage()
+                      .with("a text", QStringLiteral("wörd"))
+                      .with("a flag", true)
+                      .with("a number", 42)
+                      .with("some data", QByteArray(1000, 'x')));
+    ASSERT_EQ(lines("debug").size(), 1U);
+    EXPECT_THAT(lines("debug")[0],
+        AllOf(StartsWith(handlerLine("debug", "Message from Sase Client APP: \n ")), HasSubstr("a text"),
+            HasSubstr("wörd"), HasSubstr("a flag"), HasSubstr("true"), HasSubstr("a number"), HasSubstr("42"),
+            HasSubstr("some data"), HasSubstr("1000 bytes")));
+}
+
+TEST_F(AppDelegateTest, Message_WithoutFlagsAndResponseReplacesPayloadAndLanguageAndShowsNothing) {
+    world.launch();
+    world.files.addStrings(QStringLiteral("de"), { { "Attention", "German" } });
+    world.receive(reAuthMessage());
+    const auto content = world.window.contentViewController();
+    for (const QVariant &response :
+        { QVariant(), QVariant(5), QVariant(true), QVariant(QByteArray("<a/>")) }) {
+        auto message = emptyMessage().withLanguage(QStringLiteral("de"));
+        if (response.isValid())
+            message.with("webSocketResponse", response);
+        world.journal.clear();
+        world.receive(message);
+        EXPECT_EQ(world.journal.lines().back(), handlerLine("info", "Bundle Language View de"));
+        EXPECT_THAT(lines("window"), IsEmpty());
+        EXPECT_EQ(world.window.contentViewController(), content);
+        EXPECT_EQ(CustomAPPManager::payload, QVariantMap(message));
+        EXPECT_EQ(world.mainBundle.localizedStringForKey(QStringLiteral("Attention"), {}, {}), "German");
+    }
+    EXPECT_THAT(world.application.terminations(), IsEmpty());
+}
+
+TEST_F(AppDelegateTest, Settings_AreReloadedAtEveryMessageForTheNextNotice) {
+    world.launch();
+    world.receive(casbMessage());
+    EXPECT_EQ(world.window.backgroundColor(), QColor(30, 34, 52));
+    world.files.setSettings(NoticeWorld::settings(QStringLiteral("KORVANE")));
+    world.receive(casbMessage());
+    EXPECT_EQ(world.window.backgroundColor(), QColor(0, 0, 0));
+    world.files.removeSettings(); // what is gone leaves the values as they are
+    world.receive(casbMessage());
+    EXPECT_EQ(world.window.backgroundColor(), QColor(0, 0, 0));
+    EXPECT_EQ(CustomAPPManager::AppLogo, "brandLogo");
+}
+
+TEST_F(AppDelegateTest, Settings_ReloadedChangeTheLogFilesPathAndNothingElseOfTheLog) {
+    world.launch();
+    const auto logger = Logger::current();
+    auto settings = NoticeWorld::settings();
+    settings.insert(QStringLiteral("LogFolderName"), QStringLiteral("acme"));
+    world.files.setSettings(settings);
+    world.receive(maintenanceMessage());
+    EXPECT_EQ(CustomAPPManager::logFilePath, "/private/var/log/acme/acme_Tevanic.log");
+    EXPECT_EQ(Logger::current(), logger);
+}
+
+// Language
+
+TEST_F(AppDelegateTest, Language_IsTheMessagesOrEnglish) {
+    world.files.addStrings(QStringLiteral("en"), { { "Attention", "English" } });
+    world.files.addStrings(QStringLiteral("fr"), { { "Attention", "French" } });
+    world.files.addStrings(QStringLiteral("it"), { { "Attention", "Italian" } });
+    world.files.setPreferredLanguages({ QStringLiteral("it") });
+    world.launch();
+    const auto attention
+        = [this] { return world.mainBundle.localizedStringForKey(QStringLiteral("Attention"), {}, {}); };
+    EXPECT_EQ(attention(), "Italian"); // the user's own before the first message
+
+    const struct {
+        QVariant language;
+        const char *code;
+        const char *text;
+    } rows[] {
+        { QStringLiteral("fr"), "fr", "French" },
+        { QVariant(), "en", "English" }, // neither the one of before nor the user's own
+        { QStringLiteral("fr"), "fr", "French" },
+        { 5, "en", "English" },
+        { true, "en", "English" },
+        { QByteArray("fr"), "en", "English" },
+        { QStringLiteral("xx"), "xx", "Italian" }, // no such folder: the user's own
+        { QString(), "", "Italian" },
+        { QStringLiteral("../fr"), "../fr", "Italian" },
+        { QStringLiteral("fr "), "fr ", "Italian" },
+    };
+    for (const auto &row : rows) {
+        auto message = maintenanceMessage();
+        if (row.language.isValid())
+            message.with("webSocketappLanguageKey", row.language);
+        world.journal.clear();
+        world.receive(message);
+        EXPECT_EQ(count(handlerLine("info", std::string("Bundle Language View ") + row.code)), 1) << row.code;
+        EXPECT_EQ(attention(), row.text) << row.code;
+    }
+}
+
+TEST_F(AppDelegateTest, Language_AndPayloadAreInForceWhenTheNoticeAppears) {
+    world.files.addStrings(QStringLiteral("fr"), { { "VPN Disconnected", "VPN coupé" } });
+    world.files.addStrings(QStringLiteral("fr"), { { "OK", "D'accord" } }, QStringLiteral("Main"));
+    world.launch();
+    world.receive(autoDisconnectMessage()
+                      .without("AutoDisconnectVPNStatus")
+                      .with("AutoDisconnectMessageKey", QStringLiteral("Fini."))
+                      .withLanguage(QStringLiteral("fr")));
+    auto *view = world.window.contentViewController()->view();
+    EXPECT_EQ(view->findChild<TextField *>(QStringLiteral("headerLabel"))->stringValue(), "VPN coupé");
+    EXPECT_EQ(view->findChild<TextField *>(QStringLiteral("policyDisconnectLabel"))->stringValue(), "Fini.");
+    EXPECT_EQ(view->findChild<PushButton *>(QStringLiteral("okayAction"))->text(), "D'accord");
+}
+
+// Routing
+
+TEST_F(AppDelegateTest, Routing_TheFirstTrueFlagCountsInTheFixedOrder) {
+    const char *flags[] { "WebSocketType", "AutoDisconnectWebSocketType", "WebSocketReAuthType",
+        "WebSocketAdminDisconnect" };
+    const char *contents[] { "MaintenanceModeVC", "AutoDisconnectHandlerVC", "ReAuthHandlerVC",
+        "ConcurrentSessionVC", "ViewController" };
+    world.launch();
+    for (unsigned set = 0; set < 16; ++set) {
+        auto message = emptyMessage().withResponse(casbMessage().document());
+        unsigned first = 4;
+        for (unsigned flag = 4; flag-- > 0;) {
+            const bool isSet = (set >> flag) & 1U;
+            message.with(flags[flag], isSet); // a false one is as good as none
+            if (isSet)
+                first = flag;
+        }
+        world.journal.clear();
+        world.receive(message);
+        EXPECT_EQ(world.window.content(), contents[first]) << set;
+        EXPECT_EQ(lines("window content").size(), 1U) << set;
+        EXPECT_EQ(lines(handlerLine("info", "Initiating ")).size(), 1U) << set;
+    }
+}
+
+TEST_F(AppDelegateTest, Routing_AFlagOfAnotherTypeIsFalse) {
+    world.launch();
+    const QVariant values[] { QStringLiteral("true"), QStringLiteral("1"), QByteArray("true"),
+        QDateTime::currentDateTimeUtc(), QVariantList { true },
+        QVariantMap { { QStringLiteral("a"), true } } };
+    for (const char *flag : { "WebSocketType", "AutoDisconnectWebSocketType", "WebSocketReAuthType",
+             "WebSocketAdminDisconnect" }) {
+        for (const auto &value : values) {
+            world.journal.clear();
+            world.receive(emptyMessage().with(flag, value));
+            EXPECT_THAT(lines("window"), IsEmpty()) << flag << ' ' << value.typeName();
+            EXPECT_EQ(world.journal.lines().back(), handlerLine("info", "Bundle Language View en"));
+        }
+    }
+    world.receive(casbMessage().with("WebSocketType", QStringLiteral("true")));
+    EXPECT_EQ(world.window.content(), "ViewController");
+}
+
+TEST_F(AppDelegateTest, Routing_AFlagMessageNeedsNoXml) {
+    for (const char *flag : { "WebSocketType", "AutoDisconnectWebSocketType", "WebSocketReAuthType",
+             "WebSocketAdminDisconnect" }) {
+        NoticeWorld each;
+        each.launch();
+        each.receive(emptyMessage().with(flag, true).withResponse(QStringLiteral("<no XML")));
+        EXPECT_NE(each.window.content(), "") << flag;
+        EXPECT_THAT(each.application.terminations(), IsEmpty()) << flag;
+        EXPECT_THAT(each.journal.linesBeginningWith("error"), IsEmpty()) << flag;
+    }
+}
+
+TEST_F(AppDelegateTest, Casb_TextThatIsNoXmlIsAnErrorAndEndsTheApplicationWithoutAWindow) {
+    for (const char *text :
+        { "", " ", "plain text", "<a>", "<a></b>", "<a/><b/>", "<a attribute=1/>", "<a>&b;</a>" }) {
+        NoticeWorld each;
+        each.launch();
+        each.receive(emptyMessage().withResponse(QString::fromLatin1(text)));
+        const auto &all = each.journal.lines();
+        ASSERT_GE(all.size(), 4U);
+        EXPECT_THAT(std::vector(all.begin() + 2, all.end()),
+            ElementsAre(handlerLine("info", "Bundle Language View en"),
+                handlerLine("error", std::string("Unable to parse xml string : ") + text),
+                "terminate by AppDelegate", "unobserve _socketMessageNotifier"))
+            << text;
+        EXPECT_EQ(each.application.terminations()[0].sender, &each.delegate);
+    }
+}
+
+TEST_F(AppDelegateTest, Casb_AnyWellFormedTextIsShown) {
+    for (const char *text : { "<a/>", "<?xml version=\"1.0\"?><other>x</other>",
+             "<zelvik-secure-access><notifications/></zelvik-secure-access>" }) {
+        NoticeWorld each;
+        each.launch();
+        each.receive(emptyMessage().withResponse(QString::fromLatin1(text)));
+        EXPECT_EQ(each.window.content(), "ViewController") << text;
+        EXPECT_EQ(each.window.alphaValue(), 1.0);
+        EXPECT_THAT(each.application.terminations(), IsEmpty());
+    }
+}
+
+// Installing: the whole of each way, from the message to the window.
+
+namespace {
+
+/// The handler's first records of a message in English.
+std::vector<std::string> withBeginning(const Journal &journal, std::vector<std::string> rest) {
+    std::vector<std::string> all { handlerLine("info", "Message received from Main APP."),
+        journal.lines().size() > 1 ? journal.lines()[1] : "",
+        handlerLine("info", "Bundle Language View en") };
+    all.insert(all.end(), rest.begin(), rest.end());
+    return all;
+}
+
+} // namespace
+
+TEST_F(AppDelegateTest, Install_MaintenanceSetsTheContentFirst) {
+    world.launch();
+    world.receive(maintenanceMessage());
+    EXPECT_EQ(world.journal.lines(),
+        withBeginning(world.journal,
+            { handlerLine("info", "Initiating Maintenance Mode View.."),
+                infoLine(
+                    "initializeRootVC()", "Web Socket Notification Type : Maintenance Mode Notification..."),
+                "window content MaintenanceModeVC", "window alpha 1.0", "window title bar transparent",
+                "window background #ff1e2234", "window level 3", "window alpha 1.0" }));
+}
+
+TEST_F(AppDelegateTest, Install_AutoDisconnectSetsTheContentFirst) {
+    world.launch();
+    world.receive(autoDisconnectMessage());
+    auto all = world.journal.lines();
+    ASSERT_EQ(all.size(), 11U);
+    EXPECT_THAT(all[7], StartsWith("debug [Controllers/AutoDisconnectHandlerVC setupUI()]"));
+    all.erase(all.begin() + 7);
+    EXPECT_EQ(all,
+        withBeginning(world.journal,
+            { handlerLine("info", "Initiating Auto Disconnect Mode View.."),
+                infoLine("initializeAutoDisconnectRootVC()",
+                    "Web Socket Notification Type : Auto Disconnect Notification..."),
+                "window content AutoDisconnectHandlerVC", "window alpha 1.0",
+                "info [Controllers/AutoDisconnectHandlerVC setupUI()] VPN Connection Status :  true",
+                "window level 3", "window alpha 1.0" }));
+}
+
+// Deliberate: the record of the activity notice.
+TEST_F(AppDelegateTest, Install_ReAuthSetsTheContentLastAndLogsTheCasbText) {
+    world.launch();
+    world.receive(reAuthMessage());
+    auto all = world.journal.lines();
+    ASSERT_EQ(all.size(), 11U);
+    EXPECT_THAT(all[9], StartsWith("debug [Controllers/ReAuthHandlerVC setupUI()]"));
+    all.erase(all.begin() + 9);
+    EXPECT_EQ(all,
+        withBeginning(world.journal,
+            { handlerLine("info", "Initiating ReAuth Mode.."),
+                infoLine("intializeReAuthVC()", "CASB Socket Notification Type : CASB Mode Notification..."),
+                "window level 3", "window alpha 1.0", "window content ReAuthHandlerVC", "window alpha 1.0",
+                "window cursor rectangles of the content" }));
+}
+
+TEST_F(AppDelegateTest, Install_ConcurrentSessionSetsTheContentLast) {
+    world.launch();
+    const auto message = concurrentSessionMessage();
+    world.receive(message);
+    EXPECT_EQ(world.journal.lines(),
+        withBeginning(world.journal,
+            { handlerLine("info", "Initiating Concurrent session view.."),
+                infoLine("intializeConcurrentSessionVC()", "Concurrent Session Notification Type..."),
+                "window level 3", "window alpha 1.0", "window content ConcurrentSessionVC",
+                "window alpha 1.0", "window alpha 1.0",
+                "info [Controllers/ConcurrentSessionVC updateLabel()] Response received from Zelvik Sase "
+                "Client...",
+                "debug [Controllers/ConcurrentSessionVC updateLabel()] Parsing websocket response: "
+                    + message.document().toStdString(),
+                "window title bar transparent", "window background #ff1e2234",
+                "window cursor rectangles of the content" }));
+}
+
+TEST_F(AppDelegateTest, Install_CasbSetsTheContentLastAndParsesTwice) {
+    world.launch();
+    const auto message = casbMessage();
+    const auto xml = message.document().toStdString();
+    world.receive(message);
+    EXPECT_EQ(world.journal.lines(),
+        withBeginning(world.journal,
+            { handlerLine("debug", "Parsing websocket response: " + xml),
+                handlerLine("info", "Initiating CASB View.."),
+                infoLine("intializeCASBVC()", "CASB Socket Notification Type : CASB Mode Notification..."),
+                "window level 3", "window alpha 1.0", "window content ViewController", "window alpha 1.0",
+                "window title bar transparent",
+                "info [Controllers/ViewController changeToolbarTitle()] Vendor is zelvik", "print zelvik",
+                "window background #ff1e2234", "window alpha 1.0",
+                "info [Controllers/ViewController parseWebSocketResponse()] Response received from Zelvik "
+                "Sase Client...",
+                "debug [Controllers/ViewController updateNotificationWindow(xmlStr:)] Parsing websocket "
+                "response: "
+                    + xml,
+                "window cursor rectangles of the content",
+                "info [Controllers/ViewController setupView(data:)] Parsing successful, Creating Timer "
+                "Instance to update Auto Close UI",
+                "window alpha 1.0", "window key and front", "window level 3" }));
+}
+
+// Variant A shows the window after the notice has appeared: it overrules the transparent appearance.
+TEST_F(AppDelegateTest, Install_FlagsOfTwoNoticesDecideOnTheAlphaByTheVariant) {
+    world.launch();
+    world.receive(maintenanceMessage().with("WebSocketReAuthType", true));
+    EXPECT_EQ(world.window.content(), "MaintenanceModeVC");
+    EXPECT_EQ(world.window.alphaValue(), 1.0);
+}
+
+TEST_F(AppDelegateTest, Install_WithoutAWindowDropsTheNoticeBehindItsRecord) {
+    world.launch();
+    world.application.setWindows({});
+    std::weak_ptr<NoticeController> made;
+    Storyboard storyboard(world.mainBundle, QStringLiteral("Main"));
+    storyboard.addScene(QStringLiteral("ReAuthHandlerVC"), [&] {
+        auto controller
+            = world.storyboard.instantiateControllerWithIdentifier(QStringLiteral("ReAuthHandlerVC"));
+        world.journal.add(QStringLiteral("instantiate"));
+        made = controller;
+        return controller;
+    });
+    AppDelegate delegate(
+        world.application, world.runLoop, world.mainBundle, storyboard, world.notificationCenter);
+    delegate.setRootVCForSocketMessageType({ {}, {}, QVariantMap(reAuthMessage()) });
+    EXPECT_EQ(world.journal.lines(),
+        withBeginning(world.journal,
+            { handlerLine("info", "Initiating ReAuth Mode.."),
+                infoLine("intializeReAuthVC()", "CASB Socket Notification Type : CASB Mode Notification..."),
+                "instantiate" }));
+    EXPECT_TRUE(made.expired());
+    EXPECT_EQ(world.runLoop.nextDeadline(), 120s); // the application's own alone
+}
+
+TEST_F(AppDelegateTest, Install_AfterTheWindowWasClosedEveryNoticeIsDropped) {
+    world.launch();
+    world.receive(reAuthMessage());
+    world.application.setWindows({});
+    const QVariantMap messages[] { maintenanceMessage(), autoDisconnectMessage(), reAuthMessage(),
+        concurrentSessionMessage(), casbMessage() };
+    for (const auto &message : messages) {
+        world.journal.clear();
+        world.receive(message);
+        EXPECT_THAT(lines("window"), IsEmpty());
+        EXPECT_EQ(CustomAPPManager::payload, message);
+    }
+    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
+    EXPECT_THAT(world.application.terminations(), IsEmpty());
+}
+
+TEST_F(AppDelegateTest, Install_UsesTheFirstWindow) {
+    world.launch();
+    FakeNoticeWindow other(world.journal, QStringLiteral("other"));
+    world.application.setWindows({ &world.window, &other });
+    world.receive(maintenanceMessage());
+    EXPECT_EQ(world.window.content(), "MaintenanceModeVC");
+    EXPECT_THAT(lines("other"), IsEmpty());
+}
+
+TEST_F(AppDelegateTest, Install_AControllerThatIsInAWindowAlreadyHasThatOneShownFirst) {
+    world.launch();
+    FakeNoticeWindow other(world.journal, QStringLiteral("other"));
+    CustomAPPManager::payload = reAuthMessage();
+    const auto controller
+        = world.storyboard.instantiateControllerWithIdentifier(QStringLiteral("ReAuthHandlerVC"));
+    other.setContentViewController(controller);
+    Storyboard storyboard(world.mainBundle, QStringLiteral("Main"));
+    storyboard.addScene(QStringLiteral("ReAuthHandlerVC"), [&] { return controller; });
+    AppDelegate delegate(
+        world.application, world.runLoop, world.mainBundle, storyboard, world.notificationCenter);
+    world.journal.clear();
+    delegate.intializeReAuthVC();
+    const auto &all = world.journal.lines();
+    ASSERT_GE(all.size(), 3U);
+    EXPECT_EQ(all[1], "other alpha 1.0");
+    EXPECT_EQ(all[2], "window level 3");
+}
+
+TEST_F(AppDelegateTest, Message_WithoutALoggerIsHandledAllTheSame) {
+    world.launch();
+    const WithoutLogger none(world);
+    const std::pair<QVariantMap, const char *> rows[] { { maintenanceMessage(), "MaintenanceModeVC" },
+        { autoDisconnectMessage(), "AutoDisconnectHandlerVC" }, { reAuthMessage(), "ReAuthHandlerVC" },
+        { concurrentSessionMessage(), "ConcurrentSessionVC" }, { casbMessage(), "ViewController" } };
+    for (const auto &[message, content] : rows) {
+        world.receive(message);
+        EXPECT_EQ(world.window.content(), content);
+    }
+    world.receive(emptyMessage().withResponse(QStringLiteral("<no XML")));
+    EXPECT_EQ(world.application.terminations().size(), 1U);
+    EXPECT_THAT(world.log.records(), IsEmpty());
+}
+
+// Fatal stops
+
+namespace {
+
+[[noreturn]] void receiveOver(const QVariantMap &message, const char *lacking, const char *instead) {
+    NoticeWorld world;
+    Storyboard storyboard(world.mainBundle, QStringLiteral("Main"));
+    for (const char *identifier : { "MaintenanceModeVC", "AutoDisconnectHandlerVC", "ReAuthHandlerVC",
+             "ConcurrentSessionVC", "ViewController" }) {
+        const bool isLacking = std::string(identifier) == lacking;
+        if (isLacking && !instead)
+            continue;
+        storyboard.addScene(
+            QString::fromLatin1(identifier), [&world, scene = isLacking ? instead : identifier] {
+                return world.storyboard.instantiateControllerWithIdentifier(QString::fromLatin1(scene));
+            });
+    }
+    AppDelegate delegate(
+        world.application, world.runLoop, world.mainBundle, storyboard, world.notificationCenter);
+    // Without a window too: the controller comes first.
+    world.application.setWindows({});
+    delegate.setRootVCForSocketMessageType({ {}, {}, message });
+    std::_Exit(0);
+}
+
+struct DeathRow {
+    QVariantMap message;
+    const char *identifier;
+    const char *instead;
+};
+
+std::vector<DeathRow> deathRows() {
+    return { { maintenanceMessage(), "MaintenanceModeVC", "ConcurrentSessionVC" },
+        { autoDisconnectMessage(), "AutoDisconnectHandlerVC", "ReAuthHandlerVC" },
+        { reAuthMessage(), "ReAuthHandlerVC", "AutoDisconnectHandlerVC" },
+        { concurrentSessionMessage(), "ConcurrentSessionVC", "MaintenanceModeVC" },
+        { casbMessage(), "ViewController", "MaintenanceModeVC" } };
+}
+
+} // namespace
+
+TEST(AppDelegateDeathTest, Install_AMissingSceneStopsTheProcess) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    for (const auto &row : deathRows())
+        EXPECT_EXIT(receiveOver(row.message, row.identifier, nullptr), testing::KilledBySignal(SIGABRT),
+            std::string("NoticeAgent: fatal: .*\"Main\".*\"") + row.identifier + "\"");
+}
+
+TEST(AppDelegateDeathTest, Install_ASceneOfAnotherClassStopsTheProcess) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    for (const auto &row : deathRows())
+        EXPECT_EXIT(receiveOver(row.message, row.identifier, row.instead), testing::KilledBySignal(SIGABRT),
+            std::string("NoticeAgent: fatal: .*\"") + row.identifier + "\".*another class");
+}
+
+TEST(AppDelegateDeathTest, Install_CompleteStoryboardsStopNothing) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    for (const auto &row : deathRows())
+        EXPECT_EXIT(receiveOver(row.message, "", nullptr), testing::ExitedWithCode(0), "");
+}

@@ -1,0 +1,344 @@
+#include "Support/CustomAPPManager.h"
+#include "Tests/Controllers/NoticeTest.h"
+
+#include <map>
+
+// A second message while a notice is shown: every notice over every other.
+
+namespace {
+
+enum class Kind { Maintenance, AutoDisconnect, ReAuth, ConcurrentSession, Casb };
+
+const std::map<Kind, const char *> classOf {
+    { Kind::Maintenance, "MaintenanceModeVC" },
+    { Kind::AutoDisconnect, "AutoDisconnectHandlerVC" },
+    { Kind::ReAuth, "ReAuthHandlerVC" },
+    { Kind::ConcurrentSession, "ConcurrentSessionVC" },
+    { Kind::Casb, "ViewController" },
+};
+
+Message messageOf(Kind kind) {
+    switch (kind) {
+    case Kind::Maintenance:
+        return maintenanceMessage();
+    case Kind::AutoDisconnect:
+        return autoDisconnectMessage();
+    case Kind::ReAuth:
+        return reAuthMessage();
+    case Kind::ConcurrentSession:
+        return concurrentSessionMessage();
+    case Kind::Casb:
+        break;
+    }
+    return casbMessage();
+}
+
+// Twenty seconds, in German.
+Message firstMessage(Kind kind) {
+    auto message = messageOf(kind);
+    if (kind == Kind::Casb)
+        message.withTimeout(QStringLiteral("20")).withUrl(QStringLiteral("first"));
+    return message.withLanguage(QStringLiteral("de")).with("only in the first", 1);
+}
+
+// Twelve seconds, in French.
+Message secondMessage(Kind kind) {
+    auto message = messageOf(kind);
+    if (kind == Kind::Casb)
+        message.withTimeout(QStringLiteral("12")).withUrl(QStringLiteral("second"));
+    return message.withLanguage(QStringLiteral("fr"));
+}
+
+constexpr auto secondComesAt = 3500ms;
+
+enum class Ender { First, Second, TimeOut };
+
+struct Row {
+    Kind first;
+    Kind second;
+    std::vector<std::string>
+        events; ///< after the second message was handled: what happens when, up to the end
+    Ender ender;
+};
+
+// The first message comes at the launch. A replaced notice takes no part in the window any more, but its
+// countdown, request, signal and end go on as if nothing had happened.
+std::vector<Row> rows() {
+    using enum Kind;
+    const std::vector<std::string> timeOut { "120000 terminate" };
+    const std::vector<std::string> secondAutoDisconnect { "33500 invisible", "34500 terminate" };
+    const std::vector<std::string> secondReAuth { "33500 invisible", "34500 signal", "35500 terminate" };
+    const std::vector<std::string> secondCasb { "10500 request second", "15500 invisible",
+        "16500 terminate" };
+    const std::vector<std::string> firstAutoDisconnect { "31000 terminate" };
+    const std::vector<std::string> firstReAuth { "31000 signal", "32000 terminate" };
+    const std::vector<std::string> firstCasb { "15000 request first", "21000 terminate" };
+    return {
+        { Maintenance, Maintenance, timeOut, Ender::TimeOut },
+        { Maintenance, AutoDisconnect, secondAutoDisconnect, Ender::Second },
+        { Maintenance, ReAuth, secondReAuth, Ender::Second },
+        { Maintenance, ConcurrentSession, timeOut, Ender::TimeOut },
+        { Maintenance, Casb, secondCasb, Ender::Second },
+
+        { AutoDisconnect, Maintenance, firstAutoDisconnect, Ender::First },
+        { AutoDisconnect, AutoDisconnect, firstAutoDisconnect, Ender::First },
+        { AutoDisconnect, ReAuth, firstAutoDisconnect, Ender::First },
+        { AutoDisconnect, ConcurrentSession, firstAutoDisconnect, Ender::First },
+        { AutoDisconnect, Casb, secondCasb, Ender::Second },
+
+        { ReAuth, Maintenance, firstReAuth, Ender::First },
+        { ReAuth, AutoDisconnect, firstReAuth, Ender::First },
+        { ReAuth, ReAuth, firstReAuth, Ender::First },
+        { ReAuth, ConcurrentSession, firstReAuth, Ender::First },
+        { ReAuth, Casb, secondCasb, Ender::Second },
+
+        { ConcurrentSession, Maintenance, timeOut, Ender::TimeOut },
+        { ConcurrentSession, AutoDisconnect, secondAutoDisconnect, Ender::Second },
+        { ConcurrentSession, ReAuth, secondReAuth, Ender::Second },
+        { ConcurrentSession, ConcurrentSession, timeOut, Ender::TimeOut },
+        { ConcurrentSession, Casb, secondCasb, Ender::Second },
+
+        { Casb, Maintenance, firstCasb, Ender::First },
+        { Casb, AutoDisconnect, firstCasb, Ender::First },
+        { Casb, ReAuth, firstCasb, Ender::First },
+        { Casb, ConcurrentSession, firstCasb, Ender::First },
+        // Both count: the later notice ends the process first, and the earlier one still calls its URL.
+        { Casb, Casb, { "10500 request second", "15000 request first", "15500 invisible", "16500 terminate" },
+            Ender::Second },
+    };
+}
+
+bool countsDown(Kind kind) {
+    return kind == Kind::AutoDisconnect || kind == Kind::ReAuth || kind == Kind::Casb;
+}
+
+class SecondMessageTest : public NoticeTest {
+protected:
+    void SetUp() override {
+        world.files.addStrings(QStringLiteral("de"), { { "Attention", "German" } });
+        world.files.addStrings(QStringLiteral("fr"), { { "Attention", "French" } });
+        world.launch();
+    }
+
+    /// Moves the clock to the end, and says what happens outside the notices, with the moments.
+    std::vector<std::string> eventsToTheEnd() {
+        std::vector<std::string> events;
+        const auto note = [&](const std::string &event) {
+            events.push_back(std::to_string(world.runLoop.elapsed().count()) + ' ' + event);
+        };
+        world.journal.whenever(QStringLiteral("window alpha 0.0"), [note] { note("invisible"); });
+        world.journal.whenever(QStringLiteral("window alpha 1.0"), [note] { note("visible"); });
+        world.journal.whenever(QStringLiteral("window level"), [note] { note("level"); });
+        world.journal.whenever(QStringLiteral("window content"), [note] { note("content"); });
+        world.journal.whenever(QStringLiteral("post "), [note] { note("signal"); });
+        world.journal.whenever(QStringLiteral("request GET "),
+            [&, note] { note("request " + world.gateway.requests().back().url); });
+        world.journal.whenever(QStringLiteral("terminate"), [note] { note("terminate"); });
+        while (world.application.terminations().empty())
+            world.runLoop.advance(1ms);
+        return events;
+    }
+
+    std::string contentText(const char *label) const {
+        return world.window.contentViewController()
+            ->view()
+            ->findChild<TextField *>(QString::fromLatin1(label))
+            ->stringValue()
+            .toStdString();
+    }
+};
+
+class SecondMessageTable : public SecondMessageTest, public testing::WithParamInterface<Row> { };
+
+} // namespace
+
+TEST_P(SecondMessageTable, ReplacesTheNoticeAtOnceAndLeavesTheRunningCountdownAlone) {
+    const auto &row = GetParam();
+    world.receive(firstMessage(row.first));
+    EXPECT_EQ(world.window.content(), classOf.at(row.first));
+    std::weak_ptr<NoticeController> first = world.window.contentViewController();
+    world.runLoop.advance(secondComesAt);
+    world.journal.clear();
+    const QVariantMap second = secondMessage(row.second);
+    world.receive(second);
+
+    // The window, the payload and the language are the second message's.
+    EXPECT_EQ(
+        lines("window content "), std::vector { std::string("window content ") + classOf.at(row.second) });
+    EXPECT_EQ(world.window.content(), classOf.at(row.second));
+    EXPECT_NE(world.window.contentViewController(), first.lock());
+    EXPECT_EQ(world.window.contentViewController()->window(), &world.window);
+    EXPECT_EQ(world.window.alphaValue(), 1.0);
+    EXPECT_EQ(world.window.level(), 3);
+    EXPECT_EQ(CustomAPPManager::payload, second);
+    EXPECT_EQ(world.mainBundle.localizedStringForKey(QStringLiteral("Attention"), {}, {}), "French");
+
+    // The first one lives on exactly when it counts down, and is in no window.
+    ASSERT_EQ(!first.expired(), countsDown(row.first));
+    if (const auto alive = first.lock()) {
+        EXPECT_EQ(alive->window(), nullptr);
+    }
+
+    const Responder *secondSender = world.window.contentViewController().get();
+    EXPECT_EQ(eventsToTheEnd(), row.events);
+    ASSERT_EQ(world.application.terminations().size(), 1U);
+    const auto *sender = world.application.terminations()[0].sender;
+    switch (row.ender) {
+    case Ender::First:
+        // Nobody else holds it: not after its last tick, but while it ends the application.
+        EXPECT_NE(sender, secondSender);
+        EXPECT_EQ(world.application.terminations()[0].senderName, classOf.at(row.first));
+        break;
+    case Ender::Second:
+        EXPECT_EQ(sender, secondSender);
+        break;
+    case Ender::TimeOut:
+        EXPECT_EQ(sender, &world.delegate);
+        break;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Pairs, SecondMessageTable, testing::ValuesIn(rows()), [](const auto &parameter) {
+    const auto nameOf = [](Kind kind) -> std::string {
+        switch (kind) {
+        case Kind::Maintenance:
+            return "Maintenance";
+        case Kind::AutoDisconnect:
+            return "AutoDisconnect";
+        case Kind::ReAuth:
+            return "ReAuth";
+        case Kind::ConcurrentSession:
+            return "ConcurrentSession";
+        case Kind::Casb:
+            break;
+        }
+        return "Casb";
+    };
+    return nameOf(parameter.param.second) + "Over" + nameOf(parameter.param.first);
+});
+
+TEST_F(SecondMessageTest, ANoticeThatDoesNotCountDownGoes) {
+    const QVariantMap messages[] { maintenanceMessage(), concurrentSessionMessage(),
+        autoDisconnectMessage().with("AutoDisconnectVPNStatus", false), casbMessage().withEntries({}),
+        concurrentSessionMessage().withResponse(5) };
+    for (const auto &message : messages) {
+        world.receive(message);
+        std::weak_ptr<NoticeController> controller = world.window.contentViewController();
+        world.receive(maintenanceMessage());
+        EXPECT_TRUE(controller.expired());
+    }
+}
+
+TEST_F(SecondMessageTest, AReplacedCountdownChangesNothingInTheWindow) {
+    world.receive(firstMessage(Kind::Casb));
+    const auto first = world.window.contentViewController();
+    world.runLoop.advance(secondComesAt);
+    world.receive(maintenanceMessage());
+    world.journal.clear();
+    world.runLoop.advance(17s); // past its 0, before its end
+    EXPECT_THAT(lines("window"), IsEmpty());
+    EXPECT_EQ(world.window.alphaValue(), 1.0);
+    // Its own view, in no window, still follows.
+    EXPECT_TRUE(first->view()->findChild<TextField *>(QStringLiteral("autoCloseLabel"))->isHidden());
+}
+
+TEST_F(SecondMessageTest, AReplacedCountdownSpeaksTheLanguageOfTheSecondMessage) {
+    world.files.addStrings(QStringLiteral("fr"), { { "seconds", "secondes" } });
+    world.files.addStrings(QStringLiteral("de"), { { "seconds", "Sekunden" } });
+    world.receive(firstMessage(Kind::Casb));
+    const auto first = world.window.contentViewController();
+    world.runLoop.advance(secondComesAt);
+    const auto line = [&first] {
+        return first->view()->findChild<TextField *>(QStringLiteral("autoCloseLabel"))->stringValue();
+    };
+    EXPECT_EQ(line(), "This window will auto close in 17 Sekunden");
+    world.receive(secondMessage(Kind::Maintenance));
+    world.runLoop.advance(500ms);
+    EXPECT_EQ(line(), "This window will auto close in 16 secondes");
+}
+
+TEST_F(SecondMessageTest, TheEndThatOkAskedForComesAlsoWhenTheNoticeIsReplacedMeanwhile) {
+    const std::pair<Kind, const char *> rows[] { { Kind::AutoDisconnect, "okayAction" },
+        { Kind::ReAuth, "okayAction" }, { Kind::Casb, "okButton" } };
+    for (const auto &[kind, button] : rows) {
+        NoticeWorld each;
+        each.launch();
+        each.receive(firstMessage(kind));
+        each.runLoop.advance(2500ms);
+        each.window.contentViewController()
+            ->view()
+            ->findChild<PushButton *>(QString::fromLatin1(button))
+            ->click();
+        EXPECT_EQ(each.window.alphaValue(), 0.0);
+        each.runLoop.advance(500ms);
+        each.receive(maintenanceMessage());
+        EXPECT_EQ(each.window.alphaValue(), 1.0); // the second notice is shown for what is left
+        each.runLoop.advance(500ms - 1ms);
+        EXPECT_THAT(each.application.terminations(), IsEmpty());
+        each.runLoop.advance(1ms);
+        ASSERT_EQ(each.application.terminations().size(), 1U);
+        EXPECT_EQ(each.application.terminations()[0].senderName, classOf.at(kind));
+    }
+}
+
+TEST_F(SecondMessageTest, OneWithoutANoticeLeavesTheFirstOnTheScreen) {
+    world.receive(firstMessage(Kind::ReAuth));
+    const auto first = world.window.contentViewController();
+    world.runLoop.advance(secondComesAt);
+    world.receive(emptyMessage().withLanguage(QStringLiteral("fr")));
+    EXPECT_EQ(world.window.contentViewController(), first);
+    EXPECT_EQ(first->window(), &world.window);
+    EXPECT_EQ(eventsToTheEnd(),
+        (std::vector<std::string> { "30000 invisible", "31000 signal", "32000 terminate" }));
+}
+
+TEST_F(SecondMessageTest, OneThatIsNoXmlEndsTheApplicationOverAShownNotice) {
+    world.receive(firstMessage(Kind::ReAuth));
+    world.runLoop.advance(secondComesAt);
+    world.receive(emptyMessage().withResponse(QStringLiteral("<no XML")));
+    ASSERT_EQ(world.application.terminations().size(), 1U);
+    EXPECT_EQ(world.application.terminations()[0].sender, &world.delegate);
+    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
+}
+
+TEST_F(SecondMessageTest, ShowsAgainWhatACountdownHadMadeInvisible) {
+    world.receive(firstMessage(Kind::ReAuth));
+    world.runLoop.advance(30s);
+    ASSERT_EQ(world.window.alphaValue(), 0.0);
+    world.receive(maintenanceMessage());
+    EXPECT_EQ(world.window.alphaValue(), 1.0);
+    EXPECT_EQ(eventsToTheEnd(), (std::vector<std::string> { "31000 signal", "32000 terminate" }));
+}
+
+TEST_F(SecondMessageTest, PostedTogetherTheLastOneIsShownAndAllCountDown) {
+    // The second message is handled before the first notice is filled.
+    for (const auto &message : { firstMessage(Kind::Casb), secondMessage(Kind::Casb) })
+        world.notificationCenter.postNotificationName(
+            world.notificationCenter.observedNames().first(), {}, QVariantMap(message));
+    world.runLoop.settle();
+    EXPECT_EQ(lines("window content").size(), 2U);
+    EXPECT_EQ(lines("window key and front").size(), 1U); // the notice that is shown alone
+    EXPECT_EQ(eventsToTheEnd(),
+        (std::vector<std::string> { "7000 request second", "12000 invisible", "13000 terminate" }));
+}
+
+TEST_F(SecondMessageTest, TheSecondNoticeReadsNothingOfTheFirstMessage) {
+    world.receive(autoDisconnectMessage().withLogo(logoBytes(payloadLogoColor)));
+    world.receive(emptyMessage().with("AutoDisconnectWebSocketType", true));
+    EXPECT_EQ(contentText("policyDisconnectLabel"), "");
+    EXPECT_EQ(contentText("headerLabel"), "VPN Disconnected");
+    const auto *logo = world.window.contentViewController()->view()->findChild<ImageView *>();
+    EXPECT_EQ(logoColor(*logo), NoticeWorld::brandLogoColor());
+}
+
+TEST_F(SecondMessageTest, AThousandMessagesLeaveOneNotice) {
+    std::vector<std::weak_ptr<NoticeController>> controllers;
+    for (int number = 0; number < 1000; ++number) {
+        world.receive(number % 2 == 0 ? maintenanceMessage() : concurrentSessionMessage());
+        controllers.push_back(world.window.contentViewController());
+    }
+    const auto alive = std::count_if(
+        controllers.begin(), controllers.end(), [](const auto &each) { return !each.expired(); });
+    EXPECT_EQ(alive, 1);
+    EXPECT_EQ(world.runLoop.nextDeadline(), 120s); // the application's own alone
+}
