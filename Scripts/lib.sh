@@ -146,7 +146,7 @@ make_log_root() {
 # started PROCESS FILE   whether the process has written its first line there; fails the script when it ended
 started() {
     jobs -rp | grep -qx "$1" || fail "$(basename "$2") did not start"
-    read -r _ <"$2"
+    read -r _ 2>/dev/null <"$2"
 }
 
 # Sets DBUS_SESSION_BUS_ADDRESS to a new session bus that nobody else is on.
@@ -162,20 +162,27 @@ start_private_bus() {
 # start_virtual_screen WIDTH HEIGHT   sets DISPLAY to a screen in memory, with a window manager and a
 # compositor on a calm ground
 start_virtual_screen() {
-    unset WAYLAND_DISPLAY
+    unset WAYLAND_DISPLAY QT_QPA_PLATFORM QT_SCALE_FACTOR
     Xvfb -displayfd 3 -screen 0 "${1}x${2}x24" -nolisten tcp -noreset 3>"$scratch/Xvfb" 2>"$scratch/Xvfb.err" &
     local screen=$!
     at_end end_child "$screen"
     wait_for 20 started "$screen" "$scratch/Xvfb" || fail "the virtual screen does not answer"
     DISPLAY=:$(head -n1 "$scratch/Xvfb")
     export DISPLAY
-    xsetroot -solid '#cfd6e4'
+    hsetroot -add '#dde3ee' -add '#bfc9dc' -gradient 160 >/dev/null
     openbox --sm-disable >"$scratch/openbox.err" 2>&1 &
     at_end end_child $!
-    wait_for 10 has_root_property _NET_SUPPORTING_WM_CHECK || fail "the window manager does not answer"
-    picom --backend xrender --config /dev/null --shadow --shadow-radius 16 --shadow-opacity 0.28 \
-        --shadow-offset-x -16 --shadow-offset-y -12 >"$scratch/picom.err" 2>&1 &
+    picom --backend xrender --config /dev/null >"$scratch/picom.err" 2>&1 &
     at_end end_child $!
+    wait_for 10 is_composited || fail "the window manager or the compositor does not answer"
 }
 
-has_root_property() { xprop -root "$1" 2>/dev/null | grep -q 'window id'; }
+is_composited() {
+    xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' &&
+        /usr/bin/python3 - 2>/dev/null <<'PYTHON'
+from sys import exit
+from Xlib import X, display
+screen = display.Display()
+exit(screen.get_selection_owner(screen.get_atom("_NET_WM_CM_S0")) == X.NONE)
+PYTHON
+}
