@@ -11,6 +11,10 @@ class QWidget;
 inline constexpr int normalWindowLevel = 0;
 inline constexpr int floatingWindowLevel = 3;
 
+/// What a screen reader is told that the close button does, in the view's language: a property of the content
+/// view, set by the storyboard.
+inline constexpr auto closeButtonNameProperty = "closeButtonName";
+
 /// The one floating window. Opened once at launch with alpha 0, and never replaced. Main thread only.
 ///
 /// What is set takes effect on the screen at the end of the present turn of the run loop, after the blocks

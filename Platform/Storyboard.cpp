@@ -3,6 +3,7 @@
 #include "Platform/Bundle.h"
 #include "Platform/FatalStop.h"
 #include "Platform/NoticeController.h"
+#include "Platform/NoticeWindow.h"
 #include "Platform/Views/TextField.h"
 
 #include <QAbstractButton>
@@ -36,6 +37,7 @@ std::shared_ptr<NoticeController> Storyboard::instantiateControllerWithIdentifie
     controller->view()->setLayoutDirection(QLocale(bundle_.localization()).textDirection());
     const auto translated
         = [this](const QString &text) { return bundle_.localizedStringForKey(text, text, name_); };
+    controller->view()->setProperty(closeButtonNameProperty, translated(QStringLiteral("Close")));
     const auto labels = controller->view()->findChildren<TextField *>();
     for (auto *label : labels) {
         if (isTranslated(label) && !label->stringValue().isEmpty())

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QGuiApplication>
+#include <QHash>
 #include <QScreen>
 #include <QStringList>
 #include <QWindow>
@@ -28,9 +29,16 @@ xcb_connection_t *connection() {
 }
 
 xcb_atom_t atom(xcb_connection_t *x, const QByteArray &name) {
+    static QHash<QByteArray, xcb_atom_t> known;
+    const auto found = known.constFind(name);
+    if (found != known.constEnd())
+        return *found;
     const ReplyPointer<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
         x, xcb_intern_atom(x, 0, static_cast<std::uint16_t>(name.size()), name.constData()), nullptr));
-    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+    if (!reply)
+        return XCB_ATOM_NONE;
+    known.insert(name, reply->atom);
+    return reply->atom;
 }
 
 void setValue(xcb_connection_t *x, xcb_window_t window, const QByteArray &property, xcb_atom_t type,

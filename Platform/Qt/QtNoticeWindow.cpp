@@ -1,6 +1,7 @@
 #include "Platform/Qt/QtNoticeWindow.h"
 
 #include "Platform/Qt/Desktop.h"
+#include "Platform/Views/LayOutNow.h"
 #include "Platform/Views/LayerView.h"
 #include "Platform/Views/PushButton.h"
 #include "Platform/Views/ScrollView.h"
@@ -115,14 +116,14 @@ void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
     if (!newView)
         return;
     setLayoutDirection(newView->layoutDirection());
+    titleStrip_->closeButton()->setAccessibleName(newView->property(closeButtonNameProperty).toString());
     newView->setParent(this);
     // As wide as it will be on the screen, so that what measures itself on appearing measures right.
     newView->setGeometry(0, TitleStrip::stripHeight, width(), newView->heightForWidth(width()));
-    if (newView->layout())
-        newView->layout()->activate();
+    layOutNow(*newView);
     newView->installEventFilter(this);
     newView->show();
-    announcementWanted_ = true;
+    contentIsNew_ = true;
     // Not the close button: it is the only other control.
     if (auto *button = newView->findChild<PushButton *>())
         button->setFocus();
@@ -145,8 +146,12 @@ void QtNoticeWindow::commit() {
         return;
     }
     const bool appears = !isVisible();
+    const bool isNewContent = std::exchange(contentIsNew_, false);
+    if (isNewContent && contentView_)
+        layOutNow(*contentView_);
     fitToContent();
-    roundCorners(Desktop::isComposited(screen()) ? cornerRadius : 0);
+    if (appears || isNewContent)
+        roundCorners(Desktop::isComposited(screen()) ? cornerRadius : 0);
     if (appears) {
         if (!dragged_)
             place();
@@ -158,7 +163,7 @@ void QtNoticeWindow::commit() {
         raise();
         activateWindow();
     }
-    if (std::exchange(announcementWanted_, false) || appears)
+    if (appears || isNewContent)
         announce();
 }
 

@@ -61,6 +61,6 @@ private:
     bool commitQueued_ = false;
     bool keyWanted_ = false;
     bool dragged_ = false;
-    bool announcementWanted_ = false;
+    bool contentIsNew_ = false;
     QElapsedTimer focused_;
 };

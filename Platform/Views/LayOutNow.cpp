@@ -5,7 +5,9 @@
 #include <QResizeEvent>
 #include <QWidget>
 
-void layOutNow(QWidget &view) {
+namespace {
+
+void layOutDownwards(QWidget &view) {
     // A widget that is not on the screen is told of its size only when it appears; its layout waits for that.
     if (view.testAttribute(Qt::WA_PendingResizeEvent)) {
         QResizeEvent resized(view.size(), QSize());
@@ -16,5 +18,15 @@ void layOutNow(QWidget &view) {
         layout->activate();
     const auto children = view.findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly);
     for (auto *child : children)
-        layOutNow(*child);
+        layOutDownwards(*child);
+}
+
+} // namespace
+
+void layOutNow(QWidget &view) {
+    // What each layout remembers of its parts may be of the texts before.
+    const auto layouts = view.findChildren<QLayout *>();
+    for (auto *layout : layouts)
+        layout->invalidate();
+    layOutDownwards(view);
 }

@@ -31,20 +31,28 @@ QSize ScrollView::sizeHint() const {
     return { wide, heightForWidth(std::max(wide, 1)) };
 }
 
-// The scroll area's own way asks for the content's narrowest height; a text that wraps has another one.
+// The scroll area's own way asks for the content's narrowest height; a text that wraps has another one. And
+// whether the bar is there is settled here: left to itself, a bar that makes the text a line longer keeps
+// itself needed.
+void ScrollView::fitContent() {
+    if (!widget())
+        return;
+    const auto inside = contentsRect();
+    const bool fits = heightForWidth(inside.width()) <= inside.height();
+    const int textWidth = fits ? inside.width() : inside.width() - verticalScrollBar()->sizeHint().width();
+    widget()->setAutoFillBackground(false);
+    widget()->setMinimumHeight(heightForWidth(textWidth));
+    setVerticalScrollBarPolicy(fits ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAlwaysOn);
+}
+
 void ScrollView::resizeEvent(QResizeEvent *event) {
-    if (widget()) {
-        widget()->setAutoFillBackground(false);
-        widget()->setMinimumHeight(heightForWidth(viewport()->width()));
-    }
+    fitContent();
     QScrollArea::resizeEvent(event);
-    if (widget())
-        widget()->setMinimumHeight(heightForWidth(viewport()->width()));
 }
 
 bool ScrollView::eventFilter(QObject *watched, QEvent *event) {
     if (watched == widget() && event->type() == QEvent::LayoutRequest) {
-        widget()->setMinimumHeight(heightForWidth(viewport()->width()));
+        fitContent();
         updateGeometry();
     }
     return QScrollArea::eventFilter(watched, event);

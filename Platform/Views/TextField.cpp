@@ -78,9 +78,12 @@ TextField::~TextField() = default;
 void TextField::setStringValue(const QString &text) {
     if (text == stringValue())
         return;
+    const int heightBefore = isVisible() ? heightForWidth(width()) : -1;
     lines_.reset();
     setText(text);
-    updateGeometry();
+    // A line that stays as high as it was, as a countdown's does every second, moves nothing else.
+    if (heightBefore != (isVisible() ? heightForWidth(width()) : 0))
+        updateGeometry();
     update();
 }
 
@@ -116,6 +119,10 @@ void TextField::applyStyle() {
     // With a name of its own the label keeps quiet when its text changes: nobody wants every second read
     // out. What is read as its name is the text all the same.
     setAccessibleName(style_ == Style::Countdown ? QStringLiteral("countdown") : QString());
+    // A countdown line keeps its place while it is hidden, so that nothing jumps when it appears.
+    auto policy = sizePolicy();
+    policy.setRetainSizeWhenHidden(style_ == Style::Countdown);
+    setSizePolicy(policy);
     lines_.reset();
     updateGeometry();
 }
@@ -155,7 +162,8 @@ const TextField::Lines &TextField::linesFor(double width) const {
     shown.replace(u'\r', u'\n');
     shown.replace(QChar(QChar::ParagraphSeparator), QChar(u'\n'));
     const double height = lineHeight();
-    const double leading = (height - QFontMetricsF(font()).height()) / 2;
+    const QFontMetricsF metrics(font());
+    const double baseline = (height - metrics.height()) / 2 + metrics.ascent();
     const auto paragraphs = shown.isEmpty() ? QStringList() : shown.split(u'\n');
     for (const auto &paragraph : paragraphs) {
         if (maximumLines_ > 0 && lines_->count >= maximumLines_) {
@@ -178,7 +186,8 @@ const TextField::Lines &TextField::linesFor(double width) const {
             if (!line.isValid())
                 break;
             line.setLineWidth(width);
-            line.setPosition(QPointF(0, lines_->count * height + leading));
+            // By the baseline: a line in another script comes from a font of another height.
+            line.setPosition(QPointF(0, lines_->count * height + baseline - line.ascent()));
             ++lines_->count;
             if (maximumLines_ > 0 && lines_->count == maximumLines_) {
                 lines_->cut = line.textStart() + line.textLength() < paragraph.size();
@@ -264,7 +273,7 @@ void TextField::paintEvent(QPaintEvent *event) {
             endingLine.setNumColumns(static_cast<int>(elided.size()));
             endingLine.setLineWidth(this->width() + 1);
             ending.endLayout();
-            ending.draw(&painter, line.position());
+            ending.draw(&painter, line.position() + QPointF(0, line.ascent() - endingLine.ascent()));
         }
     }
 }
