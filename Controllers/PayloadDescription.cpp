@@ -4,6 +4,8 @@
 
 namespace {
 
+QString listDescription(const QVariantList &list);
+
 QString valueDescription(const QVariant &value) {
     switch (value.metaType().id()) {
     case QMetaType::QByteArray:
@@ -12,11 +14,20 @@ QString valueDescription(const QVariant &value) {
         return u'"' + value.toString() + u'"';
     case QMetaType::QVariantMap:
         return payloadDescription(value.toMap());
+    case QMetaType::QVariantList:
+        return listDescription(value.toList());
     default:
         break;
     }
     return value.canConvert<QString>() ? value.toString()
                                        : u'<' + QString::fromLatin1(value.metaType().name()) + u'>';
+}
+
+QString listDescription(const QVariantList &list) {
+    QStringList values;
+    for (const auto &value : list)
+        values << valueDescription(value);
+    return u'(' + values.join(QStringLiteral(", ")) + u')';
 }
 
 } // namespace
