@@ -469,6 +469,27 @@ TEST_F(AppDelegateTest, Language_AndPayloadAreInForceWhenTheNoticeAppears) {
     EXPECT_EQ(view->findChild<PushButton *>(QStringLiteral("okayAction"))->text(), "D'accord");
 }
 
+TEST_F(AppDelegateTest, Language_TextsOfTheFormsAreTheMessages) {
+    world.files.addStrings(QStringLiteral("he"),
+        { { "OK", "<OK>" }, { "Please sign in again", "<heading>" }, { "Maintenance", "<maintenance>" } },
+        QStringLiteral("Main"));
+    world.launch();
+    const auto textOf = [this](const char *label) {
+        return world.window.contentViewController()
+            ->view()
+            ->findChild<TextField *>(QString::fromLatin1(label))
+            ->stringValue();
+    };
+    world.receive(reAuthMessage().withLanguage(QStringLiteral("he")));
+    EXPECT_EQ(textOf("titleLabel"), "<heading>");
+    EXPECT_EQ(world.window.contentViewController()->view()->layoutDirection(), Qt::RightToLeft);
+    world.receive(maintenanceMessage().withLanguage(QStringLiteral("he")));
+    EXPECT_EQ(textOf("titleLabel"), "<maintenance>");
+    world.receive(maintenanceMessage());
+    EXPECT_EQ(textOf("titleLabel"), "Maintenance");
+    EXPECT_EQ(world.window.contentViewController()->view()->layoutDirection(), Qt::LeftToRight);
+}
+
 // Routing
 
 TEST_F(AppDelegateTest, Routing_TheFirstTrueFlagCountsInTheFixedOrder) {
