@@ -5,6 +5,20 @@
 #include <QScrollBar>
 #include <QScroller>
 
+namespace {
+
+constexpr int barWidth = 8;
+constexpr int gapToBar = 8;
+
+// Thin, and dark enough to be seen on the notice's white.
+const auto barStyle = QStringLiteral(
+    "QScrollBar:vertical { width: 8px; border: none; background: #f0f1f5; border-radius: 4px; }"
+    "QScrollBar::handle:vertical { min-height: 28px; background: #8a91a5; border-radius: 4px; }"
+    "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
+    "QScrollBar::add-page, QScrollBar::sub-page { background: none; }");
+
+} // namespace
+
 ScrollView::ScrollView(QWidget *parent)
     : QScrollArea(parent) {
     setFrameShape(QFrame::NoFrame);
@@ -39,9 +53,14 @@ void ScrollView::fitContent() {
         return;
     const auto inside = contentsRect();
     const bool fits = heightForWidth(inside.width()) <= inside.height();
-    const int textWidth = fits ? inside.width() : inside.width() - verticalScrollBar()->sizeHint().width();
+    const int textWidth = fits ? inside.width() : inside.width() - barWidth - gapToBar;
     widget()->setAutoFillBackground(false);
     widget()->setMinimumHeight(heightForWidth(textWidth));
+    const int gap = fits ? 0 : gapToBar;
+    setViewportMargins(isRightToLeft() ? gap : 0, 0, isRightToLeft() ? 0 : gap, 0);
+    // Only where there is a bar: a style sheet costs time, and most notices have none.
+    if (!fits && verticalScrollBar()->styleSheet().isEmpty())
+        verticalScrollBar()->setStyleSheet(barStyle);
     setVerticalScrollBarPolicy(fits ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAlwaysOn);
 }
 

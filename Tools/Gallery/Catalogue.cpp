@@ -7,6 +7,7 @@
 
 namespace {
 
+using Translated = std::function<QString(const QString &language, const QString &text)>;
 using Rows = std::vector<std::pair<QString, QString>>;
 
 struct Notice {
@@ -39,20 +40,23 @@ QVariantMap casb(const QString &head, const QString &body, const Rows &rows) {
     return { { CustomAPPManager::webSocketResponse, noticeXml(head, body, rows) } };
 }
 
-Rows threeRows(const QString &activity) {
-    return { { QStringLiteral("Activity"), activity },
-        { QStringLiteral("Application"), QStringLiteral("Example Drive") },
-        { QStringLiteral("URL"), QStringLiteral("https://drive.example.com/upload/session?id=8f2c41d7") } };
+// A client names the rows in the user's language.
+Rows threeRows(const QString &language, const QString &activity, const Translated &translated) {
+    return { { translated(language, QStringLiteral("Activity")), activity },
+        { translated(language, QStringLiteral("Application")), QStringLiteral("Example Drive") },
+        { translated(language, QStringLiteral("URL")),
+            QStringLiteral("https://drive.example.com/upload/session?id=8f2c41d7") } };
 }
 
-std::vector<Notice> allNotices(const QString &language) {
+std::vector<Notice> allNotices(const QString &language, const Translated &translated) {
     const auto texts = SampleTexts::in(language);
     const QVariantMap disconnect { { CustomAPPManager::AutoDisconnectWebSocketType, true },
         { CustomAPPManager::AutoDisconnectMessageKey, texts.disconnect } };
     auto disconnectSoon = disconnect;
     disconnectSoon.insert(CustomAPPManager::AutoDisconnectVPNStatus, true);
     std::vector<Notice> notices {
-        { QStringLiteral("casb"), casb(texts.head, texts.body, threeRows(texts.upload)) },
+        { QStringLiteral("casb"),
+            casb(texts.head, texts.body, threeRows(language, texts.upload, translated)) },
         { QStringLiteral("re-authentication"), { { CustomAPPManager::WebSocketReAuthType, true } } },
         { QStringLiteral("auto-disconnect"), disconnectSoon },
         { QStringLiteral("auto-disconnected"), disconnect },
@@ -82,17 +86,18 @@ std::vector<Brand> otherBrands() {
 }
 
 // Lengths and scripts that a message may bring.
-std::vector<Notice> oddTexts(const QString &language) {
+std::vector<Notice> oddTexts(const QString &language, const Translated &translated) {
     const auto texts = SampleTexts::in(language);
-    const auto rows = threeRows(texts.upload);
+    const auto rows = threeRows(language, texts.upload, translated);
     const auto repeated
         = [](const QString &text, int times) { return QString(text + u' ').repeated(times).trimmed(); };
     const auto word = QStringLiteral("Donaudampfschifffahrt").repeated(24).left(500);
     const auto url = QString(QStringLiteral("https://drive.example.com/")
         + QStringLiteral("folder-with-a-long-name/").repeated(170))
                          .left(4000);
-    const auto emoji = QStringLiteral("Upload 🚀 blocked 🛑 for 👩‍💻 and 👨‍👩‍👧‍👦 in 🇩🇪: café, naïve, "
-                                      "Z̈a͡l g̃ö, ẹ́ 👍🏽");
+    const auto emoji = QStringLiteral(
+        "Upload 🚀 blocked 🛑 for 👩‍💻 and 👨‍👩‍👧‍👦 in 🇩🇪: café, naïve, "
+        "Z̈a͡l g̃ö, ẹ́ 👍🏽");
     const auto cjk = QStringLiteral(
         "組織の方針により、個人用ストレージへのファイルのアップロードは許可されていません。文件未发送。"
         "파일이 전송되지 않았습니다. 如需存取權限，請聯絡您的系統管理員。");
@@ -136,7 +141,7 @@ std::vector<Notice> oddTexts(const QString &language) {
 
 } // namespace
 
-std::vector<Picture> catalogue(const QStringList &languages) {
+std::vector<Picture> catalogue(const QStringList &languages, const Translated &translated) {
     std::vector<Picture> pictures;
     const auto add = [&pictures](const QString &section, const QString &group, const Brand &brand, int scale,
                          const std::vector<Notice> &notices) {
@@ -144,7 +149,7 @@ std::vector<Picture> catalogue(const QStringList &languages) {
             pictures.push_back({ section, group, notice.name, brand, scale, notice.message });
     };
     for (const auto &language : languages)
-        add(QStringLiteral("languages"), language, ofBundle(), 1, allNotices(language));
+        add(QStringLiteral("languages"), language, ofBundle(), 1, allNotices(language, translated));
     // Both directions of writing are enough for the rest.
     QStringList directions;
     for (const auto *language : { "en", "ar" }) {
@@ -153,14 +158,15 @@ std::vector<Picture> catalogue(const QStringList &languages) {
     }
     for (const auto &language : std::as_const(directions)) {
         for (const auto &brand : otherBrands())
-            add(QStringLiteral("brands"), brand.name + u'-' + language, brand, 1, allNotices(language));
+            add(QStringLiteral("brands"), brand.name + u'-' + language, brand, 1,
+                allNotices(language, translated));
     }
     for (const auto &language : std::as_const(directions))
-        add(QStringLiteral("texts"), language, ofBundle(), 1, oddTexts(language));
+        add(QStringLiteral("texts"), language, ofBundle(), 1, oddTexts(language, translated));
     for (const auto &language : std::as_const(directions)) {
-        add(QStringLiteral("scale2"), language, ofBundle(), 2, allNotices(language));
+        add(QStringLiteral("scale2"), language, ofBundle(), 2, allNotices(language, translated));
         add(QStringLiteral("scale2"), otherBrands()[0].name + u'-' + language, otherBrands()[0], 2,
-            allNotices(language));
+            allNotices(language, translated));
     }
     return pictures;
 }

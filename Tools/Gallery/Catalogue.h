@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <QVariantMap>
 
+#include <functional>
 #include <vector>
 
 /// One picture of the gallery: a message, shown in a brand at a scale.
@@ -23,4 +24,6 @@ struct Picture {
 
 /// All pictures, in the order of the page. A group's pictures follow each other.
 /// @param languages  the codes of the bundle's languages
-std::vector<Picture> catalogue(const QStringList &languages);
+/// @param translated  a text of the forms in a language
+std::vector<Picture> catalogue(const QStringList &languages,
+    const std::function<QString(const QString &language, const QString &text)> &translated);

@@ -125,7 +125,12 @@ int main(int argumentCount, char **arguments) {
 
     const auto contents = contentsOf(folders[0]);
     const QDir out(folders[1]);
-    auto pictures = catalogue(languagesOf(contents));
+    const FileBundle bundle(contents, [] { return QStringList { QStringLiteral("en") }; });
+    auto pictures = catalogue(languagesOf(contents), [&bundle](const QString &language, const QString &text) {
+        const auto path = bundle.pathForResource(language, QStringLiteral("lproj"));
+        const auto folder = path ? bundle.bundleWithPath(*path) : nullptr;
+        return folder ? folder->localizedStringForKey(text, {}, QStringLiteral("Main")) : text;
+    });
     if (const auto wanted = parser.values(onlyOption); !wanted.isEmpty()) {
         std::erase_if(pictures, [&wanted](const Picture &picture) {
             return std::none_of(wanted.begin(), wanted.end(),
@@ -135,7 +140,6 @@ int main(int argumentCount, char **arguments) {
     if (pictures.empty())
         fail(QStringLiteral("there is nothing to draw"));
 
-    const FileBundle bundle(contents, [] { return QStringList { QStringLiteral("en") }; });
     NoticePainter painter(bundle);
     std::set<int> otherScales;
     for (const auto &picture : pictures) {
