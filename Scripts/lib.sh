@@ -159,8 +159,11 @@ start_private_bus() {
     export DBUS_SESSION_BUS_ADDRESS
 }
 
+# The virtual screen's colour, light and calm.
+ground='#cfd6e4'
+
 # start_virtual_screen WIDTH HEIGHT   sets DISPLAY to a screen in memory, with a window manager and a
-# compositor on a calm ground
+# compositor
 start_virtual_screen() {
     unset WAYLAND_DISPLAY QT_QPA_PLATFORM QT_SCALE_FACTOR
     Xvfb -displayfd 3 -screen 0 "${1}x${2}x24" -nolisten tcp -noreset 3>"$scratch/Xvfb" 2>"$scratch/Xvfb.err" &
@@ -169,7 +172,7 @@ start_virtual_screen() {
     wait_for 20 started "$screen" "$scratch/Xvfb" || fail "the virtual screen does not answer"
     DISPLAY=:$(head -n1 "$scratch/Xvfb")
     export DISPLAY
-    hsetroot -add '#dde3ee' -add '#bfc9dc' -gradient 160 >/dev/null
+    hsetroot -solid "$ground" >/dev/null
     openbox --sm-disable >"$scratch/openbox.err" 2>&1 &
     at_end end_child $!
     picom --backend xrender --config /dev/null >"$scratch/picom.err" 2>&1 &

@@ -73,7 +73,7 @@ class TextTest(unittest.TestCase):
         self.assertEqual(result.stdout, "tool:2: a tab\n1 passed, 1 failed\n")
 
     def test_what_the_build_makes_and_what_is_wrong_on_purpose_is_passed_over(self):
-        for folder in ("build/release", "Tests/Data", "Fuzz/Corpus"):
+        for folder in ("build/release", "Tests/Data", "Fuzz/seeds"):
             (self.root / folder).mkdir(parents=True)
             (self.root / folder / "A.cpp").write_bytes(b"a\t")
         self.assertEqual(self.run_script(self.root).returncode, 0)
