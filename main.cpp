@@ -37,13 +37,13 @@ int main(int, char **argv) {
     const int argumentCount = 1;
 
     const LogSource platformLog("Platform");
-    const auto reportError
-        = [platformLog](const QString &line) { platformLog.error("main()", line); };
+    const auto reportError = [platformLog](const QString &line) { platformLog.error("main()", line); };
 
     const auto applicationBundle = FileBundle::mainBundle();
     AnyLanguageBundle mainBundle(applicationBundle);
     QtRunLoop runLoop;
-    DBusNotificationCenter notificationCenter(runLoop, QStringLiteral("com.tevanic.NoticeAgent"), reportError);
+    DBusNotificationCenter notificationCenter(
+        runLoop, QStringLiteral("com.tevanic.NoticeAgent"), reportError);
     QtApplication application(argumentCount, argv, reportError);
     GatewayPlugin gateway(applicationBundle.frameworksPath() + QStringLiteral("/libServiceTier.so"));
     const NoticeServices services {

@@ -160,8 +160,8 @@ void AppDelegate::initializeRootVC() {
 }
 
 void AppDelegate::initializeAutoDisconnectRootVC() {
-    install<AutoDisconnectHandlerVC>("initializeAutoDisconnectRootVC()", "AutoDisconnectHandlerVC", Variant::A,
-        "Web Socket Notification Type : Auto Disconnect Notification...");
+    install<AutoDisconnectHandlerVC>("initializeAutoDisconnectRootVC()", "AutoDisconnectHandlerVC",
+        Variant::A, "Web Socket Notification Type : Auto Disconnect Notification...");
 }
 
 void AppDelegate::intializeReAuthVC() {

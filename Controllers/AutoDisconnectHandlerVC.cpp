@@ -55,8 +55,8 @@ void AutoDisconnectHandlerVC::setupUI() {
 }
 
 void AutoDisconnectHandlerVC::startCountdown() {
-    Countdown::start(services_.runLoop, shared_from_this(),
-        [this]() -> TextField & { return *timerLabel; },
+    Countdown::start(
+        services_.runLoop, shared_from_this(), [this]() -> TextField & { return *timerLabel; },
         [this]() -> PushButton & { return *okayActionButton; },
         Countdown {
             .seconds = countdownSeconds,

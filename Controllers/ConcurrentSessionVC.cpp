@@ -60,6 +60,10 @@ void ConcurrentSessionVC::applyNoticeStyle() {
     styleTitleBar();
 }
 
-void ConcurrentSessionVC::styleTitleBar() { styleWindow(*this, QColor(30, 34, 52)); }
+void ConcurrentSessionVC::styleTitleBar() {
+    styleWindow(*this, QColor(30, 34, 52));
+}
 
-void ConcurrentSessionVC::okAction() { closeAndTerminate(*this, services_.application); }
+void ConcurrentSessionVC::okAction() {
+    closeAndTerminate(*this, services_.application);
+}

@@ -53,4 +53,6 @@ void MaintenanceModeVC::setHeaderLogo() {
     setLogoFromPayload(headerLogoImageView, logSource, function);
 }
 
-void MaintenanceModeVC::okAction() { closeAndTerminate(*this, services_.application); }
+void MaintenanceModeVC::okAction() {
+    closeAndTerminate(*this, services_.application);
+}

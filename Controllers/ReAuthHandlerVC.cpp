@@ -44,8 +44,8 @@ void ReAuthHandlerVC::setupUI() {
 }
 
 void ReAuthHandlerVC::createTimer(std::int64_t mins) {
-    Countdown::start(services_.runLoop, shared_from_this(),
-        [this]() -> TextField & { return *timerLabel; },
+    Countdown::start(
+        services_.runLoop, shared_from_this(), [this]() -> TextField & { return *timerLabel; },
         [this]() -> PushButton & { return *okayActionButton; },
         Countdown {
             .seconds = mins,

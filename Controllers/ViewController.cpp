@@ -67,10 +67,8 @@ void ViewController::updateNotificationWindow(const QString &xmlStr) {
     auto data = parseNotice(xmlStr);
     if (!data)
         return;
-    services_.runLoop.async(
-        [self = std::static_pointer_cast<ViewController>(shared_from_this()), data = std::move(*data)] {
-            self->setupView(data);
-        });
+    services_.runLoop.async([self = std::static_pointer_cast<ViewController>(shared_from_this()),
+                                data = std::move(*data)] { self->setupView(data); });
 }
 
 void ViewController::setupView(const SocketPayload &data) {
@@ -140,8 +138,9 @@ void ViewController::collapseEmptyRows() {
 
 void ViewController::startCountdown(const SocketPayload &data) {
     closeActivityUrl = data.activityUrl;
-    Countdown::start(services_.runLoop, shared_from_this(),
-        [this]() -> TextField & { return *autoCloseLabel; }, [this]() -> PushButton & { return *okButton; },
+    Countdown::start(
+        services_.runLoop, shared_from_this(), [this]() -> TextField & { return *autoCloseLabel; },
+        [this]() -> PushButton & { return *okButton; },
         Countdown {
             .seconds = data.timeout,
             .line = [this](std::int64_t secondsLeft) { return countdownLine(secondsLeft); },
@@ -176,7 +175,9 @@ void ViewController::changeToolbarTitle() {
         noticeWindow->setBackgroundColor(vendorWindowBackground());
 }
 
-void ViewController::okAction() { closeWindowAndQuit(); }
+void ViewController::okAction() {
+    closeWindowAndQuit();
+}
 
 void ViewController::closeWindowAndQuit() {
     setWindowAlpha(*this, 0.0);

@@ -43,8 +43,8 @@ std::optional<Format> formatOf(const QByteArray &bytes) {
 
 // A drawing that declares entities or refers to anything outside itself is not drawn at all.
 bool isSelfContained(const QByteArray &svg) {
-    constexpr std::array forbidden { "<!ENTITY", "<image", ":image", "<foreignObject", "<script",
-        "@import", "<use", "<animate" };
+    constexpr std::array forbidden { "<!ENTITY", "<image", ":image", "<foreignObject", "<script", "@import",
+        "<use", "<animate" };
     constexpr qsizetype largestDrawing = 1024 * 1024;
     if (svg.size() > largestDrawing)
         return false;
@@ -141,8 +141,8 @@ QImage Image::scaledToFit(const QSize &box, double scale) const {
     else if (vector != representations_.end())
         image = decoded(vector->bytes, vector->format, pixels);
     if (image.isNull()) {
-        const auto largest = std::find_if(
-            representations_.rbegin(), representations_.rend(), [](const auto &each) { return !each.isVector; });
+        const auto largest = std::find_if(representations_.rbegin(), representations_.rend(),
+            [](const auto &each) { return !each.isVector; });
         if (enough != representations_.end())
             image = decoded(enough->bytes, enough->format);
         else if (largest != representations_.rend())

@@ -14,6 +14,12 @@ namespace PropertyList {
 /// More bytes than this are not read.
 inline constexpr qint64 largestFile = 16 * 1024 * 1024;
 
+/// One that is nested deeper, or holds more, is not one that anybody wrote.
+inline constexpr int deepest = 64;
+inline constexpr int mostObjects = 1'000'000;
+
+inline constexpr qint64 secondsFrom1970To2001 = 978307200;
+
 std::optional<QVariant> parse(const QByteArray &bytes);
 
 /// Nothing when the file is missing, is no regular file, is too large or is no property list.

@@ -14,7 +14,9 @@
 namespace {
 
 // A text that is filled in by the controller, or that is fixed in English, is marked in its form.
-bool isTranslated(const QWidget *view) { return !view->property("untranslated").toBool(); }
+bool isTranslated(const QWidget *view) {
+    return !view->property("untranslated").toBool();
+}
 
 } // namespace
 

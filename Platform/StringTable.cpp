@@ -172,7 +172,9 @@ std::optional<QString> decoded(const QByteArray &bytes) {
     return text;
 }
 
-bool looksLikeXml(const QString &text) { return QStringView(text).trimmed().startsWith(u'<'); }
+bool looksLikeXml(const QString &text) {
+    return QStringView(text).trimmed().startsWith(u'<');
+}
 
 } // namespace
 

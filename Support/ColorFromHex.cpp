@@ -50,6 +50,7 @@ QColor colorFromHex(const QString &text) {
         return QColor::fromRgbF(0.5F, 0.5F, 0.5F);
 
     const auto value = scanHex(digits);
-    const auto component = [value](int shift) { return static_cast<float>((value >> shift) & 0xff) / 255.0F; };
+    const auto component
+        = [value](int shift) { return static_cast<float>((value >> shift) & 0xff) / 255.0F; };
     return QColor::fromRgbF(component(16), component(8), component(0), 1.0F);
 }

@@ -21,7 +21,9 @@ const std::array settings {
     Setting { "globalAppViewBackgroundColor", &CustomAPPManager::globalAppViewBackgroundColor, "#2A292F" },
 };
 
-bool isString(const QVariant &value) { return value.metaType().id() == QMetaType::QString; }
+bool isString(const QVariant &value) {
+    return value.metaType().id() == QMetaType::QString;
+}
 
 QString logFilePathFor(const QString &folder) {
     return QStringLiteral("/private/var/log/") + folder + u'/' + folder + QStringLiteral("_Tevanic.log");
@@ -39,7 +41,9 @@ bool CustomAPPManager::flag(QLatin1String key) {
     return value.metaType().id() == QMetaType::Bool && value.toBool();
 }
 
-QString CustomAPPManager::string(QLatin1String key) { return optionalString(key).value_or(QString()); }
+QString CustomAPPManager::string(QLatin1String key) {
+    return optionalString(key).value_or(QString());
+}
 
 std::optional<QString> CustomAPPManager::optionalString(QLatin1String key) {
     const auto value = payload.value(key);

@@ -45,8 +45,7 @@ std::optional<SocketPayload> parseNotice(const QString &xmlStr) {
     payload.information = text("body").value_or(QString());
     payload.timeout = decimalInteger(text("timeout").value_or(QStringLiteral("10")));
 
-    const auto entries
-        = document->root().all({ "zelvik-secure-access", "notifications", "metadata", "md" });
+    const auto entries = document->root().all({ "zelvik-secure-access", "notifications", "metadata", "md" });
     for (const auto &entry : entries)
         payload.titleLabels.append(entry.text({ "name" }).value_or(QString()));
     for (const auto &entry : entries)

@@ -66,7 +66,9 @@ DBusNotificationCenter::DBusNotificationCenter(
     , wellKnownName_(std::move(wellKnownName))
     , reportError_(std::move(reportError)) { }
 
-DBusNotificationCenter::~DBusNotificationCenter() { disconnect(); }
+DBusNotificationCenter::~DBusNotificationCenter() {
+    disconnect();
+}
 
 void DBusNotificationCenter::attach() {
     attached_ = true;
@@ -171,7 +173,8 @@ void DBusNotificationCenter::handle(DBusMessage *message) {
     if (!dbus_message_is_signal(message, interfaceName, signalName)
         || !dbus_message_has_path(message, pathName)) {
         // Nothing is offered to call; the caller is told at once instead of being left waiting.
-        if (dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_METHOD_CALL && !dbus_message_get_no_reply(message)) {
+        if (dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_METHOD_CALL
+            && !dbus_message_get_no_reply(message)) {
             const Message reply(dbus_message_new_error(
                 message, DBUS_ERROR_UNKNOWN_METHOD, "This program offers nothing to call."));
             if (reply)
@@ -188,8 +191,9 @@ void DBusNotificationCenter::handle(DBusMessage *message) {
         return;
     const auto notification = DBusUserInfo::read(message);
     if (!notification) {
-        reportError_(QStringLiteral("Dropped a notification of a wrong shape: (%1) instead of (ss) or (ssa{sv}).")
-                         .arg(QString::fromUtf8(dbus_message_get_signature(message))));
+        reportError_(
+            QStringLiteral("Dropped a notification of a wrong shape: (%1) instead of (ss) or (ssa{sv}).")
+                .arg(QString::fromUtf8(dbus_message_get_signature(message))));
         return;
     }
     const auto observations = observations_; // a handler may add and remove
@@ -240,8 +244,8 @@ void DBusNotificationCenter::addMatch(const QString &name) {
 void DBusNotificationCenter::requestName() {
     if (wellKnownName_.isEmpty())
         return;
-    const Message call(dbus_message_new_method_call(
-        DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "RequestName"));
+    const Message call(
+        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "RequestName"));
     const auto name = wellKnownName_.toUtf8();
     const char *text = name.constData();
     const dbus_uint32_t queueWhenTaken = 0;

@@ -57,8 +57,8 @@ constexpr std::uint32_t allWorkspaces = 0xffffffff;
 std::vector<std::uint32_t> values(
     xcb_connection_t *x, xcb_window_t window, const QByteArray &property, xcb_atom_t type) {
     constexpr std::uint32_t most = 64;
-    const ReplyPointer<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        x, xcb_get_property(x, 0, window, atom(x, property), type, 0, most), nullptr));
+    const ReplyPointer<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(x, xcb_get_property(x, 0, window, atom(x, property), type, 0, most), nullptr));
     if (!reply || reply->format != 32)
         return {};
     const auto *first = static_cast<const std::uint32_t *>(xcb_get_property_value(reply.get()));

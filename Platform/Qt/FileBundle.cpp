@@ -82,7 +82,9 @@ QString executablePath() {
 
 } // namespace
 
-QStringList systemLanguages() { return QLocale::system().uiLanguages(); }
+QStringList systemLanguages() {
+    return QLocale::system().uiLanguages();
+}
 
 FileBundle FileBundle::mainBundle() {
     // <bundle>/Contents/<system>/NoticeAgent

@@ -11,8 +11,8 @@ GatewayPlugin::GatewayPlugin(QString path)
 
 bool GatewayPlugin::load() {
     QLibrary library(path_);
-    const auto version
-        = reinterpret_cast<ServiceTierInterfaceVersionFunction *>(library.resolve("ServiceTierInterfaceVersion"));
+    const auto version = reinterpret_cast<ServiceTierInterfaceVersionFunction *>(
+        library.resolve("ServiceTierInterfaceVersion"));
     const auto create = library.resolve("ServiceTierCreate");
     if (!version || !create || version() != serviceTierInterfaceVersion)
         return false;

@@ -73,4 +73,6 @@ QAccessibleInterface *makeInterface(const QString &, QObject *object) {
 
 } // namespace
 
-void NoticeAccessibility::install() { QAccessible::installFactory(makeInterface); }
+void NoticeAccessibility::install() {
+    QAccessible::installFactory(makeInterface);
+}

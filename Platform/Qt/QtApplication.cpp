@@ -44,7 +44,9 @@ QtApplication::QtApplication(int argumentCount, char **arguments, ErrorReporter 
     theApplication = this;
 }
 
-QtApplication::~QtApplication() { theApplication = nullptr; }
+QtApplication::~QtApplication() {
+    theApplication = nullptr;
+}
 
 void QtApplication::openDesktop() {
     qInstallMessageHandler(handleQtMessage);
@@ -60,7 +62,9 @@ void QtApplication::openDesktop() {
     window_ = std::make_unique<QtNoticeWindow>();
 }
 
-int QtApplication::run() { return QApplication::exec(); }
+int QtApplication::run() {
+    return QApplication::exec();
+}
 
 std::vector<NoticeWindow *> QtApplication::windows() const {
     if (!window_ || window_->isClosed())
@@ -68,7 +72,9 @@ std::vector<NoticeWindow *> QtApplication::windows() const {
     return { window_.get() };
 }
 
-void QtApplication::terminate(const Responder *) { endProcess(); }
+void QtApplication::terminate(const Responder *) {
+    endProcess();
+}
 
 void QtApplication::endWithoutDesktop(const QString &reason) {
     theApplication = nullptr; // whatever Qt says from here on is no second end

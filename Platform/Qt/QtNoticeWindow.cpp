@@ -186,7 +186,8 @@ void QtNoticeWindow::fitToContent() {
         return;
     const auto available = screen->availableGeometry();
     const int fittedWidth = std::min(cardWidth, available.width() - 2 * screenMargin);
-    const int mostHeight = static_cast<int>(available.height() * mostOfScreenHeight) - TitleStrip::stripHeight;
+    const int mostHeight
+        = static_cast<int>(available.height() * mostOfScreenHeight) - TitleStrip::stripHeight;
     auto *layout = contentView_->layout();
     int height = contentView_->height();
     if (layout) {
@@ -267,8 +268,8 @@ bool QtNoticeWindow::eventFilter(QObject *watched, QEvent *event) {
 }
 
 void QtNoticeWindow::keyPressEvent(QKeyEvent *event) {
-    const bool presses = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter
-        || event->key() == Qt::Key_Space;
+    const bool presses
+        = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter || event->key() == Qt::Key_Space;
     if (auto *scrollView = contentView_ ? contentView_->findChild<ScrollView *>() : nullptr;
         scrollView && scrollView->scrollBy(event->key()))
         return;
@@ -290,6 +291,5 @@ void QtNoticeWindow::closeEvent(QCloseEvent *event) {
 void QtNoticeWindow::resizeEvent(QResizeEvent *) {
     titleStrip_->setGeometry(0, 0, width(), TitleStrip::stripHeight);
     if (contentView_)
-        contentView_->setGeometry(
-            0, TitleStrip::stripHeight, width(), height() - TitleStrip::stripHeight);
+        contentView_->setGeometry(0, TitleStrip::stripHeight, width(), height() - TitleStrip::stripHeight);
 }

@@ -72,8 +72,8 @@ void QtRunLoop::async(Block block) {
 }
 
 void QtRunLoop::asyncAfter(Interval delay, Block block) {
-    scheduledTimer(delay, Repeats::No,
-        [this, block = std::move(block)](Timer &) mutable { async(std::move(block)); });
+    scheduledTimer(
+        delay, Repeats::No, [this, block = std::move(block)](Timer &) mutable { async(std::move(block)); });
 }
 
 void QtRunLoop::arm() {

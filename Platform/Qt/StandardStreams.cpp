@@ -15,8 +15,8 @@ void writeLine(int descriptor, const QString &line) {
         return;
     // At most what a pipe takes at once: a longer line could wait half way.
     constexpr qsizetype longestLine = 4096;
-    [[maybe_unused]] const auto written
-        = ::write(descriptor, bytes.constData(), static_cast<std::size_t>(std::min(bytes.size(), longestLine)));
+    [[maybe_unused]] const auto written = ::write(
+        descriptor, bytes.constData(), static_cast<std::size_t>(std::min(bytes.size(), longestLine)));
 }
 
 } // namespace
@@ -25,11 +25,15 @@ void StandardStreams::protect() {
     std::signal(SIGPIPE, SIG_IGN);
     // A descriptor that was closed would be given to the next file that is opened: the log, or the bus.
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-        if (::fcntl(descriptor, F_GETFD) < 0)
-            [[maybe_unused]] const int opened = ::open("/dev/null", O_RDWR);
+        if (::fcntl(descriptor, F_GETFD) < 0) [[maybe_unused]]
+            const int opened = ::open("/dev/null", O_RDWR);
     }
 }
 
-void StandardStreams::printLine(const QString &line) { writeLine(STDOUT_FILENO, line); }
+void StandardStreams::printLine(const QString &line) {
+    writeLine(STDOUT_FILENO, line);
+}
 
-void StandardStreams::printErrorLine(const QString &line) { writeLine(STDERR_FILENO, line); }
+void StandardStreams::printErrorLine(const QString &line) {
+    writeLine(STDERR_FILENO, line);
+}

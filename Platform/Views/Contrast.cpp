@@ -28,7 +28,8 @@ QColor Contrast::textOn(const QColor &ground) {
 }
 
 QColor Contrast::mixed(const QColor &first, const QColor &second, double amount) {
-    const auto mix = [amount](int from, int to) { return static_cast<int>(std::lround(from + (to - from) * amount)); };
-    return QColor(mix(first.red(), second.red()), mix(first.green(), second.green()),
-        mix(first.blue(), second.blue()));
+    const auto mix
+        = [amount](int from, int to) { return static_cast<int>(std::lround(from + (to - from) * amount)); };
+    return QColor(
+        mix(first.red(), second.red()), mix(first.green(), second.green()), mix(first.blue(), second.blue()));
 }

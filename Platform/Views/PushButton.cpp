@@ -60,7 +60,9 @@ QColor PushButton::groundColor() const {
     return layerBackgroundColor_;
 }
 
-QColor PushButton::textColor() const { return Contrast::textOn(groundColor()); }
+QColor PushButton::textColor() const {
+    return Contrast::textOn(groundColor());
+}
 
 QSize PushButton::sizeHint() const {
     const QFontMetrics metrics(font());
@@ -88,5 +90,9 @@ void PushButton::paintEvent(QPaintEvent *) {
 }
 
 // The keys go on to the window, which knows how long it has had the keyboard.
-void PushButton::keyPressEvent(QKeyEvent *event) { event->ignore(); }
-void PushButton::keyReleaseEvent(QKeyEvent *event) { event->ignore(); }
+void PushButton::keyPressEvent(QKeyEvent *event) {
+    event->ignore();
+}
+void PushButton::keyReleaseEvent(QKeyEvent *event) {
+    event->ignore();
+}

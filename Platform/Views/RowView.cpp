@@ -10,7 +10,9 @@ const QColor hairlineColor(228, 231, 239);
 
 } // namespace
 
-void RowView::paintEvent(QPaintEvent *) { QPainter(this).fillRect(0, 0, width(), 1, hairlineColor); }
+void RowView::paintEvent(QPaintEvent *) {
+    QPainter(this).fillRect(0, 0, width(), 1, hairlineColor);
+}
 
 void RowGroup::paintEvent(QPaintEvent *) {
     const auto rows = findChildren<RowView *>(QString(), Qt::FindDirectChildrenOnly);

@@ -103,7 +103,9 @@ void TextField::setMaximumLines(int lines) {
     updateGeometry();
 }
 
-void TextField::resetCursorRects() { unsetCursor(); }
+void TextField::resetCursorRects() {
+    unsetCursor();
+}
 
 void TextField::applyStyle() {
     const auto look = lookOf(style_);
@@ -175,9 +177,8 @@ const TextField::Lines &TextField::linesFor(double width) const {
         option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
         option.setTextDirection(textDirection(paragraph));
         // The edge follows the window, whatever way the text runs.
-        option.setAlignment(layoutDirection() == Qt::RightToLeft
-                ? Qt::AlignRight | Qt::AlignAbsolute
-                : Qt::AlignLeft | Qt::AlignAbsolute);
+        option.setAlignment(layoutDirection() == Qt::RightToLeft ? Qt::AlignRight | Qt::AlignAbsolute
+                                                                 : Qt::AlignLeft | Qt::AlignAbsolute);
         layout->setTextOption(option);
         layout->setCacheEnabled(true);
         layout->beginLayout();
@@ -244,9 +245,8 @@ void TextField::paintEvent(QPaintEvent *event) {
     QPainter painter(this);
     painter.setPen(palette().color(QPalette::WindowText));
     // A text that scrolls is as high as its lines; there, where and what is painted is the same.
-    const QRectF visible = lines.height > this->height() + 1 || lines.count < 100
-        ? QRectF(rect())
-        : QRectF(event->rect());
+    const QRectF visible
+        = lines.height > this->height() + 1 || lines.count < 100 ? QRectF(rect()) : QRectF(event->rect());
     const double height = lineHeight();
     if (alignment() & Qt::AlignVCenter)
         painter.translate(0, std::floor(std::max(0.0, (this->height() - lines.height) / 2)));

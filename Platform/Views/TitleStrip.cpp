@@ -48,8 +48,12 @@ void CloseButton::paintEvent(QPaintEvent *) {
 }
 
 // As with the notice's own button the keys go on to the window.
-void CloseButton::keyPressEvent(QKeyEvent *event) { event->ignore(); }
-void CloseButton::keyReleaseEvent(QKeyEvent *event) { event->ignore(); }
+void CloseButton::keyPressEvent(QKeyEvent *event) {
+    event->ignore();
+}
+void CloseButton::keyReleaseEvent(QKeyEvent *event) {
+    event->ignore();
+}
 
 TitleStrip::TitleStrip(QWidget *parent)
     : QWidget(parent)
@@ -87,7 +91,9 @@ void TitleStrip::placeCloseButton() {
     closeButton_->setGeometry(left, 0, closeButtonWidth, height());
 }
 
-void TitleStrip::resizeEvent(QResizeEvent *) { placeCloseButton(); }
+void TitleStrip::resizeEvent(QResizeEvent *) {
+    placeCloseButton();
+}
 
 void TitleStrip::changeEvent(QEvent *event) {
     if (event->type() == QEvent::LayoutDirectionChange)
@@ -118,4 +124,6 @@ void TitleStrip::mouseMoveEvent(QMouseEvent *event) {
     pressedAt_ = now;
 }
 
-void TitleStrip::mouseReleaseEvent(QMouseEvent *) { pressed_ = false; }
+void TitleStrip::mouseReleaseEvent(QMouseEvent *) {
+    pressed_ = false;
+}

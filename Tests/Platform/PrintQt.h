@@ -1,19 +1,14 @@
 #pragma once
 
-#include <QColor>
+#include "Tests/Fakes/Printing.h"
+
 #include <QDebug>
 #include <QSize>
-#include <QString>
-#include <QStringList>
 #include <QVariant>
 
 #include <ostream>
 
-// How a failed expectation shows values of Qt's.
-
-inline void PrintTo(const QString &text, std::ostream *stream) {
-    *stream << '"' << text.toUtf8().toStdString() << '"';
-}
+// The same for what a property list or a picture gives.
 
 template <class Value>
 void printDebugForm(const Value &value, std::ostream *stream) {
@@ -24,9 +19,6 @@ void printDebugForm(const Value &value, std::ostream *stream) {
 
 inline void PrintTo(const QByteArray &bytes, std::ostream *stream) {
     printDebugForm(bytes, stream);
-}
-inline void PrintTo(const QColor &color, std::ostream *stream) {
-    printDebugForm(color, stream);
 }
 inline void PrintTo(const QSize &size, std::ostream *stream) {
     printDebugForm(size, stream);

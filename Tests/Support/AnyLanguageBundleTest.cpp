@@ -1,7 +1,7 @@
 #include "Support/AnyLanguageBundle.h"
 
 #include "Tests/Platform/PrintQt.h"
-#include "Tests/Platform/TemporaryBundle.h"
+#include "Tests/Platform/RawBundle.h"
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ protected:
     }
     void switchTo(const QString &code) { languages_.switchLanguage(code); }
 
-    TemporaryBundle bundle_;
+    RawBundle bundle_;
     FileBundle mainBundle_ = bundle_.open({ QStringLiteral("fr-FR") }); // the user's own language is French
     AnyLanguageBundle languages_ { mainBundle_ };
 };
@@ -56,11 +56,10 @@ class UnknownLanguage : public LanguageSwitch, public testing::WithParamInterfac
 
 TEST_P(UnknownLanguage, BringsBackTheUsersOwn) {
     // What the codes could reach if they were taken for paths.
-    TemporaryBundle::write(
+    RawBundle::write(
         bundle_.contents() + QStringLiteral("/outside.lproj/Localizable.strings"), R"("hello" = "outside";)");
-    TemporaryBundle::write(
-        bundle_.resource(QStringLiteral(".lproj/Localizable.strings")), R"("hello" = "empty";)");
-    TemporaryBundle::write(
+    RawBundle::write(bundle_.resource(QStringLiteral(".lproj/Localizable.strings")), R"("hello" = "empty";)");
+    RawBundle::write(
         bundle_.resource(QStringLiteral("...lproj/Localizable.strings")), R"("hello" = "dots";)");
     switchTo(QStringLiteral("de"));
     switchTo(GetParam());

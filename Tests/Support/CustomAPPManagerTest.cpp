@@ -1,7 +1,7 @@
 #include "Support/CustomAPPManager.h"
 
 #include "Tests/Platform/PrintQt.h"
-#include "Tests/Platform/TemporaryBundle.h"
+#include "Tests/Platform/RawBundle.h"
 
 #include <QDateTime>
 #include <QUrl>
@@ -37,7 +37,7 @@ protected:
             CustomAPPManager::globalAppViewBackgroundColor, CustomAPPManager::logFilePath };
     }
     static QByteArray entries(const QByteArray &inner) {
-        return TemporaryBundle::propertyList("<dict>" + inner + "</dict>");
+        return RawBundle::propertyList("<dict>" + inner + "</dict>");
     }
 
     const QStringList empty_ { {}, {}, {}, {}, {} };
@@ -51,7 +51,7 @@ protected:
     const QStringList branded_ { QStringLiteral("logo"), QStringLiteral("KORVANE"), QStringLiteral("acme"),
         QStringLiteral("#010203"), QStringLiteral("/private/var/log/acme/acme_Tevanic.log") };
 
-    TemporaryBundle bundle_;
+    RawBundle bundle_;
 };
 
 TEST_F(Settings, AreEmptyBeforeTheFirstLoad) {
@@ -169,8 +169,8 @@ TEST_P(SettingsFileThatIsNone, ChangesNothing) {
 INSTANTIATE_TEST_SUITE_P(Files, SettingsFileThatIsNone,
     testing::Values(QByteArray(), QByteArray("no property list"), QByteArray("<plist><dict><key>Vendor"),
         QByteArray("bplist00"), QByteArray("bplist00 and nothing of it"), QByteArray(4096, '\0'),
-        TemporaryBundle::propertyList("<array><string>Vendor</string></array>"),
-        TemporaryBundle::propertyList("<string>Vendor</string>"), TemporaryBundle::propertyList("<true/>")));
+        RawBundle::propertyList("<array><string>Vendor</string></array>"),
+        RawBundle::propertyList("<string>Vendor</string>"), RawBundle::propertyList("<true/>")));
 
 struct ReaderRow {
     const char *name;

@@ -5,7 +5,7 @@
 #include "Support/CustomAPPManager.h"
 #include "Tests/Platform/DesktopTest.h"
 #include "Tests/Platform/PrintQt.h"
-#include "Tests/Platform/TemporaryBundle.h"
+#include "Tests/Platform/RawBundle.h"
 
 #include <QBuffer>
 
@@ -33,7 +33,7 @@ protected:
         return view.grab().toImage().pixelColor(view.width() / 2, view.height() / 2);
     }
 
-    TemporaryBundle bundle_;
+    RawBundle bundle_;
     ImageView logo_;
     LayerView header_;
     LayerView root_;

@@ -1,6 +1,6 @@
 #include "Support/Logger.h"
 
-#include "Tests/Support/LogCapture.h"
+#include "Tests/Fakes/RecordingLog.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <spdlog/spdlog.h>
 
 #include <chrono>
 #include <csignal>
@@ -112,18 +113,19 @@ TEST_F(LoggerTest, FileLineAndFunctionReachTheRecordAndNotTheFile) {
     EXPECT_FALSE(contents(path()).contains("okayAction"));
     EXPECT_FALSE(contents(path()).contains("AppDelegate"));
 
-    const LogCapture capture;
+    Journal journal;
+    const RecordingLog log(journal);
     source.debug("setupUI()", QStringLiteral("debug"));
     const int line = __LINE__ - 1;
     source.error("okayAction(_:)", QStringLiteral("error"));
-    ASSERT_EQ(capture.records().size(), 2U);
-    EXPECT_EQ(capture.records()[0].file, "Controllers/AppDelegate");
-    EXPECT_EQ(capture.records()[0].function, "setupUI()");
-    EXPECT_EQ(capture.records()[0].line, line);
-    EXPECT_EQ(capture.records()[0].level, "debug");
-    EXPECT_EQ(capture.records()[1].function, "okayAction(_:)");
-    EXPECT_EQ(capture.records()[1].line, line + 2);
-    EXPECT_EQ(capture.records()[1].level, "error");
+    ASSERT_EQ(log.records().size(), 2U);
+    EXPECT_EQ(log.records()[0].file, "Controllers/AppDelegate");
+    EXPECT_EQ(log.records()[0].function, "setupUI()");
+    EXPECT_EQ(log.records()[0].line, line);
+    EXPECT_EQ(log.records()[0].level, "debug");
+    EXPECT_EQ(log.records()[1].function, "okayAction(_:)");
+    EXPECT_EQ(log.records()[1].line, line + 2);
+    EXPECT_EQ(log.records()[1].level, "error");
 }
 
 TEST_F(LoggerTest, PastOneMebibyteTheFileBeginsAnewAndOneOldFileIsKept) {

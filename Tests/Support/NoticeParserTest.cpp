@@ -1,7 +1,7 @@
 #include "Support/NoticeParser.h"
 
+#include "Tests/Fakes/RecordingLog.h"
 #include "Tests/Platform/PrintQt.h"
-#include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ProcessorTime.h"
 
 #include <gmock/gmock.h>
@@ -185,20 +185,22 @@ INSTANTIATE_TEST_SUITE_P(Texts, DecimalInteger,
         IntegerRow { QStringLiteral(u"7\0"), 0 }));
 
 TEST(NoticeParser, ATextThatIsNoXmlIsNothingAndIsNotLogged) {
-    const LogCapture capture;
+    Journal journal;
+    const RecordingLog log(journal);
     for (const auto *text : { "", "no notice", "<zelvik-secure-access>", "<a></b>" })
         EXPECT_EQ(parseNotice(QString::fromLatin1(text)), std::nullopt);
-    EXPECT_TRUE(capture.records().empty());
+    EXPECT_TRUE(log.records().empty());
 }
 
 TEST(NoticeParser, ANoticeIsLoggedWithItsWholeText) {
-    const LogCapture capture;
+    Journal journal;
+    const RecordingLog log(journal);
     const auto xml = notice(QStringLiteral(u"<body>{} %s é</body>"));
     parsed(xml);
-    ASSERT_EQ(capture.records().size(), 1U);
-    EXPECT_EQ(capture.records()[0].level, "debug");
-    EXPECT_EQ(capture.records()[0].message, "Parsing websocket response: " + xml.toStdString());
-    EXPECT_EQ(capture.records()[0].file, "Controllers/ViewController");
+    ASSERT_EQ(log.records().size(), 1U);
+    EXPECT_EQ(log.records()[0].level, "debug");
+    EXPECT_EQ(log.records()[0].text, "Parsing websocket response: " + xml.toStdString());
+    EXPECT_EQ(log.records()[0].file, "Controllers/ViewController");
 }
 
 TEST(NoticeParser, AHundredThousandEntriesTakeTimeInProportion) {

@@ -9,9 +9,9 @@
 
 /// An application bundle in a folder of its own, which goes with it. It begins with an empty Resources
 /// folder.
-class TemporaryBundle {
+class RawBundle {
 public:
-    TemporaryBundle() { QDir(folder_.path()).mkpath(QStringLiteral("Contents/Resources")); }
+    RawBundle() { QDir(folder_.path()).mkpath(QStringLiteral("Contents/Resources")); }
 
     QString contents() const { return folder_.path() + QStringLiteral("/Contents"); }
     QString resource(const QString &name) const { return contents() + QStringLiteral("/Resources/") + name; }
