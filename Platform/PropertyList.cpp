@@ -18,10 +18,7 @@
 
 namespace {
 
-// A property list that is nested deeper, or holds more values, is not one that anybody wrote.
-constexpr int deepest = 64;
 constexpr int mostContainers = 10'000;
-constexpr int mostValues = 1'000'000;
 
 struct FreeNode {
     void operator()(plist_t node) const { plist_free(node); }
@@ -74,82 +71,6 @@ QVariant integerValue(plist_t node) {
 bool hasFewContainers(const QByteArray &xml) {
     return xml.count("<array") + xml.count("<dict") <= mostContainers;
 }
-
-/// What a binary list holds, looked through before the library builds it. There a container names its members
-/// by number, so that a few bytes can stand for any number of values.
-class BinaryOutline {
-public:
-    explicit BinaryOutline(const QByteArray &bytes)
-        : bytes_(bytes) { }
-
-    bool isReasonable() {
-        constexpr qsizetype trailer = 32;
-        const auto start = bytes_.size() - trailer;
-        if (start < 0)
-            return false;
-        offsetSize_ = static_cast<unsigned char>(bytes_[start + 6]);
-        referenceSize_ = static_cast<unsigned char>(bytes_[start + 7]);
-        objects_ = number(start + 8, 8).value_or(0);
-        const auto top = number(start + 16, 8);
-        table_ = number(start + 24, 8).value_or(0);
-        return top && isReasonable(*top, 0);
-    }
-
-private:
-    /// Big-endian; nothing past the end of the bytes, or past what could be a place in them.
-    std::optional<qint64> number(qint64 position, int size) const {
-        if (size < 1 || size > 8 || position < 0 || position > bytes_.size() - size)
-            return std::nullopt;
-        std::uint64_t value = 0;
-        for (int index = 0; index < size; ++index)
-            value = value << 8 | static_cast<unsigned char>(bytes_[position + index]);
-        constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int32_t>::max());
-        return value <= most ? std::optional(static_cast<qint64>(value)) : std::nullopt;
-    }
-
-    bool isReasonable(qint64 object, int depth) {
-        if (depth > deepest || ++values_ > mostValues || object >= objects_)
-            return false;
-        const auto place = number(table_ + object * offsetSize_, offsetSize_);
-        const auto marker = place ? number(*place, 1) : std::nullopt;
-        if (!marker)
-            return false;
-        const auto kind = *marker & 0xf0;
-        constexpr qint64 array = 0xa0;
-        constexpr qint64 set = 0xc0;
-        constexpr qint64 dictionary = 0xd0;
-        if (kind != array && kind != set && kind != dictionary)
-            return true;
-
-        constexpr qint64 countFollows = 0x0f;
-        auto count = std::optional(*marker & 0x0f);
-        auto member = *place + 1;
-        if (*count == countFollows) {
-            const auto integer = number(member, 1);
-            if (!integer || (*integer & 0xf0) != 0x10 || (*integer & 0x0f) > 3)
-                return false;
-            const int size = 1 << (*integer & 0x0f);
-            count = number(member + 1, size);
-            member += 1 + size;
-        }
-        if (!count)
-            return false;
-        for (qint64 left = kind == dictionary ? 2 * *count : *count; left > 0; --left) {
-            const auto reference = number(member, referenceSize_);
-            if (!reference || !isReasonable(*reference, depth + 1))
-                return false;
-            member += referenceSize_;
-        }
-        return true;
-    }
-
-    const QByteArray &bytes_;
-    int offsetSize_ = 0;
-    int referenceSize_ = 0;
-    qint64 objects_ = 0;
-    qint64 table_ = 0;
-    int values_ = 0;
-};
 
 std::optional<QVariant> valueOf(plist_t node, int depth);
 
@@ -234,23 +155,6 @@ std::optional<QVariant> valueOf(plist_t node, int depth) {
     }
 }
 
-// The library goes through a list, and frees it, level by level on the stack.
-bool hasFewLevels(const QByteArray &xml) {
-    int level = 0;
-    for (auto tag = xml.indexOf('<'); tag >= 0; tag = xml.indexOf('<', tag + 1)) {
-        const auto rest = QByteArrayView(xml).sliced(tag + 1);
-        if (rest.startsWith("array") || rest.startsWith("dict"))
-            ++level;
-        else if (rest.startsWith("/array") || rest.startsWith("/dict"))
-            --level;
-        const bool isEmptyElement = false;
-        Q_UNUSED(isEmptyElement)
-        if (level > PropertyList::deepest)
-            return false;
-    }
-    return true;
-}
-
 } // namespace
 
 std::optional<QVariant> PropertyList::parse(const QByteArray &bytes) {
@@ -260,7 +164,7 @@ std::optional<QVariant> PropertyList::parse(const QByteArray &bytes) {
     // an object that is named a million times a million times.
     if (BinaryPropertyList::isIntroducedBy(bytes))
         return BinaryPropertyList::parse(bytes);
-    if (!hasFewLevels(bytes))
+    if (!hasFewContainers(bytes))
         return std::nullopt;
     plist_t raw = nullptr;
     plist_from_xml(bytes.constData(), static_cast<std::uint32_t>(bytes.size()), &raw);
