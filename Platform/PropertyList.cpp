@@ -191,5 +191,5 @@ std::optional<QByteArray> PropertyList::readBytes(const QString &path) {
     QFile file;
     if (!file.open(descriptor.get(), QIODevice::ReadOnly | QIODevice::Unbuffered))
         return std::nullopt;
-    return file.read(largestFile);
+    return file.read(status.st_size);
 }
