@@ -6,6 +6,29 @@
 
 #include <utility>
 
+namespace {
+
+/// Keeps a site's own client from letting an exception out: what it throws is a response without a status.
+class GuardedClient final : public portalGatewayServiceTier {
+public:
+    explicit GuardedClient(std::unique_ptr<portalGatewayServiceTier> client)
+        : client_(std::move(client)) { }
+
+    void request(const std::string &url, const Parameters *parameters, const std::string &method,
+        Completion completion) override {
+        try {
+            client_->request(url, parameters, method, completion);
+        } catch (...) {
+            completion({});
+        }
+    }
+
+private:
+    std::unique_ptr<portalGatewayServiceTier> client_;
+};
+
+} // namespace
+
 GatewayPlugin::GatewayPlugin(QString path)
     : path_(std::move(path)) { }
 
@@ -23,6 +46,11 @@ bool GatewayPlugin::load() {
 std::unique_ptr<portalGatewayServiceTier> GatewayPlugin::makeClient() {
     if (!create_ && !load())
         return nullptr;
-    return std::unique_ptr<portalGatewayServiceTier>(
-        reinterpret_cast<ServiceTierCreateFunction *>(create_)());
+    try {
+        auto client = std::unique_ptr<portalGatewayServiceTier>(
+            reinterpret_cast<ServiceTierCreateFunction *>(create_)());
+        return client ? std::make_unique<GuardedClient>(std::move(client)) : nullptr;
+    } catch (...) {
+        return nullptr;
+    }
 }

@@ -22,7 +22,9 @@ void writeLine(int descriptor, const QString &line) {
 } // namespace
 
 void StandardStreams::protect() {
+    // A reader that goes away, and a log past the user's limit of a file's size, are no reason to end.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     // A descriptor that was closed would be given to the next file that is opened: the log, or the bus.
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
         if (::fcntl(descriptor, F_GETFD) < 0) [[maybe_unused]]

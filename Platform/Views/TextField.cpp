@@ -65,8 +65,7 @@ struct TextField::Lines {
 };
 
 TextField::TextField(QWidget *parent)
-    : QLabel(parent) {
-    setTextFormat(Qt::PlainText);
+    : QWidget(parent) {
     QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Preferred);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
@@ -76,14 +75,22 @@ TextField::TextField(QWidget *parent)
 TextField::~TextField() = default;
 
 void TextField::setStringValue(const QString &text) {
-    if (text == stringValue())
+    if (text == text_)
         return;
     const int heightBefore = isVisible() ? heightForWidth(width()) : -1;
     lines_.reset();
-    setText(text);
+    text_ = text;
     // A line that stays as high as it was, as a countdown's does every second, moves nothing else.
-    if (heightBefore != (isVisible() ? heightForWidth(width()) : 0))
+    if (heightBefore < 0 || heightBefore != heightForWidth(width()))
         updateGeometry();
+    update();
+    // Nobody wants every second of a countdown read out.
+    if (style_ != Style::Countdown)
+        announce();
+}
+
+void TextField::setAlignment(Qt::Alignment alignment) {
+    alignment_ = alignment;
     update();
 }
 
@@ -118,9 +125,6 @@ void TextField::applyStyle() {
     QPalette colors = palette();
     colors.setColor(QPalette::WindowText, look.color);
     setPalette(colors);
-    // With a name of its own the label keeps quiet when its text changes: nobody wants every second read
-    // out. What is read as its name is the text all the same.
-    setAccessibleName(style_ == Style::Countdown ? QStringLiteral("countdown") : QString());
     // A countdown line keeps its place while it is hidden, so that nothing jumps when it appears.
     auto policy = sizePolicy();
     policy.setRetainSizeWhenHidden(style_ == Style::Countdown);
@@ -159,7 +163,7 @@ const TextField::Lines &TextField::linesFor(double width) const {
     lines_ = std::make_unique<Lines>();
     lines_->width = width;
 
-    auto shown = text().left(longestShown);
+    auto shown = text_.left(longestShown);
     shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     shown.replace(u'\r', u'\n');
     shown.replace(QChar(QChar::ParagraphSeparator), QChar(u'\n'));
@@ -198,7 +202,7 @@ const TextField::Lines &TextField::linesFor(double width) const {
         layout->endLayout();
         lines_->paragraphs.push_back(std::move(layout));
     }
-    lines_->cut = lines_->cut || text().size() > longestShown;
+    lines_->cut = lines_->cut || text_.size() > longestShown;
     lines_->height = lines_->count * height;
     return *lines_;
 }
@@ -208,7 +212,7 @@ double TextField::measuredHeight(double width) const {
         return linesFor(width).height;
     // A copy without the limit. It is asked once a notice.
     double height = 0;
-    const auto paragraphs = text().left(longestShown).split(u'\n');
+    const auto paragraphs = text_.left(longestShown).split(u'\n');
     for (const auto &paragraph : paragraphs) {
         QTextLayout layout(paragraph, font());
         QTextOption option;
@@ -221,19 +225,19 @@ double TextField::measuredHeight(double width) const {
         }
         layout.endLayout();
     }
-    return text().isEmpty() ? 0 : std::min(height, unlimitedHeight);
+    return text_.isEmpty() ? 0 : std::min(height, unlimitedHeight);
 }
 
 QSize TextField::sizeHint() const {
     constexpr int longestMeasured = 400;
     const QFontMetricsF metrics(font());
-    const auto first = text().left(longestMeasured).section(u'\n', 0, 0);
+    const auto first = text_.left(longestMeasured).section(u'\n', 0, 0);
     const int width = static_cast<int>(std::ceil(metrics.horizontalAdvance(first))) + 1;
     return { width, heightForWidth(std::max(width, 1)) };
 }
 
 QSize TextField::minimumSizeHint() const {
-    return { 0, text().isEmpty() ? 0 : static_cast<int>(std::ceil(lineHeight())) };
+    return { 0, text_.isEmpty() ? 0 : static_cast<int>(std::ceil(lineHeight())) };
 }
 
 int TextField::heightForWidth(int width) const {
@@ -248,7 +252,7 @@ void TextField::paintEvent(QPaintEvent *event) {
     const QRectF visible
         = lines.height > this->height() + 1 || lines.count < 100 ? QRectF(rect()) : QRectF(event->rect());
     const double height = lineHeight();
-    if (alignment() & Qt::AlignVCenter)
+    if (alignment_ & Qt::AlignVCenter)
         painter.translate(0, std::floor(std::max(0.0, (this->height() - lines.height) / 2)));
     int number = 0;
     for (const auto &layout : lines.paragraphs) {
@@ -285,7 +289,7 @@ QString TextField::expansionToolTip() const {
     constexpr qsizetype longestTip = 8000;
     constexpr double narrow = 420;
     constexpr double wide = 840;
-    const auto shown = text().left(longestTip);
+    const auto shown = text_.left(longestTip);
     QStringList lines;
     const auto paragraphs = shown.split(u'\n');
     for (const auto &paragraph : paragraphs) {
@@ -300,7 +304,7 @@ QString TextField::expansionToolTip() const {
         }
         layout.endLayout();
     }
-    const auto ending = text().size() > longestTip ? QStringLiteral("\u2026") : QString();
+    const auto ending = text_.size() > longestTip ? QStringLiteral("\u2026") : QString();
     return Qt::convertFromPlainText(lines.join(u'\n') + ending, Qt::WhiteSpacePre);
 }
 
@@ -309,12 +313,12 @@ bool TextField::event(QEvent *event) {
         QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), expansionToolTip(), this);
         return true;
     }
-    return QLabel::event(event);
+    return QWidget::event(event);
 }
 
 void TextField::changeEvent(QEvent *event) {
     if (event->type() == QEvent::FontChange || event->type() == QEvent::LayoutDirectionChange
         || event->type() == QEvent::StyleChange)
         lines_.reset();
-    QLabel::changeEvent(event);
+    QWidget::changeEvent(event);
 }

@@ -1,15 +1,17 @@
 #pragma once
 
-#include <QLabel>
 #include <QTextLayout>
+#include <QWidget>
 
 #include <memory>
 #include <vector>
 
 /// A text that the user reads. The text is always plain: no markup in it is ever interpreted. Words too long
 /// for a line are broken; a field with a limit of lines ends in an ellipsis past it.
-class TextField : public QLabel {
+class TextField : public QWidget {
     Q_OBJECT
+    Q_PROPERTY(QString text READ text WRITE setText)
+    Q_PROPERTY(Qt::Alignment alignment READ alignment WRITE setAlignment)
     Q_PROPERTY(Style textStyle READ textStyle WRITE setTextStyle)
     Q_PROPERTY(int maximumLines READ maximumLines WRITE setMaximumLines)
 
@@ -22,7 +24,15 @@ public:
     ~TextField() override;
 
     void setStringValue(const QString &text);
-    QString stringValue() const { return text(); }
+    QString stringValue() const { return text_; }
+
+    // The same under the names that a form uses.
+    void setText(const QString &text) { setStringValue(text); }
+    QString text() const { return text_; }
+
+    /// Only the vertical part counts; the edge follows the window's direction.
+    void setAlignment(Qt::Alignment alignment);
+    Qt::Alignment alignment() const { return alignment_; }
 
     /// Has a screen reader told that the text is another one. A countdown line is told by this alone, every
     /// other field at each change.
@@ -65,6 +75,8 @@ private:
     const Lines &linesFor(double width) const;
     Qt::LayoutDirection textDirection(const QString &paragraph) const;
 
+    QString text_;
+    Qt::Alignment alignment_ = Qt::AlignLeading | Qt::AlignVCenter;
     Style style_ = Style::Body;
     int maximumLines_ = 0;
     bool allowsExpansionToolTips_ = false;
