@@ -1,0 +1,472 @@
+// Watches a program from outside and says, in milliseconds, how long it takes to do what others see of it.
+// The time is taken when the X server or the bus reports an event, never by the program that is watched.
+//
+//   Observer [OPTION]... -- COMMAND [ARGUMENT]...
+//
+//   --name NAME          waits for that name on the session bus: "exec_to_name"
+//   --post-at-name NAME  posts that message as soon as the name is owned, as a waiting client does
+//   --window             waits for the first top-level window: "exec_to_mapped"
+//   --rounds COUNT       then, after each pause, posts with --post and waits for the window: "mapped", for
+//   its
+//                        colours: "pixel"; takes it off the screen with --hide
+//   --post COMMAND       prints the moment of posting, see Post.cpp
+//   --hide COMMAND
+//   --pixel X,Y,RRGGBB   a colour expected there in the window; negative numbers count from the far edges
+//   --pause SECONDS      so that what the program does while idle is done
+//   --memory             at the end, after a pause: "pss" in KiB
+//
+// Prints one JSON object. Every wait is bounded; what does not come in time is a failure.
+
+#include "Benchmarks/Messages.h"
+
+#include <xcb/damage.h>
+#include <xcb/xcb.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+constexpr auto longestWait = 20s;
+
+// Programs have windows that are never seen: for the clipboard, for the window group, for a tray.
+constexpr int smallestWidth = 120;
+constexpr int smallestHeight = 40;
+
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+double milliseconds(Clock::duration duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+struct FreeReply {
+    void operator()(void *reply) const { std::free(reply); }
+};
+template <class Reply>
+using ReplyPointer = std::unique_ptr<Reply, FreeReply>;
+
+struct ExpectedColor {
+    int x;
+    int y;
+    std::uint32_t color;
+};
+
+struct Geometry {
+    int x;
+    int y;
+    int width;
+    int height;
+};
+
+/// What there is to see on the screen.
+class Screen {
+public:
+    Screen()
+        : connection_(xcb_connect(nullptr, nullptr)) {
+        if (xcb_connection_has_error(connection_))
+            throw Failure("there is no display");
+        root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
+        const std::uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+        xcb_change_window_attributes(connection_, root_, XCB_CW_EVENT_MASK, &events);
+        const ReplyPointer<xcb_damage_query_version_reply_t> version(xcb_damage_query_version_reply(
+            connection_, xcb_damage_query_version(connection_, 1, 1), nullptr));
+        if (!version)
+            throw Failure("the display does not report damage");
+        firstDamageEvent_ = xcb_get_extension_data(connection_, &xcb_damage_id)->first_event;
+        xcb_flush(connection_);
+    }
+    ~Screen() { xcb_disconnect(connection_); }
+    Screen(const Screen &) = delete;
+    Screen &operator=(const Screen &) = delete;
+
+    int descriptor() const { return xcb_get_file_descriptor(connection_); }
+    bool hasWindow() const { return window_ != XCB_WINDOW_NONE; }
+    Clock::time_point mappedAt() const { return mappedAt_; }
+    std::optional<Clock::time_point> paintedAt() const { return paintedAt_; }
+
+    /// Has every drawing on the screen reported, from now on.
+    void watchFor(std::vector<ExpectedColor> colors) {
+        colors_ = std::move(colors);
+        const auto damage = xcb_generate_id(connection_);
+        xcb_damage_create(connection_, damage, root_, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
+        xcb_flush(connection_);
+    }
+
+    void handleEvents() {
+        bool drawn = false;
+        while (const ReplyPointer<xcb_generic_event_t> event { xcb_poll_for_event(connection_) })
+            drawn = handle(*event) || drawn;
+        if (drawn && hasWindow() && !paintedAt_ && !colors_.empty() && showsColors())
+            paintedAt_ = Clock::now();
+    }
+
+private:
+    bool handle(const xcb_generic_event_t &event) {
+        const int type = event.response_type & 0x7f;
+        if (type == firstDamageEvent_ + XCB_DAMAGE_NOTIFY)
+            return true;
+        switch (type) {
+        case XCB_CREATE_NOTIFY: {
+            const auto &created = reinterpret_cast<const xcb_create_notify_event_t &>(event);
+            geometries_[created.window] = { created.x, created.y, created.width, created.height };
+            break;
+        }
+        case XCB_CONFIGURE_NOTIFY: {
+            const auto &configured = reinterpret_cast<const xcb_configure_notify_event_t &>(event);
+            geometries_[configured.window]
+                = { configured.x, configured.y, configured.width, configured.height };
+            break;
+        }
+        case XCB_MAP_NOTIFY:
+            mapped(reinterpret_cast<const xcb_map_notify_event_t &>(event).window);
+            break;
+        case XCB_UNMAP_NOTIFY:
+            if (reinterpret_cast<const xcb_unmap_notify_event_t &>(event).window == window_)
+                window_ = XCB_WINDOW_NONE;
+            break;
+        default:
+            break;
+        }
+        return false;
+    }
+
+    void mapped(xcb_window_t window) {
+        const auto &geometry = geometries_[window];
+        if (hasWindow() || geometry.width < smallestWidth || geometry.height < smallestHeight)
+            return;
+        window_ = window;
+        mappedAt_ = Clock::now();
+        paintedAt_.reset();
+    }
+
+    bool showsColors() const {
+        const auto &geometry = geometries_.at(window_);
+        for (const auto &expected : colors_) {
+            const int x = geometry.x + (expected.x < 0 ? geometry.width + expected.x : expected.x);
+            const int y = geometry.y + (expected.y < 0 ? geometry.height + expected.y : expected.y);
+            if (colorAt(x, y) != expected.color)
+                return false;
+        }
+        return true;
+    }
+
+    std::optional<std::uint32_t> colorAt(int x, int y) const {
+        const ReplyPointer<xcb_get_image_reply_t> image(xcb_get_image_reply(connection_,
+            xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, static_cast<std::int16_t>(x),
+                static_cast<std::int16_t>(y), 1, 1, ~0U),
+            nullptr));
+        if (!image || xcb_get_image_data_length(image.get()) < 4)
+            return std::nullopt;
+        const auto *bytes = xcb_get_image_data(image.get());
+        return static_cast<std::uint32_t>(bytes[2] << 16 | bytes[1] << 8 | bytes[0]);
+    }
+
+    xcb_connection_t *connection_;
+    xcb_window_t root_ = XCB_WINDOW_NONE;
+    int firstDamageEvent_ = 0;
+    std::map<xcb_window_t, Geometry> geometries_;
+    std::vector<ExpectedColor> colors_;
+    xcb_window_t window_ = XCB_WINDOW_NONE;
+    Clock::time_point mappedAt_;
+    std::optional<Clock::time_point> paintedAt_;
+};
+
+/// Who owns a name on the session bus.
+class Bus {
+public:
+    explicit Bus(const std::string &name)
+        : connection_(dbus_bus_get(DBUS_BUS_SESSION, nullptr)) {
+        if (!connection_)
+            throw Failure("there is no session bus");
+        const auto rule = "type='signal',sender='" DBUS_SERVICE_DBUS "',interface='" DBUS_INTERFACE_DBUS
+                          "',member='NameOwnerChanged',arg0='"
+            + name + '\'';
+        DBusError error = DBUS_ERROR_INIT;
+        dbus_bus_add_match(connection_, rule.c_str(), &error);
+        if (dbus_bus_name_has_owner(connection_, name.c_str(), nullptr))
+            throw Failure(name + " is owned already");
+    }
+
+    int descriptor() const {
+        int descriptor = -1;
+        dbus_connection_get_unix_fd(connection_, &descriptor);
+        return descriptor;
+    }
+
+    std::optional<Clock::time_point> ownedAt() const { return ownedAt_; }
+
+    void handleEvents() {
+        dbus_connection_read_write(connection_, 0);
+        while (const Messages::Message message { dbus_connection_pop_message(connection_) }) {
+            if (!ownedAt_ && dbus_message_is_signal(message.get(), DBUS_INTERFACE_DBUS, "NameOwnerChanged"))
+                ownedAt_ = Clock::now();
+        }
+    }
+
+    void send(DBusMessage *message) {
+        dbus_connection_send(connection_, message, nullptr);
+        dbus_connection_flush(connection_);
+    }
+
+private:
+    DBusConnection *connection_;
+    std::optional<Clock::time_point> ownedAt_;
+};
+
+/// The program that is watched; ended with this.
+class Program {
+public:
+    explicit Program(std::vector<std::string> command) {
+        std::vector<char *> arguments;
+        for (auto &word : command)
+            arguments.push_back(word.data());
+        arguments.push_back(nullptr);
+        // What it prints is not to stand between the figures.
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+        startedAt_ = Clock::now();
+        const int error = posix_spawnp(&process_, arguments[0], &actions, nullptr, arguments.data(), environ);
+        posix_spawn_file_actions_destroy(&actions);
+        if (error != 0)
+            throw Failure("cannot start " + command[0]);
+    }
+    ~Program() {
+        kill(process_, SIGTERM);
+        for (int attempt = 0; attempt < 100; ++attempt) {
+            if (waitpid(process_, nullptr, WNOHANG) != 0)
+                return;
+            std::this_thread::sleep_for(10ms);
+        }
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+    }
+    Program(const Program &) = delete;
+    Program &operator=(const Program &) = delete;
+
+    Clock::time_point startedAt() const { return startedAt_; }
+
+    long proportionalMemory() const {
+        std::ifstream rollup("/proc/" + std::to_string(process_) + "/smaps_rollup");
+        for (std::string line; std::getline(rollup, line);) {
+            if (line.starts_with("Pss:"))
+                return std::stol(line.substr(4));
+        }
+        throw Failure("the program has ended");
+    }
+
+private:
+    pid_t process_ = 0;
+    Clock::time_point startedAt_;
+};
+
+/// A command that runs beside and prints when it did what it is for.
+class Command {
+public:
+    explicit Command(const std::string &line)
+        : output_(popen(line.c_str(), "re")) { }
+    ~Command() {
+        if (output_)
+            pclose(output_);
+    }
+    Command(const Command &) = delete;
+    Command &operator=(const Command &) = delete;
+
+    /// Waits for it.
+    Clock::time_point printedTime() const {
+        std::int64_t nanoseconds = 0;
+        if (!output_ || std::fscanf(output_, "%" SCNd64, &nanoseconds) != 1)
+            throw Failure("the posting command failed");
+        return Clock::time_point(std::chrono::nanoseconds(nanoseconds));
+    }
+
+private:
+    FILE *output_;
+};
+
+struct Options {
+    std::string name;
+    std::string messageAtName;
+    bool window = false;
+    int rounds = 0;
+    std::string post;
+    std::string hide;
+    std::vector<ExpectedColor> colors;
+    std::chrono::milliseconds pause { 500 };
+    bool memory = false;
+    std::vector<std::string> command;
+};
+
+ExpectedColor expectedColor(const std::string &text) {
+    ExpectedColor expected {};
+    if (std::sscanf(text.c_str(), "%d,%d,%x", &expected.x, &expected.y, &expected.color) != 3)
+        throw Failure("--pixel takes X,Y,RRGGBB");
+    return expected;
+}
+
+Options parse(const std::vector<std::string> &words) {
+    Options options;
+    std::size_t index = 0;
+    const auto next = [&words, &index] {
+        if (++index == words.size())
+            throw Failure(words[index - 1] + " wants a value");
+        return words[index];
+    };
+    const std::map<std::string, std::function<void()>> readers {
+        { "--name", [&] { options.name = next(); } },
+        { "--post-at-name", [&] { options.messageAtName = next(); } },
+        { "--window", [&] { options.window = true; } },
+        { "--rounds", [&] { options.rounds = std::stoi(next()); } },
+        { "--post", [&] { options.post = next(); } },
+        { "--hide", [&] { options.hide = next(); } },
+        { "--pixel", [&] { options.colors.push_back(expectedColor(next())); } },
+        { "--pause", [&] { options.pause = std::chrono::milliseconds(int(std::stod(next()) * 1000)); } },
+        { "--memory", [&] { options.memory = true; } },
+    };
+    for (; index < words.size() && words[index] != "--"; ++index) {
+        const auto reader = readers.find(words[index]);
+        if (reader == readers.end())
+            throw Failure("there is no option " + words[index]);
+        reader->second();
+    }
+    if (index + 1 >= words.size())
+        throw Failure("no command is given");
+    options.command.assign(words.begin() + static_cast<std::ptrdiff_t>(index) + 1, words.end());
+    return options;
+}
+
+class Observer {
+public:
+    explicit Observer(Options options)
+        : options_(std::move(options)) {
+        if (!options_.name.empty())
+            bus_.emplace(options_.name);
+        if (!options_.colors.empty())
+            screen_.watchFor(options_.colors);
+    }
+
+    void run() {
+        const Program program(options_.command);
+        if (bus_) {
+            wait("the name", [this] { return bus_->ownedAt().has_value(); });
+            print("exec_to_name", milliseconds(*bus_->ownedAt() - program.startedAt()));
+        }
+        if (!options_.messageAtName.empty())
+            bus_->send(Messages::named(options_.messageAtName).get());
+        if (options_.window) {
+            wait("the window", [this] { return screen_.hasWindow(); });
+            print("exec_to_mapped", milliseconds(screen_.mappedAt() - program.startedAt()));
+        }
+        for (int round = 0; round < options_.rounds; ++round)
+            postOnce();
+        if (options_.memory) {
+            std::this_thread::sleep_for(options_.pause);
+            print("pss", static_cast<double>(program.proportionalMemory()));
+        }
+        std::cout << "{" << figures_.str();
+        printList("mapped", mapped_);
+        printList("pixel", pixel_);
+        std::cout << "}" << std::endl;
+    }
+
+private:
+    void postOnce() {
+        std::this_thread::sleep_for(options_.pause);
+        // Not waited for: the window may be there before the command has ended.
+        const Command post(options_.post);
+        wait("the window", [this] { return screen_.hasWindow(); });
+        if (!options_.colors.empty())
+            wait("the colours", [this] { return screen_.paintedAt().has_value(); });
+        const auto postedAt = post.printedTime();
+        mapped_.push_back(milliseconds(screen_.mappedAt() - postedAt));
+        if (!options_.colors.empty())
+            pixel_.push_back(milliseconds(*screen_.paintedAt() - postedAt));
+        if (options_.hide.empty())
+            return;
+        std::this_thread::sleep_for(options_.pause);
+        [[maybe_unused]] const auto hidden = Command(options_.hide).printedTime();
+        wait("the window's going", [this] { return !screen_.hasWindow(); });
+    }
+
+    void wait(const char *what, const std::function<bool()> &isDone) {
+        const auto deadline = Clock::now() + longestWait;
+        for (;;) {
+            screen_.handleEvents();
+            if (bus_)
+                bus_->handleEvents();
+            if (isDone())
+                return;
+            if (Clock::now() >= deadline)
+                throw Failure(std::string(what) + " did not come");
+            std::array descriptors { pollfd { screen_.descriptor(), POLLIN, 0 },
+                pollfd { bus_ ? bus_->descriptor() : -1, POLLIN, 0 } };
+            poll(descriptors.data(), descriptors.size(), 100);
+        }
+    }
+
+    void print(const char *figure, double value) {
+        if (figures_.tellp() > 0)
+            figures_ << ", ";
+        figures_ << '"' << figure << "\": " << value;
+    }
+
+    void printList(const char *figure, const std::vector<double> &values) {
+        if (values.empty())
+            return;
+        const char *separator = "";
+        std::cout << (figures_.tellp() > 0 || values.data() != mapped_.data() ? ", " : "") << '"' << figure
+                  << "\": [";
+        for (const double value : values) {
+            std::cout << separator << value;
+            separator = ", ";
+        }
+        std::cout << ']';
+    }
+
+    Options options_;
+    Screen screen_;
+    std::optional<Bus> bus_;
+    std::ostringstream figures_;
+    std::vector<double> mapped_;
+    std::vector<double> pixel_;
+};
+
+} // namespace
+
+int main(int argumentCount, char **arguments) {
+    try {
+        Observer(parse({ arguments + 1, arguments + argumentCount })).run();
+        return EXIT_SUCCESS;
+    } catch (const std::exception &failure) {
+        std::cerr << "Observer: " << failure.what() << '\n';
+        return EXIT_FAILURE;
+    }
+}
