@@ -38,7 +38,9 @@ const auto commitEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 QtNoticeWindow::QtNoticeWindow()
     : titleStrip_(new TitleStrip(this))
     , backgroundColor_(initialBackgroundColor) {
-    setWindowFlags(Qt::Window | Qt::FramelessWindowHint);
+    // Above others from the beginning, as every notice will be: a change of it would have the window system's
+    // part of the window made anew at the first notice, without what was set on it for its mapping.
+    setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
     setAttribute(Qt::WA_TranslucentBackground);
     // Appearing never takes the keyboard; a notice that wants it asks for it.
     setAttribute(Qt::WA_ShowWithoutActivating);
