@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 
 namespace {
 
@@ -41,15 +42,42 @@ std::optional<Format> formatOf(const QByteArray &bytes) {
     return std::nullopt;
 }
 
-// A drawing that declares entities or refers to anything outside itself is not drawn at all.
+// The name of the tag at a place, without its prefix: what stands between the sign and a blank or an end.
+QByteArray tagNameAt(const QByteArray &svg, qsizetype sign) {
+    auto end = sign + 1;
+    while (end < svg.size() && !std::strchr(" \t\r\n/>", svg[end]))
+        ++end;
+    const auto name = svg.mid(sign + 1, end - sign - 1);
+    return name.mid(name.lastIndexOf(':') + 1);
+}
+
+// A drawing that declares entities, refers to anything outside itself, runs, or multiplies itself is not
+// drawn at all.
+bool isHarmlessTag(const QByteArray &name) {
+    constexpr std::array forbidden { "!ENTITY", "?xml-stylesheet", "image", "foreignObject", "script",
+        "use" };
+    return !name.startsWith("animate")
+        && std::find(forbidden.begin(), forbidden.end(), name) == forbidden.end();
+}
+
+// Tags are looked for byte by byte. That is right only where every byte below 128 is the character it seems.
+bool isReadAsItSeems(const QByteArray &svg) {
+    const auto declaration = svg.left(svg.indexOf("?>")).toLower();
+    constexpr std::array encodings { "utf-8", "us-ascii", "iso-8859-1" };
+    return !declaration.contains("encoding")
+        || std::any_of(encodings.begin(), encodings.end(),
+            [&declaration](const char *encoding) { return declaration.contains(encoding); });
+}
+
 bool isSelfContained(const QByteArray &svg) {
-    constexpr std::array forbidden { "<!ENTITY", "<image", ":image", "<foreignObject", "<script", "@import",
-        "<use", "<animate" };
     constexpr qsizetype largestDrawing = 1024 * 1024;
-    if (svg.size() > largestDrawing)
+    if (svg.size() > largestDrawing || svg.contains("@import") || !isReadAsItSeems(svg))
         return false;
-    return std::none_of(
-        forbidden.begin(), forbidden.end(), [&svg](const char *word) { return svg.contains(word); });
+    for (auto sign = svg.indexOf('<'); sign >= 0; sign = svg.indexOf('<', sign + 1)) {
+        if (!isHarmlessTag(tagNameAt(svg, sign)))
+            return false;
+    }
+    return true;
 }
 
 QImage decoded(const QByteArray &bytes, const QByteArray &format, const QSize &scaledSize = {}) {
