@@ -37,8 +37,10 @@ bool GatewayPlugin::load() {
     const auto version = reinterpret_cast<ServiceTierInterfaceVersionFunction *>(
         library.resolve("ServiceTierInterfaceVersion"));
     const auto create = library.resolve("ServiceTierCreate");
-    if (!version || !create || version() != serviceTierInterfaceVersion)
+    if (!version || !create || version() != serviceTierInterfaceVersion) {
+        library.unload(); // so that a mended one in its place is looked at anew
         return false;
+    }
     create_ = reinterpret_cast<void *>(create);
     return true;
 }
