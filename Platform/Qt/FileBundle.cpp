@@ -26,6 +26,8 @@ bool isResourceName(const QString &name) {
 // The exact code, then the language with its script, then the language alone.
 QStringList candidates(const QString &code) {
     QStringList codes { code };
+    if (code.contains(u'_')) // as locales are written, where folders have a hyphen
+        codes << QString(code).replace(u'_', u'-');
     const QLocale locale(code);
     if (locale.language() == QLocale::C)
         return codes;
