@@ -9,14 +9,14 @@
 namespace {
 
 void writeLine(int descriptor, const QString &line) {
-    const auto bytes = line.toUtf8() + '\n';
+    // At most what a pipe takes at once: a longer line could wait half way.
+    constexpr qsizetype longestLine = 4096;
+    const auto bytes = line.toUtf8().left(longestLine - 1) + '\n';
     pollfd state { descriptor, POLLOUT, 0 };
     if (::poll(&state, 1, 0) != 1 || (state.revents & POLLOUT) == 0)
         return;
-    // At most what a pipe takes at once: a longer line could wait half way.
-    constexpr qsizetype longestLine = 4096;
-    [[maybe_unused]] const auto written = ::write(
-        descriptor, bytes.constData(), static_cast<std::size_t>(std::min(bytes.size(), longestLine)));
+    [[maybe_unused]] const auto written
+        = ::write(descriptor, bytes.constData(), static_cast<std::size_t>(bytes.size()));
 }
 
 } // namespace
