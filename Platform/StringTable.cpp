@@ -187,7 +187,8 @@ std::optional<StringTable::Table> StringTable::parse(const QByteArray &bytes) {
     if (!text)
         return std::nullopt;
     if (looksLikeXml(*text)) {
-        const auto list = PropertyList::parse(bytes);
+        // Decoded already: the mark and an encoding that the text declares are of no account.
+        const auto list = PropertyList::parse(text->toUtf8());
         return list ? fromPropertyList(*list) : std::nullopt;
     }
     return TableReader(*text).read();
