@@ -1,0 +1,74 @@
+#include "Platform/Views/Contrast.h"
+
+#include "Tests/Fakes/Printing.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(Contrast, IsTheUsualMeasure) {
+    EXPECT_NEAR(Contrast::ratio(Qt::black, Qt::white), 21, 0.01);
+    EXPECT_NEAR(Contrast::ratio(Qt::white, Qt::black), 21, 0.01);
+    EXPECT_NEAR(Contrast::ratio(Qt::red, Qt::red), 1, 0.0001);
+    EXPECT_NEAR(Contrast::ratio(QColor(0x77, 0x77, 0x77), Qt::white), 4.48, 0.01);
+    EXPECT_NEAR(Contrast::ratio(QColor(0x76, 0x76, 0x76), Qt::white), 4.54, 0.01);
+    EXPECT_NEAR(Contrast::ratio(Qt::blue, Qt::white), 8.59, 0.01);
+}
+
+struct TextRow {
+    const char *name;
+    QColor text;
+    QColor ground;
+};
+
+void PrintTo(const TextRow &row, std::ostream *stream) {
+    *stream << row.name;
+}
+
+class TextColour : public testing::TestWithParam<TextRow> { };
+
+TEST_P(TextColour, IsReadableOnItsGround) {
+    EXPECT_GE(Contrast::ratio(GetParam().text, GetParam().ground), Contrast::readable);
+}
+
+const std::vector<TextRow> texts {
+    { "Heading", QColor(30, 34, 52), Qt::white },
+    { "Body", QColor(58, 64, 86), Qt::white },
+    { "Caption", QColor(102, 108, 128), Qt::white },
+    { "Countdown", QColor(102, 108, 128), Qt::white },
+    { "Button", Qt::white, QColor(30, 34, 52) },
+};
+INSTANTIATE_TEST_SUITE_P(
+    Notice, TextColour, testing::ValuesIn(texts), [](const auto &row) { return row.param.name; });
+
+TEST(Contrast, TextOnAnyGroundIsReadable) {
+    for (int red = 0; red <= 255; red += 15) {
+        for (int green = 0; green <= 255; green += 5) {
+            for (int blue = 0; blue <= 255; blue += 15) {
+                const QColor ground(red, green, blue);
+                ASSERT_GE(Contrast::ratio(Contrast::textOn(ground), ground), Contrast::readable)
+                    << ground.name().toStdString();
+            }
+        }
+    }
+}
+
+TEST(Contrast, TextOnAnyGrayIsReadable) {
+    for (int level = 0; level <= 255; ++level) {
+        const QColor ground(level, level, level);
+        ASSERT_GE(Contrast::ratio(Contrast::textOn(ground), ground), Contrast::readable) << level;
+    }
+}
+
+TEST(Contrast, TextIsLightOnTheAccentAndDarkOnWhite) {
+    EXPECT_EQ(Contrast::textOn(QColor(30, 34, 52)), QColor(Qt::white));
+    EXPECT_LT(Contrast::textOn(Qt::white).lightness(), 64);
+}
+
+TEST(Contrast, AMixtureLiesBetween) {
+    EXPECT_EQ(Contrast::mixed(QColor(0, 100, 200), QColor(100, 0, 100), 0), QColor(0, 100, 200));
+    EXPECT_EQ(Contrast::mixed(QColor(0, 100, 200), QColor(100, 0, 100), 1), QColor(100, 0, 100));
+    EXPECT_EQ(Contrast::mixed(QColor(0, 100, 200), QColor(100, 0, 100), 0.5), QColor(50, 50, 150));
+}
+
+} // namespace

@@ -1,0 +1,274 @@
+#include "Platform/Linux/DBusUserInfo.h"
+
+#include "Tests/Platform/PrintQt.h"
+
+#include <dbus/dbus.h>
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+
+namespace {
+
+struct Unreference {
+    void operator()(DBusMessage *message) const { dbus_message_unref(message); }
+};
+using Message = std::unique_ptr<DBusMessage, Unreference>;
+
+Message emptySignal() {
+    return Message(dbus_message_new_signal(
+        "/com/tevanic/DistributedNotificationCenter", "com.tevanic.DistributedNotificationCenter", "Posted"));
+}
+
+std::optional<Notification> roundTrip(const Notification &notification) {
+    const auto message = emptySignal();
+    DBusUserInfo::write(message.get(), notification);
+    return DBusUserInfo::read(message.get());
+}
+
+struct Row {
+    const char *name;
+    QVariant value;
+};
+
+void PrintTo(const Row &row, std::ostream *stream) {
+    *stream << row.name;
+}
+
+class UserInfoValue : public testing::TestWithParam<Row> { };
+
+TEST_P(UserInfoValue, ComesBackWithItsType) {
+    const QVariantMap userInfo { { QStringLiteral("key"), GetParam().value } };
+    const auto read = roundTrip({ QStringLiteral("name"), QStringLiteral("object"), userInfo });
+    ASSERT_TRUE(read && read->userInfo);
+    EXPECT_EQ(read->name, "name");
+    EXPECT_EQ(read->object, "object");
+    const auto value = read->userInfo->value(QStringLiteral("key"));
+    EXPECT_EQ(value.metaType().id(), GetParam().value.metaType().id());
+    EXPECT_EQ(value, GetParam().value);
+}
+
+const std::vector<Row> values {
+    { "True", true },
+    { "False", false },
+    { "String", QStringLiteral(u"text é日\U0001f512\n\t") },
+    { "EmptyString", QString(QLatin1String("")) },
+    { "LongString", QString(1'000'000, u'x') },
+    { "Data", QByteArray("\0\xff\x80 data", 8) },
+    { "EmptyData", QByteArray("") },
+    { "LongData", QByteArray(1'000'000, '\xff') },
+    { "Integer", -5 },
+    { "SmallestInteger", std::numeric_limits<int>::min() },
+    { "Unsigned", std::numeric_limits<uint>::max() },
+    { "Long", std::numeric_limits<qlonglong>::min() },
+    { "UnsignedLong", std::numeric_limits<qulonglong>::max() },
+    { "Real", -0.25 },
+};
+INSTANTIATE_TEST_SUITE_P(
+    Types, UserInfoValue, testing::ValuesIn(values), [](const auto &row) { return row.param.name; });
+
+TEST(DBusUserInfoTest, NoUserInfoIsLeftOutAndAnEmptyOneIsNot) {
+    const auto none = roundTrip({ QStringLiteral("name"), {}, std::nullopt });
+    ASSERT_TRUE(none);
+    EXPECT_EQ(none->userInfo, std::nullopt);
+    EXPECT_EQ(none->object, "");
+    const auto empty = roundTrip({ QStringLiteral("name"), {}, QVariantMap() });
+    ASSERT_TRUE(empty && empty->userInfo);
+    EXPECT_TRUE(empty->userInfo->isEmpty());
+}
+
+TEST(DBusUserInfoTest, TheArgumentsHaveTheirSignature) {
+    auto message = emptySignal();
+    DBusUserInfo::write(message.get(), { QStringLiteral("name"), {}, std::nullopt });
+    EXPECT_STREQ(dbus_message_get_signature(message.get()), "ss");
+    message = emptySignal();
+    DBusUserInfo::write(message.get(), { QStringLiteral("name"), {}, QVariantMap { { "a", true } } });
+    EXPECT_STREQ(dbus_message_get_signature(message.get()), "ssa{sv}");
+}
+
+TEST(DBusUserInfoTest, ManyKeysComeBack) {
+    QVariantMap userInfo;
+    for (int number = 0; number < 1000; ++number)
+        userInfo.insert(QStringLiteral(u"key é %1").arg(number), number);
+    const auto read = roundTrip({ QStringLiteral("name"), {}, userInfo });
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->userInfo, userInfo);
+}
+
+TEST(DBusUserInfoTest, ValuesThatTheBusHasNoTypeForAreLeftOut) {
+    const auto read = roundTrip({ QStringLiteral("name"), {},
+        QVariantMap { { "list", QVariantList { 1 } }, { "map", QVariantMap() }, { "invalid", QVariant() },
+            { "kept", true } } });
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->userInfo, (QVariantMap { { "kept", true } }));
+}
+
+TEST(DBusUserInfoTest, TextsThatTheBusDoesNotTakeAreHarmless) {
+    const auto withNul = QStringLiteral(u"before\0behind");
+    const auto read = roundTrip(
+        { withNul, withNul, QVariantMap { { withNul, withNul }, { "lone", QString(QChar(u'\xd800')) } } });
+    ASSERT_TRUE(read && read->userInfo);
+    EXPECT_EQ(read->name, "before");
+    EXPECT_EQ(read->object, "before");
+    EXPECT_EQ(read->userInfo->value(QStringLiteral("before")), QVariant(QStringLiteral("before")));
+    EXPECT_TRUE(read->userInfo->contains(QStringLiteral("lone")));
+}
+
+/// Writes one value of a type of the bus's own as the value of "key".
+template <class Write>
+QVariant readAs(const char *signature, const Write &write) {
+    const auto message = emptySignal();
+    DBusMessageIter arguments;
+    DBusMessageIter entries;
+    DBusMessageIter entry;
+    DBusMessageIter variant;
+    const char *text = "key";
+    dbus_message_iter_init_append(message.get(), &arguments);
+    dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
+    dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
+    dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, "{sv}", &entries);
+    dbus_message_iter_open_container(&entries, DBUS_TYPE_DICT_ENTRY, nullptr, &entry);
+    dbus_message_iter_append_basic(&entry, DBUS_TYPE_STRING, &text);
+    dbus_message_iter_open_container(&entry, DBUS_TYPE_VARIANT, signature, &variant);
+    write(&variant);
+    dbus_message_iter_close_container(&entry, &variant);
+    dbus_message_iter_close_container(&entries, &entry);
+    dbus_message_iter_close_container(&arguments, &entries);
+    const auto read = DBusUserInfo::read(message.get());
+    EXPECT_TRUE(read && read->userInfo && read->userInfo->contains(QStringLiteral("key")));
+    return read && read->userInfo ? read->userInfo->value(QStringLiteral("key")) : QVariant();
+}
+
+template <class Value>
+QVariant readBasic(int type, Value value) {
+    const char signature[] { static_cast<char>(type), '\0' };
+    return readAs(
+        signature, [&](DBusMessageIter *variant) { dbus_message_iter_append_basic(variant, type, &value); });
+}
+
+TEST(DBusUserInfoTest, EveryNumberOfTheBusIsANumber) {
+    for (const auto &value :
+        { readBasic<unsigned char>(DBUS_TYPE_BYTE, 200), readBasic<dbus_uint16_t>(DBUS_TYPE_UINT16, 200),
+            readBasic<dbus_int16_t>(DBUS_TYPE_INT16, 200), readBasic<dbus_int32_t>(DBUS_TYPE_INT32, 200),
+            readBasic<dbus_uint32_t>(DBUS_TYPE_UINT32, 200), readBasic<dbus_int64_t>(DBUS_TYPE_INT64, 200),
+            readBasic<dbus_uint64_t>(DBUS_TYPE_UINT64, 200), readBasic<double>(DBUS_TYPE_DOUBLE, 200) }) {
+        EXPECT_EQ(value.toInt(), 200) << value.metaType().name();
+        EXPECT_NE(value.metaType().id(), QMetaType::Bool);
+        EXPECT_NE(value.metaType().id(), QMetaType::QString);
+        EXPECT_NE(value.metaType().id(), QMetaType::QByteArray);
+    }
+    EXPECT_EQ(readBasic<dbus_int16_t>(DBUS_TYPE_INT16, -200).toInt(), -200);
+}
+
+void expectOther(const QVariant &value) {
+    EXPECT_TRUE(value.isValid()) << "it is kept";
+    for (const int type : { QMetaType::Bool, QMetaType::QString, QMetaType::QByteArray, QMetaType::Int })
+        EXPECT_NE(value.metaType().id(), type);
+    EXPECT_FALSE(value.toString().isEmpty()) << "it has a printed form";
+}
+
+TEST(DBusUserInfoTest, AnyOtherTypeIsKeptAndIsAnother) {
+    expectOther(readBasic<const char *>(DBUS_TYPE_OBJECT_PATH, "/a/b"));
+    expectOther(readBasic<const char *>(DBUS_TYPE_SIGNATURE, "a{sv}"));
+    expectOther(readAs("as", [](DBusMessageIter *variant) {
+        DBusMessageIter array;
+        const char *text = "text";
+        dbus_message_iter_open_container(variant, DBUS_TYPE_ARRAY, "s", &array);
+        dbus_message_iter_append_basic(&array, DBUS_TYPE_STRING, &text);
+        dbus_message_iter_close_container(variant, &array);
+    }));
+    expectOther(readAs("(b)", [](DBusMessageIter *variant) {
+        DBusMessageIter structure;
+        const dbus_bool_t truth = TRUE;
+        dbus_message_iter_open_container(variant, DBUS_TYPE_STRUCT, nullptr, &structure);
+        dbus_message_iter_append_basic(&structure, DBUS_TYPE_BOOLEAN, &truth);
+        dbus_message_iter_close_container(variant, &structure);
+    }));
+    expectOther(readAs("a{sv}", [](DBusMessageIter *variant) {
+        DBusMessageIter array;
+        dbus_message_iter_open_container(variant, DBUS_TYPE_ARRAY, "{sv}", &array);
+        dbus_message_iter_close_container(variant, &array);
+    }));
+    expectOther(readAs("v", [](DBusMessageIter *variant) {
+        DBusMessageIter inner;
+        const dbus_bool_t truth = TRUE;
+        dbus_message_iter_open_container(variant, DBUS_TYPE_VARIANT, "b", &inner);
+        dbus_message_iter_append_basic(&inner, DBUS_TYPE_BOOLEAN, &truth);
+        dbus_message_iter_close_container(variant, &inner);
+    }));
+}
+
+TEST(DBusUserInfoTest, OfAKeyThatStandsTwiceTheLastValueCounts) {
+    const auto message = emptySignal();
+    DBusMessageIter arguments;
+    DBusMessageIter entries;
+    const char *text = "key";
+    dbus_message_iter_init_append(message.get(), &arguments);
+    dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
+    dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
+    dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, "{sv}", &entries);
+    for (const dbus_int32_t number : { 1, 2 }) {
+        DBusMessageIter entry;
+        DBusMessageIter variant;
+        dbus_message_iter_open_container(&entries, DBUS_TYPE_DICT_ENTRY, nullptr, &entry);
+        dbus_message_iter_append_basic(&entry, DBUS_TYPE_STRING, &text);
+        dbus_message_iter_open_container(&entry, DBUS_TYPE_VARIANT, "i", &variant);
+        dbus_message_iter_append_basic(&variant, DBUS_TYPE_INT32, &number);
+        dbus_message_iter_close_container(&entry, &variant);
+        dbus_message_iter_close_container(&entries, &entry);
+    }
+    dbus_message_iter_close_container(&arguments, &entries);
+    const auto read = DBusUserInfo::read(message.get());
+    ASSERT_TRUE(read && read->userInfo);
+    EXPECT_EQ(*read->userInfo, (QVariantMap { { "key", 2 } }));
+}
+
+/// Arguments of the given signature, each empty or 0.
+class WrongShape : public testing::TestWithParam<const char *> { };
+
+void appendEmpty(DBusMessageIter *iterator, const char *signature) {
+    for (const char *type = signature; *type; ++type) {
+        const char *text = "";
+        const dbus_uint64_t number = 0;
+        DBusMessageIter array;
+        if (*type == 's') {
+            dbus_message_iter_append_basic(iterator, DBUS_TYPE_STRING, &text);
+        } else if (*type == 'a') {
+            const bool isMap = type[1] == '{';
+            const QByteArray element(type + 1, isMap ? 4 : 1);
+            dbus_message_iter_open_container(iterator, DBUS_TYPE_ARRAY, element.constData(), &array);
+            dbus_message_iter_close_container(iterator, &array);
+            type += element.size();
+        } else {
+            dbus_message_iter_append_basic(iterator, *type, &number);
+        }
+    }
+}
+
+TEST_P(WrongShape, IsNoNotification) {
+    const auto message = emptySignal();
+    DBusMessageIter arguments;
+    dbus_message_iter_init_append(message.get(), &arguments);
+    appendEmpty(&arguments, GetParam());
+    ASSERT_STREQ(dbus_message_get_signature(message.get()), GetParam());
+    EXPECT_FALSE(DBusUserInfo::read(message.get()).has_value());
+}
+
+INSTANTIATE_TEST_SUITE_P(Signatures, WrongShape,
+    testing::Values("", "s", "sss", "ssa{sv}s", "ssa{ss}", "ssas", "sa{sv}", "a{sv}", "is", "si", "ssi",
+        "ssb", "ii", "ssa{sv}a{sv}", "ssa{iv}"));
+
+class RightShape : public testing::TestWithParam<const char *> { };
+
+TEST_P(RightShape, IsANotification) {
+    const auto message = emptySignal();
+    DBusMessageIter arguments;
+    dbus_message_iter_init_append(message.get(), &arguments);
+    appendEmpty(&arguments, GetParam());
+    EXPECT_TRUE(DBusUserInfo::read(message.get()).has_value());
+}
+
+INSTANTIATE_TEST_SUITE_P(Signatures, RightShape, testing::Values("ss", "ssa{sv}"));
+
+} // namespace

@@ -1,0 +1,263 @@
+#include "Platform/Qt/FileBundle.h"
+
+#include "Tests/Platform/PrintQt.h"
+#include "Tests/Platform/RawBundle.h"
+
+#include <QLocale>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+namespace {
+
+QString text(const Bundle &bundle, const QString &key = QStringLiteral("key"), const QString &value = {},
+    const QString &table = {}) {
+    return bundle.localizedStringForKey(key, value, table);
+}
+
+class FileBundleTest : public testing::Test {
+protected:
+    /// Language folders whose one text is their own code.
+    void addLanguages(const QStringList &codes) {
+        for (const auto &code : codes)
+            bundle_.writeTable(code, "\"key\" = \"" + code.toUtf8() + "\";");
+    }
+    void setDevelopmentRegion(const QByteArray &code) {
+        bundle_.writeInformation("<key>CFBundleDevelopmentRegion</key><string>" + code + "</string>");
+    }
+    QString languageFor(const QStringList &preferred) const {
+        const auto bundle = bundle_.open(preferred);
+        EXPECT_EQ(bundle.localization(), text(bundle) == QLatin1String("key") ? QString() : text(bundle));
+        return bundle.localization();
+    }
+
+    RawBundle bundle_;
+};
+
+struct LanguageRow {
+    const char *name;
+    QStringList preferred;
+    QStringList folders;
+    QString chosen; ///< empty for none
+};
+
+void PrintTo(const LanguageRow &row, std::ostream *stream) {
+    *stream << row.name;
+}
+
+class PreferredLanguage : public FileBundleTest, public testing::WithParamInterface<LanguageRow> { };
+
+TEST_P(PreferredLanguage, IsTheDearestThatIsThere) {
+    addLanguages(GetParam().folders);
+    EXPECT_EQ(languageFor(GetParam().preferred), GetParam().chosen);
+}
+
+const std::vector<LanguageRow> languages {
+    { "ExactCode", { "de" }, { "en", "de" }, "de" },
+    { "ExactCodeWithRegion", { "pt-BR" }, { "pt", "pt-BR", "pt-PT" }, "pt-BR" },
+    { "RegionFallsBackToTheLanguage", { "de-AT" }, { "en", "de" }, "de" },
+    { "UnderscoreFallsBackToTheLanguage", { "de_AT" }, { "en", "de" }, "de" },
+    { "BrazilianInTheSystemsForm", { "pt_BR" }, { "pt-BR", "pt-PT" }, "pt-BR" },
+    { "OtherRegionIsNotTheSameLanguage", { "pt-BR" }, { "pt-PT" }, "" },
+    { "ChineseOfChinaIsSimplified", { "zh-CN" }, { "zh-Hant", "zh-Hans" }, "zh-Hans" },
+    { "ChineseInTheSystemsForm", { "zh_CN" }, { "zh-Hant", "zh-Hans" }, "zh-Hans" },
+    { "ChineseOfTaiwanIsTraditional", { "zh-TW" }, { "zh-Hans", "zh-Hant" }, "zh-Hant" },
+    { "ChineseOfHongKongIsTraditional", { "zh-HK" }, { "zh-Hans", "zh-Hant" }, "zh-Hant" },
+    { "ChineseOfSingaporeIsSimplified", { "zh-SG" }, { "zh-Hant", "zh-Hans" }, "zh-Hans" },
+    { "ScriptWithRegion", { "zh-Hans-CN" }, { "zh", "zh-Hans" }, "zh-Hans" },
+    { "ScriptBeforeLanguage", { "sr-Latn-RS" }, { "sr", "sr-Latn" }, "sr-Latn" },
+    { "LanguageWhereTheScriptIsMissing", { "zh-CN" }, { "zh" }, "zh" },
+    { "RegionOfArabic", { "ar-EG" }, { "ar", "en" }, "ar" },
+    { "NorwegianOfNorway", { "nb-NO" }, { "nb", "en" }, "nb" },
+    { "TheDearestFirst", { "fr-CA", "de-AT", "en" }, { "de", "en" }, "de" },
+    { "AllOfTheDearestBeforeTheNext", { "de-AT", "fr" }, { "de", "fr" }, "de" },
+    { "NoneIsThere", { "fr" }, { "de" }, "" },
+    { "NoPreference", {}, { "de" }, "" },
+    { "TheCLocale", { "C" }, { "de" }, "" },
+    { "NoLocale", { "", "..", "../de", "x/y" }, { "de" }, "" },
+};
+INSTANTIATE_TEST_SUITE_P(
+    Folders, PreferredLanguage, testing::ValuesIn(languages), [](const auto &row) { return row.param.name; });
+
+TEST_F(FileBundleTest, TheDevelopmentRegionComesBehindAllPreferences) {
+    addLanguages({ QStringLiteral("en"), QStringLiteral("it") });
+    setDevelopmentRegion("it");
+    EXPECT_EQ(languageFor({ QStringLiteral("fr") }), "it");
+    EXPECT_EQ(languageFor({}), "it");
+    EXPECT_EQ(languageFor({ QStringLiteral("fr"), QStringLiteral("en-GB") }), "en");
+}
+
+TEST_F(FileBundleTest, WithoutAnyLanguageTheValueOrTheKeyIsTheText) {
+    setDevelopmentRegion("it");
+    const auto bundle = bundle_.open({ QStringLiteral("de") });
+    EXPECT_EQ(text(bundle), "key");
+    EXPECT_EQ(text(bundle, QStringLiteral("key"), QStringLiteral("value")), "value");
+    EXPECT_EQ(bundle.localization(), "");
+}
+
+class DevelopmentRegionThatIsNone : public FileBundleTest,
+                                    public testing::WithParamInterface<const char *> { };
+
+TEST_P(DevelopmentRegionThatIsNone, IsPassedOver) {
+    addLanguages({ QStringLiteral("en") });
+    bundle_.writeInformation(QByteArray("<key>CFBundleDevelopmentRegion</key>") + GetParam());
+    EXPECT_EQ(languageFor({}), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, DevelopmentRegionThatIsNone,
+    testing::Values("<integer>5</integer>", "<string></string>", "<true/>",
+        "<string>../Resources/en</string>", "<array><string>en</string></array>"));
+
+TEST_F(FileBundleTest, AMissingKeyGivesTheValueOrTheKey) {
+    addLanguages({ QStringLiteral("de") });
+    const auto bundle = bundle_.open({ QStringLiteral("de") });
+    EXPECT_EQ(text(bundle, QStringLiteral("other")), "other");
+    EXPECT_EQ(text(bundle, QStringLiteral("other"), QStringLiteral("value")), "value");
+    EXPECT_EQ(text(bundle, QStringLiteral("Key")), "Key");
+    EXPECT_EQ(text(bundle, QString()), "");
+}
+
+TEST_F(FileBundleTest, ATableIsFoundByItsName) {
+    addLanguages({ QStringLiteral("de") });
+    bundle_.writeTable(QStringLiteral("de"), R"("key" = "main";)", QStringLiteral("Main"));
+    const auto bundle = bundle_.open({ QStringLiteral("de") });
+    EXPECT_EQ(text(bundle, QStringLiteral("key"), {}, QStringLiteral("Main")), "main");
+    EXPECT_EQ(text(bundle, QStringLiteral("key"), {}, QStringLiteral("Localizable")), "de");
+    EXPECT_EQ(text(bundle, QStringLiteral("key"), {}, QStringLiteral("None")), "key");
+    EXPECT_EQ(text(bundle, QStringLiteral("key"), {}, QStringLiteral("../de.lproj/Main")), "key");
+}
+
+TEST_F(FileBundleTest, ATableAsAPropertyList) {
+    bundle_.writeTable(
+        QStringLiteral("de"), RawBundle::propertyList("<dict><key>key</key><string>Wert</string></dict>"));
+    EXPECT_EQ(text(bundle_.open({ QStringLiteral("de") })), "Wert");
+}
+
+TEST_F(FileBundleTest, EverythingIsReadAfresh) {
+    const auto bundle = bundle_.open({ QStringLiteral("de") });
+    EXPECT_EQ(text(bundle), "key");
+    addLanguages({ QStringLiteral("de") });
+    EXPECT_EQ(text(bundle), "de");
+    bundle_.writeTable(QStringLiteral("de"), R"("key" = "edited";)");
+    EXPECT_EQ(text(bundle), "edited");
+}
+
+TEST_F(FileBundleTest, AResourceIsAFullPathOrNothing) {
+    bundle_.writeResource(QStringLiteral("Application_Shared.plist"), "x");
+    bundle_.writeResource(QStringLiteral("noType"), "x");
+    QDir().mkpath(bundle_.resource(QStringLiteral("de.lproj")));
+    const auto bundle = bundle_.open();
+    const auto path = [&bundle](const char *name, const char *type) {
+        return bundle.pathForResource(QString::fromLatin1(name), QString::fromLatin1(type));
+    };
+    EXPECT_EQ(
+        path("Application_Shared", "plist"), bundle_.resource(QStringLiteral("Application_Shared.plist")));
+    EXPECT_EQ(path("noType", ""), bundle_.resource(QStringLiteral("noType")));
+    EXPECT_EQ(path("de", "lproj"), bundle_.resource(QStringLiteral("de.lproj")));
+    EXPECT_EQ(path("Application_Shared", "png"), std::nullopt);
+    EXPECT_EQ(path("application_shared", "plist"), std::nullopt);
+}
+
+class NameThatIsNoName : public FileBundleTest, public testing::WithParamInterface<QString> { };
+
+TEST_P(NameThatIsNoName, NamesNoResource) {
+    bundle_.writeResource(QStringLiteral(".png"), "x");
+    bundle_.writeResource(QStringLiteral("..png"), "x");
+    bundle_.writeResource(QStringLiteral("...png"), "x");
+    bundle_.writeResource(QStringLiteral("folder/a.png"), "x");
+    RawBundle::write(bundle_.contents() + QStringLiteral("/outside.png"), "x");
+    const auto bundle = bundle_.open();
+    EXPECT_EQ(bundle.pathForResource(GetParam(), QStringLiteral("png")), std::nullopt);
+    EXPECT_EQ(bundle.pathForResource(GetParam(), QString()), std::nullopt);
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, NameThatIsNoName,
+    testing::Values(QString(), QStringLiteral("."), QStringLiteral(".."), QStringLiteral("../outside"),
+        QStringLiteral("folder/a"), QStringLiteral("folder/../folder/a"), QStringLiteral("/etc/passwd"),
+        QStringLiteral("/"), QStringLiteral(u"folder\0"), QStringLiteral(u"\0"), QString(100000, u'a')));
+
+TEST_F(FileBundleTest, InformationHasItsType) {
+    bundle_.writeInformation("<key>Default_App_Timeout</key><integer>30</integer>"
+                             "<key>text</key><string>30</string><key>LSUIElement</key><true/>");
+    const auto bundle = bundle_.open();
+    const auto value
+        = [&bundle](const char *key) { return bundle.objectForInfoDictionaryKey(QString::fromLatin1(key)); };
+    EXPECT_EQ(value("Default_App_Timeout").metaType().id(), QMetaType::LongLong);
+    EXPECT_EQ(value("Default_App_Timeout").toLongLong(), 30);
+    EXPECT_EQ(value("text").metaType().id(), QMetaType::QString);
+    EXPECT_EQ(value("LSUIElement").metaType().id(), QMetaType::Bool);
+    EXPECT_FALSE(value("none").isValid());
+}
+
+TEST_F(FileBundleTest, InformationThatIsMissingOrBrokenIsNone) {
+    const auto bundle = bundle_.open();
+    EXPECT_FALSE(bundle.objectForInfoDictionaryKey(QStringLiteral("a")).isValid());
+    RawBundle::write(bundle_.contents() + QStringLiteral("/Info.plist"), "broken");
+    EXPECT_FALSE(bundle.objectForInfoDictionaryKey(QStringLiteral("a")).isValid());
+    RawBundle::write(bundle_.contents() + QStringLiteral("/Info.plist"),
+        RawBundle::propertyList("<array><string>a</string></array>"));
+    EXPECT_FALSE(bundle.objectForInfoDictionaryKey(QStringLiteral("a")).isValid());
+}
+
+TEST_F(FileBundleTest, ALanguageFolderOpensAsABundle) {
+    addLanguages({ QStringLiteral("de"), QStringLiteral("pt-BR") });
+    const auto bundle = bundle_.open({ QStringLiteral("de") });
+    const auto portuguese = bundle.bundleWithPath(bundle_.resource(QStringLiteral("pt-BR.lproj")));
+    ASSERT_TRUE(portuguese);
+    EXPECT_EQ(text(*portuguese), "pt-BR");
+    EXPECT_EQ(text(*portuguese, QStringLiteral("none"), QStringLiteral("value")), "value");
+    EXPECT_EQ(portuguese->localization(), "pt-BR");
+    EXPECT_EQ(
+        portuguese->pathForResource(QStringLiteral("Localizable"), QStringLiteral("none")), std::nullopt);
+}
+
+TEST_F(FileBundleTest, WhatIsNoFolderOpensAsNothing) {
+    bundle_.writeResource(QStringLiteral("file.lproj"), "x");
+    const auto bundle = bundle_.open();
+    EXPECT_EQ(bundle.bundleWithPath(bundle_.resource(QStringLiteral("file.lproj"))), nullptr);
+    EXPECT_EQ(bundle.bundleWithPath(bundle_.resource(QStringLiteral("none.lproj"))), nullptr);
+    EXPECT_EQ(bundle.bundleWithPath(QString()), nullptr);
+}
+
+TEST_F(FileBundleTest, TheMainBundleIsAroundTheExecutable) {
+    const auto executable = QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
+    const auto contents = QFileInfo(QFileInfo(executable).path()).path();
+    EXPECT_EQ(FileBundle::mainBundle().frameworksPath(), contents + QStringLiteral("/Frameworks"));
+}
+
+/// The desktop's own settings, each read by a process of its own.
+class SystemLanguages : public testing::TestWithParam<std::tuple<const char *, const char *, const char *>> {
+};
+
+TEST_P(SystemLanguages, ComeFromTheSession) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto &[language, locale, expected] = GetParam();
+    EXPECT_EXIT(
+        {
+            ::setenv("LANGUAGE", language, 1);
+            ::setenv("LC_ALL", locale, 1);
+            const auto first = systemLanguages().value(0).toStdString();
+            std::fputs(first.c_str(), stderr);
+            std::_Exit(first == expected ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Sessions, SystemLanguages,
+    testing::Values(std::tuple("pt_BR:en", "en_US.UTF-8", "pt-BR"),
+        std::tuple("de_AT", "en_US.UTF-8", "de-AT"), std::tuple("zh_CN.UTF-8", "C.UTF-8", "zh-CN"),
+        std::tuple("", "fr_FR.UTF-8", "fr-FR")));
+
+TEST(ShippedBundle, HasWhatEveryBrandNeeds) {
+    const FileBundle bundle(QStringLiteral(NOTICE_BUNDLE "/Contents"), [] { return QStringList(); });
+    EXPECT_TRUE(bundle.pathForResource(QStringLiteral("Application_Shared"), QStringLiteral("plist")));
+    EXPECT_TRUE(bundle.pathForResource(QStringLiteral("ic_zelvikLogo"), QStringLiteral("png")));
+    EXPECT_TRUE(bundle.pathForResource(QStringLiteral("ic_zelvikLogo@2x"), QStringLiteral("png")));
+    EXPECT_TRUE(bundle.pathForResource(QStringLiteral("ic_zelvikLogo"), QStringLiteral("svg")));
+    EXPECT_EQ(bundle.objectForInfoDictionaryKey(QStringLiteral("Default_App_Timeout")).metaType().id(),
+        QMetaType::LongLong);
+    EXPECT_EQ(bundle.localization(), "en");
+}
+
+} // namespace

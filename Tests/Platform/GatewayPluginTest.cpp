@@ -1,0 +1,117 @@
+#include "Platform/Qt/GatewayPlugin.h"
+
+#include "ServiceTier/portalGatewayServiceTier.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const auto answers = QStringLiteral(STUB_ANSWERS);
+
+class GatewayPluginTest : public testing::Test {
+protected:
+    void install(const QString &library) const {
+        QFile::remove(path_);
+        ASSERT_TRUE(QFile::copy(library, path_));
+    }
+    void writeLibrary(const QByteArray &bytes) const {
+        QFile::remove(path_);
+        QFile file(path_);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+    static std::optional<int> statusFrom(portalGatewayServiceTier &client) {
+        std::optional<int> status;
+        client.request("http://localhost", nullptr, "GET",
+            [&status](const ServiceTierResponse &response) { status = response.httpStatusCode; });
+        return status;
+    }
+
+    QTemporaryDir folder_;
+    const QString path_ = folder_.filePath(QStringLiteral("libServiceTier.so"));
+    GatewayPlugin plugin_ { path_ };
+};
+
+TEST_F(GatewayPluginTest, AMissingLibraryGivesNoClient) {
+    EXPECT_EQ(plugin_.makeClient(), nullptr);
+}
+
+TEST_F(GatewayPluginTest, ALibraryGivesAClient) {
+    install(answers);
+    const auto client = plugin_.makeClient();
+    ASSERT_TRUE(client);
+    EXPECT_EQ(statusFrom(*client), 204);
+}
+
+TEST_F(GatewayPluginTest, EveryRequestGetsAClientOfItsOwn) {
+    install(answers);
+    const auto first = plugin_.makeClient();
+    auto second = plugin_.makeClient();
+    ASSERT_TRUE(first);
+    ASSERT_TRUE(second);
+    EXPECT_NE(first, second);
+    second.reset();
+    EXPECT_EQ(statusFrom(*first), 204);
+}
+
+TEST_F(GatewayPluginTest, ALibraryOfAnotherVersionGivesNoClient) {
+    install(QStringLiteral(STUB_WRONG_VERSION));
+    EXPECT_EQ(plugin_.makeClient(), nullptr);
+    EXPECT_EQ(plugin_.makeClient(), nullptr);
+}
+
+TEST_F(GatewayPluginTest, ALibraryWithoutTheFunctionsGivesNoClient) {
+    install(QStringLiteral(STUB_NO_CREATE));
+    EXPECT_EQ(plugin_.makeClient(), nullptr);
+}
+
+TEST_F(GatewayPluginTest, WhatIsNoLibraryGivesNoClient) {
+    for (const auto &bytes :
+        { QByteArray(), QByteArray("no library"), QByteArray("\177ELF"), QByteArray(10'000, '\0') }) {
+        writeLibrary(bytes);
+        EXPECT_EQ(plugin_.makeClient(), nullptr);
+    }
+    QFile::remove(path_);
+    QDir().mkpath(path_);
+    EXPECT_EQ(plugin_.makeClient(), nullptr);
+}
+
+TEST_F(GatewayPluginTest, ALibraryThatComesLaterIsFoundAtTheNextRequest) {
+    EXPECT_EQ(plugin_.makeClient(), nullptr);
+    install(answers);
+    EXPECT_TRUE(plugin_.makeClient());
+}
+
+TEST_F(GatewayPluginTest, ALibraryThatIsMendedIsUsedAtTheNextRequest) {
+    install(QStringLiteral(STUB_WRONG_VERSION));
+    EXPECT_EQ(plugin_.makeClient(), nullptr);
+    install(answers);
+    const auto client = plugin_.makeClient();
+    ASSERT_TRUE(client);
+    EXPECT_EQ(statusFrom(*client), 204);
+}
+
+TEST_F(GatewayPluginTest, ALoadedLibraryMayBeReplacedOnTheDisk) {
+    install(answers);
+    ASSERT_TRUE(plugin_.makeClient());
+    QFile::remove(path_);
+    EXPECT_TRUE(plugin_.makeClient());
+}
+
+TEST_F(GatewayPluginTest, NothingIsLoadedBeforeTheFirstRequest) {
+    install(answers);
+    const GatewayPlugin another(path_);
+    const auto isMapped = [this] {
+        QFile maps(QStringLiteral("/proc/self/maps"));
+        return maps.open(QIODevice::ReadOnly) && maps.readAll().contains(path_.toUtf8());
+    };
+    EXPECT_FALSE(isMapped());
+    EXPECT_TRUE(plugin_.makeClient());
+    EXPECT_TRUE(isMapped());
+}
+
+} // namespace

@@ -1,0 +1,289 @@
+#include "Platform/TimerQueue.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+class TimerQueueTest : public testing::Test {
+protected:
+    using Interval = RunLoop::Interval;
+
+    /// A timer whose firings are noted under that name.
+    std::shared_ptr<Timer> schedule(
+        const std::string &name, Interval interval, Repeats repeats = Repeats::No) {
+        return queue_.schedule(now_, interval, repeats, [this, name](Timer &) { fired_.push_back(name); });
+    }
+
+    std::vector<std::string> fireAt(Interval sinceStart) {
+        now_ = start_ + sinceStart;
+        fired_.clear();
+        queue_.fireDue(now_);
+        return fired_;
+    }
+    std::optional<Interval> nextDeadline() {
+        const auto deadline = queue_.nextDeadline();
+        if (!deadline)
+            return std::nullopt;
+        return std::chrono::duration_cast<Interval>(*deadline - start_);
+    }
+
+    TimerQueue queue_;
+    const TimerQueue::Clock::time_point start_ { 1000h };
+    TimerQueue::Clock::time_point now_ = start_;
+    std::vector<std::string> fired_;
+};
+
+TEST_F(TimerQueueTest, WithoutTimersThereIsNoDeadline) {
+    EXPECT_EQ(queue_.nextDeadline(), std::nullopt);
+    EXPECT_THAT(fireAt(1h), IsEmpty());
+}
+
+TEST_F(TimerQueueTest, ATimerFiresWhenItIsDueAndNotATickBefore) {
+    const auto timer = schedule("a", 1000ms);
+    EXPECT_EQ(nextDeadline(), 1000ms);
+    EXPECT_THAT(fireAt(999ms), IsEmpty());
+    EXPECT_TRUE(timer->isValid());
+    EXPECT_THAT(fireAt(1000ms), ElementsAre("a"));
+    EXPECT_FALSE(timer->isValid());
+    EXPECT_EQ(nextDeadline(), std::nullopt);
+    EXPECT_THAT(fireAt(5000ms), IsEmpty());
+}
+
+TEST_F(TimerQueueTest, NothingFiresWithinSchedule) {
+    schedule("a", 0ms);
+    EXPECT_THAT(fired_, IsEmpty());
+    EXPECT_THAT(fireAt(0ms), ElementsAre("a"));
+}
+
+TEST_F(TimerQueueTest, TheEarliestDeadlineComesFirst) {
+    schedule("late", 30ms);
+    schedule("early", 10ms);
+    schedule("middle", 20ms);
+    EXPECT_EQ(nextDeadline(), 10ms);
+    EXPECT_THAT(fireAt(100ms), ElementsAre("early", "middle", "late"));
+}
+
+TEST_F(TimerQueueTest, OfOneDeadlineTheOneScheduledFirstComesFirst) {
+    schedule("a", 20ms);
+    now_ += 10ms;
+    schedule("b", 10ms);
+    schedule("c", 10ms);
+    EXPECT_THAT(fireAt(20ms), ElementsAre("a", "b", "c"));
+}
+
+TEST_F(TimerQueueTest, ARepeatingTimerKeepsToTheGridOfItsFirstFiring) {
+    const auto timer = schedule("a", 1000ms, Repeats::Yes);
+    EXPECT_THAT(fireAt(1000ms), ElementsAre("a"));
+    EXPECT_EQ(nextDeadline(), 2000ms);
+    EXPECT_THAT(fireAt(2300ms), ElementsAre("a"));
+    EXPECT_EQ(nextDeadline(), 3000ms);
+    EXPECT_THAT(fireAt(2999ms), IsEmpty());
+    EXPECT_THAT(fireAt(3000ms), ElementsAre("a"));
+    EXPECT_TRUE(timer->isValid());
+}
+
+TEST_F(TimerQueueTest, MissedFiringsAreDropped) {
+    schedule("a", 1000ms, Repeats::Yes);
+    EXPECT_THAT(fireAt(5500ms), ElementsAre("a"));
+    EXPECT_EQ(nextDeadline(), 6000ms);
+    EXPECT_THAT(fireAt(5999ms), IsEmpty());
+    EXPECT_THAT(fireAt(6000ms), ElementsAre("a"));
+    EXPECT_THAT(fireAt(1000h), ElementsAre("a"));
+    EXPECT_EQ(nextDeadline(), 1000h + 1000ms);
+}
+
+TEST_F(TimerQueueTest, AnEndedTimerDoesNotFire) {
+    const auto once = schedule("once", 10ms);
+    const auto repeating = schedule("repeating", 10ms, Repeats::Yes);
+    once->invalidate();
+    repeating->invalidate();
+    EXPECT_FALSE(once->isValid());
+    EXPECT_EQ(nextDeadline(), std::nullopt);
+    EXPECT_THAT(fireAt(100ms), IsEmpty());
+    once->invalidate(); // harmless
+}
+
+TEST_F(TimerQueueTest, ATimerMayEndItselfInItsBlock) {
+    int count = 0;
+    std::weak_ptr<int> held;
+    {
+        auto token = std::make_shared<int>(42);
+        held = token;
+        queue_.schedule(now_, 10ms, Repeats::Yes, [&count, token](Timer &timer) {
+            ++count;
+            timer.invalidate();
+            EXPECT_FALSE(timer.isValid());
+            EXPECT_EQ(*token, 42) << "the block is let go only after this call";
+        });
+    }
+    EXPECT_FALSE(held.expired());
+    fireAt(10ms);
+    EXPECT_TRUE(held.expired());
+    fireAt(1000ms);
+    EXPECT_EQ(count, 1);
+}
+
+TEST_F(TimerQueueTest, ABlockMayEndAnotherTimerOfTheSameTurn) {
+    std::shared_ptr<Timer> second;
+    queue_.schedule(now_, 10ms, Repeats::No, [&second](Timer &) { second->invalidate(); });
+    second = schedule("second", 10ms);
+    schedule("third", 10ms);
+    EXPECT_THAT(fireAt(10ms), ElementsAre("third"));
+}
+
+TEST_F(TimerQueueTest, WhatABlockSchedulesWaitsForTheNextTurn) {
+    queue_.schedule(now_, 10ms, Repeats::No, [this](Timer &) { schedule("inner", 0ms); });
+    EXPECT_THAT(fireAt(10ms), IsEmpty());
+    EXPECT_EQ(nextDeadline(), 10ms);
+    EXPECT_THAT(fireAt(10ms), ElementsAre("inner"));
+}
+
+TEST_F(TimerQueueTest, ABlockMayScheduleVeryManyTimers) {
+    queue_.schedule(now_, 10ms, Repeats::Yes, [this](Timer &timer) {
+        for (int count = 0; count < 10'000; ++count)
+            schedule("inner", 1ms);
+        EXPECT_TRUE(timer.isValid());
+    });
+    fireAt(10ms);
+    EXPECT_EQ(fireAt(11ms).size(), 10'000U);
+}
+
+TEST_F(TimerQueueTest, AnIntervalOfZeroOrLessIsDueAtOnce) {
+    for (const auto interval : { 0ms, -1ms, -1'000'000ms, Interval::min() }) {
+        schedule("a", interval);
+        EXPECT_EQ(nextDeadline(), std::chrono::duration_cast<Interval>(now_ - start_));
+        EXPECT_THAT(fireAt(0ms), ElementsAre("a"));
+    }
+}
+
+TEST_F(TimerQueueTest, ARepeatingOneOfZeroFiresOnceAMillisecond) {
+    const auto timer = schedule("a", 0ms, Repeats::Yes);
+    EXPECT_THAT(fireAt(0ms), ElementsAre("a"));
+    EXPECT_EQ(nextDeadline(), 1ms);
+    EXPECT_THAT(fireAt(0ms), IsEmpty());
+    EXPECT_THAT(fireAt(1ms), ElementsAre("a"));
+    EXPECT_THAT(fireAt(1000ms), ElementsAre("a"));
+    EXPECT_EQ(nextDeadline(), 1001ms);
+}
+
+TEST_F(TimerQueueTest, AnIntervalPastACountOfMillisecondsFiresWhenItIsDue) {
+    constexpr Interval month = 24h * 30; // 2592000000 ms, past 32 bits with a sign
+    constexpr Interval twoMonths = 2 * month; // past 32 bits without one
+    schedule("month", month);
+    schedule("two months", twoMonths);
+    EXPECT_EQ(nextDeadline(), month);
+    EXPECT_THAT(fireAt(month - 1ms), IsEmpty());
+    EXPECT_THAT(fireAt(month), ElementsAre("month"));
+    EXPECT_THAT(fireAt(twoMonths - 1ms), IsEmpty());
+    EXPECT_THAT(fireAt(twoMonths), ElementsAre("two months"));
+}
+
+TEST_F(TimerQueueTest, TheLongestIntervalDoesNotOverflow) {
+    schedule("a", Interval::max(), Repeats::Yes);
+    EXPECT_EQ(nextDeadline(), RunLoop::longestInterval);
+    EXPECT_THAT(fireAt(24h * 365 * 99), IsEmpty());
+    EXPECT_THAT(fireAt(RunLoop::longestInterval), ElementsAre("a"));
+}
+
+TEST_F(TimerQueueTest, ABlockIsHeldAsLongAsItsTimerRuns) {
+    std::weak_ptr<int> held;
+    const auto timerHolding = [&](Repeats repeats) {
+        auto token = std::make_shared<int>();
+        held = token;
+        return queue_.schedule(now_, 10ms, repeats, [token](Timer &) {});
+    };
+    auto once = timerHolding(Repeats::No);
+    EXPECT_FALSE(held.expired());
+    fireAt(10ms);
+    EXPECT_TRUE(held.expired()) << "has fired";
+
+    const auto ended = timerHolding(Repeats::No);
+    ended->invalidate();
+    EXPECT_TRUE(held.expired()) << "was ended";
+
+    timerHolding(Repeats::Yes).reset();
+    fireAt(20ms);
+    EXPECT_FALSE(held.expired()) << "runs on, though nobody else holds it";
+}
+
+TEST_F(TimerQueueTest, ATimerMayOutliveItsQueue) {
+    std::shared_ptr<Timer> timer;
+    {
+        TimerQueue queue;
+        timer = queue.schedule(now_, 10ms, Repeats::Yes, [](Timer &) {});
+    }
+    timer->invalidate();
+    EXPECT_FALSE(timer->isValid());
+}
+
+class MainQueue : public TimerQueueTest { };
+
+TEST_F(MainQueue, BlocksRunInTheOrderInWhichTheyCame) {
+    std::vector<int> ran;
+    for (int number = 0; number < 3; ++number)
+        queue_.enqueue([&ran, number] { ran.push_back(number); });
+    EXPECT_THAT(ran, IsEmpty());
+    EXPECT_TRUE(queue_.drain());
+    EXPECT_THAT(ran, ElementsAre(0, 1, 2));
+    EXPECT_FALSE(queue_.drain());
+}
+
+TEST_F(MainQueue, WhatABlockAppendsWaitsForTheNextTurn) {
+    std::vector<int> ran;
+    queue_.enqueue([&] {
+        ran.push_back(1);
+        queue_.enqueue([&ran] { ran.push_back(3); });
+    });
+    queue_.enqueue([&ran] { ran.push_back(2); });
+    queue_.drain();
+    EXPECT_THAT(ran, ElementsAre(1, 2));
+    queue_.drain();
+    EXPECT_THAT(ran, ElementsAre(1, 2, 3));
+}
+
+TEST_F(MainQueue, TheLoopIsWokenByTheFirstBlockOnly) {
+    EXPECT_TRUE(queue_.enqueue([] {}));
+    EXPECT_FALSE(queue_.enqueue([] {}));
+    bool innerWakes = false;
+    queue_.drain();
+    EXPECT_TRUE(queue_.enqueue([&] { innerWakes = queue_.enqueue([] {}); }));
+    queue_.drain();
+    EXPECT_TRUE(innerWakes);
+}
+
+TEST_F(MainQueue, ABlockIsLetGoWhenItHasRun) {
+    auto token = std::make_shared<int>();
+    const std::weak_ptr held = token;
+    queue_.enqueue([token = std::move(token)] {});
+    queue_.drain();
+    EXPECT_TRUE(held.expired());
+}
+
+TEST_F(MainQueue, BlocksComeFromAnyThread) {
+    constexpr int blocks = 1000;
+    int ran = 0;
+    std::vector<std::thread> threads;
+    for (int count = 0; count < 4; ++count) {
+        threads.emplace_back([&] {
+            for (int block = 0; block < blocks; ++block)
+                queue_.enqueue([&ran] { ++ran; });
+        });
+    }
+    while (ran < 4 * blocks) {
+        if (!queue_.drain())
+            std::this_thread::yield();
+    }
+    for (auto &thread : threads)
+        thread.join();
+    EXPECT_EQ(ran, 4 * blocks);
+}
+
+} // namespace
