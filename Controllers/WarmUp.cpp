@@ -21,6 +21,9 @@ void runNext(RunLoop &runLoop, const std::shared_ptr<Steps> &steps) {
     if (steps->empty())
         return;
     runLoop.scheduledTimer(std::chrono::milliseconds::zero(), Repeats::No, [&runLoop, steps](Timer &) {
+        // A message has loaded all this already.
+        if (!CustomAPPManager::payload.isEmpty())
+            return;
         const auto step = std::move(steps->front());
         steps->pop_front();
         step();

@@ -4,6 +4,7 @@
 #include "Platform/FatalStop.h"
 #include "Platform/NoticeController.h"
 #include "Platform/NoticeWindow.h"
+#include "Platform/Views/ImageView.h"
 #include "Platform/Views/TextField.h"
 
 #include <QAbstractButton>
@@ -49,6 +50,12 @@ std::shared_ptr<NoticeController> Storyboard::instantiateControllerWithIdentifie
     for (auto *button : buttons) {
         if (isTranslated(button) && !button->text().isEmpty())
             button->setText(translated(button->text()));
+    }
+    const auto imageViews = controller->view()->findChildren<ImageView *>();
+    for (auto *imageView : imageViews) {
+        const auto imageName = imageView->property("imageName").toString();
+        if (!imageName.isEmpty())
+            imageView->setImage(Image::named(bundle_, imageName));
     }
     return controller;
 }

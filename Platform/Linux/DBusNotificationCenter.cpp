@@ -75,7 +75,7 @@ void DBusNotificationCenter::attach() {
     if (!connection_)
         return retryLater();
     watchSocket();
-    dispatchNext();
+    readSocket(); // what came meanwhile goes before whatever else is waiting to be done
 }
 
 bool DBusNotificationCenter::connect() {

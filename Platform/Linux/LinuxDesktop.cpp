@@ -1,8 +1,6 @@
 #include "Platform/Qt/Desktop.h"
 
-#include <QByteArray>
 #include <QGuiApplication>
-#include <QHash>
 #include <QScreen>
 #include <QStringList>
 #include <QWindow>
@@ -10,9 +8,12 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <map>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -28,20 +29,31 @@ xcb_connection_t *connection() {
     return x11 ? x11->connection() : nullptr;
 }
 
-xcb_atom_t atom(xcb_connection_t *x, const QByteArray &name) {
-    static QHash<QByteArray, xcb_atom_t> known;
-    const auto found = known.constFind(name);
-    if (found != known.constEnd())
-        return *found;
-    const ReplyPointer<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-        x, xcb_intern_atom(x, 0, static_cast<std::uint16_t>(name.size()), name.constData()), nullptr));
-    if (!reply)
-        return XCB_ATOM_NONE;
-    known.insert(name, reply->atom);
-    return reply->atom;
+// Asked for once and all together: each answer alone would be waited for.
+using Atoms = std::map<std::string_view, xcb_atom_t>;
+
+Atoms internedAtoms(xcb_connection_t *x) {
+    constexpr std::array<std::string_view, 6> names { "_NET_WM_CM_S0", "_NET_WM_DESKTOP", "_NET_WM_STATE",
+        "_NET_WM_STATE_STICKY", "_NET_WM_STATE_FULLSCREEN", "_NET_ACTIVE_WINDOW" };
+    std::array<xcb_intern_atom_cookie_t, names.size()> cookies {};
+    for (std::size_t index = 0; index < names.size(); ++index)
+        cookies.at(index) = xcb_intern_atom(
+            x, 0, static_cast<std::uint16_t>(names.at(index).size()), names.at(index).data());
+    Atoms atoms;
+    for (std::size_t index = 0; index < names.size(); ++index) {
+        const ReplyPointer<xcb_intern_atom_reply_t> reply(
+            xcb_intern_atom_reply(x, cookies.at(index), nullptr));
+        atoms[names.at(index)] = reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+    }
+    return atoms;
 }
 
-void setValue(xcb_connection_t *x, xcb_window_t window, const QByteArray &property, xcb_atom_t type,
+xcb_atom_t atom(xcb_connection_t *x, std::string_view name) {
+    static const auto atoms = internedAtoms(x);
+    return atoms.at(name);
+}
+
+void setValue(xcb_connection_t *x, xcb_window_t window, std::string_view property, xcb_atom_t type,
     std::uint32_t value) {
     xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, atom(x, property), type, 32, 1, &value);
 }
@@ -55,7 +67,7 @@ constexpr std::uint32_t allWorkspaces = 0xffffffff;
 
 /// The values of a property of 32-bit numbers; none when it is missing.
 std::vector<std::uint32_t> values(
-    xcb_connection_t *x, xcb_window_t window, const QByteArray &property, xcb_atom_t type) {
+    xcb_connection_t *x, xcb_window_t window, std::string_view property, xcb_atom_t type) {
     constexpr std::uint32_t most = 64;
     const ReplyPointer<xcb_get_property_reply_t> reply(
         xcb_get_property_reply(x, xcb_get_property(x, 0, window, atom(x, property), type, 0, most), nullptr));
@@ -84,6 +96,9 @@ void Desktop::prepare() {
     // A notice draws no 3D and takes no text: neither the GL stack nor an input method is loaded.
     setDefault("QT_XCB_GL_INTEGRATION", "none");
     qputenv("QT_IM_MODULE", "none");
+    // Through shared memory each repaint waits for the display to have read the one before: a wake-up more a
+    // second for a window whose one line changes.
+    setDefault("QT_XCB_NO_MITSHM", "1");
 }
 
 bool Desktop::isPresent() {

@@ -121,14 +121,11 @@ void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
     titleStrip_->closeButton()->setAccessibleName(newView->property(closeButtonNameProperty).toString());
     newView->setParent(this);
     // As wide as it will be on the screen, so that what measures itself on appearing measures right.
-    newView->setGeometry(0, TitleStrip::stripHeight, width(), newView->heightForWidth(width()));
-    layOutNow(*newView);
+    newView->setGeometry(0, TitleStrip::stripHeight, width(), newView->height());
     newView->installEventFilter(this);
-    newView->show();
     contentIsNew_ = true;
-    // Not the close button: it is the only other control.
-    if (auto *button = newView->findChild<PushButton *>())
-        button->setFocus();
+    // Nothing is painted between the old content and the new one, filled.
+    setUpdatesEnabled(false);
     commitLater();
 }
 
@@ -147,32 +144,40 @@ void QtNoticeWindow::commit() {
         hide();
         return;
     }
-    const bool appears = !isVisible();
-    const bool isNewContent = std::exchange(contentIsNew_, false);
-    if (isNewContent && contentView_)
+    const bool isNewContent = std::exchange(contentIsNew_, false) && contentView_;
+    if (isNewContent)
         layOutNow(*contentView_);
     fitToContent();
-    if (appears || isNewContent)
-        roundCorners(Desktop::isComposited(screen()) ? cornerRadius : 0);
+    const bool appears = !isVisible();
+    if (appears)
+        cornerRadius_ = Desktop::isComposited(screen()) ? cornerRadius : 0;
+    if (isNewContent || appears)
+        showContent();
     if (appears) {
         if (!dragged_)
             place();
         Desktop::willMap(windowHandle(), keyWanted_);
         show();
     }
-    if (keyWanted_) {
-        keyWanted_ = false;
+    if (std::exchange(keyWanted_, false)) {
         raise();
         activateWindow();
     }
-    if (appears || isNewContent)
+    if (isNewContent || appears)
         announce();
 }
 
-void QtNoticeWindow::roundCorners(double radius) {
-    titleStrip_->setUpperCornerRadius(radius);
+void QtNoticeWindow::showContent() {
+    titleStrip_->setUpperCornerRadius(cornerRadius_);
     if (auto *view = qobject_cast<LayerView *>(contentView_.data()))
-        view->setLowerCornerRadius(radius);
+        view->setLowerCornerRadius(cornerRadius_);
+    if (contentView_) {
+        contentView_->show();
+        // Not the close button: it is the only other control.
+        if (auto *button = contentView_->findChild<PushButton *>())
+            button->setFocus();
+    }
+    setUpdatesEnabled(true);
 }
 
 void QtNoticeWindow::announce() {
@@ -216,7 +221,9 @@ void QtNoticeWindow::fitToContent() {
 QScreen *QtNoticeWindow::screenOfPointer() const {
     if (isVisible() && placedOn_)
         return placedOn_;
-    auto *screen = QGuiApplication::screenAt(QCursor::pos());
+    // The pointer is asked for only where it matters: that waits for the window system.
+    auto *screen
+        = QGuiApplication::screens().size() > 1 ? QGuiApplication::screenAt(QCursor::pos()) : nullptr;
     return screen ? screen : QGuiApplication::primaryScreen();
 }
 

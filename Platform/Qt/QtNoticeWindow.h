@@ -43,7 +43,7 @@ private:
     void commitLater();
     void commit();
     void fitToContent();
-    void roundCorners(double radius);
+    void showContent();
     void place();
     void placeAgain();
     QScreen *screenOfPointer() const;
@@ -60,6 +60,7 @@ private:
     bool closed_ = false;
     bool commitQueued_ = false;
     bool keyWanted_ = false;
+    double cornerRadius_ = 0;
     bool dragged_ = false;
     bool contentIsNew_ = false;
     QElapsedTimer focused_;

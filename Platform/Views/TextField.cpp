@@ -9,8 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
-#include <utility>
 
 namespace {
 
@@ -48,21 +46,7 @@ double textScale() {
     return std::clamp(QApplication::font().pointSizeF() / largestOrdinaryPoints, 1.0, mostScale);
 }
 
-// More than this is neither laid out nor shown; the text as a value stays whole.
-constexpr qsizetype longestShown = 100'000;
-
-constexpr double unlimitedHeight = std::numeric_limits<double>::max();
-
 } // namespace
-
-/// The text cut into lines for one width.
-struct TextField::Lines {
-    double width = -1;
-    double height = 0; ///< of the lines that are shown
-    bool cut = false; ///< by the limit of lines
-    int count = 0;
-    std::vector<std::unique_ptr<QTextLayout>> paragraphs;
-};
 
 TextField::TextField(QWidget *parent)
     : QWidget(parent) {
@@ -78,7 +62,7 @@ void TextField::setStringValue(const QString &text) {
     if (text == text_)
         return;
     const int heightBefore = isVisible() ? heightForWidth(width()) : -1;
-    lines_.reset();
+    wrapped_.reset();
     text_ = text;
     // A line that stays as high as it was, as a countdown's does every second, moves nothing else.
     if (heightBefore < 0 || heightBefore != heightForWidth(width()))
@@ -106,7 +90,7 @@ void TextField::setTextStyle(Style style) {
 
 void TextField::setMaximumLines(int lines) {
     maximumLines_ = lines;
-    lines_.reset();
+    wrapped_.reset();
     updateGeometry();
 }
 
@@ -129,7 +113,7 @@ void TextField::applyStyle() {
     auto policy = sizePolicy();
     policy.setRetainSizeWhenHidden(style_ == Style::Countdown);
     setSizePolicy(policy);
-    lines_.reset();
+    wrapped_.reset();
     updateGeometry();
 }
 
@@ -141,99 +125,24 @@ double TextField::lineHeight() const {
     return std::max(scaledPixels(lookOf(style_).lineHeight), std::ceil(QFontMetricsF(font()).height()));
 }
 
-Qt::LayoutDirection TextField::textDirection(const QString &paragraph) const {
-    // Each paragraph runs as its own first strong letter says, so that nothing in it reorders the rest.
-    for (const QChar character : paragraph) {
-        switch (character.direction()) {
-        case QChar::DirL:
-            return Qt::LeftToRight;
-        case QChar::DirR:
-        case QChar::DirAL:
-            return Qt::RightToLeft;
-        default:
-            break;
-        }
-    }
-    return layoutDirection();
-}
-
-const TextField::Lines &TextField::linesFor(double width) const {
-    if (lines_ && lines_->width == width)
-        return *lines_;
-    lines_ = std::make_unique<Lines>();
-    lines_->width = width;
-
-    auto shown = text_.left(longestShown);
-    shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    shown.replace(u'\r', u'\n');
-    shown.replace(QChar(QChar::ParagraphSeparator), QChar(u'\n'));
-    const double height = lineHeight();
-    const QFontMetricsF metrics(font());
-    const double baseline = (height - metrics.height()) / 2 + metrics.ascent();
-    const auto paragraphs = shown.isEmpty() ? QStringList() : shown.split(u'\n');
-    for (const auto &paragraph : paragraphs) {
-        if (maximumLines_ > 0 && lines_->count >= maximumLines_) {
-            lines_->cut = true;
-            break;
-        }
-        auto layout = std::make_unique<QTextLayout>(paragraph, font());
-        QTextOption option;
-        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-        option.setTextDirection(textDirection(paragraph));
-        // The edge follows the window, whatever way the text runs.
-        option.setAlignment(layoutDirection() == Qt::RightToLeft ? Qt::AlignRight | Qt::AlignAbsolute
-                                                                 : Qt::AlignLeft | Qt::AlignAbsolute);
-        layout->setTextOption(option);
-        layout->setCacheEnabled(true);
-        layout->beginLayout();
-        for (;;) {
-            auto line = layout->createLine();
-            if (!line.isValid())
-                break;
-            line.setLineWidth(width);
-            // By the baseline: a line in another script comes from a font of another height.
-            line.setPosition(QPointF(0, lines_->count * height + baseline - line.ascent()));
-            ++lines_->count;
-            if (maximumLines_ > 0 && lines_->count == maximumLines_) {
-                lines_->cut = line.textStart() + line.textLength() < paragraph.size();
-                break;
-            }
-        }
-        layout->endLayout();
-        lines_->paragraphs.push_back(std::move(layout));
-    }
-    lines_->cut = lines_->cut || text_.size() > longestShown;
-    lines_->height = lines_->count * height;
-    return *lines_;
+WrappedText &TextField::wrapped() const {
+    if (!wrapped_)
+        wrapped_
+            = std::make_unique<WrappedText>(text_, font(), layoutDirection(), lineHeight(), maximumLines_);
+    return *wrapped_;
 }
 
 double TextField::measuredHeight(double width) const {
-    if (maximumLines_ == 0)
-        return linesFor(width).height;
-    // A copy without the limit. It is asked once a notice.
-    double height = 0;
-    const auto paragraphs = text_.left(longestShown).split(u'\n');
-    for (const auto &paragraph : paragraphs) {
-        QTextLayout layout(paragraph, font());
-        QTextOption option;
-        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-        layout.setTextOption(option);
-        layout.beginLayout();
-        for (auto line = layout.createLine(); line.isValid(); line = layout.createLine()) {
-            line.setLineWidth(width);
-            height += lineHeight();
-        }
-        layout.endLayout();
-    }
-    return text_.isEmpty() ? 0 : std::min(height, unlimitedHeight);
+    return wrapped().unlimitedHeightFor(width);
 }
 
 QSize TextField::sizeHint() const {
-    constexpr int longestMeasured = 400;
-    const QFontMetricsF metrics(font());
-    const auto first = text_.left(longestMeasured).section(u'\n', 0, 0);
-    const int width = static_cast<int>(std::ceil(metrics.horizontalAdvance(first))) + 1;
-    return { width, heightForWidth(std::max(width, 1)) };
+    // A long text has no width of its own.
+    constexpr qsizetype longestOnOneLine = 400;
+    constexpr double unlimited = 100'000;
+    const double natural = text_.size() > longestOnOneLine ? 0 : wrapped().extentFor(unlimited).naturalWidth;
+    const int width = static_cast<int>(std::ceil(natural)) + 1;
+    return { width, heightForWidth(width) };
 }
 
 QSize TextField::minimumSizeHint() const {
@@ -241,45 +150,48 @@ QSize TextField::minimumSizeHint() const {
 }
 
 int TextField::heightForWidth(int width) const {
-    return static_cast<int>(std::ceil(linesFor(std::max(width, 1)).height));
+    return static_cast<int>(std::ceil(wrapped().extentFor(std::max(width, 1)).height));
 }
 
 void TextField::paintEvent(QPaintEvent *event) {
-    const auto &lines = linesFor(this->width());
+    const auto extent = wrapped().extentFor(width());
+    const auto &paragraphs = wrapped().linesFor(width());
     QPainter painter(this);
     painter.setPen(palette().color(QPalette::WindowText));
-    // A text that scrolls is as high as its lines; there, where and what is painted is the same.
-    const QRectF visible
-        = lines.height > this->height() + 1 || lines.count < 100 ? QRectF(rect()) : QRectF(event->rect());
-    const double height = lineHeight();
+    double top = 0;
     if (alignment_ & Qt::AlignVCenter)
-        painter.translate(0, std::floor(std::max(0.0, (this->height() - lines.height) / 2)));
+        top = std::floor(std::max(0.0, (height() - extent.height) / 2));
+    painter.translate(0, top);
+    const auto visible = QRectF(event->rect()).translated(0, -top);
+    const double eachHeight = lineHeight();
     int number = 0;
-    for (const auto &layout : lines.paragraphs) {
-        for (int index = 0; index < layout->lineCount(); ++index, ++number) {
-            const auto line = layout->lineAt(index);
-            if (number * height > visible.bottom() || (number + 1) * height < visible.top())
+    for (const auto &paragraph : paragraphs) {
+        for (int index = 0; index < paragraph->lineCount(); ++index, ++number) {
+            // A line may stick out of its own height by an accent.
+            if ((number - 1) * eachHeight > visible.bottom() || (number + 2) * eachHeight < visible.top())
                 continue;
-            const bool last = number + 1 == lines.count;
-            if (!lines.cut || !last) {
+            const auto line = paragraph->lineAt(index);
+            if (extent.isCut && number + 1 == extent.lines)
+                drawEllipsis(painter, *paragraph, line);
+            else
                 line.draw(&painter, QPointF());
-                continue;
-            }
-            // The last line of a text that goes on: as much of it as fits with an ellipsis.
-            const QFontMetricsF metrics(font());
-            constexpr int longestElided = 1000;
-            const auto rest = layout->text().mid(line.textStart(), longestElided) + QChar(u'\u2026');
-            const auto elided = metrics.elidedText(rest, Qt::ElideRight, this->width());
-            QTextLayout ending(elided, font());
-            ending.setTextOption(layout->textOption());
-            ending.beginLayout();
-            auto endingLine = ending.createLine();
-            endingLine.setNumColumns(static_cast<int>(elided.size()));
-            endingLine.setLineWidth(this->width() + 1);
-            ending.endLayout();
-            ending.draw(&painter, line.position() + QPointF(0, line.ascent() - endingLine.ascent()));
         }
     }
+}
+
+// The last line of a text that goes on: as much of it as fits with an ellipsis.
+void TextField::drawEllipsis(QPainter &painter, const QTextLayout &paragraph, const QTextLine &line) const {
+    constexpr qsizetype longestElided = 1000;
+    const auto rest = paragraph.text().mid(line.textStart(), longestElided) + QChar(u'\u2026');
+    const auto elided = QFontMetricsF(font()).elidedText(rest, Qt::ElideRight, width());
+    QTextLayout ending(elided, font());
+    ending.setTextOption(paragraph.textOption());
+    ending.beginLayout();
+    auto endingLine = ending.createLine();
+    endingLine.setNumColumns(static_cast<int>(elided.size()));
+    endingLine.setLineWidth(width() + 1);
+    ending.endLayout();
+    ending.draw(&painter, line.position() + QPointF(0, line.ascent() - endingLine.ascent()));
 }
 
 // The whole text in lines that fit on a screen. As markup with everything escaped: a text that only looks
@@ -319,6 +231,6 @@ bool TextField::event(QEvent *event) {
 void TextField::changeEvent(QEvent *event) {
     if (event->type() == QEvent::FontChange || event->type() == QEvent::LayoutDirectionChange
         || event->type() == QEvent::StyleChange)
-        lines_.reset();
+        wrapped_.reset();
     QWidget::changeEvent(event);
 }

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QTextLayout>
+#include "Platform/Views/WrappedText.h"
+
 #include <QWidget>
 
 #include <memory>
-#include <vector>
 
 /// A text that the user reads. The text is always plain: no markup in it is ever interpreted. Words too long
 /// for a line are broken; a field with a limit of lines ends in an ellipsis past it.
@@ -67,18 +67,16 @@ protected:
     void changeEvent(QEvent *event) override;
 
 private:
-    struct Lines;
-
     void applyStyle();
     double lineHeight() const;
     double scaledPixels(double pixels) const;
-    const Lines &linesFor(double width) const;
-    Qt::LayoutDirection textDirection(const QString &paragraph) const;
+    WrappedText &wrapped() const;
+    void drawEllipsis(QPainter &painter, const QTextLayout &paragraph, const QTextLine &line) const;
 
     QString text_;
     Qt::Alignment alignment_ = Qt::AlignLeading | Qt::AlignVCenter;
     Style style_ = Style::Body;
     int maximumLines_ = 0;
     bool allowsExpansionToolTips_ = false;
-    mutable std::unique_ptr<Lines> lines_;
+    mutable std::unique_ptr<WrappedText> wrapped_; ///< made when it is asked for
 };
