@@ -56,7 +56,8 @@ constexpr std::array entries {
         "El servicio no estará disponible el sábado de 22:00 a 23:30 mientras actualizamos las puertas de "
         "enlace." },
     Entry { "fa", "بارگذاری مسدود شد",
-        "سازمان شما بارگذاری پرونده در فضای شخصی را مجاز نمی‌داند. "
+        "سازمان شما بارگذاری پرونده در فضای شخصی را مجاز "
+        "نمی‌داند. "
         "پرونده "
         "فرستاده "
         "نشد.",
