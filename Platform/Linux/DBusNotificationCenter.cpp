@@ -155,8 +155,9 @@ void DBusNotificationCenter::dispatchNext() {
             dispatchQueued_ = false;
             if (!connection_)
                 return;
-            const Message message(dbus_connection_pop_message(connection_));
-            if (message)
+            // Gone before the next one is asked for: while one past the limit lives, the library says there
+            // is none.
+            if (const Message message(dbus_connection_pop_message(connection_)); message)
                 handle(message.get());
             dispatchNext();
         });
