@@ -1,22 +1,18 @@
 #include "Support/Logger.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
+#include "Support/LogFile.h"
 
-#include <spdlog/sinks/rotating_file_sink.h>
+#include <QFile>
+
+#include <spdlog/sinks/base_sink.h>
 #include <spdlog/spdlog.h>
 
 #include <exception>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <mutex>
 
 namespace {
 
-constexpr std::size_t largestFile = 1048576; // 1 MiB
-constexpr std::size_t oldFiles = 1;
+constexpr std::int64_t largestFile = 1048576; // 1 MiB
 constexpr auto pattern = "%Y-%m-%d %H:%M:%S.%e [%l] : %v";
 
 std::shared_ptr<spdlog::logger> processLogger;
@@ -34,30 +30,31 @@ void record(spdlog::level::level_enum level, const char *file, const char *funct
     }
 }
 
-// Asked first, because the library tries five times with a wait after each, and would wait for ever at a
-// FIFO.
-bool canBeOpened(const QString &filePath) {
-    QDir().mkpath(QFileInfo(filePath).path());
-    constexpr mode_t asEveryFile = 0666;
-    const int descriptor = ::open(QFile::encodeName(filePath).constData(),
-        O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, asEveryFile);
-    if (descriptor < 0)
-        return false;
-    struct stat status { };
-    const bool isFile = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-    ::close(descriptor);
-    return isFile;
-}
+// Not the library's: that one goes on writing to a file that was removed, waits for ever at a FIFO, and ends
+// the process when a file cannot be opened again.
+class FileSink final : public spdlog::sinks::base_sink<std::mutex> {
+public:
+    explicit FileSink(const QString &filePath)
+        : file_(QFile::encodeName(filePath).toStdString(), largestFile) { }
+
+    bool isOpen() const { return file_.isOpen(); }
+
+private:
+    void sink_it_(const spdlog::details::log_msg &message) override {
+        spdlog::memory_buf_t text;
+        formatter_->format(message, text);
+        file_.append({ text.data(), text.size() });
+    }
+    void flush_() override { }
+
+    LogFile file_;
+};
 
 spdlog::sink_ptr fileSink(const QString &filePath) {
-    if (filePath.isEmpty() || !canBeOpened(filePath))
+    if (filePath.isEmpty())
         return nullptr;
-    try {
-        return std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
-            QFile::encodeName(filePath).toStdString(), largestFile, oldFiles);
-    } catch (const std::exception &) {
-        return nullptr;
-    }
+    auto sink = std::make_shared<FileSink>(filePath);
+    return sink->isOpen() ? sink : nullptr;
 }
 
 } // namespace

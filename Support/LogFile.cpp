@@ -1,0 +1,122 @@
+#include "Support/LogFile.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Whatever the user's mask says, nobody else may write what is made here.
+constexpr mode_t folderMode = 0755;
+constexpr mode_t fileMode = 0644;
+
+void makeFolders(const std::filesystem::path &folder) {
+    if (folder.empty() || ::mkdir(folder.c_str(), folderMode) == 0 || errno != ENOENT)
+        return;
+    makeFolders(folder.parent_path());
+    ::mkdir(folder.c_str(), folderMode);
+}
+
+// A link in the file's place is followed when the user or the administrator made it: who else can write to
+// the folder must not choose which of the user's files is appended to.
+bool isForeignLink(const std::string &path) {
+    struct stat status { };
+    return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode) && status.st_uid != 0
+        && status.st_uid != ::geteuid();
+}
+
+std::string oldPath(const std::filesystem::path &path) {
+    auto name = path.stem();
+    name += ".1";
+    name += path.extension();
+    return (path.parent_path() / name).string();
+}
+
+} // namespace
+
+LogFile::LogFile(std::string path, std::int64_t largest)
+    : path_(std::move(path))
+    , largest_(largest) {
+    open();
+}
+
+LogFile::~LogFile() {
+    close();
+}
+
+bool LogFile::open() {
+    makeFolders(std::filesystem::path(path_).parent_path());
+    if (isForeignLink(path_))
+        return false;
+    // Not blocking, since a FIFO in the file's place would hold the agent up.
+    descriptor_
+        = ::open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, fileMode);
+    struct stat status { };
+    if (descriptor_ < 0)
+        return false;
+    if (::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
+        close();
+        return false;
+    }
+    device_ = status.st_dev;
+    inode_ = status.st_ino;
+    isInsideLine_ = false;
+    return true;
+}
+
+void LogFile::close() {
+    if (descriptor_ >= 0)
+        ::close(std::exchange(descriptor_, -1));
+}
+
+/// Negative when the path leads to another file, or to none.
+std::int64_t LogFile::sizeIfStillThere() const {
+    struct stat status { };
+    const bool isThere = isOpen() && ::stat(path_.c_str(), &status) == 0 && status.st_dev == device_
+        && status.st_ino == inode_;
+    return isThere ? status.st_size : -1;
+}
+
+void LogFile::beginAnew() {
+    if (::rename(path_.c_str(), oldPath(path_).c_str()) != 0) {
+        // Rather the old records than a file without an end.
+        [[maybe_unused]] const int result = ::ftruncate(descriptor_, 0);
+        return;
+    }
+    close();
+    open();
+}
+
+void LogFile::append(std::string_view record) {
+    auto size = sizeIfStillThere();
+    if (size < 0) {
+        close();
+        if (!open())
+            return;
+        size = sizeIfStillThere();
+    }
+    if (size > 0 && size + static_cast<std::int64_t>(record.size()) > largest_)
+        beginAnew();
+    if (!isOpen() || (isInsideLine_ && !write("\n")))
+        return;
+    write(record);
+}
+
+bool LogFile::write(std::string_view text) {
+    const auto whole = text.size();
+    while (!text.empty()) {
+        const auto written = ::write(descriptor_, text.data(), text.size());
+        if (written > 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno != EINTR) {
+            isInsideLine_ = isInsideLine_ || text.size() != whole;
+            return false;
+        }
+    }
+    isInsideLine_ = false;
+    return true;
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+/// The file that the log is written to: appended to, begun anew past its size with one old file kept, and
+/// made anew when somebody takes it away or puts another in its place. Nothing that happens to it, a full
+/// disk among it, does more than lose records. One thread at a time.
+class LogFile {
+public:
+    /// Opens the file, and makes it and its folders where the rights allow it.
+    /// @param largest  bytes; only a record that is longer by itself makes the file longer
+    LogFile(std::string path, std::int64_t largest);
+    ~LogFile();
+    LogFile(const LogFile &) = delete;
+    LogFile &operator=(const LogFile &) = delete;
+
+    bool isOpen() const { return descriptor_ >= 0; }
+
+    /// Writes a record, which ends with a line feed; it has left the process when this returns.
+    void append(std::string_view record);
+
+private:
+    bool open();
+    void close();
+    std::int64_t sizeIfStillThere() const;
+    void beginAnew();
+    bool write(std::string_view text);
+
+    std::string path_;
+    std::int64_t largest_;
+    int descriptor_ = -1;
+    std::uint64_t device_ = 0;
+    std::uint64_t inode_ = 0;
+    bool isInsideLine_ = false; ///< a full disk cut the latest record
+};

@@ -1,0 +1,143 @@
+#include "Support/LogFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+class LogFileTest : public testing::Test {
+protected:
+    std::string path(const QString &name = QStringLiteral("agent.log")) const {
+        return QFile::encodeName(folder_.filePath(name)).toStdString();
+    }
+    static QByteArray contents(const std::string &path) {
+        QFile file(QString::fromStdString(path));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    QTemporaryDir folder_;
+};
+
+TEST_F(LogFileTest, AFileThatWasRemovedIsMadeAnew) {
+    LogFile file(path(), 1000);
+    file.append("one\n");
+    ASSERT_EQ(::unlink(path().c_str()), 0);
+    file.append("two\n");
+    EXPECT_EQ(contents(path()), "two\n");
+}
+
+TEST_F(LogFileTest, AFolderThatWasRemovedIsMadeAnew) {
+    const auto deep = path(QStringLiteral("a/b/agent.log"));
+    LogFile file(deep, 1000);
+    file.append("one\n");
+    ASSERT_TRUE(QDir(folder_.filePath(QStringLiteral("a"))).removeRecursively());
+    file.append("two\n");
+    EXPECT_EQ(contents(deep), "two\n");
+}
+
+TEST_F(LogFileTest, AFileThatWasMovedAwayByAnotherIsNotFollowed) {
+    LogFile file(path(), 1000);
+    file.append("one\n");
+    const auto away = path(QStringLiteral("agent.log.old"));
+    ASSERT_EQ(::rename(path().c_str(), away.c_str()), 0);
+    file.append("two\n");
+    EXPECT_EQ(contents(away), "one\n");
+    EXPECT_EQ(contents(path()), "two\n");
+}
+
+TEST_F(LogFileTest, AFifoPutInItsPlaceHoldsNothingUpAndIsLeftAlone) {
+    LogFile file(path(), 1000);
+    ASSERT_EQ(::unlink(path().c_str()), 0);
+    ASSERT_EQ(::mkfifo(path().c_str(), 0600), 0);
+    file.append("lost\n");
+    EXPECT_FALSE(file.isOpen());
+    ASSERT_EQ(::unlink(path().c_str()), 0);
+    file.append("found\n");
+    EXPECT_EQ(contents(path()), "found\n");
+}
+
+TEST_F(LogFileTest, WhereTheOldFileCannotBeNamedTheFileIsEmptied) {
+    ASSERT_TRUE(QDir(folder_.path()).mkpath(QStringLiteral("agent.1.log/full")));
+    LogFile file(path(), 10);
+    file.append("12345678\n");
+    file.append("next\n");
+    EXPECT_EQ(contents(path()), "next\n");
+}
+
+TEST_F(LogFileTest, OneOldFileIsKept) {
+    LogFile file(path(), 10);
+    for (const auto *record : { "1111111\n", "2222222\n", "3333333\n" })
+        file.append(record);
+    EXPECT_EQ(contents(path()), "3333333\n");
+    EXPECT_EQ(contents(path(QStringLiteral("agent.1.log"))), "2222222\n");
+}
+
+TEST_F(LogFileTest, WithoutADescriptorLeftRecordsAreLostAndNothingElse) {
+    LogFile file(path(), 10);
+    file.append("1111111\n");
+    rlimit before {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    auto none = before;
+    none.rlim_cur = 0;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    file.append("2222222\n");
+    file.append("3\n");
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    file.append("4\n");
+    EXPECT_TRUE(contents(path()).endsWith("4\n")) << contents(path()).toStdString();
+}
+
+TEST_F(LogFileTest, ARecordThatWasCutByAFullDiskEndsItsLine) {
+    GTEST_FLAG_SET(death_test_style, "fast");
+    EXPECT_EXIT(
+        {
+            std::signal(SIGXFSZ, SIG_IGN);
+            LogFile file(path(), 1000);
+            rlimit limit {};
+            ::getrlimit(RLIMIT_FSIZE, &limit);
+            auto little = limit;
+            little.rlim_cur = 4;
+            ::setrlimit(RLIMIT_FSIZE, &little);
+            file.append("12345678\n");
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            file.append("next\n");
+            std::_Exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+    EXPECT_EQ(contents(path()), "1234\nnext\n");
+}
+
+TEST_F(LogFileTest, NobodyElseMayWriteWhatIsMadeWhateverTheMask) {
+    const auto mask = ::umask(0);
+    const LogFile file(path(QStringLiteral("a/agent.log")), 1000);
+    ::umask(mask);
+    struct stat status { };
+    ASSERT_EQ(::stat(path(QStringLiteral("a")).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0755U);
+    ASSERT_EQ(::stat(path(QStringLiteral("a/agent.log")).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0644U);
+}
+
+TEST_F(LogFileTest, ALinkIsFollowedWhenItIsTheUsersOwnAndNotWhenItIsSomebodyElses) {
+    const auto target = path(QStringLiteral("target"));
+    ASSERT_EQ(::symlink(target.c_str(), path().c_str()), 0);
+    LogFile own(path(), 1000);
+    own.append("own\n");
+    EXPECT_EQ(contents(target), "own\n");
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can make a link of somebody else's";
+    constexpr uid_t somebody = 65534;
+    ASSERT_EQ(::lchown(path().c_str(), somebody, somebody), 0);
+    EXPECT_FALSE(LogFile(path(), 1000).isOpen());
+}
+
+} // namespace
