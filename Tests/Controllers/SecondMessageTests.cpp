@@ -148,12 +148,12 @@ protected:
     }
 };
 
-class SecondMessageTable : public SecondMessageTest, public testing::WithParamInterface<Row> { };
+class SecondMessageTable : public SecondMessageTest, public testing::WithParamInterface<std::size_t> { };
 
 } // namespace
 
 TEST_P(SecondMessageTable, ReplacesTheNoticeAtOnceAndLeavesTheRunningCountdownAlone) {
-    const auto &row = GetParam();
+    const auto row = rows()[GetParam()];
     world.receive(firstMessage(row.first));
     EXPECT_EQ(world.window.content(), classOf.at(row.first));
     std::weak_ptr<NoticeController> first = world.window.contentViewController();
@@ -198,24 +198,11 @@ TEST_P(SecondMessageTable, ReplacesTheNoticeAtOnceAndLeavesTheRunningCountdownAl
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Pairs, SecondMessageTable, testing::ValuesIn(rows()), [](const auto &parameter) {
-    const auto nameOf = [](Kind kind) -> std::string {
-        switch (kind) {
-        case Kind::Maintenance:
-            return "Maintenance";
-        case Kind::AutoDisconnect:
-            return "AutoDisconnect";
-        case Kind::ReAuth:
-            return "ReAuth";
-        case Kind::ConcurrentSession:
-            return "ConcurrentSession";
-        case Kind::Casb:
-            break;
-        }
-        return "Casb";
-    };
-    return nameOf(parameter.param.second) + "Over" + nameOf(parameter.param.first);
-});
+INSTANTIATE_TEST_SUITE_P(
+    Pairs, SecondMessageTable, testing::Range(std::size_t(0), rows().size()), [](const auto &parameter) {
+        const auto row = rows()[parameter.param];
+        return std::string(classOf.at(row.second)) + "Over" + classOf.at(row.first);
+    });
 
 TEST_F(SecondMessageTest, ANoticeThatDoesNotCountDownGoes) {
     const QVariantMap messages[] { maintenanceMessage(), concurrentSessionMessage(),
