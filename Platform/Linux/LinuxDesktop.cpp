@@ -33,8 +33,8 @@ xcb_connection_t *connection() {
 using Atoms = std::map<std::string_view, xcb_atom_t>;
 
 Atoms internedAtoms(xcb_connection_t *x) {
-    constexpr std::array<std::string_view, 6> names { "_NET_WM_CM_S0", "_NET_WM_DESKTOP", "_NET_WM_STATE",
-        "_NET_WM_STATE_STICKY", "_NET_WM_STATE_FULLSCREEN", "_NET_ACTIVE_WINDOW" };
+    constexpr std::array<std::string_view, 7> names { "_NET_WM_CM_S0", "_NET_WM_DESKTOP", "_NET_WM_STATE",
+        "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_FULLSCREEN", "_NET_ACTIVE_WINDOW" };
     std::array<xcb_intern_atom_cookie_t, names.size()> cookies {};
     for (std::size_t index = 0; index < names.size(); ++index)
         cookies.at(index) = xcb_intern_atom(
@@ -56,6 +56,22 @@ xcb_atom_t atom(xcb_connection_t *x, std::string_view name) {
 void setValue(xcb_connection_t *x, xcb_window_t window, std::string_view property, xcb_atom_t type,
     std::uint32_t value) {
     xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, atom(x, property), type, 32, 1, &value);
+}
+
+/// Asks the window manager to change something of a mapped window.
+void request(xcb_connection_t *x, xcb_window_t window, std::string_view message,
+    const std::array<std::uint32_t, 5> &values) {
+    xcb_client_message_event_t event {};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = atom(x, message);
+    std::copy(values.begin(), values.end(), event.data.data32);
+    std::array<char, 32> bytes {}; // events are of one size
+    std::memcpy(bytes.data(), &event, sizeof(event));
+    const auto root = xcb_setup_roots_iterator(xcb_get_setup(x)).data->root;
+    xcb_send_event(
+        x, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, bytes.data());
 }
 
 void setDefault(const char *variable, const char *value) {
@@ -141,4 +157,29 @@ void Desktop::willMap(QWindow *window, bool takesFocus) {
     // A notice that takes the keyboard ends that; one that does not stands outside their order.
     const std::uint32_t unmanaged = !takesFocus && activeWindowIsFullScreen(x) ? 1 : 0;
     xcb_change_window_attributes(x, id, XCB_CW_OVERRIDE_REDIRECT, &unmanaged);
+}
+
+void Desktop::didMap(QWindow *window) {
+    auto *x = connection();
+    if (!x)
+        return;
+    // Asked for as well: a window manager that has not yet seen the window go takes off what was set for its
+    // coming back.
+    constexpr std::uint32_t add = 1;
+    constexpr std::uint32_t fromApplication = 1;
+    const auto id = static_cast<xcb_window_t>(window->winId());
+    if (window->flags() & Qt::WindowStaysOnTopHint)
+        request(x, id, "_NET_WM_STATE",
+            { add, atom(x, "_NET_WM_STATE_ABOVE"), atom(x, "_NET_WM_STATE_STICKY"), fromApplication });
+    request(x, id, "_NET_WM_DESKTOP", { allWorkspaces, fromApplication });
+}
+
+bool Desktop::canTakeFocus(QWindow *window) {
+    auto *x = connection();
+    if (!x)
+        return true;
+    const auto id = static_cast<xcb_window_t>(window->winId());
+    const ReplyPointer<xcb_get_window_attributes_reply_t> reply(
+        xcb_get_window_attributes_reply(x, xcb_get_window_attributes(x, id), nullptr));
+    return !reply || reply->override_redirect == 0;
 }

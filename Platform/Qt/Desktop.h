@@ -26,4 +26,10 @@ bool isComposited(const QScreen *screen);
 /// @param takesFocus  whether it asks for the keyboard when it appears
 void willMap(QWindow *window, bool takesFocus);
 
+/// Called each time after the window was mapped.
+void didMap(QWindow *window);
+
+/// Whether the window, the way it was mapped, can be given the keyboard.
+bool canTakeFocus(QWindow *window);
+
 } // namespace Desktop

@@ -148,6 +148,8 @@ void QtNoticeWindow::commit() {
     if (isNewContent)
         layOutNow(*contentView_);
     fitToContent();
+    if (keyWanted_ && isVisible() && !Desktop::canTakeFocus(windowHandle()))
+        hide(); // to be mapped in another way
     const bool appears = !isVisible();
     if (appears)
         cornerRadius_ = Desktop::isComposited(screen()) ? cornerRadius : 0;
@@ -158,6 +160,7 @@ void QtNoticeWindow::commit() {
             place();
         Desktop::willMap(windowHandle(), keyWanted_);
         show();
+        Desktop::didMap(windowHandle());
     }
     if (std::exchange(keyWanted_, false)) {
         raise();
