@@ -30,8 +30,9 @@ const char *const body
       "was not sent. Ask your administrator if you need access.";
 
 std::string document(const std::string &more) {
-    return std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<zelvik-secure-access>\n  <notifications>\n"
-                       "    <module>Cloud Access Policy</module>\n    <head>Upload blocked</head>\n    <body>")
+    return std::string(
+               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<zelvik-secure-access>\n  <notifications>\n"
+               "    <module>Cloud Access Policy</module>\n    <head>Upload blocked</head>\n    <body>")
         + body + "</body>\n" + more + "  </notifications>\n</zelvik-secure-access>\n";
 }
 
@@ -76,11 +77,17 @@ Message casb(const std::string &response, const std::string &logo = {}) {
 
 } // namespace
 
-Message Messages::notice(int seconds) { return casb(document(rowsAndCountdown(seconds))); }
+Message Messages::notice(int seconds) {
+    return casb(document(rowsAndCountdown(seconds)));
+}
 
-Message Messages::noticeWithoutCountdown() { return casb(document({})); }
+Message Messages::noticeWithoutCountdown() {
+    return casb(document({}));
+}
 
-Message Messages::noticeWithLogo(std::size_t bytes) { return casb(document({}), std::string(bytes, 'x')); }
+Message Messages::noticeWithLogo(std::size_t bytes) {
+    return casb(document({}), std::string(bytes, 'x'));
+}
 
 Message Messages::hiddenNotice() {
     return posted([](DBusMessageIter *userInfo) {

@@ -27,8 +27,9 @@ void sizes(benchmark::internal::Benchmark *benchmark) {
 QString documentOfSize(std::int64_t bytes) {
     const auto sentence = QStringLiteral("The file was not sent. ");
     const auto entry = QStringLiteral("<md><name>Application</name><val>Example &amp; Drive</val></md>\n");
-    auto text = QStringLiteral("<zelvik-secure-access><notifications><module>Policy</module><head>Blocked</head>"
-                               "<timeout>10</timeout><body>");
+    auto text
+        = QStringLiteral("<zelvik-secure-access><notifications><module>Policy</module><head>Blocked</head>"
+                         "<timeout>10</timeout><body>");
     text += sentence.repeated(bytes / 2 / sentence.size());
     text += QStringLiteral("</body><metadata>");
     text += entry.repeated(std::max<std::int64_t>(0, bytes - text.size() - 50) / entry.size());
@@ -106,17 +107,25 @@ void wholeMessage(benchmark::State &state, const QVariantMap &message) {
     }
 }
 
-void casbMessageWithoutCountdown(benchmark::State &state) { wholeMessage(state, casbMessage().withEntries({})); }
+void casbMessageWithoutCountdown(benchmark::State &state) {
+    wholeMessage(state, casbMessage().withEntries({}));
+}
 BENCHMARK(casbMessageWithoutCountdown);
 
-void concurrentSession(benchmark::State &state) { wholeMessage(state, concurrentSessionMessage()); }
+void concurrentSession(benchmark::State &state) {
+    wholeMessage(state, concurrentSessionMessage());
+}
 BENCHMARK(concurrentSession);
 
-void maintenance(benchmark::State &state) { wholeMessage(state, maintenanceMessage()); }
+void maintenance(benchmark::State &state) {
+    wholeMessage(state, maintenanceMessage());
+}
 BENCHMARK(maintenance);
 
 // No flag and no document: it is taken in and goes nowhere.
-void routingAlone(benchmark::State &state) { wholeMessage(state, emptyMessage()); }
+void routingAlone(benchmark::State &state) {
+    wholeMessage(state, emptyMessage());
+}
 BENCHMARK(routingAlone);
 
 } // namespace

@@ -19,7 +19,8 @@ void resetConfiguration();
 
 /// Makes a logger that writes to a file and puts it into the registry. Every record is flushed; past 1 MiB
 /// the file is renamed and begun anew, and one old file is kept. A missing folder is made where the rights
-/// allow it, and a file that is taken away is made anew. Without a usable file (an empty path, no rights) the logger is there and writes nothing.
+/// allow it, and a file that is taken away is made anew. Without a usable file (an empty path, no rights) the
+/// logger is there and writes nothing.
 void setUp(const QString &filePath, const char *loggerIdentifier);
 
 /// Looks a logger up in the registry and makes it the one of the process, letting go of any before.
