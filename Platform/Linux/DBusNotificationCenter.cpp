@@ -199,7 +199,9 @@ void DBusNotificationCenter::handle(DBusMessage *message) {
     }
     const auto observations = observations_; // a handler may add and remove
     for (const auto &observation : observations) {
-        if (observation->name == notification->name
+        const bool isStillThere
+            = std::find(observations_.begin(), observations_.end(), observation) != observations_.end();
+        if (isStillThere && observation->name == notification->name
             && (observation->object.isEmpty() || observation->object == notification->object))
             observation->handler(*notification);
     }
