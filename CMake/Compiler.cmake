@@ -25,6 +25,9 @@ if(NOTICE_SANITIZE)
     target_compile_options(NoticeOptions INTERFACE
         -fsanitize=${NOTICE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
     target_link_options(NoticeOptions INTERFACE -fsanitize=${NOTICE_SANITIZE})
+    if(NOTICE_SANITIZE MATCHES address)
+        target_sources(NoticeOptions INTERFACE ${PROJECT_SOURCE_DIR}/CMake/LeakSuppressions.cpp)
+    endif()
 else()
     target_compile_options(NoticeOptions INTERFACE -fstack-protector-strong)
     target_compile_options(NoticeOptions INTERFACE

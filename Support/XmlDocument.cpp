@@ -175,7 +175,8 @@ std::optional<XmlDocument> XmlDocument::parse(const QString &text) {
     // The library takes a NUL for the end of the text.
     if (bytes.contains('\0'))
         return std::nullopt;
-    if (bytes.size() > std::numeric_limits<int>::max() || !hasFewAttributes(bytes.begin(), bytes.end()))
+    if (bytes.size() > std::numeric_limits<int>::max() || bytes.contains('\0')
+        || !hasFewAttributes(bytes.begin(), bytes.end()))
         return std::nullopt;
     const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
     if (!parser)
@@ -186,8 +187,10 @@ std::optional<XmlDocument> XmlDocument::parse(const QString &text) {
     parser->sax->getParameterEntity = getParameterEntity;
     parser->sax->attributeDecl = attributeDeclaration;
     parser->sax->startElementNs = startElement;
+    // Without naming the encoding: named, the library takes some texts past 10 megabytes for too large. Left
+    // to find out, it could take only one with zeros in it for another than UTF-8.
     auto *document = xmlCtxtReadMemory(
-        parser.get(), bytes.constData(), static_cast<int>(bytes.size()), nullptr, "UTF-8", parserOptions);
+        parser.get(), bytes.constData(), static_cast<int>(bytes.size()), nullptr, nullptr, parserOptions);
     if (!document)
         return std::nullopt;
     XmlDocument result(document);
