@@ -6,17 +6,16 @@
 
 #include <chrono>
 
-/// Turns the event loop until the condition holds; false when it does not within the time.
+/// Turns the event loop until the condition holds; false when it does not within the time. The condition is
+/// looked at after every event, and now and then without any.
 template <class Condition>
 bool waitUntil(const Condition &condition, std::chrono::milliseconds longest = std::chrono::seconds(20)) {
-    bool isLate = false;
-    QTimer late;
-    late.setSingleShot(true);
-    QObject::connect(&late, &QTimer::timeout, [&isLate] { isLate = true; });
-    late.start(longest);
+    const auto end = std::chrono::steady_clock::now() + longest;
+    QTimer look;
+    look.start(std::chrono::milliseconds(2));
     QEventLoop loop;
     while (!condition()) {
-        if (isLate)
+        if (std::chrono::steady_clock::now() > end)
             return false;
         loop.processEvents(QEventLoop::WaitForMoreEvents);
     }

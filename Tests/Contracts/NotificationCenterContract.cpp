@@ -1,0 +1,409 @@
+// What every distributed notification centre promises. One suite of behaviours, run over each of them.
+
+#include "Platform/Linux/DBusNotificationCenter.h"
+#include "Platform/Qt/QtRunLoop.h"
+#include "Tests/Contracts/EventLoop.h"
+#include "Tests/Contracts/PrivateBus.h"
+#include "Tests/Fakes/InMemoryNotificationCenter.h"
+#include "Tests/Fakes/ManualRunLoop.h"
+#include "Tests/Platform/PrintQt.h"
+#include "Tests/Platform/WaitUntil.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// A centre to observe at, and one of somebody else's to post at, where there can be two.
+class Centers {
+public:
+    virtual ~Centers() = default;
+    virtual DistributedNotificationCenter &observing() = 0;
+    virtual DistributedNotificationCenter &posting() = 0;
+    virtual bool waitUntil(const std::function<bool()> &condition) = 0;
+    /// Waits until what was observed so far is heard, whoever posts.
+    virtual void waitUntilObserving() = 0;
+};
+
+class InMemoryCenters final : public Centers {
+public:
+    DistributedNotificationCenter &observing() override { return center_; }
+    DistributedNotificationCenter &posting() override { return center_; }
+    bool waitUntil(const std::function<bool()> &condition) override {
+        for (int turns = 0; turns < 1000 && !condition(); ++turns)
+            loop_.advance(1ms);
+        return condition();
+    }
+    void waitUntilObserving() override { }
+
+private:
+    ManualRunLoop loop_;
+    InMemoryNotificationCenter center_ { loop_ };
+};
+
+class DBusCenters final : public Centers {
+public:
+    DBusCenters() {
+        loop_.attach();
+        observing_.attach();
+    }
+    DistributedNotificationCenter &observing() override { return observing_; }
+    DistributedNotificationCenter &posting() override { return posting_; }
+    bool waitUntil(const std::function<bool()> &condition) override { return ::waitUntil(condition); }
+    void waitUntilObserving() override {
+        // The bus works through what one connection sends in order: behind the observers, a notification.
+        static const QString echo = QStringLiteral("echo");
+        bool isHeard = false;
+        observing_.addObserver(
+            &isHeard, [&isHeard](const Notification &) { isHeard = true; }, echo);
+        observing_.postNotificationName(echo);
+        EXPECT_TRUE(waitUntil([&isHeard] { return isHeard; }));
+        observing_.removeObserver(&isHeard, echo);
+    }
+
+private:
+    static void failOn(const QString &line) { ADD_FAILURE() << line.toStdString(); }
+
+    EventLoop events_;
+    PrivateBus bus_;
+    QtRunLoop loop_;
+    DBusNotificationCenter observing_ { loop_, QStringLiteral("com.tevanic.NoticeAgent"), failOn };
+    DBusNotificationCenter posting_ { loop_, QString(), failOn };
+};
+
+struct Kind {
+    const char *name;
+    std::unique_ptr<Centers> (*make)();
+};
+
+void PrintTo(const Kind &kind, std::ostream *stream) {
+    *stream << kind.name;
+}
+
+class NotificationCenter : public testing::TestWithParam<Kind> {
+protected:
+    /// Notes what it gets.
+    DistributedNotificationCenter::Handler noting(std::vector<Notification> &got) {
+        return [this, &got](const Notification &notification) {
+            EXPECT_FALSE(isCalling_) << "a handler runs within a call of the centre's";
+            got.push_back(notification);
+        };
+    }
+    void observe(const void *observer, std::vector<Notification> &got, const QString &name,
+        const QString &object = {}) {
+        isCalling_ = true;
+        centers_->observing().addObserver(observer, noting(got), name, object);
+        isCalling_ = false;
+        centers_->waitUntilObserving();
+    }
+    void remove(const void *observer, const QString &name, const QString &object = {}) {
+        centers_->observing().removeObserver(observer, name, object);
+    }
+    void post(
+        const QString &name, const QString &object = {}, const std::optional<QVariantMap> &userInfo = {}) {
+        isCalling_ = true;
+        centers_->posting().postNotificationName(name, object, userInfo);
+        isCalling_ = false;
+    }
+    bool waitFor(const std::vector<Notification> &got, std::size_t count) {
+        return centers_->waitUntil([&] { return got.size() >= count; });
+    }
+    /// Waits until everything posted so far has reached whom it was for.
+    bool everythingHasArrived() {
+        static const QString fence = QStringLiteral("fence");
+        std::vector<Notification> got;
+        const int observer = 0;
+        observe(&observer, got, fence);
+        post(fence);
+        const bool arrived = waitFor(got, 1);
+        remove(&observer, fence);
+        return arrived;
+    }
+
+    static std::vector<std::string> objects(const std::vector<Notification> &got) {
+        std::vector<std::string> all;
+        for (const auto &each : got)
+            all.push_back(each.object.toStdString());
+        return all;
+    }
+
+    const QString name_ = QStringLiteral("zelvik_socketMessageNotifier");
+    const int one_ = 1;
+    const int two_ = 2;
+    std::vector<Notification> got_;
+    std::vector<Notification> gotByOther_;
+    bool isCalling_ = false;
+    std::unique_ptr<Centers> centers_ = GetParam().make();
+};
+
+TEST_P(NotificationCenter, AnObserverGetsWhatIsPostedUnderItsName) {
+    observe(&one_, got_, name_);
+    post(name_, QStringLiteral("object"), QVariantMap { { QStringLiteral("key"), true } });
+    ASSERT_TRUE(waitFor(got_, 1));
+    EXPECT_EQ(got_[0].name, name_);
+    EXPECT_EQ(got_[0].object, "object");
+    EXPECT_EQ(got_[0].userInfo, (QVariantMap { { QStringLiteral("key"), true } }));
+    EXPECT_TRUE(everythingHasArrived());
+    EXPECT_EQ(got_.size(), 1U);
+}
+
+TEST_P(NotificationCenter, NoUserInfoIsNoneAndAnEmptyOneIsEmpty) {
+    observe(&one_, got_, name_);
+    post(name_);
+    post(name_, {}, QVariantMap());
+    ASSERT_TRUE(waitFor(got_, 2));
+    EXPECT_EQ(got_[0].userInfo, std::nullopt);
+    EXPECT_EQ(got_[0].object, "");
+    EXPECT_EQ(got_[1].userInfo, QVariantMap());
+}
+
+TEST_P(NotificationCenter, NamesThatOnlyBeginAlikeAreOthers) {
+    observe(&one_, got_, name_);
+    for (const auto &other :
+        { name_ + u'x', name_.chopped(1), name_ + u'.', name_ + QStringLiteral(".a"), name_ + u' ',
+            u' ' + name_, name_.toUpper(), QStringLiteral("_socketMessageNotifier"), QString() })
+        post(other, QStringLiteral("wrong"));
+    post(name_, QStringLiteral("right"));
+    ASSERT_TRUE(waitFor(got_, 1));
+    EXPECT_TRUE(everythingHasArrived());
+    EXPECT_THAT(objects(got_), testing::ElementsAre("right"));
+}
+
+TEST_P(NotificationCenter, WithoutAnObjectEverySenderIsHeard) {
+    observe(&one_, got_, name_);
+    for (const auto *object : { "", "one", "two" })
+        post(name_, QString::fromLatin1(object));
+    ASSERT_TRUE(waitFor(got_, 3));
+    EXPECT_THAT(objects(got_), testing::ElementsAre("", "one", "two"));
+}
+
+TEST_P(NotificationCenter, WithAnObjectOnlyThatSenderIsHeard) {
+    observe(&one_, got_, name_, QStringLiteral("two"));
+    for (const auto *object : { "", "one", "two", "two ", "twofold" })
+        post(name_, QString::fromLatin1(object));
+    ASSERT_TRUE(everythingHasArrived());
+    EXPECT_THAT(objects(got_), testing::ElementsAre("two"));
+}
+
+TEST_P(NotificationCenter, EveryObserverGetsIt) {
+    observe(&one_, got_, name_);
+    observe(&two_, gotByOther_, name_);
+    post(name_);
+    EXPECT_TRUE(waitFor(got_, 1));
+    EXPECT_TRUE(waitFor(gotByOther_, 1));
+    EXPECT_TRUE(everythingHasArrived());
+    EXPECT_EQ(got_.size(), 1U);
+    EXPECT_EQ(gotByOther_.size(), 1U);
+}
+
+TEST_P(NotificationCenter, ObserversOfTwoNamesGetTheirOwn) {
+    observe(&one_, got_, QStringLiteral("a"));
+    observe(&one_, gotByOther_, QStringLiteral("b"));
+    post(QStringLiteral("b"), QStringLiteral("for b"));
+    post(QStringLiteral("a"), QStringLiteral("for a"));
+    ASSERT_TRUE(everythingHasArrived());
+    EXPECT_THAT(objects(got_), testing::ElementsAre("for a"));
+    EXPECT_THAT(objects(gotByOther_), testing::ElementsAre("for b"));
+}
+
+TEST_P(NotificationCenter, TheOrderOfPostingIsKept) {
+    constexpr int count = 500;
+    observe(&one_, got_, QStringLiteral("a"));
+    observe(&one_, got_, QStringLiteral("b"));
+    for (int number = 0; number < count; ++number)
+        post(number % 3 ? QStringLiteral("a") : QStringLiteral("b"), QString::number(number));
+    ASSERT_TRUE(waitFor(got_, count));
+    for (int number = 0; number < count; ++number)
+        ASSERT_EQ(got_[static_cast<std::size_t>(number)].object, QString::number(number));
+}
+
+TEST_P(NotificationCenter, AnObserverThatIsRemovedGetsNothingMore) {
+    observe(&one_, got_, name_);
+    observe(&two_, gotByOther_, name_);
+    post(name_);
+    ASSERT_TRUE(everythingHasArrived());
+    remove(&one_, name_);
+    post(name_);
+    ASSERT_TRUE(everythingHasArrived());
+    EXPECT_EQ(got_.size(), 1U);
+    EXPECT_EQ(gotByOther_.size(), 2U) << "the other one is heard on";
+    observe(&one_, got_, name_);
+    post(name_);
+    ASSERT_TRUE(everythingHasArrived());
+    EXPECT_EQ(got_.size(), 2U) << "added again it is heard again";
+}
+
+TEST_P(NotificationCenter, WhatIsUnderWayToARemovedObserverIsDropped) {
+    observe(&one_, got_, name_);
+    post(name_);
+    remove(&one_, name_);
+    ASSERT_TRUE(everythingHasArrived());
+    EXPECT_TRUE(got_.empty());
+}
+
+TEST_P(NotificationCenter, RemovingWhatIsNotThereIsHarmless) {
+    observe(&one_, got_, name_, QStringLiteral("object"));
+    remove(&two_, name_, QStringLiteral("object"));
+    remove(&one_, QStringLiteral("other"), QStringLiteral("object"));
+    remove(&one_, name_); // of any object, and there is none
+    remove(nullptr, QString());
+    post(name_, QStringLiteral("object"));
+    ASSERT_TRUE(everythingHasArrived());
+    EXPECT_EQ(got_.size(), 1U);
+    remove(&one_, name_, QStringLiteral("object"));
+    remove(&one_, name_, QStringLiteral("object"));
+    post(name_, QStringLiteral("object"));
+    ASSERT_TRUE(everythingHasArrived());
+    EXPECT_EQ(got_.size(), 1U);
+}
+
+TEST_P(NotificationCenter, AnObserverMayRemoveItselfInItsHandler) {
+    int count = 0;
+    centers_->observing().addObserver(
+        &one_,
+        [&](const Notification &) {
+            ++count;
+            remove(&one_, name_);
+        },
+        name_);
+    observe(&two_, gotByOther_, name_); // waits for both
+    post(name_);
+    post(name_);
+    ASSERT_TRUE(everythingHasArrived());
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(gotByOther_.size(), 2U);
+}
+
+TEST_P(NotificationCenter, AnObserverThatAnotherOnesHandlerRemovesIsNotCalledAnyMore) {
+    // Whoever was removed may be gone: the handler of the same notification is one too many already.
+    int calls = 0;
+    const auto removeTheOther = [&](const void *other) {
+        return [this, &calls, other](const Notification &) {
+            ++calls;
+            remove(other, name_);
+        };
+    };
+    centers_->observing().addObserver(&one_, removeTheOther(&two_), name_);
+    centers_->observing().addObserver(&two_, removeTheOther(&one_), name_);
+    centers_->waitUntilObserving();
+    post(name_);
+    ASSERT_TRUE(everythingHasArrived());
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_P(NotificationCenter, AHandlerMayAddAnObserver) {
+    centers_->observing().addObserver(
+        &one_,
+        [&](const Notification &notification) {
+            got_.push_back(notification);
+            centers_->observing().addObserver(&two_, noting(gotByOther_), QStringLiteral("next"));
+        },
+        name_);
+    centers_->waitUntilObserving();
+    post(name_);
+    ASSERT_TRUE(waitFor(got_, 1));
+    centers_->waitUntilObserving();
+    post(QStringLiteral("next"));
+    EXPECT_TRUE(waitFor(gotByOther_, 1));
+}
+
+TEST_P(NotificationCenter, AHandlerMayPost) {
+    centers_->observing().addObserver(
+        &one_,
+        [&](const Notification &notification) {
+            centers_->observing().postNotificationName(
+                QStringLiteral("answer"), notification.object, notification.userInfo);
+        },
+        name_);
+    observe(&two_, gotByOther_, QStringLiteral("answer"));
+    post(name_, QStringLiteral("question"));
+    ASSERT_TRUE(waitFor(gotByOther_, 1));
+    EXPECT_EQ(gotByOther_[0].object, "question");
+}
+
+TEST_P(NotificationCenter, WhoPostsHearsItselfAsWell) {
+    observe(&one_, got_, name_);
+    centers_->observing().postNotificationName(name_);
+    EXPECT_TRUE(waitFor(got_, 1));
+}
+
+TEST_P(NotificationCenter, NobodyNeedListen) {
+    post(name_);
+    EXPECT_TRUE(everythingHasArrived());
+}
+
+TEST_P(NotificationCenter, ANameMayHoldAnyCharacters) {
+    const QStringList names { QStringLiteral("it's"), QStringLiteral("'"), QStringLiteral("''"),
+        QStringLiteral("a','b"), QStringLiteral("a',arg0='b"), QStringLiteral("\\"), QStringLiteral("\\'"),
+        QStringLiteral("a,b=c"), QStringLiteral("\"quoted\""), QStringLiteral(" "), QStringLiteral("a b"),
+        QStringLiteral("line\nbreak"), QStringLiteral("*"), QStringLiteral(u"é日本"),
+        QStringLiteral(u"\U0001f512_socketMessageNotifier"), QString(500, u'x'), QStringLiteral("%s%n{}") };
+    std::vector<Notification> got;
+    for (const auto &name : names)
+        observe(&one_, got, name);
+    for (const auto &name : names)
+        post(name);
+    ASSERT_TRUE(waitFor(got, static_cast<std::size_t>(names.size())));
+    ASSERT_TRUE(everythingHasArrived());
+    ASSERT_EQ(got.size(), static_cast<std::size_t>(names.size()));
+    for (qsizetype index = 0; index < names.size(); ++index)
+        EXPECT_EQ(got[static_cast<std::size_t>(index)].name, names[index]);
+    for (const auto &name : names)
+        remove(&one_, name);
+    for (const auto &name : names)
+        post(name);
+    ASSERT_TRUE(everythingHasArrived());
+    EXPECT_EQ(got.size(), static_cast<std::size_t>(names.size())) << "each is removed as it was added";
+}
+
+TEST_P(NotificationCenter, UserInfoKeepsItsTypes) {
+    const QVariantMap userInfo {
+        { QStringLiteral("true"), true },
+        { QStringLiteral("false"), false },
+        { QStringLiteral("string"), QStringLiteral(u"text é日\U0001f512\n<b>") },
+        { QStringLiteral("empty string"), QString(QLatin1String("")) },
+        { QStringLiteral("data"), QByteArray("\0\xff\x89PNG", 6) },
+        { QStringLiteral("empty data"), QByteArray("") },
+        { QStringLiteral("integer"), -5 },
+        { QStringLiteral("unsigned"), 5U },
+        { QStringLiteral("long"), std::numeric_limits<qlonglong>::min() },
+        { QStringLiteral("unsigned long"), std::numeric_limits<qulonglong>::max() },
+        { QStringLiteral("real"), 0.25 },
+        { QString(QLatin1String("")), QStringLiteral("of the empty key") },
+        { QStringLiteral(u"ключ 'key'"), QStringLiteral("of another key") },
+    };
+    observe(&one_, got_, name_);
+    post(name_, {}, userInfo);
+    ASSERT_TRUE(waitFor(got_, 1));
+    ASSERT_TRUE(got_[0].userInfo);
+    EXPECT_EQ(got_[0].userInfo->keys(), userInfo.keys());
+    for (auto entry = userInfo.begin(); entry != userInfo.end(); ++entry) {
+        const auto value = got_[0].userInfo->value(entry.key());
+        EXPECT_EQ(value, entry.value()) << entry.key().toStdString();
+        EXPECT_EQ(value.metaType().id(), entry.value().metaType().id()) << entry.key().toStdString();
+    }
+}
+
+TEST_P(NotificationCenter, SeveralMegabytesArrive) {
+    const QVariantMap userInfo { { QStringLiteral("string"), QString(4'000'000, u'x') },
+        { QStringLiteral("data"), QByteArray(4'000'000, '\xff') } };
+    observe(&one_, got_, name_);
+    post(name_, {}, userInfo);
+    post(name_);
+    ASSERT_TRUE(waitFor(got_, 2));
+    EXPECT_TRUE(got_[0].userInfo == userInfo);
+    EXPECT_EQ(got_[1].userInfo, std::nullopt);
+}
+
+const std::vector<Kind> kinds {
+    { "InMemory", []() -> std::unique_ptr<Centers> { return std::make_unique<InMemoryCenters>(); } },
+    { "DBus", []() -> std::unique_ptr<Centers> { return std::make_unique<DBusCenters>(); } },
+};
+INSTANTIATE_TEST_SUITE_P(
+    Over, NotificationCenter, testing::ValuesIn(kinds), [](const auto &kind) { return kind.param.name; });
+
+} // namespace

@@ -1,0 +1,162 @@
+#include "Tests/Contracts/PrivateBus.h"
+
+#include <QFile>
+
+#include <dbus/dbus.h>
+
+namespace {
+
+struct Address {
+    Address() {
+        QFile file(configuration());
+        if (!folder.isValid() || !file.open(QIODevice::WriteOnly))
+            qFatal("No folder for a private bus");
+        file.write("<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+                   " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+                   "<busconfig><type>session</type><listen>"
+            + text().toUtf8()
+            + "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+              "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow "
+              "own=\"*\"/>"
+              "</policy></busconfig>\n");
+        qputenv("DBUS_SESSION_BUS_ADDRESS", text().toUtf8());
+    }
+
+    QString text() const { return QStringLiteral("unix:path=") + folder.filePath(QStringLiteral("bus")); }
+    QString configuration() const { return folder.filePath(QStringLiteral("bus.conf")); }
+
+    QTemporaryDir folder;
+};
+
+const Address &address() {
+    static const Address only;
+    return only;
+}
+
+} // namespace
+
+void PrivateBus::start() {
+    // Its one complaint, that it may not open more files, says nothing about a test.
+    daemon_.setStandardErrorFile(QProcess::nullDevice());
+    daemon_.start(QStringLiteral("dbus-daemon"),
+        { QStringLiteral("--nofork"), QStringLiteral("--nopidfile"), QStringLiteral("--print-address"),
+            QStringLiteral("--config-file=") + address().configuration() });
+    // It prints its address when it listens.
+    constexpr int milliseconds = 20'000;
+    if (!daemon_.waitForReadyRead(milliseconds))
+        qFatal("dbus-daemon does not start");
+}
+
+void PrivateBus::stop() {
+    daemon_.terminate();
+    daemon_.waitForFinished();
+}
+
+void BusClient::Unreference::operator()(DBusMessage *message) const {
+    dbus_message_unref(message);
+}
+
+BusClient::BusClient() {
+    connection_ = dbus_bus_get_private(DBUS_BUS_SESSION, nullptr);
+    if (!connection_)
+        qFatal("No bus");
+    dbus_connection_set_exit_on_disconnect(connection_, FALSE);
+}
+
+BusClient::~BusClient() {
+    dbus_connection_close(connection_);
+    dbus_connection_unref(connection_);
+}
+
+BusClient::Message BusClient::call(const char *method, const QString &name, bool withFlags) const {
+    const Message request(
+        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, method));
+    const auto bytes = name.toUtf8();
+    const char *text = bytes.constData();
+    const dbus_uint32_t flags = 0;
+    dbus_message_append_args(request.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
+    if (withFlags)
+        dbus_message_append_args(request.get(), DBUS_TYPE_UINT32, &flags, DBUS_TYPE_INVALID);
+    return Message(dbus_connection_send_with_reply_and_block(
+        connection_, request.get(), DBUS_TIMEOUT_USE_DEFAULT, nullptr));
+}
+
+QString BusClient::ownerOf(const QString &name) const {
+    const auto reply = call("GetNameOwner", name);
+    const char *text = nullptr;
+    if (!reply || !dbus_message_get_args(reply.get(), nullptr, DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID))
+        return {};
+    return QString::fromUtf8(text);
+}
+
+QStringList BusClient::queueFor(const QString &name) const {
+    const auto reply = call("ListQueuedOwners", name);
+    char **names = nullptr;
+    int count = 0;
+    if (!reply
+        || !dbus_message_get_args(
+            reply.get(), nullptr, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &names, &count, DBUS_TYPE_INVALID))
+        return {};
+    QStringList queue;
+    for (int index = 0; index < count; ++index)
+        queue << QString::fromUtf8(names[index]);
+    dbus_free_string_array(names);
+    return queue;
+}
+
+void BusClient::own(const QString &name) const {
+    call("RequestName", name, true);
+}
+
+void BusClient::release(const QString &name) const {
+    call("ReleaseName", name);
+}
+
+void BusClient::emitSignal(const Append &append, const SignalPlace &place) const {
+    const Message message(dbus_message_new_signal(place.path, place.interface, place.member));
+    dbus_message_set_destination(message.get(), place.destination);
+    DBusMessageIter arguments;
+    dbus_message_iter_init_append(message.get(), &arguments);
+    append(arguments);
+    dbus_connection_send(connection_, message.get(), nullptr);
+    dbus_connection_flush(connection_);
+    ownerOf(QStringLiteral("com.example.Anything")); // when this is answered the signal is on its way
+}
+
+QString BusClient::errorOfCall(const QString &destination) const {
+    const Message request(dbus_message_new_method_call(
+        destination.toUtf8().constData(), "/", "com.example.Interface", "Method"));
+    DBusPendingCall *pending = nullptr;
+    dbus_connection_send_with_reply(connection_, request.get(), &pending, DBUS_TIMEOUT_USE_DEFAULT);
+    dbus_connection_flush(connection_);
+    dbus_pending_call_block(pending);
+    const Message reply(dbus_pending_call_steal_reply(pending));
+    dbus_pending_call_unref(pending);
+    return reply ? QString::fromUtf8(dbus_message_get_error_name(reply.get())) : QString();
+}
+
+void BusClient::watch() const {
+    call("AddMatch", QStringLiteral("type='signal',interface='com.tevanic.DistributedNotificationCenter'"));
+}
+
+QStringList BusClient::signaturesGot() const {
+    QStringList signatures;
+    dbus_connection_read_write(connection_, 0);
+    while (dbus_connection_get_dispatch_status(connection_) == DBUS_DISPATCH_DATA_REMAINS) {
+        const Message message(dbus_connection_pop_message(connection_));
+        if (message
+            && dbus_message_is_signal(message.get(), "com.tevanic.DistributedNotificationCenter", "Posted"))
+            signatures << QString::fromUtf8(dbus_message_get_signature(message.get()));
+    }
+    return signatures;
+}
+
+BusClient::Append texts(const QStringList &values) {
+    return [values](DBusMessageIter &arguments) {
+        for (const auto &value : values) {
+            const auto bytes = value.toUtf8();
+            const char *text = bytes.constData();
+            dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
+        }
+    };
+}
