@@ -159,6 +159,7 @@ void QtNoticeWindow::commit() {
         if (!dragged_)
             place();
         Desktop::willMap(windowHandle(), keyWanted_);
+        raise(); // it is older than the windows of programs started since
         show();
         Desktop::didMap(windowHandle());
     }
@@ -175,6 +176,7 @@ void QtNoticeWindow::showContent() {
     if (auto *view = qobject_cast<LayerView *>(contentView_.data()))
         view->setLowerCornerRadius(cornerRadius_);
     if (contentView_) {
+        arrange();
         contentView_->show();
         // Not the close button: it is the only other control.
         if (auto *button = contentView_->findChild<PushButton *>())
@@ -301,6 +303,10 @@ void QtNoticeWindow::closeEvent(QCloseEvent *event) {
 }
 
 void QtNoticeWindow::resizeEvent(QResizeEvent *) {
+    arrange();
+}
+
+void QtNoticeWindow::arrange() {
     titleStrip_->setGeometry(0, 0, width(), TitleStrip::stripHeight);
     if (contentView_)
         contentView_->setGeometry(0, TitleStrip::stripHeight, width(), height() - TitleStrip::stripHeight);

@@ -180,21 +180,26 @@ class WindowManagerChecks:
 
     @takes(9)
     def test_notices_are_above_everywhere_and_leave_the_keyboard(self):
-        other = self.in_front_of()
         agent = self.launch()
+        wait_until(agent.windows, "the agent has its window, unseen")
+        other = self.in_front_of()  # of a program younger than the agent
         for kind, message in WITHOUT_FOCUS.items():
             with self.subTest(kind):
                 self.post(**message)
                 agent.wait_visible()
                 self.assert_above(agent, "when it is shown")
                 holds_for(lambda: self.has_focus(other), 0.3, f"{kind} took the keyboard")
+                self.assert_seen(agent, "over another window")
                 place = agent.geometry()
                 self.assertEqual((1280 - MARGIN, MARGIN), (place[0] + place[2], place[1]))
                 self.hide(agent)
                 # Invisible, it takes no click: what lies below gets it.
                 self.screen.events()
-                self.screen.click(place[0] + 100, place[1] + 60)
-                wait_until(lambda: self.clicks_on(other), "the window below gets the click", 3)
+
+                def click_below():
+                    self.screen.click(place[0] + 100, place[1] + 60)  # noqa: B023
+                    return self.clicks_on(other)
+                wait_until(click_below, "the window below gets the click", 3, interval=0.1)
                 if self.command:
                     self.give_focus(other)
         self.post(**WITHOUT_FOCUS["maintenance"])
@@ -224,12 +229,13 @@ class WindowManagerChecks:
 
     @takes(4)
     def test_full_screen_window_hides_no_notice(self):
+        agent = self.launch()
+        wait_until(agent.windows, "the agent has its window, unseen")
         full = self.in_front_of(GREEN)
         self.send(full, "_NET_WM_STATE", 1, "_NET_WM_STATE_FULLSCREEN", 0, 1)
         wait_until(lambda: "_NET_WM_STATE_FULLSCREEN" in self.screen.state_names(full)
                    and self.picture_of(1275, 5, 1, 1).getpixel((0, 0)) == GREEN, "the other window fills the screen")
         self.give_focus(full)
-        agent = self.launch()
         self.post(**WITHOUT_FOCUS["auto disconnect"])
         agent.wait_visible()
         self.assert_seen(agent, "over a full-screen window")
