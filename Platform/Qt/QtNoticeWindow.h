@@ -44,6 +44,7 @@ private:
     void commit();
     void fitToContent();
     void showContent();
+    void arrange();
     void place();
     void placeAgain();
     QScreen *screenOfPointer() const;
