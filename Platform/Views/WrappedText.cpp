@@ -28,13 +28,58 @@ Qt::LayoutDirection directionOf(const QString &paragraph, Qt::LayoutDirection fa
     return fallback;
 }
 
-QStringList paragraphsOf(QString text) {
+// A word is looked at to its end for every line that it fills: one that fills many gets places to break at.
+QString withLongWordsDivided(const QString &text) {
+    constexpr qsizetype longestWord = 1000;
+    constexpr qsizetype division = 200;
+    const QChar zeroWidthSpace(u'\u200b');
+    QString divided;
+    qsizetype wordStart = 0;
+    for (qsizetype position = 0; position <= text.size(); ++position) {
+        if (position < text.size() && !text[position].isSpace())
+            continue;
+        const auto word = QStringView(text).mid(wordStart, position - wordStart);
+        if (word.size() <= longestWord) {
+            divided.append(word);
+        } else {
+            qsizetype start = 0;
+            while (start < word.size()) {
+                auto end = std::min(start + division, word.size());
+                while (end < word.size() && (word[end].isLowSurrogate() || word[end].isMark()))
+                    ++end;
+                divided.append(word.mid(start, end - start));
+                divided.append(zeroWidthSpace);
+                start = end;
+            }
+        }
+        if (position < text.size())
+            divided.append(text[position]);
+        wordStart = position + 1;
+    }
+    return divided;
+}
+
+QStringList paragraphsOf(const QString &whole) {
+    auto text = withLongWordsDivided(whole);
     if (text.isEmpty())
         return {};
     text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     text.replace(u'\r', u'\n');
     text.replace(QChar(QChar::ParagraphSeparator), QChar(u'\n'));
     return text.split(u'\n');
+}
+
+// For every line the library looks through the rest of a word that does not fit: a word of this length or
+// more is cut wherever a line ends, without looking.
+QTextOption::WrapMode wrapModeFor(const QString &paragraph) {
+    constexpr qsizetype longestWord = 1000;
+    qsizetype length = 0;
+    for (const QChar character : paragraph) {
+        length = character.isSpace() ? 0 : length + 1;
+        if (length >= longestWord)
+            return QTextOption::WrapAnywhere;
+    }
+    return QTextOption::WrapAtWordBoundaryOrAnywhere;
 }
 
 } // namespace
@@ -50,7 +95,7 @@ WrappedText::WrappedText(const QString &text, const QFont &font, Qt::LayoutDirec
     for (const auto &paragraph : paragraphs) {
         auto layout = std::make_unique<QTextLayout>(paragraph, font);
         QTextOption option;
-        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        option.setWrapMode(wrapModeFor(paragraph));
         option.setTextDirection(directionOf(paragraph, direction));
         // The edge is the reader's, whatever way the text runs.
         option.setAlignment(direction == Qt::RightToLeft ? Qt::AlignRight | Qt::AlignAbsolute
