@@ -1,0 +1,497 @@
+"""What breaks around the agent: bus, screen, disk, files, plug-in, signals, and a poor environment."""
+
+import os
+import plistlib
+
+import shutil
+import signal
+import subprocess
+import time
+
+import dbus
+import dbus.bus
+import dbus.lowlevel
+
+from desktop import AGENT_NAME, CENTER_INTERFACE, CENTER_PATH, Screen, holds_for, wait_until
+from harness import DEFAULT_HEADER, LOG_ROOT, THREE_ROWS, NoticeTestCase, Starts, bus_value, takes
+
+
+
+class OwnBus:
+    """A session bus at a fixed address that a test may start and stop."""
+
+    def __init__(self, path):
+        self.path = path
+        self.address = f"unix:path={path}"
+        self.process = None
+        self.connection = None
+
+    def start(self):
+        if os.path.exists(self.path):
+            os.remove(self.path)
+        self.process = subprocess.Popen(
+            ["dbus-daemon", "--session", f"--address={self.address}", "--nofork", "--nopidfile", "--nosyslog"],
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.connection = wait_until(self._connect, "the bus listens")
+        self.connection.set_exit_on_disconnect(False)
+
+    def _connect(self):
+        try:
+            return dbus.bus.BusConnection(self.address)
+        except dbus.exceptions.DBusException:
+            return None
+
+    def stop(self):
+        if self.process:
+            self.process.kill()
+            self.process.wait()
+            self.process = None
+
+    def owns_name(self):
+        return self.connection.name_has_owner(AGENT_NAME)
+
+    def post(self, name, **user_info):
+        message = dbus.lowlevel.SignalMessage(CENTER_PATH, CENTER_INTERFACE, "Posted")
+        message.append(name, "", dbus.Dictionary({key: bus_value(value) for key, value in user_info.items()},
+                                                 signature="sv"), signature="ssa{sv}")
+        self.connection.send_message(message)
+        self.connection.flush()
+
+
+class FaultTestCase(NoticeTestCase):
+
+    def post_and_see(self, agent, text, **more):
+        self.post(WebSocketType=True, MaintenanceMessageKey=text, **more)
+        agent.wait_text(text, 15)
+
+
+class BusFaultTest(FaultTestCase):
+
+    def setUp(self):
+        super().setUp()
+        self.own_bus = OwnBus(os.path.join(self.folder, "bus"))
+        self.addCleanup(self.own_bus.stop)
+        self.name = f"{self.brand}_socketMessageNotifier"
+
+    def start_on_own_bus(self):
+        return self.start(environment={"DBUS_SESSION_BUS_ADDRESS": self.own_bus.address})
+
+    def assert_hears(self, agent, marker):
+        wait_until(self.own_bus.owns_name, "the agent owns its name", 15)
+        self.own_bus.post(self.name, webSocketappLanguageKey=marker)
+        agent.log.wait_for("info", f"Bundle Language View {marker}")
+
+    @takes(4)
+    def test_bus_that_comes_after_the_agent(self):
+        agent = self.start_on_own_bus()
+        agent.log.wait_for("error", Starts("There is no session bus"))
+        self.own_bus.start()
+        self.assert_hears(agent, "first")
+        self.assertIsNotNone(agent.log.find("error", "The session bus is there again."))
+
+    @takes(8)
+    def test_bus_that_dies_under_a_notice_and_comes_back(self):
+        self.own_bus.start()
+        agent = self.start_on_own_bus()
+        wait_until(self.own_bus.owns_name, "the agent owns its name")
+        self.own_bus.post(self.name, WebSocketType=True, MaintenanceMessageKey="up")
+        agent.wait_visible()
+        self.own_bus.stop()
+        agent.log.wait_for("error", Starts("The session bus went away"))
+        holds_for(agent.visible, 1, "the notice went with the bus")
+        self.own_bus.start()
+        self.assert_hears(agent, "second")
+        # A third time, to see that nothing is left over from the first.
+        self.own_bus.stop()
+        agent.log.wait_for("error", Starts("The session bus went away"), count=2)
+        self.own_bus.start()
+        self.assert_hears(agent, "third")
+        self.assertEqual(1, agent.log.count("info", "Bundle Language View third"), "heard once, not twice")
+        self.own_bus.stop()
+        agent.process.send_signal(signal.SIGTERM)
+        self.assert_ended(agent)
+
+    @takes(9)
+    def test_countdown_and_request_of_re_authentication_without_a_bus(self):
+        self.own_bus.start()
+        agent = self.start_on_own_bus()
+        wait_until(self.own_bus.owns_name, "the agent owns its name")
+        self.own_bus.post(self.name, WebSocketReAuthType=True)
+        agent.wait_visible()
+        self.own_bus.stop()
+        agent.log.wait_for("error", Starts("The session bus went away"))
+        # A click: the accessibility bus went with the session's.
+        left, top, width, height = agent.geometry()
+        self.screen.click(left + width - 24 - 48, top + height - 20 - 17)
+        self.assert_ended(agent)
+
+    @takes(3)
+    def test_name_that_another_program_owns(self):
+        taken = self.bus.connect()
+        self.addCleanup(taken.close)
+        taken.request_name(AGENT_NAME, dbus.bus.NAME_FLAG_DO_NOT_QUEUE)
+        agent = self.launch()
+        self.post_and_see(agent, "all the same")
+        taken.release_name(AGENT_NAME)
+        wait_until(lambda: self.bus.process_of(AGENT_NAME) == agent.process_id, "the name passes on")
+
+
+class ScreenFaultTest(FaultTestCase):
+
+    @takes(4)
+    def test_display_that_goes_ends_the_agent_in_order(self):
+        folder = os.path.join(self.folder, "screen")
+        os.mkdir(folder)
+        authority = os.environ.get("XAUTHORITY")
+        screen = Screen(folder)
+        if authority is not None:
+            os.environ["XAUTHORITY"] = authority
+        agent = self.launch(environment={"DISPLAY": screen.name})
+        self.post(WebSocketType=True, MaintenanceMessageKey="up")
+        agent.log.wait_for("info", Starts("Web Socket Notification Type"))
+        screen.process.kill()
+        screen.process.wait()
+        self.assert_ended(agent)
+        wait_until(lambda: self.bus.process_of(AGENT_NAME) is None, "the name is free")
+
+
+class LogFaultTest(FaultTestCase):
+
+    def test_file_that_is_removed_is_made_anew(self):
+        agent = self.launch()
+        self.post_and_see(agent, "before")
+        os.remove(agent.log.path)
+        self.post_and_see(agent, "after")
+        self.assertEqual(("info", "Message received from Main APP."), agent.log.pairs()[0])
+        shutil.rmtree(agent.log.folder)
+        self.post_and_see(agent, "after the folder")
+        self.assertEqual(("info", "Message received from Main APP."), agent.log.pairs()[0])
+
+    def test_folder_that_is_a_link_is_followed(self):
+        elsewhere = os.path.join(self.folder, "elsewhere")
+        os.mkdir(elsewhere)
+        path = os.path.join(LOG_ROOT, self.brand)
+        os.symlink(elsewhere, path)
+        self.addCleanup(os.remove, path)
+        self.launch()
+        wait_until(lambda: os.path.exists(os.path.join(elsewhere, f"{self.brand}_Tevanic.log")), "the log")
+
+    def test_fifo_and_folder_in_the_files_place_hold_nothing_up(self):
+        folder = os.path.join(LOG_ROOT, self.brand)
+        path = os.path.join(folder, f"{self.brand}_Tevanic.log")
+        os.mkdir(folder)
+        for make, remove in ((os.mkfifo, os.remove), (os.mkdir, os.rmdir)):
+            make(path)
+            agent = self.launch()
+            self.post_and_see(agent, "no log")
+            agent.end()
+            remove(path)
+
+    @takes(2)
+    def test_rotation_that_fails_holds_nothing_up(self):
+        folder = os.path.join(LOG_ROOT, self.brand)
+        os.makedirs(os.path.join(folder, f"{self.brand}_Tevanic.1.log", "in the way"))
+        agent = self.launch()
+        for number in range(15):
+            self.post(number=number, note="x" * 200_000)
+        self.post_and_see(agent, "through")
+        self.assertLess(os.path.getsize(agent.log.path), (1 << 20) + 210_000)
+
+    @takes(3)
+    def test_full_disk(self):
+        folder = os.path.join(LOG_ROOT, self.brand)
+        os.mkdir(folder)
+        mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "none", folder],
+                                 stderr=subprocess.PIPE, text=True, check=False)
+        if mounted.returncode != 0:
+            self.skipTest(f"no small disk can be mounted here: {mounted.stderr.strip()}")
+        self.addCleanup(subprocess.run, ["umount", "-l", folder], check=False)
+        agent = self.launch()
+        for number in range(10):
+            self.post(number=number, note="x" * 20_000)
+        self.post_and_see(agent, "on a full disk")
+        # With room again it goes on, on a line of its own.
+        os.truncate(agent.log.path, 0)
+        self.post(webSocketappLanguageKey="room")
+        agent.log.wait_for("info", "Bundle Language View room")
+        agent.press_ok()
+        self.assert_ended(agent)
+
+
+class FileFaultTest(FaultTestCase):
+
+    def broken(self, path):
+        """Every way in which the file can be no such file; each is taken away again."""
+        def sparse():
+            with open(path, "wb") as file:
+                file.truncate(1 << 30)
+
+        def half():
+            with open(path, "wb") as file:
+                file.write(b'<?xml version="1.0"?><plist version="1.0"><dict><key>Vendor</key><string>KORV')
+        ways = {
+            "missing": lambda: None,
+            "a folder": lambda: os.mkdir(path),
+            "a FIFO": lambda: os.mkfifo(path),
+            "a gigabyte": sparse,
+            "half written": half,
+            "empty": lambda: open(path, "wb").close(),
+            "a link to itself": lambda: os.symlink(path, path),
+            "a device": lambda: os.symlink("/dev/zero", path),
+        }
+        os.remove(path)
+        for name, make in ways.items():
+            make()
+            with self.subTest(name):
+                yield name
+            if os.path.isdir(path):
+                os.rmdir(path)
+            elif os.path.lexists(path):
+                os.remove(path)
+
+    @takes(4)
+    def test_settings_that_break_while_the_agent_runs_keep_their_values(self):
+        self.bundle.settings(globalAppViewBackgroundColor="#405060")
+        agent = self.launch()
+        for name in self.broken(self.bundle.settings_file):
+            self.post_and_see(agent, f"settings {name}")
+            self.assert_header(agent, (64, 80, 96))
+        self.bundle.settings(globalAppViewBackgroundColor="#102030")
+        self.post_and_see(agent, "settings mended")
+        self.assert_header(agent, (16, 32, 48))
+
+    @takes(6)
+    def test_launch_with_broken_settings(self):
+        for name in self.broken(self.bundle.settings_file):
+            agent = self.launch()
+            self.post("_socketMessageNotifier", WebSocketType=True, MaintenanceMessageKey=f"settings {name}")
+            agent.wait_text(f"settings {name}")
+            agent.end()
+
+    @takes(6)
+    def test_launch_with_broken_information(self):
+        for _name in self.broken(self.bundle.info_file):
+            agent = self.launch()
+            agent.log.wait_for("debug", "Default APP Termination Time is set to 120")
+            agent.end()
+            os.remove(agent.log.path)
+
+    @takes(4)
+    def test_broken_string_tables_show_the_keys(self):
+        self.bundle.table("qq", {"Attention": "translated"})
+        agent = self.launch()
+        for name in self.broken(os.path.join(self.bundle.resources, "qq.lproj", "Localizable.strings")):
+            self.post(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey=f"table {name}",
+                      AutoDisconnectVPNStatus=True, webSocketappLanguageKey="qq")
+            agent.wait_text(f"table {name}")
+            agent.wait_text("Attention")
+
+    def test_settings_written_over_while_messages_arrive(self):
+        agent = self.launch()
+        content = plistlib.dumps({"Vendor": "zelvik", "LogFolderName": self.brand,
+                                  "globalAppViewBackgroundColor": "#2A292F", "AppLogo": "ic_zelvikLogo"})
+        for number in range(100):
+            # Not in one step, deliberately: half of the file stands there for a moment.
+            with open(self.bundle.settings_file, "wb", buffering=0) as file:
+                file.write(content[:len(content) // 2])
+                self.post(WebSocketType=True, MaintenanceMessageKey=f"number {number}")
+                file.write(content[len(content) // 2:])
+        agent.wait_text("number 99")
+        self.assert_header(agent, DEFAULT_HEADER)
+
+
+class PluginFaultTest(FaultTestCase):
+
+    def compiled(self, source):
+        path = os.path.join(self.folder, "plugin.so")
+        compiler = shutil.which("c++")
+        if not compiler:
+            self.skipTest("there is no compiler to build a plug-in with")
+        subprocess.run([compiler, "-shared", "-fPIC", "-x", "c++", "-", "-o", path], input=source.encode(), check=True)
+        with open(path, "rb") as file:
+            return file.read()
+
+    @takes(6)
+    def test_plugin_that_is_none_ends_in_time_all_the_same(self):
+        path = os.path.join(self.bundle.contents, "Frameworks", "libServiceTier.so")
+        contents = {
+            "missing": None,
+            "no library": b"not a library",
+            "without its functions": self.compiled("int a;"),
+            "of another version": self.compiled(
+                'extern "C" int ServiceTierInterfaceVersion() { return 99; }'
+                'extern "C" void *ServiceTierCreate() { __builtin_trap(); }'),
+            "making nothing": self.compiled(
+                'extern "C" int ServiceTierInterfaceVersion() { return 1; }'
+                'extern "C" void *ServiceTierCreate() { return nullptr; }'),
+        }
+        for name, content in contents.items():
+            with self.subTest(name):
+                os.remove(path) if os.path.exists(path) else None
+                if content is not None:
+                    with open(path, "wb") as file:
+                        file.write(content)
+                agent = self.launch()
+                self.post_casb(rows=THREE_ROWS, timeout=600, ok_url="http://127.0.0.1:9/")
+                agent.wait_visible()
+                pressed = agent.press_ok()
+                self.assert_near(self.assert_ended(agent) - pressed, 1.1, "from OK to the end", 0.6)
+
+
+class SignalTest(FaultTestCase):
+
+    SIGNALS = (signal.SIGTERM, signal.SIGINT, signal.SIGHUP)
+
+    def assert_clean_end(self, agent):
+        self.assert_ended(agent)
+        wait_until(lambda: agent.process_id not in self.bus.queue_of(AGENT_NAME), "the name is given back")
+        self.assertNotIn("AddressSanitizer", agent.errors())
+
+    @takes(4)
+    def test_idle_and_during_a_notice(self):
+        for number in self.SIGNALS:
+            with self.subTest(number.name, stage="idle"):
+                agent = self.launch()
+                agent.process.send_signal(number)
+                self.assert_clean_end(agent)
+            with self.subTest(number.name, stage="countdown"):
+                agent = self.launch()
+                self.post_casb(rows=THREE_ROWS, timeout=600)
+                agent.wait_countdown(600)
+                agent.process.send_signal(number)
+                self.assert_clean_end(agent)
+            with self.subTest(number.name, stage="after OK"):
+                agent = self.launch()
+                self.post_casb(rows=THREE_ROWS, timeout=600)
+                agent.wait_visible()
+                agent.press_ok()
+                agent.process.send_signal(number)
+                agent.process.send_signal(number)
+                self.assert_clean_end(agent)
+
+    @takes(4)
+    def test_from_the_first_moment_at_which_a_program_can_catch_them(self):
+        def catches(agent):
+            try:
+                with open(f"/proc/{agent.process_id}/status", encoding="ascii") as file:
+                    caught = next(int(line.split()[1], 16) for line in file if line.startswith("SigCgt"))
+                return all(caught >> (number - 1) & 1 for number in self.SIGNALS)
+            except (OSError, StopIteration):
+                return False
+        for number in self.SIGNALS:
+            for delay in (0, 0.02, 0.05):
+                with self.subTest(number.name, delay=delay):
+                    agent = self.start()
+                    wait_until(lambda: catches(agent), "the agent catches signals", interval=0.0005)
+                    time.sleep(delay)
+                    agent.process.send_signal(number)
+                    self.assert_clean_end(agent)
+
+    @takes(12)
+    def test_stopped_in_a_countdown_it_goes_on_where_it_was(self):
+        agent = self.launch()
+        self.post_casb(rows=THREE_ROWS, timeout=7)
+        agent.wait_countdown(7)
+        agent.process.send_signal(signal.SIGSTOP)
+        time.sleep(4)
+        continued = time.time()
+        agent.process.send_signal(signal.SIGCONT)
+        # Seconds that nobody could see do not count, and none is made up for in a burst.
+        ended = self.assert_ended(agent, timeout=15)
+        self.assertGreater(ended - continued, 3)
+        self.assertLess(ended - continued, 9)
+
+    @takes(7)
+    def test_stopped_past_its_time_out_it_ends_at_once_when_it_goes_on(self):
+        self.bundle.info(Default_App_Timeout=3)
+        agent = self.launch()
+        agent.process.send_signal(signal.SIGSTOP)
+        time.sleep(4)
+        continued = time.time()
+        agent.process.send_signal(signal.SIGCONT)
+        self.assertLess(self.assert_ended(agent) - continued, 1)
+
+
+class EnvironmentTest(FaultTestCase):
+
+    def launch_by(self, *command):
+        """Launches the agent through a shell that changes what it starts with."""
+        script = os.path.join(self.folder, "launch")
+        with open(script, "w", encoding="utf-8") as file:
+            file.write("#!/bin/sh\n" + command[0] + "\n")
+        os.chmod(script, 0o755)
+        executable, self.bundle.executable = self.bundle.executable, script
+        try:
+            os.environ["NOTICE_EXECUTABLE"] = executable
+            return self.start(environment={"NOTICE_EXECUTABLE": executable})
+        finally:
+            self.bundle.executable = executable
+            del os.environ["NOTICE_EXECUTABLE"]
+
+    def assert_works(self, agent):
+        agent.wait_ready()
+        self.post_casb(rows=THREE_ROWS, timeout=600)
+        agent.wait_countdown(600)
+        agent.press_ok()
+        self.assert_ended(agent)
+
+    @takes(6)
+    def test_homes(self):
+        for home in (None, "", "/nonexistent", "/dev/null", "relative"):
+            with self.subTest(home=home):
+                self.assert_works(self.launch(environment={"HOME": home, "XDG_RUNTIME_DIR": None,
+                                                           "XDG_CONFIG_HOME": None, "XDG_CACHE_HOME": None}))
+
+    @takes(2)
+    def test_mask_of_zero_gives_nobody_else_the_log(self):
+        agent = self.launch_by('umask 0; exec "$NOTICE_EXECUTABLE"')
+        self.assert_works(agent)
+        self.assertEqual(0o755, os.stat(agent.log.folder).st_mode & 0o777)
+        self.assertEqual(0o644, os.stat(agent.log.path).st_mode & 0o777)
+
+    @takes(3)
+    def test_every_standard_stream_closed(self):
+        agent = self.launch_by('exec "$NOTICE_EXECUTABLE" <&- >&- 2>&-')
+        self.assert_works(agent)
+        self.assertNotIn("zelvik\n", agent.log.raw().replace("Vendor is zelvik\n", ""))
+
+    @takes(3)
+    def test_standard_streams_into_a_full_pipe(self):
+        reading, writing = os.pipe()
+        os.set_blocking(writing, False)
+        try:
+            while True:
+                os.write(writing, bytes(65536))
+        except BlockingIOError:
+            pass
+        os.set_blocking(writing, True)
+        os.set_inheritable(writing, True)
+        self.addCleanup(os.close, reading)
+        self.addCleanup(os.close, writing)
+        self.assert_works(self.launch_by(
+            f'exec "$NOTICE_EXECUTABLE" >/proc/{os.getpid()}/fd/{writing} 2>&1'))
+
+    @takes(10)
+    def test_few_descriptors_end_in_order_or_with_a_word(self):
+        self.bundle.info(Default_App_Timeout=1)
+        for count in list(range(3, 24)) + [32]:
+            with self.subTest(descriptors=count):
+                agent = self.launch_by(f'ulimit -n {count}; exec "$NOTICE_EXECUTABLE"')
+                agent.wait_end(15)
+                # The program loader and the desktop's main loop end a program by themselves when a handful is
+                # all they get; with that much or more the agent works as well as it can.
+                said = agent.errors()
+                refused = (("error while loading shared libraries" in said and agent.process.returncode == 127)
+                           or ("Creating pipes for GWakeup" in said and agent.process.returncode < 0))
+                self.assertTrue(agent.process.returncode == 0 or (refused and count < 16),
+                                f"status {agent.process.returncode}: {said[-300:]}")
+
+    @takes(3)
+    def test_limits_of_file_size(self):
+        agent = self.launch_by('ulimit -f 1; exec "$NOTICE_EXECUTABLE"')
+        agent.wait_ready()
+        for number in range(5):
+            self.post(note="x" * 5_000, number=number)
+        self.post_and_see(agent, "past the limit")
+        agent.press_ok()
+        self.assert_ended(agent)
