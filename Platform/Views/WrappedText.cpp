@@ -69,19 +69,6 @@ QStringList paragraphsOf(const QString &whole) {
     return text.split(u'\n');
 }
 
-// For every line the library looks through the rest of a word that does not fit: a word of this length or
-// more is cut wherever a line ends, without looking.
-QTextOption::WrapMode wrapModeFor(const QString &paragraph) {
-    constexpr qsizetype longestWord = 1000;
-    qsizetype length = 0;
-    for (const QChar character : paragraph) {
-        length = character.isSpace() ? 0 : length + 1;
-        if (length >= longestWord)
-            return QTextOption::WrapAnywhere;
-    }
-    return QTextOption::WrapAtWordBoundaryOrAnywhere;
-}
-
 } // namespace
 
 WrappedText::WrappedText(const QString &text, const QFont &font, Qt::LayoutDirection direction,
@@ -95,7 +82,7 @@ WrappedText::WrappedText(const QString &text, const QFont &font, Qt::LayoutDirec
     for (const auto &paragraph : paragraphs) {
         auto layout = std::make_unique<QTextLayout>(paragraph, font);
         QTextOption option;
-        option.setWrapMode(wrapModeFor(paragraph));
+        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
         option.setTextDirection(directionOf(paragraph, direction));
         // The edge is the reader's, whatever way the text runs.
         option.setAlignment(direction == Qt::RightToLeft ? Qt::AlignRight | Qt::AlignAbsolute
