@@ -138,6 +138,8 @@ make_log_root() {
     if [ ! -e "$log_root" ] && [ "$(id -u)" != 0 ]; then
         say "Making $log_root, where the agent's log stands."
         as_root install --directory --owner="$(id -u)" --group="$(id -g)" "$log_root" || true
+    elif [ ! -w "$log_root" ] && [ "$(id -u)" != 0 ]; then
+        say "Nothing can be written to $log_root by you, so that the agent works without a log."
     fi
 }
 
