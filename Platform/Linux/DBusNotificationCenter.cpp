@@ -167,7 +167,14 @@ void DBusNotificationCenter::dispatchNext() {
 // which the socket says nothing.
 void DBusNotificationCenter::flush() {
     dbus_connection_flush(connection_);
-    dispatchNext();
+    if (dbus_connection_get_is_connected(connection_))
+        return dispatchNext();
+    // Told by no socket any more: the library has closed it.
+    notifier_.reset();
+    runLoop_.async([this, alive = std::weak_ptr(alive_)] {
+        if (!alive.expired() && connection_)
+            readSocket();
+    });
 }
 
 void DBusNotificationCenter::handle(DBusMessage *message) {

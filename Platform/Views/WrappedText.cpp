@@ -30,7 +30,7 @@ Qt::LayoutDirection directionOf(const QString &paragraph, Qt::LayoutDirection fa
 
 // A word is looked at to its end for every line that it fills: one that fills many gets places to break at.
 QString withLongWordsDivided(const QString &text) {
-    constexpr qsizetype longestWord = 1000;
+    constexpr qsizetype longestWord = 5000;
     constexpr qsizetype division = 200;
     const QChar zeroWidthSpace(u'\u200b');
     QString divided;
