@@ -1,7 +1,14 @@
 // Compiled into every program that looks for leaks: what libraries make once a process and never give back.
+
 extern "C" [[gnu::visibility("default")]] const char *__lsan_default_suppressions();
+extern "C" [[gnu::visibility("default")]] const char *__lsan_default_options();
 
 extern "C" const char *__lsan_default_suppressions() {
     return "leak:libfontconfig\n"
            "leak:QScroller::grabGesture\n"; // the recogniser of a gesture, one a process
+}
+
+// A program without a fault says nothing.
+extern "C" const char *__lsan_default_options() {
+    return "print_suppressions=0";
 }

@@ -183,6 +183,10 @@ void QtNoticeWindow::showContent() {
             button->setFocus();
     }
     setUpdatesEnabled(true);
+    // When the window was exposed while updates were off, the library takes what is dirty since then for
+    // something it is about to paint, and never does.
+    if (isVisible())
+        QCoreApplication::postEvent(this, new QEvent(QEvent::UpdateRequest), Qt::LowEventPriority);
 }
 
 void QtNoticeWindow::announce() {
