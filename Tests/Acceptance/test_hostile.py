@@ -470,7 +470,7 @@ class RequestTest(HostileTestCase):
         for name, behave in behaviours.items():
             with self.subTest(name):
                 server = self.server(behave)
-                self.assert_near(self.press(server.url("/close")), 1.1, "from OK to the end", 0.6)
+                self.assert_near(self.press(server.url("/close")), 1.1, "from OK to the end", 0.6 * SLOWNESS)
                 self.assertGreater(server.asked, 0)
 
     @takes(8)
@@ -500,7 +500,7 @@ class RequestTest(HostileTestCase):
                     f"dict://{at}", f"telnet://{at}", f"//{at}", at, f"javascript:{at}", f" http://{at}",
                     f"http:/{at}", f"http://{at}\0x".replace("\0", "\n")):
             with self.subTest(url):
-                self.assert_near(self.press(url), 1.1, "from OK to the end", 0.6)
+                self.assert_near(self.press(url), 1.1, "from OK to the end", 0.6 * SLOWNESS)
                 self.assertFalse(witness.opened(), "the file was opened")
                 if not url.endswith("\nx"):
                     self.assertEqual(0, server.asked, "the server was asked")
