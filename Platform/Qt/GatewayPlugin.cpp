@@ -2,6 +2,7 @@
 
 #include "ServiceTier/portalGatewayServiceTier.h"
 
+#include <QFileInfo>
 #include <QLibrary>
 
 #include <utility>
@@ -33,6 +34,9 @@ GatewayPlugin::GatewayPlugin(QString path)
     : path_(std::move(path)) { }
 
 bool GatewayPlugin::load() {
+    // A FIFO in its place would hold the agent up.
+    if (!QFileInfo(path_).isFile())
+        return false;
     QLibrary library(path_);
     const auto version = reinterpret_cast<ServiceTierInterfaceVersionFunction *>(
         library.resolve("ServiceTierInterfaceVersion"));

@@ -190,6 +190,8 @@ void QtNoticeWindow::showContent() {
 }
 
 void QtNoticeWindow::announce() {
+    if (!QAccessible::isActive())
+        return;
     QAccessibleEvent shown(this, QAccessible::ObjectShow);
     QAccessible::updateAccessibility(&shown);
     QAccessibleEvent alert(this, QAccessible::Alert);

@@ -79,6 +79,8 @@ void TextField::setAlignment(Qt::Alignment alignment) {
 }
 
 void TextField::announce() {
+    if (!QAccessible::isActive())
+        return;
     QAccessibleEvent changed(this, QAccessible::NameChanged);
     QAccessible::updateAccessibility(&changed);
 }
