@@ -203,10 +203,10 @@ private:
             const auto key = elementAt(begin, index, depth);
             if (!key || key->metaType().id() != QMetaType::QString)
                 return std::nullopt;
-            auto value = elementAt(begin, *elements + index, depth);
+            const auto value = elementAt(begin, *elements + index, depth);
             if (!value)
                 return std::nullopt;
-            map.insert(key->toString(), std::move(*value));
+            map.insert(key->toString(), *value);
         }
         return map;
     }

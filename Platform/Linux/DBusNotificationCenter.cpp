@@ -35,7 +35,7 @@ public:
     QString text() const { return QString::fromUtf8(error_.message); }
 
 private:
-    DBusError error_;
+    DBusError error_ {};
 };
 
 // A quote inside a quoted value ends the quotes, stands behind a backslash, and begins them again.

@@ -39,7 +39,7 @@ QStringList candidates(const QString &code) {
 }
 
 QString stringInTable(const QString &folder, const QString &key, const QString &value, const QString &table) {
-    const auto fallback = value.isEmpty() ? key : value;
+    auto fallback = value.isEmpty() ? key : value;
     const auto name = table.isEmpty() ? QStringLiteral("Localizable") : table;
     if (!isResourceName(name))
         return fallback;

@@ -14,9 +14,9 @@ namespace {
 
 /// Sizes in pixels at scale 1 on a desktop with ordinary text; they grow with the desktop's text size.
 struct Look {
-    double size;
-    double lineHeight;
-    QFont::Weight weight;
+    double size = 0;
+    double lineHeight = 0;
+    QFont::Weight weight = QFont::Normal;
     QColor color;
 };
 

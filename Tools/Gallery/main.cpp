@@ -38,7 +38,7 @@ constexpr auto scaleVariable = "QT_SCALE_FACTOR";
 
 [[noreturn]] void fail(const QString &reason) {
     QTextStream(stderr) << "gallery: " << reason << '\n';
-    std::exit(EXIT_FAILURE);
+    std::exit(EXIT_FAILURE); // NOLINT(concurrency-mt-unsafe): there is one thread
 }
 
 void write(const QString &path, const QByteArray &content) {
