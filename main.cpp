@@ -45,7 +45,8 @@ int main(int, char **argv) {
     DBusNotificationCenter notificationCenter(
         runLoop, QStringLiteral("com.tevanic.NoticeAgent"), reportError);
     QtApplication application(argumentCount, argv, reportError);
-    GatewayPlugin gateway(applicationBundle.frameworksPath() + QStringLiteral("/libServiceTier.so"));
+    GatewayPlugin gateway(
+        applicationBundle.frameworksPath() + QStringLiteral("/libServiceTier.so"), reportError);
     const NoticeServices services {
         .application = application,
         .runLoop = runLoop,

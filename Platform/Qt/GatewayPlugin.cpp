@@ -1,5 +1,6 @@
 #include "Platform/Qt/GatewayPlugin.h"
 
+#include "Platform/LibraryFile.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 
 #include <QFileInfo>
@@ -30,33 +31,46 @@ private:
 
 } // namespace
 
-GatewayPlugin::GatewayPlugin(QString path)
-    : path_(std::move(path)) { }
+GatewayPlugin::GatewayPlugin(QString path, ErrorReporter reportError)
+    : path_(std::move(path))
+    , reportError_(std::move(reportError)) { }
 
-bool GatewayPlugin::load() {
+QString GatewayPlugin::load() {
     // A FIFO in its place would hold the agent up.
     if (!QFileInfo(path_).isFile())
-        return false;
+        return QStringLiteral("there is no such file");
+    if (!LibraryFile::isWhole(path_))
+        return QStringLiteral("it is no library of this machine's kind, or not all of one");
     QLibrary library(path_);
+    if (!library.load())
+        return library.errorString();
     const auto version = reinterpret_cast<ServiceTierInterfaceVersionFunction *>(
         library.resolve("ServiceTierInterfaceVersion"));
     const auto create = library.resolve("ServiceTierCreate");
-    if (!version || !create || version() != serviceTierInterfaceVersion) {
-        library.unload(); // so that a mended one in its place is looked at anew
-        return false;
+    if (version && create && version() == serviceTierInterfaceVersion) {
+        create_ = reinterpret_cast<void *>(create);
+        return {};
     }
-    create_ = reinterpret_cast<void *>(create);
-    return true;
+    library.unload(); // so that a mended one in its place is looked at anew
+    return version && create ? QStringLiteral("it is of another version")
+                             : QStringLiteral("it lacks the functions");
 }
 
 std::unique_ptr<portalGatewayServiceTier> GatewayPlugin::makeClient() {
-    if (!create_ && !load())
-        return nullptr;
+    QString reason;
     try {
-        auto client = std::unique_ptr<portalGatewayServiceTier>(
-            reinterpret_cast<ServiceTierCreateFunction *>(create_)());
-        return client ? std::make_unique<GuardedClient>(std::move(client)) : nullptr;
+        if (!create_)
+            reason = load();
+        if (create_) {
+            auto client = std::unique_ptr<portalGatewayServiceTier>(
+                reinterpret_cast<ServiceTierCreateFunction *>(create_)());
+            if (client)
+                return std::make_unique<GuardedClient>(std::move(client));
+            reason = QStringLiteral("it makes no client");
+        }
     } catch (...) {
-        return nullptr;
+        reason = QStringLiteral("it threw an exception");
     }
+    reportError_(QStringLiteral("The gateway client %1 cannot be used: %2.").arg(path_, reason));
+    return nullptr;
 }

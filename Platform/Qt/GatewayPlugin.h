@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 class portalGatewayServiceTier;
@@ -9,16 +10,21 @@ class portalGatewayServiceTier;
 /// The gateway client's plug-in, loaded at its first use and never unloaded. Main thread only.
 class GatewayPlugin {
 public:
-    /// @param path  the library's file
-    explicit GatewayPlugin(QString path);
+    using ErrorReporter = std::function<void(const QString &)>;
 
-    /// A new client; null when the library is missing, lacks the functions, or is of another version. What
-    /// was wrong is tried again at the next call.
+    /// @param path         the library's file
+    /// @param reportError  is told, in one line, why there is no client
+    GatewayPlugin(QString path, ErrorReporter reportError);
+
+    /// A new client; null when the library is missing, cut off, lacks the functions, is of another version,
+    /// or makes none. What was wrong is tried again at the next call.
     std::unique_ptr<portalGatewayServiceTier> makeClient();
 
 private:
-    bool load();
+    /// Why the library cannot be used; empty when it is loaded.
+    QString load();
 
     QString path_;
+    ErrorReporter reportError_;
     void *create_ = nullptr;
 };

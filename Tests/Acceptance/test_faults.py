@@ -310,21 +310,32 @@ class PluginFaultTest(FaultTestCase):
         with open(path, "rb") as file:
             return file.read()
 
-    @takes(6)
+    @takes(12)
     def test_plugin_that_is_none_ends_in_time_all_the_same(self):
         path = os.path.join(self.bundle.contents, "Frameworks", "libServiceTier.so")
+        with open(path, "rb") as file:
+            shipped = file.read()
+        no_library = "it is no library of this machine's kind, or not all of one"
         contents = {
-            "missing": None,
-            "no library": b"not a library",
-            "without its functions": self.compiled("int a;"),
-            "of another version": self.compiled(
+            "missing": (None, "there is no such file"),
+            "empty": (b"", no_library),
+            "no library": (b"not a library", no_library),
+            "garbage behind a library's first bytes": (shipped[:16] + os.urandom(100_000), no_library),
+            "a library's headers and no more": (shipped[:4096], no_library),
+            "half a library": (shipped[:len(shipped) // 2], no_library),
+            "all but a library's last byte": (shipped[:-1], no_library),
+            "without its functions": (self.compiled("int a;"), "it lacks the functions"),
+            "of another version": (self.compiled(
                 'extern "C" int ServiceTierInterfaceVersion() { return 99; }'
-                'extern "C" void *ServiceTierCreate() { __builtin_trap(); }'),
-            "making nothing": self.compiled(
+                'extern "C" void *ServiceTierCreate() { __builtin_trap(); }'), "it is of another version"),
+            "making nothing": (self.compiled(
                 'extern "C" int ServiceTierInterfaceVersion() { return 1; }'
-                'extern "C" void *ServiceTierCreate() { return nullptr; }'),
+                'extern "C" void *ServiceTierCreate() { return nullptr; }'), "it makes no client"),
+            "throwing": (self.compiled(
+                'extern "C" int ServiceTierInterfaceVersion() { return 1; }'
+                'extern "C" void *ServiceTierCreate() { throw 1; }'), "it threw an exception"),
         }
-        for name, content in contents.items():
+        for name, (content, reason) in contents.items():
             with self.subTest(name):
                 os.remove(path) if os.path.exists(path) else None
                 if content is not None:
@@ -335,6 +346,10 @@ class PluginFaultTest(FaultTestCase):
                 agent.wait_visible()
                 pressed = agent.press_ok()
                 self.assert_near(self.assert_ended(agent) - pressed, 1.1, "from OK to the end", 0.6 * SLOWNESS)
+                self.assertEqual(
+                    [("error", f"The gateway client {path} cannot be used: {reason}.")],
+                    [record for record in agent.log.pairs() if record[0] == "error"])
+                os.remove(agent.log.path)
 
 
 class SignalTest(FaultTestCase):
