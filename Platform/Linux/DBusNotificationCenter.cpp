@@ -72,8 +72,11 @@ DBusNotificationCenter::~DBusNotificationCenter() {
 
 void DBusNotificationCenter::attach() {
     attached_ = true;
-    if (!connection_)
-        return retryLater();
+    if (!connection_) {
+        if (isMissed_)
+            retryLater();
+        return;
+    }
     watchSocket();
     readSocket(); // what came meanwhile goes before whatever else is waiting to be done
 }
@@ -91,6 +94,8 @@ bool DBusNotificationCenter::connect() {
         requestName();
     if (attached_)
         watchSocket();
+    if (std::exchange(isMissed_, false))
+        reportError_(QStringLiteral("The session bus is there again."));
     return true;
 }
 
@@ -103,6 +108,13 @@ void DBusNotificationCenter::disconnect() {
     connection_ = nullptr;
 }
 
+void DBusNotificationCenter::miss(const QString &line) {
+    isMissed_ = true;
+    reportError_(line);
+    if (attached_)
+        retryLater();
+}
+
 void DBusNotificationCenter::retryLater() {
     runLoop_.asyncAfter(retryInterval, [this, alive = std::weak_ptr(alive_)] {
         if (!alive.expired() && !connection_)
@@ -113,7 +125,6 @@ void DBusNotificationCenter::retryLater() {
 void DBusNotificationCenter::connectOrRetry() {
     if (!connect())
         return retryLater();
-    reportError_(QStringLiteral("The session bus is there again."));
     dispatchNext();
 }
 
@@ -137,8 +148,7 @@ void DBusNotificationCenter::readSocket() {
     if (!connection_)
         return;
     disconnect();
-    reportError_(QStringLiteral("The session bus went away; messages are received again when it is back."));
-    retryLater();
+    miss(QStringLiteral("The session bus went away; messages are received again when it is back."));
 }
 
 // One message a turn of the loop, so that the timers and the window keep up with any flood. A timer and not
@@ -219,11 +229,8 @@ void DBusNotificationCenter::addObserver(
     observations_.push_back(
         std::make_shared<Observation>(Observation { observer, std::move(handler), name, object }));
     if (!connection_) {
-        if (!connect()) {
-            reportError_(QStringLiteral("There is no session bus; messages are received when there is one."));
-            if (attached_)
-                retryLater();
-        }
+        if (!connect())
+            miss(QStringLiteral("There is no session bus; messages are received when there is one."));
         return;
     }
     addMatch(name);

@@ -51,6 +51,8 @@ private:
     bool connect();
     void disconnect();
     void connectOrRetry();
+    /// There is no bus although one is needed: that is reported, and it is tried again.
+    void miss(const QString &line);
     void retryLater();
     void watchSocket();
     void readSocket();
@@ -67,6 +69,7 @@ private:
     std::unique_ptr<QSocketNotifier> notifier_;
     std::vector<std::shared_ptr<Observation>> observations_;
     bool attached_ = false;
+    bool isMissed_ = false;
     bool dispatchQueued_ = false;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

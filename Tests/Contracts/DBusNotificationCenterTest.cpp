@@ -351,6 +351,33 @@ TEST_F(DBusNotificationCenterTest, WithoutABusAtTheStartItIsTriedAgain) {
     EXPECT_THAT(objects(), ElementsAre("at last"));
 }
 
+TEST_F(DBusNotificationCenterTest, ABusThatNobodyMissedIsNotSaidToBeThereAgain) {
+    makeCenter();
+    center_->attach();
+    loop_.advance(5s);
+    EXPECT_THAT(errors_, IsEmpty());
+    observe();
+    post(QStringLiteral("heard"));
+    ASSERT_TRUE(waitFor(1));
+    loop_.advance(5s);
+    EXPECT_THAT(errors_, IsEmpty());
+}
+
+TEST_F(DBusNotificationCenterTest, ABusThatAPostFindsAgainIsReportedOnce) {
+    makeCenter();
+    center_->attach();
+    observe();
+    bus_->stop();
+    ASSERT_TRUE(waitUntil([&] { return !center_->isConnected(); }));
+    bus_->start();
+    center_->postNotificationName(messageName, QStringLiteral("to itself"));
+    ASSERT_TRUE(waitFor(1));
+    loop_.advance(5s);
+    EXPECT_EQ(got_.size(), 1U) << "heard once, not twice";
+    EXPECT_THAT(errors_,
+        ElementsAre(testing::StartsWith("The session bus went away"), "The session bus is there again."));
+}
+
 TEST_F(DBusNotificationCenterTest, PostingWithoutABusIsReportedAndHarmless) {
     bus_->stop();
     makeCenter();
