@@ -46,6 +46,8 @@ std::optional<SocketPayload> parseNotice(const QString &xmlStr) {
     payload.timeout = decimalInteger(text("timeout").value_or(QStringLiteral("10")));
 
     const auto entries = document->root().all({ "zelvik-secure-access", "notifications", "metadata", "md" });
+    payload.titleLabels.reserve(static_cast<qsizetype>(entries.size()));
+    payload.details.reserve(static_cast<qsizetype>(entries.size()));
     for (const auto &entry : entries)
         payload.titleLabels.append(entry.text({ "name" }).value_or(QString()));
     for (const auto &entry : entries)

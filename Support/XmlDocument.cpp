@@ -1,5 +1,7 @@
 #include "Support/XmlDocument.h"
 
+#include "Support/XmlContent.h"
+
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
@@ -21,7 +23,23 @@ constexpr int parserOptions = XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_IGNO
 constexpr int mostAttributes = 128;
 
 bool isNameStart(char character) {
-    return !std::strchr("!?/ \t\r\n<>=\"'", character);
+    switch (character) {
+    case '!':
+    case '?':
+    case '/':
+    case ' ':
+    case '\t':
+    case '\r':
+    case '\n':
+    case '<':
+    case '>':
+    case '=':
+    case '"':
+    case '\'':
+        return false;
+    default:
+        return true;
+    }
 }
 
 // An attribute's value cannot hold a "<": whatever stands before it, a tag begins there.
@@ -63,12 +81,23 @@ private:
 constexpr std::size_t costOfUse = 5'000;
 constexpr std::size_t costOfDeclaration = 10'000;
 
+/// What the library is handed back at each of its calls.
+struct Reading {
+    XmlContent &content;
+    Allowance allowance;
+};
+
 xmlParserCtxtPtr asParser(void *context) {
     return static_cast<xmlParserCtxtPtr>(context);
 }
 
+// The content of an entity is parsed by a parser of its own, which has this from the first.
+Reading &readingOf(void *context) {
+    return *static_cast<Reading *>(asParser(context)->_private);
+}
+
 void spend(void *context, std::size_t amount) {
-    static_cast<Allowance *>(asParser(context)->_private)->spend(asParser(context), amount);
+    readingOf(context).allowance.spend(asParser(context), amount);
 }
 
 xmlEntityPtr usedEntity(void *context, xmlEntityPtr entity) {
@@ -96,20 +125,50 @@ void attributeDeclaration(void *context, const xmlChar *element, const xmlChar *
     xmlSAX2AttributeDecl(context, element, name, type, kind, value, values);
 }
 
-void startElement(void *context, const xmlChar *name, const xmlChar *prefix, const xmlChar *uri,
-    int namespaceCount, const xmlChar **namespaces, int attributeCount, int byDeclaration,
-    const xmlChar **attributes) {
+void startElement(void *context, const xmlChar *name, const xmlChar *prefix, const xmlChar *, int,
+    const xmlChar **, int attributeCount, int byDeclaration, const xmlChar **attributes) {
     // Those by declaration are the last; each is name, prefix, URI, beginning and end of the value.
     for (int index = attributeCount - byDeclaration; index < attributeCount; ++index)
         spend(context,
             costOfUse + static_cast<std::size_t>(attributes[5 * index + 4] - attributes[5 * index + 3]));
+    // The name as it is written: one with a prefix is another name.
     if (!asParser(context)->disableSAX)
-        xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
-            byDeclaration, attributes);
+        readingOf(context).content.beginElement(prefix ? nullptr : reinterpret_cast<const char *>(name));
+}
+
+void endElement(void *context, const xmlChar *, const xmlChar *, const xmlChar *) {
+    readingOf(context).content.endElement();
+}
+
+void characters(void *context, const xmlChar *text, int length) {
+    const auto inOnePiece = readingOf(context).content.append(
+        reinterpret_cast<const char *>(text), static_cast<std::size_t>(length));
+    // As long as the library lets a text of its own tree be.
+    if (inOnePiece > XML_MAX_TEXT_LENGTH)
+        xmlStopParser(asParser(context));
+}
+
+void prepare(xmlSAXHandler &handler) {
+    handler.getEntity = getEntity;
+    handler.getParameterEntity = getParameterEntity;
+    handler.attributeDecl = attributeDeclaration;
+    handler.startElementNs = startElement;
+    handler.endElementNs = endElement;
+    handler.characters = characters;
+    handler.cdataBlock = characters;
+    handler.ignorableWhitespace = characters;
+    handler.reference = nullptr;
+    handler.comment = nullptr;
+    handler.processingInstruction = nullptr;
 }
 
 struct FreeParser {
     void operator()(xmlParserCtxtPtr parser) const { xmlFreeParserCtxt(parser); }
+};
+
+/// Of the library's own document only the declarations are filled in.
+struct FreeDocument {
+    void operator()(xmlDocPtr document) const { xmlFreeDoc(document); }
 };
 
 xmlParserInputPtr refuseExternalEntity(const char *, const char *, xmlParserCtxtPtr) {
@@ -124,46 +183,15 @@ void initialiseParser() {
     });
 }
 
-const xmlNode *asNode(const void *node) {
-    return static_cast<const xmlNode *>(node);
-}
-
-// The name as it is written: one with a prefix is another name.
-bool isElement(const xmlNode *node, const char *name) {
-    return node->type == XML_ELEMENT_NODE && (!node->ns || !node->ns->prefix)
-        && std::strcmp(reinterpret_cast<const char *>(node->name), name) == 0;
-}
-
-template <class Visit>
-void visit(const xmlNode *parent, const char *const *name, const char *const *end, const Visit &found) {
-    for (const auto *child = parent->children; child; child = child->next) {
-        if (!isElement(child, *name))
-            continue;
-        if (name + 1 == end)
-            found(child);
-        else
-            visit(child, name + 1, end, found);
-    }
-}
-
-std::optional<QString> directText(const xmlNode *element) {
-    QByteArray bytes;
-    bool hasText = false;
-    for (const auto *child = element->children; child; child = child->next) {
-        if (child->type != XML_TEXT_NODE && child->type != XML_CDATA_SECTION_NODE)
-            continue;
-        hasText = true;
-        if (child->content)
-            bytes.append(reinterpret_cast<const char *>(child->content));
-    }
-    return hasText ? std::optional(QString::fromUtf8(bytes)) : std::nullopt;
-}
-
 } // namespace
 
-void XmlDocument::Free::operator()(void *document) const {
-    xmlFreeDoc(static_cast<xmlDocPtr>(document));
+void XmlDocument::FreeNames::operator()(void *names) const {
+    xmlDictFree(static_cast<xmlDictPtr>(names));
 }
+
+XmlDocument::XmlDocument(std::unique_ptr<XmlContent> content, void *names)
+    : names_(names)
+    , content_(std::move(content)) { }
 
 XmlDocument::XmlDocument(XmlDocument &&) noexcept = default;
 XmlDocument &XmlDocument::operator=(XmlDocument &&) noexcept = default;
@@ -175,43 +203,46 @@ std::optional<XmlDocument> XmlDocument::parse(const QString &text) {
     // The library takes a NUL for the end of the text.
     if (bytes.contains('\0'))
         return std::nullopt;
-    if (bytes.size() > std::numeric_limits<int>::max() || bytes.contains('\0')
-        || !hasFewAttributes(bytes.begin(), bytes.end()))
+    if (bytes.size() > std::numeric_limits<int>::max() || !hasFewAttributes(bytes.begin(), bytes.end()))
         return std::nullopt;
     const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
     if (!parser)
         return std::nullopt;
-    Allowance allowance;
-    parser->_private = &allowance;
-    parser->sax->getEntity = getEntity;
-    parser->sax->getParameterEntity = getParameterEntity;
-    parser->sax->attributeDecl = attributeDeclaration;
-    parser->sax->startElementNs = startElement;
+    auto content = std::make_unique<XmlContent>(static_cast<std::size_t>(bytes.size()));
+    Reading reading { *content, Allowance() };
+    parser->_private = &reading;
+    prepare(*parser->sax);
+    // The names of the elements are the parser's, and are kept beyond it.
+    xmlDictReference(parser->dict);
+    XmlDocument result(std::move(content), parser->dict);
     // Without naming the encoding: named, the library takes some texts past 10 megabytes for too large. Left
     // to find out, it could take only one with zeros in it for another than UTF-8.
-    auto *document = xmlCtxtReadMemory(
-        parser.get(), bytes.constData(), static_cast<int>(bytes.size()), nullptr, nullptr, parserOptions);
-    if (!document)
-        return std::nullopt;
-    XmlDocument result(document);
+    const std::unique_ptr<xmlDoc, FreeDocument> wellFormed(xmlCtxtReadMemory(
+        parser.get(), bytes.constData(), static_cast<int>(bytes.size()), nullptr, nullptr, parserOptions));
     // A parser that was stopped hands out what it had by then.
-    if (parser->disableSAX)
+    if (!wellFormed || parser->disableSAX)
         return std::nullopt;
     return result;
 }
 
 XmlDocument::Element XmlDocument::root() const {
-    return Element(document_.get());
+    return { *content_, XmlContent::document };
 }
 
 std::vector<XmlDocument::Element> XmlDocument::Element::all(std::initializer_list<const char *> path) const {
     std::vector<Element> elements;
-    visit(asNode(node_), path.begin(), path.end(),
-        [&elements](const xmlNode *node) { elements.push_back(Element(node)); });
+    content_->visit(index_, path.begin(), path.end(), [this, &elements](std::size_t found) {
+        elements.push_back(Element(*content_, found));
+        return false;
+    });
     return elements;
 }
 
 std::optional<QString> XmlDocument::Element::text(std::initializer_list<const char *> path) const {
-    const auto elements = all(path);
-    return elements.empty() ? std::nullopt : directText(asNode(elements.front().node_));
+    std::optional<QString> text;
+    content_->visit(index_, path.begin(), path.end(), [this, &text](std::size_t found) {
+        text = content_->text(found);
+        return true;
+    });
+    return text;
 }

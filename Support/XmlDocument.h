@@ -3,10 +3,13 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstddef>
 #include <initializer_list>
 #include <memory>
 #include <optional>
 #include <vector>
+
+class XmlContent;
 
 /// A parsed XML document, and the texts of its elements. Nothing outside the text itself is ever read: no
 /// file, no network, no external entity or document type. Any thread.
@@ -24,10 +27,12 @@ public:
 
     private:
         friend class XmlDocument;
-        explicit Element(const void *node)
-            : node_(node) { }
+        Element(const XmlContent &content, std::size_t index)
+            : content_(&content)
+            , index_(index) { }
 
-        const void *node_;
+        const XmlContent *content_;
+        std::size_t index_;
     };
 
     /// Nothing when the text is not well-formed, or goes past the parser's limits. An encoding that the text
@@ -42,12 +47,12 @@ public:
     Element root() const;
 
 private:
-    struct Free {
-        void operator()(void *document) const;
+    struct FreeNames {
+        void operator()(void *names) const;
     };
 
-    explicit XmlDocument(void *document)
-        : document_(document) { }
+    XmlDocument(std::unique_ptr<XmlContent> content, void *names);
 
-    std::unique_ptr<void, Free> document_;
+    std::unique_ptr<void, FreeNames> names_;
+    std::unique_ptr<XmlContent> content_;
 };
