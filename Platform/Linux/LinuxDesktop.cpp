@@ -1,3 +1,4 @@
+#include "Platform/Linux/LinuxFonts.h"
 #include "Platform/Qt/Desktop.h"
 
 #include <QGuiApplication>
@@ -11,6 +12,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <future>
 #include <map>
 #include <memory>
 #include <string_view>
@@ -102,7 +104,22 @@ bool activeWindowIsFullScreen(xcb_connection_t *x) {
     return std::find(states.begin(), states.end(), atom(x, "_NET_WM_STATE_FULLSCREEN")) != states.end();
 }
 
+std::future<void> &fontLoading() {
+    static std::future<void> loading;
+    return loading;
+}
+
 } // namespace
+
+void Desktop::beginLoadingFonts() {
+    // Where no thread can be had they are loaded when they are waited for.
+    fontLoading() = std::async(std::launch::async | std::launch::deferred, LinuxFonts::load);
+}
+
+void Desktop::finishLoadingFonts() {
+    if (fontLoading().valid())
+        fontLoading().get();
+}
 
 void Desktop::prepare() {
     // Through XWayland where there is one: Wayland itself lets no ordinary window stay above the others.

@@ -8,6 +8,13 @@ class QWindow;
 /// What a window system needs told beyond what Qt says; one file a system, chosen by the build.
 namespace Desktop {
 
+/// Begins to load the fonts beside everything else, since they take longer than all the rest of opening a
+/// window. Called once, as early as can be.
+void beginLoadingFonts();
+
+/// Waits for the end of that. Called before the first text is measured.
+void finishLoadingFonts();
+
 /// Called before QApplication is made: chooses the window system's back end and leaves out what a notice
 /// never uses.
 void prepare();

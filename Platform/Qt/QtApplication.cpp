@@ -42,6 +42,7 @@ QtApplication::QtApplication(int argumentCount, char **arguments, ErrorReporter 
     , arguments_(arguments)
     , reportError_(std::move(reportError)) {
     theApplication = this;
+    Desktop::beginLoadingFonts();
 }
 
 QtApplication::~QtApplication() {
@@ -58,6 +59,7 @@ void QtApplication::openDesktop() {
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setApplicationName(QStringLiteral("NoticeAgent"));
     desktopIsOpen = true;
+    Desktop::finishLoadingFonts();
     NoticeAccessibility::install();
     window_ = std::make_unique<QtNoticeWindow>();
 }
