@@ -623,6 +623,11 @@ class PostNoticeTest(unittest.TestCase):
         os.chmod(program, 0o755)
         self.assert_refused(1, [f"--start: {program}", "Exec format"], "--start", missing, "--re-authenticate")
 
+    def test_a_name_is_an_installed_package(self):
+        program = os.path.join(os.path.dirname(os.path.dirname(os.path.realpath(COMMAND))),
+                               "lib/no-such-brand/NoticeAgent.app/Contents/Linux/NoticeAgent")
+        self.assert_refused(1, [f"--start: {program}", "No such file"], "--start", "no-such-brand", "--re-authenticate")
+
     def assert_ends_without_posting(self, words, *arguments):
         status, _output, errors = self.run_command(*arguments)
         self.assertEqual(status, 1)

@@ -58,10 +58,21 @@ struct Attributes {
     throw Failure("--start: " + path + ": " + std::generic_category().message(error));
 }
 
+// Where a package of that name puts its bundle: packages install this command into <prefix>/bin, and bundles
+// below <prefix>/lib.
+std::string bundleOfPackage(const std::string &package) {
+    const std::unique_ptr<char, FreeMemory> self(::realpath("/proc/self/exe", nullptr));
+    const std::string path = self ? self.get() : "/usr/bin/post-notice";
+    const auto folder = path.substr(0, path.rfind('/'));
+    return folder.substr(0, folder.rfind('/')) + "/lib/" + package + "/NoticeAgent.app";
+}
+
 } // namespace
 
 std::string AgentProcess::executable(const std::string &bundle) {
-    return bundle + "/Contents/Linux/NoticeAgent";
+    const bool isPackage
+        = !bundle.empty() && bundle.find('/') == std::string::npos && ::access(bundle.c_str(), F_OK) != 0;
+    return (isPackage ? bundleOfPackage(bundle) : bundle) + "/Contents/Linux/NoticeAgent";
 }
 
 AgentProcess AgentProcess::start(const std::string &bundle) {

@@ -9,7 +9,7 @@
 /// terminal, and nothing of the command's open.
 class AgentProcess {
 public:
-    /// The agent's executable in a bundle.
+    /// The agent's executable in a bundle: a folder, or the name of the package that installed it.
     static std::string executable(const std::string &bundle);
 
     /// Throws `Failure` when it cannot be started.

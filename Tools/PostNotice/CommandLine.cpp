@@ -297,7 +297,8 @@ Receiver:
 
 Agent:
   --start BUNDLE              start the agent of that NoticeAgent.app unless one
-                              is there, and wait for it
+                              is there, and wait for it; an installed one goes
+                              by the name of its package, such as notice-agent
   --wait[=SECONDS]            wait until an agent is there (10)
   --wait-reauthentication[=SECONDS]
                               after posting, wait for the notification that the

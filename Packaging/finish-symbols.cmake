@@ -1,0 +1,26 @@
+# Run by cpack when the packages are made. The list of checksums in the symbols' package names the files by the
+# build's own paths, which no installed system has: it gets those of the package. The documents
+# are those of the package that the symbols are for.
+foreach(package IN LISTS CPACK_PACKAGE_FILES)
+    if(NOT package MATCHES "\\.ddeb$")
+        continue()
+    endif()
+    set(tree ${CPACK_TEMPORARY_DIRECTORY}-symbols)
+    file(REMOVE_RECURSE ${tree})
+    execute_process(COMMAND dpkg-deb --raw-extract ${package} ${tree} COMMAND_ERROR_IS_FATAL ANY)
+    file(STRINGS ${tree}/DEBIAN/md5sums lines)
+    list(TRANSFORM lines REPLACE "  .*/usr/lib/debug/" "  usr/lib/debug/")
+    list(SORT lines)
+    list(JOIN lines "\n" text)
+    file(WRITE ${tree}/DEBIAN/md5sums "${text}\n")
+    file(GLOB_RECURSE symbols ${tree}/usr/*.debug)
+    file(CHMOD ${symbols} PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+    get_filename_component(name ${package} NAME)
+    string(REGEX REPLACE "_.*" "" name ${name})
+    string(REGEX REPLACE "-dbgsym$" "" described ${name})
+    file(MAKE_DIRECTORY ${tree}/usr/share/doc)
+    file(CREATE_LINK ${described} ${tree}/usr/share/doc/${name} SYMBOLIC)
+    execute_process(COMMAND dpkg-deb --root-owner-group -Zxz --build ${tree} ${package}
+        OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+    file(REMOVE_RECURSE ${tree})
+endforeach()
