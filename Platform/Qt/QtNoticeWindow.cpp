@@ -32,6 +32,7 @@ const QColor initialBackgroundColor(30, 34, 52);
 
 // After every ordinary event of this turn, among them the blocks of the main queue.
 const auto commitEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
+const auto checkPlaceEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 
 } // namespace
 
@@ -50,12 +51,16 @@ QtNoticeWindow::QtNoticeWindow()
     styleTitleStrip();
     setLightPalette();
     connect(titleStrip_->closeButton(), &QAbstractButton::clicked, this, &QWidget::close);
-    connect(titleStrip_, &TitleStrip::dragged, this, [this] { dragged_ = true; });
+    connect(titleStrip_, &TitleStrip::dragged, this, [this] {
+        dragged_ = true;
+        askedPlace_.reset();
+    });
     connect(qApp, &QGuiApplication::screenAdded, this, &QtNoticeWindow::placeAgain);
     connect(qApp, &QGuiApplication::screenRemoved, this, &QtNoticeWindow::placeAgain, Qt::QueuedConnection);
     connect(qApp, &QGuiApplication::primaryScreenChanged, this, &QtNoticeWindow::placeAgain);
     // The window system's part of it, so that a notice need only be filled and mapped.
     create();
+    windowHandle()->installEventFilter(this);
 }
 
 QtNoticeWindow::~QtNoticeWindow() {
@@ -158,6 +163,7 @@ void QtNoticeWindow::commit() {
     if (appears) {
         if (!dragged_)
             place();
+        askedPlace_ = pos();
         Desktop::willMap(windowHandle(), keyWanted_);
         raise(); // it is older than the windows of programs started since
         show();
@@ -265,6 +271,16 @@ void QtNoticeWindow::placeAgain() {
     place();
 }
 
+// While a window manager takes the window over, the library asks the display where it is, and may keep an
+// answer that was true for a moment only: dragged, the window would jump away, and a screen reader would look
+// for it elsewhere. Asked for once more the place comes out right, whatever the window manager makes of it.
+void QtNoticeWindow::checkPlace() {
+    const auto place = std::exchange(askedPlace_, std::nullopt);
+    // On the window below: the widget may know better already.
+    if (place && isVisible() && windowHandle()->position() != *place)
+        windowHandle()->setPosition(*place);
+}
+
 bool QtNoticeWindow::keysCount() const {
     return isActiveWindow() && focused_.isValid() && focused_.hasExpired(focusBeforeKeysCount.count());
 }
@@ -272,6 +288,10 @@ bool QtNoticeWindow::keysCount() const {
 bool QtNoticeWindow::event(QEvent *event) {
     if (event->type() == commitEvent) {
         commit();
+        return true;
+    }
+    if (event->type() == checkPlaceEvent) {
+        checkPlace();
         return true;
     }
     if (event->type() == QEvent::WindowActivate)
@@ -284,6 +304,8 @@ bool QtNoticeWindow::event(QEvent *event) {
 bool QtNoticeWindow::eventFilter(QObject *watched, QEvent *event) {
     if (watched == contentView_ && event->type() == QEvent::LayoutRequest)
         commitLater();
+    if (event->type() == QEvent::Expose && askedPlace_)
+        QCoreApplication::postEvent(this, new QEvent(checkPlaceEvent), Qt::LowEventPriority);
     return QWidget::eventFilter(watched, event);
 }
 

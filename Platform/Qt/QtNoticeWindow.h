@@ -7,6 +7,8 @@
 #include <QScreen>
 #include <QWidget>
 
+#include <optional>
+
 class TitleStrip;
 
 /// The notice window over QWidget: no frame of the window manager's, a title strip of its own, at the top
@@ -47,6 +49,7 @@ private:
     void arrange();
     void place();
     void placeAgain();
+    void checkPlace();
     QScreen *screenOfPointer() const;
     void styleTitleStrip();
     bool keysCount() const;
@@ -63,6 +66,7 @@ private:
     bool keyWanted_ = false;
     double cornerRadius_ = 0;
     bool dragged_ = false;
+    std::optional<QPoint> askedPlace_; ///< until the window is seen
     bool contentIsNew_ = false;
     QElapsedTimer focused_;
 };
