@@ -103,7 +103,11 @@ class Posted:
 
 
 class Bus:
-    """A session bus of our own and our connection to it."""
+    """A session bus of our own, our connection to it, and one that listens.
+
+    They are two: the bus sends a listener its own signals too, and while a very large one waits there to be
+    looked at, the library reads nothing more, so that no question on that connection would be answered.
+    """
 
     def __init__(self, folder):
         configuration = os.path.join(folder, "bus.conf")
@@ -115,18 +119,19 @@ class Bus:
         self.address = self.process.stdout.readline().strip()
         self.connection = self.connect()
         self.heard = []
-        self.connection.add_match_string(
+        self._listener = self.connect()
+        self._listener.add_match_string(
             f"type='signal',interface='{CENTER_INTERFACE}',member='Posted'")
-        self.connection.add_message_filter(self._hear)
+        self._listener.add_message_filter(self._hear)
 
     def connect(self):
         connection = dbus.bus.BusConnection(self.address, mainloop=DBusGMainLoop())
         connection.set_exit_on_disconnect(False)
         return connection
 
-    def _hear(self, connection, message):
+    def _hear(self, _listener, message):
         is_posted = (message.get_interface() == CENTER_INTERFACE and message.get_member() == "Posted")
-        if is_posted and message.get_sender() != connection.get_unique_name():
+        if is_posted and message.get_sender() != self.connection.get_unique_name():
             self.heard.append(Posted(time.time(), str(message.get_sender()), str(message.get_signature()),
                                      message.get_args_list(byte_arrays=True)))
         return dbus.lowlevel.HANDLER_RESULT_NOT_YET_HANDLED
@@ -161,6 +166,7 @@ class Bus:
         return [self.process_of(str(owner)) for owner in owners]
 
     def close(self):
+        self._listener.close()
         self.connection.close()
         end_process(self.process)
 
