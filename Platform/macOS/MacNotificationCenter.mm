@@ -1,0 +1,152 @@
+#include "Platform/macOS/MacNotificationCenter.h"
+
+#include "Platform/RunLoop.h"
+#include "Platform/macOS/FoundationValues.h"
+
+#include <utility>
+
+using FoundationValues::stringOf;
+using FoundationValues::textOf;
+
+/// What the system's centre calls. The centre may hold it a little longer than its observation lasts; it does
+/// nothing any more then.
+@interface NoticeMessageReceiver : NSObject {
+@private
+    MacObservation *observation;
+}
+- (instancetype)initWithObservation:(MacObservation *)anObservation;
+- (void)forgetObservation;
+- (void)setRootVCForSocketMessageTypeWithSender:(NSNotification *)sender;
+@end
+
+namespace {
+
+NSDistributedNotificationCenter *center() {
+    return static_cast<NSDistributedNotificationCenter *>([NSDistributedNotificationCenter defaultCenter]);
+}
+
+// None and an empty one are the same to us and not to the system.
+NSString *objectOrNil(const QString &object) {
+    return object.isEmpty() ? nil : stringOf(object);
+}
+
+} // namespace
+
+struct MacObservation : std::enable_shared_from_this<MacObservation> {
+    RunLoop &runLoop;
+    const void *observer;
+    DistributedNotificationCenter::Handler handler;
+    QString name;
+    QString object;
+    NoticeMessageReceiver *receiver = nil;
+
+    MacObservation(RunLoop &loop, const void *who, DistributedNotificationCenter::Handler whatToDo,
+        QString ofName, QString ofObject)
+        : runLoop(loop)
+        , observer(who)
+        , handler(std::move(whatToDo))
+        , name(std::move(ofName))
+        , object(std::move(ofObject)) { }
+    ~MacObservation() { end(); }
+    MacObservation(const MacObservation &) = delete;
+    MacObservation &operator=(const MacObservation &) = delete;
+
+    // Not by the constructor: what comes within this call needs the shared pointer.
+    void begin() {
+        @autoreleasepool {
+            receiver = [[NoticeMessageReceiver alloc] initWithObservation:this];
+            [center() addObserver:receiver
+                          selector:@selector(setRootVCForSocketMessageTypeWithSender:)
+                              name:stringOf(name)
+                            object:objectOrNil(object)
+                suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
+        }
+    }
+
+    // At the removal, though a handler that is being called may hold this for a while yet.
+    void end() {
+        if (!receiver)
+            return;
+        @autoreleasepool {
+            [receiver forgetObservation];
+            [center() removeObserver:receiver name:stringOf(name) object:objectOrNil(object)];
+            [receiver release];
+            receiver = nil;
+        }
+    }
+
+    void receive(NSNotification *sender) {
+        Notification notification { textOf([sender name]), {}, std::nullopt };
+        if ([[sender object] isKindOfClass:[NSString class]])
+            notification.object = textOf([sender object]);
+        if ([sender userInfo])
+            notification.userInfo = FoundationValues::mapOf([sender userInfo]);
+        // Weak: it is in force as long as the centre holds it.
+        runLoop.async([weak = weak_from_this(), notification = std::move(notification)] {
+            if (const auto observation = weak.lock())
+                observation->handler(notification);
+        });
+    }
+};
+
+@implementation NoticeMessageReceiver
+
+- (instancetype)initWithObservation:(MacObservation *)anObservation {
+    self = [super init];
+    if (self)
+        observation = anObservation;
+    return self;
+}
+
+- (void)forgetObservation {
+    observation = nullptr;
+}
+
+- (void)setRootVCForSocketMessageTypeWithSender:(NSNotification *)sender {
+    if (!observation)
+        return;
+    @autoreleasepool {
+        observation->receive(sender);
+    }
+}
+
+@end
+
+MacNotificationCenter::MacNotificationCenter(RunLoop &runLoop)
+    : runLoop_(runLoop) { }
+
+MacNotificationCenter::~MacNotificationCenter() {
+    for (const auto &observation : observations_)
+        observation->end();
+}
+
+void MacNotificationCenter::addObserver(
+    const void *observer, Handler handler, const QString &name, const QString &object) {
+    observations_.push_back(
+        std::make_shared<MacObservation>(runLoop_, observer, std::move(handler), name, object));
+    observations_.back()->begin();
+}
+
+void MacNotificationCenter::removeObserver(const void *observer, const QString &name, const QString &object) {
+    std::erase_if(observations_, [&](const auto &each) {
+        const bool isMeant = each->observer == observer && each->name == name && each->object == object;
+        if (isMeant)
+            each->end();
+        return isMeant;
+    });
+}
+
+void MacNotificationCenter::postNotificationName(
+    const QString &name, const QString &object, const std::optional<QVariantMap> &userInfo) {
+    @autoreleasepool {
+        [center() postNotificationName:stringOf(name)
+                                object:objectOrNil(object)
+                              userInfo:userInfo ? FoundationValues::dictionaryOf(*userInfo) : nil
+                    deliverImmediately:YES];
+    }
+}
+
+std::unique_ptr<SystemNotificationCenter> makeSystemNotificationCenter(
+    RunLoop &runLoop, const QString &, SystemNotificationCenter::ErrorReporter) {
+    return std::make_unique<MacNotificationCenter>(runLoop);
+}

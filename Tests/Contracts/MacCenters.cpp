@@ -1,0 +1,62 @@
+// The centres of a macOS build, and the one of macOS over another Foundation.
+
+#include "Platform/macOS/MacNotificationCenter.h"
+#include "Tests/Contracts/FoundationLoop.h"
+#include "Tests/Contracts/InMemoryCenters.h"
+
+#include <limits>
+
+namespace {
+
+class MacCenters final : public Centers {
+public:
+    DistributedNotificationCenter &observing() override { return observing_; }
+    DistributedNotificationCenter &posting() override { return posting_; }
+    bool waitUntil(const std::function<bool()> &condition) override {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            turnFoundationLoop();
+            loop_.settle();
+        }
+        return true;
+    }
+    void waitUntilObserving() override { } // the daemon has answered when an observer is added
+
+private:
+    ManualRunLoop loop_;
+    MacNotificationCenter observing_ { loop_ };
+    MacNotificationCenter posting_ { loop_ };
+};
+
+#ifdef GNUSTEP
+// The one difference that is not ours, and that macOS does not have: GNUstep's daemon hands a boolean on as
+// the integer 1 or 0. With it no flag of a message is ever true.
+constexpr bool booleansAreKept = false;
+#else
+constexpr bool booleansAreKept = true;
+#endif
+
+// Foundation does not keep how wide an integer was.
+QVariant arriving(const QVariant &posted) {
+    switch (posted.metaType().id()) {
+    case QMetaType::Bool:
+        return booleansAreKept ? posted : QVariant::fromValue<qlonglong>(posted.toBool() ? 1 : 0);
+    case QMetaType::Int:
+    case QMetaType::UInt:
+        return QVariant::fromValue<qlonglong>(posted.toLongLong());
+    default:
+        return posted;
+    }
+}
+
+} // namespace
+
+const std::vector<Kind> &kinds() {
+    static const std::vector<Kind> all {
+        { "Foundation", []() -> std::unique_ptr<Centers> { return std::make_unique<MacCenters>(); },
+            arriving },
+    };
+    return all;
+}

@@ -1,0 +1,111 @@
+// What the notification centre of macOS promises beyond what every centre does.
+
+#include "Platform/macOS/MacNotificationCenter.h"
+#include "Tests/Contracts/FoundationLoop.h"
+#include "Tests/Fakes/ManualRunLoop.h"
+#include "Tests/Platform/PrintQt.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QProcess>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+const auto messageName = QStringLiteral("zelvik_socketMessageNotifier");
+
+class MacNotificationCenterTest : public testing::Test {
+protected:
+    void observe() {
+        center_.addObserver(
+            this, [this](const Notification &notification) { got_.push_back(notification); }, messageName);
+    }
+    bool waitFor(std::size_t count) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (got_.size() < count && std::chrono::steady_clock::now() < end) {
+            turnFoundationLoop();
+            loop_.settle();
+        }
+        return got_.size() >= count;
+    }
+
+    ManualRunLoop loop_;
+    std::vector<Notification> got_;
+    MacNotificationCenter center_ { loop_ };
+};
+
+TEST_F(MacNotificationCenterTest, WhatAnotherProgramPostsIsHeard) {
+    observe();
+    QProcess other;
+    other.setProcessChannelMode(QProcess::ForwardedChannels);
+    other.start(QStringLiteral(FOUNDATION_POST), { messageName, QStringLiteral("from outside") });
+    other.waitForFinished(-1);
+    EXPECT_EQ(other.exitCode(), 0);
+    ASSERT_TRUE(waitFor(1));
+    EXPECT_EQ(got_[0].object, "from outside");
+    ASSERT_TRUE(got_[0].userInfo);
+    EXPECT_EQ(got_[0].userInfo->value(QStringLiteral("webSocketResponse")), "<xml/>");
+    EXPECT_EQ(got_[0].userInfo->value(QStringLiteral("HeaderLogoImage")), QByteArray("\x89PNG"));
+}
+
+TEST_F(MacNotificationCenterTest, WhatComesWaitsForTheMainQueue) {
+    observe();
+    center_.postNotificationName(messageName);
+    for (int turn = 0; turn < 50; ++turn)
+        turnFoundationLoop(); // as AppKit may, while the desktop is being opened
+    EXPECT_TRUE(got_.empty());
+    EXPECT_TRUE(waitFor(1));
+}
+
+TEST_F(MacNotificationCenterTest, WhatItPostsReachesAProgramThatIsNotTheActiveApplication) {
+    // The other half, that an observer is told at once whatever the poster asks for, is macOS's alone:
+    // GNUstep's daemon goes by the poster.
+    observe();
+    suspendDelivery(true);
+    center_.postNotificationName(messageName);
+    EXPECT_TRUE(waitFor(1));
+    suspendDelivery(false);
+}
+
+TEST_F(MacNotificationCenterTest, ACentreThatIsGoneIsToldNothing) {
+    {
+        MacNotificationCenter other(loop_);
+        other.addObserver(
+            this, [this](const Notification &notification) { got_.push_back(notification); }, messageName);
+        other.postNotificationName(messageName);
+        turnFoundationLoop();
+    }
+    center_.postNotificationName(messageName);
+    turnFoundationLoop();
+    loop_.settle();
+    EXPECT_TRUE(got_.empty());
+    observe();
+    center_.postNotificationName(messageName);
+    EXPECT_TRUE(waitFor(1));
+    EXPECT_EQ(got_.size(), 1U);
+}
+
+TEST_F(MacNotificationCenterTest, DatesListsAndDictionariesArriveAsWell) {
+    const QVariantMap userInfo {
+        { QStringLiteral("date"), QDateTime::fromMSecsSinceEpoch(1'700'000'000'250, Qt::UTC) },
+        { QStringLiteral("list"), QVariantList { QStringLiteral("text"), QByteArray("data"), 0.5 } },
+        { QStringLiteral("map"), QVariantMap { { QStringLiteral("key"), QVariantList {} } } },
+    };
+    observe();
+    center_.postNotificationName(messageName, {}, userInfo);
+    ASSERT_TRUE(waitFor(1));
+    EXPECT_EQ(got_[0].userInfo, userInfo);
+}
+
+TEST_F(MacNotificationCenterTest, WhatFoundationHasNoObjectForIsLeftOut) {
+    observe();
+    center_.postNotificationName(messageName, {},
+        QVariantMap { { QStringLiteral("nothing"), QVariant() }, { QStringLiteral("char"), QChar(u'c') },
+            { QStringLiteral("text"), QStringLiteral("kept") } });
+    ASSERT_TRUE(waitFor(1));
+    EXPECT_EQ(got_[0].userInfo, (QVariantMap { { QStringLiteral("text"), QStringLiteral("kept") } }));
+}
+
+} // namespace

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Platform/DistributedNotificationCenter.h"
+
+#include <QVariant>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+/// A centre to observe at, and one of somebody else's to post at, where there can be two.
+class Centers {
+public:
+    virtual ~Centers() = default;
+    virtual DistributedNotificationCenter &observing() = 0;
+    virtual DistributedNotificationCenter &posting() = 0;
+    virtual bool waitUntil(const std::function<bool()> &condition) = 0;
+    /// Waits until what was observed so far is heard, whoever posts.
+    virtual void waitUntilObserving() = 0;
+};
+
+/// A kind of centre that the suite is run over.
+struct Kind {
+    const char *name;
+    std::unique_ptr<Centers> (*make)();
+    /// What a value arrives as, where a kind has its own way with some; a null pointer when as it was posted.
+    QVariant (*arriving)(const QVariant &posted) = nullptr;
+};
+
+/// Those of this program.
+const std::vector<Kind> &kinds();

@@ -1,0 +1,126 @@
+#include "Platform/macOS/FoundationValues.h"
+#include "Tests/Platform/PrintQt.h"
+
+#include <QDateTime>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+using namespace FoundationValues;
+
+namespace {
+
+class FoundationValuesTest : public testing::Test {
+protected:
+    ~FoundationValuesTest() override { [pool_ drain]; }
+
+    static void expect(id object, const QVariant &value) {
+        const auto read = valueOf(object);
+        EXPECT_EQ(read, value);
+        EXPECT_EQ(read.metaType().id(), value.metaType().id());
+    }
+
+private:
+    NSAutoreleasePool *pool_ = [[NSAutoreleasePool alloc] init];
+};
+
+TEST_F(FoundationValuesTest, OnlyABooleanIsABoolean) {
+    expect([NSNumber numberWithBool:YES], true);
+    expect([NSNumber numberWithBool:NO], false);
+    // Of the same type, by their own account, as a boolean.
+    expect([NSNumber numberWithChar:1], QVariant::fromValue<qlonglong>(1));
+    expect([NSNumber numberWithUnsignedChar:1], QVariant::fromValue<qlonglong>(1));
+    expect([NSNumber numberWithInt:1], QVariant::fromValue<qlonglong>(1));
+    expect([NSNumber numberWithInt:0], QVariant::fromValue<qlonglong>(0));
+    expect([NSNumber numberWithDouble:1], 1.0);
+    expect(@"true", QStringLiteral("true"));
+}
+
+TEST_F(FoundationValuesTest, IntegersAreLongAndUnsignedOnlyPastTheRange) {
+    constexpr auto least = std::numeric_limits<qlonglong>::min();
+    constexpr auto most = std::numeric_limits<qlonglong>::max();
+    expect([NSNumber numberWithShort:-7], QVariant::fromValue<qlonglong>(-7));
+    expect([NSNumber numberWithUnsignedShort:65535], QVariant::fromValue<qlonglong>(65535));
+    expect([NSNumber numberWithUnsignedInt:4'000'000'000U], QVariant::fromValue<qlonglong>(4'000'000'000));
+    expect([NSNumber numberWithLongLong:least], QVariant::fromValue<qlonglong>(least));
+    expect([NSNumber numberWithUnsignedLongLong:most], QVariant::fromValue<qlonglong>(most));
+    expect([NSNumber numberWithUnsignedLongLong:most + 1ULL], QVariant::fromValue<qulonglong>(most + 1ULL));
+}
+
+TEST_F(FoundationValuesTest, RealsAreDoubles) {
+    expect([NSNumber numberWithFloat:0.5F], 0.5);
+    expect([NSNumber numberWithDouble:-1e300], -1e300);
+    EXPECT_TRUE(std::isnan(valueOf([NSNumber numberWithDouble:std::nan("")]).toDouble()));
+}
+
+TEST_F(FoundationValuesTest, TextsKeepEveryUnit) {
+    for (const auto &text : { QString(QLatin1String("")), QStringLiteral("plain"),
+             QStringLiteral(u"é日\U0001f512"), QString(QChar(u'\0')) + u'x', QString(100'000, u'x') }) {
+        EXPECT_EQ(textOf(stringOf(text)), text);
+        expect(stringOf(text), text);
+    }
+    expect([NSMutableString stringWithString:@"changing"], QStringLiteral("changing"));
+    EXPECT_EQ(textOf(nil), "");
+    EXPECT_EQ(textOf(stringOf(QChar(0xd83d) + QStringLiteral("x"))), "?x");
+    EXPECT_EQ([dictionaryOf({ { QChar(0xdd12), QString(QChar(0xd83d)) } }) count], 1U);
+}
+
+TEST_F(FoundationValuesTest, DataKeepsEveryByte) {
+    const QByteArray bytes("\0\xff\x89PNG\0", 7);
+    expect([NSData dataWithBytes:bytes.constData() length:7], bytes);
+    expect([NSData data], QByteArray(""));
+    expect(objectOf(bytes), bytes);
+}
+
+TEST_F(FoundationValuesTest, DatesAreInUniversalTimeToTheMillisecond) {
+    const auto date = QDateTime::fromMSecsSinceEpoch(-1'250, Qt::UTC);
+    expect([NSDate dateWithTimeIntervalSince1970:-1.25], date);
+    expect(objectOf(date), date);
+    EXPECT_FALSE(valueOf([NSDate dateWithTimeIntervalSince1970:1e300]).toDateTime().isValid());
+}
+
+TEST_F(FoundationValuesTest, NothingIsNothing) {
+    EXPECT_FALSE(valueOf(nil).isValid());
+    EXPECT_EQ(objectOf(QVariant()), nil);
+    EXPECT_EQ(objectOf(QVariant::fromValue(OtherObject { QStringLiteral("NSNull") })), nil);
+}
+
+TEST_F(FoundationValuesTest, AnotherClassIsKeptForThePrintedFormAlone) {
+    for (id object in [NSArray arrayWithObjects:[NSNull null], [[[NSObject alloc] init] autorelease],
+                               [NSURL URLWithString:@"https://example.com"], nil]) {
+        const auto value = valueOf(object);
+        EXPECT_EQ(value.metaType(), QMetaType::fromType<OtherObject>());
+        const auto name = textOf(NSStringFromClass([object class]));
+        EXPECT_EQ(value.toString(), u'<' + name + u'>');
+    }
+}
+
+TEST_F(FoundationValuesTest, ContainersAreReadWithWhatTheyHold) {
+    NSDictionary *inner = [NSDictionary dictionaryWithObject:[NSNull null] forKey:@"null"];
+    NSDictionary *outer = [NSDictionary
+        dictionaryWithObjectsAndKeys:[NSArray arrayWithObjects:@"text", inner, nil], @"list",
+        [NSNumber numberWithBool:YES], @"flag", @"no key is a number", [NSNumber numberWithInt:1], nil];
+    const auto map = mapOf(outer);
+    EXPECT_EQ(map.keys(), (QStringList { QStringLiteral("flag"), QStringLiteral("list") }));
+    EXPECT_EQ(map.value(QStringLiteral("flag")), true);
+    const auto list = map.value(QStringLiteral("list")).toList();
+    ASSERT_EQ(list.size(), 2);
+    EXPECT_EQ(list[1].toMap().value(QStringLiteral("null")).metaType(), QMetaType::fromType<OtherObject>());
+    EXPECT_TRUE(mapOf(nil).isEmpty());
+}
+
+TEST_F(FoundationValuesTest, WhatIsNestedTooDeeplyIsNotGoneInto) {
+    id nested = @"innermost";
+    for (int level = 0; level < 1'000; ++level)
+        nested = [NSArray arrayWithObject:nested];
+    auto value = valueOf(nested);
+    int levels = 0;
+    for (; value.metaType().id() == QMetaType::QVariantList; ++levels)
+        value = value.toList().value(0);
+    EXPECT_EQ(levels, deepest);
+    EXPECT_EQ(value.metaType(), QMetaType::fromType<OtherObject>());
+}
+
+} // namespace
