@@ -28,6 +28,8 @@ at_end() {
 
 clean_up() {
     local status=$? index
+    # A child that has been forked and is no program of its own yet still has this trap.
+    [ "$BASHPID" = "$$" ] || return "$status"
     trap '' INT TERM HUP
     for ((index = ${#clean_ups[@]} - 1; index >= 0; index--)); do
         eval "${clean_ups[index]}" || true

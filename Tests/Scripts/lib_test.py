@@ -61,6 +61,10 @@ class LibTest(unittest.TestCase):
         out, _error = process.communicate(timeout=10)
         self.assertEqual((process.returncode, out), (143, "cleaned\n"))
 
+    def test_clean_up_is_the_script_s_own_and_no_child_s(self):
+        # A child that is ended in its first moment still has the traps of the script.
+        self.assertEqual(self.run_shell("at_end echo cleaned\n(clean_up) & wait\n")[:2], (0, "cleaned\n"))
+
     def test_child_is_ended_also_one_that_will_not(self):
         for name, child in (("willing", "sleep 20"), ("unwilling", "trap '' TERM; echo ready; while :; do sleep 0.1; done")):
             with self.subTest(name):
