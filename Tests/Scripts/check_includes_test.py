@@ -13,6 +13,7 @@ HEADERS = [
     "Platform/Qt/FileBundle.h", "Platform/Qt/Desktop.h", "Platform/Linux/Bus.h", "Platform/macOS/Center.h",
     "ServiceTier/portalGatewayServiceTier.h", "ServiceTier/HttpRequest.h", "Tools/Options.h",
     "Tests/Fakes/HandDrivenRunLoop.h", "Benchmarks/Clock.h", "Fuzz/Input.h",
+    "Client/NoticeClient.h", "Client/BusMessage.h",
 ]
 
 # Who includes what, and whether that is right.
@@ -34,7 +35,10 @@ ALLOWED = [
     ("Platform/Linux/A.cpp", "Platform/Qt/Desktop.h"),
     ("Platform/macOS/A.mm", "Platform/Qt/Desktop.h"),
     ("ServiceTier/A.cpp", "ServiceTier/HttpRequest.h"),
+    ("Client/A.cpp", "Client/BusMessage.h"),
     ("Tools/A.cpp", "Tools/Options.h"),
+    ("Tools/A.cpp", "Client/NoticeClient.h"),
+    ("Tests/Client/A.cpp", "Client/BusMessage.h"),
     ("Tests/Support/A.cpp", "Tests/Fakes/HandDrivenRunLoop.h"),
     ("Tests/Support/A.cpp", "Platform/Linux/Bus.h"),
     ("Benchmarks/A.cpp", "Support/Logger.h"),
@@ -62,6 +66,14 @@ FORBIDDEN = [
     ("ServiceTier/A.cpp", "Support/Logger.h"),
     ("ServiceTier/A.cpp", "Platform/Bundle.h"),
     ("Tools/A.cpp", "Support/Logger.h"),
+    ("Tools/A.cpp", "Client/BusMessage.h"),
+    ("Client/A.cpp", "Support/Logger.h"),
+    ("Client/A.cpp", "Platform/Bundle.h"),
+    ("Client/A.cpp", "Tools/Options.h"),
+    ("Support/A.cpp", "Client/NoticeClient.h"),
+    ("Controllers/A.cpp", "Client/NoticeClient.h"),
+    ("Platform/Linux/A.cpp", "Client/NoticeClient.h"),
+    ("main.cpp", "Client/NoticeClient.h"),
     ("Tools/A.cpp", "Tests/Fakes/HandDrivenRunLoop.h"),
     ("Fuzz/A.cpp", "Tests/Fakes/HandDrivenRunLoop.h"),
     ("Fuzz/A.cpp", "Benchmarks/Clock.h"),
