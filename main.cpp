@@ -5,7 +5,7 @@
 //   QtApplication               the process: the desktop, the one window, the end
 //   QtNoticeWindow              the window on the screen
 //   QtRunLoop                   timers and the main queue
-//   DBusNotificationCenter      messages in, the re-authentication notification out
+//   SystemNotificationCenter    messages in, the re-authentication notification out
 //   FileBundle                  the folder NoticeAgent.app/Contents around the executable
 //   AnyLanguageBundle           the same, its texts in the language of the latest message
 //   GatewayPlugin               the gateway client in Contents/Frameworks, loaded at the first request
@@ -19,13 +19,13 @@
 #include "Controllers/AppDelegate.h"
 #include "Controllers/MainStoryboard.h"
 #include "Controllers/WarmUp.h"
-#include "Platform/Linux/DBusNotificationCenter.h"
 #include "Platform/Qt/FileBundle.h"
 #include "Platform/Qt/GatewayPlugin.h"
 #include "Platform/Qt/QtApplication.h"
 #include "Platform/Qt/QtRunLoop.h"
 #include "Platform/Qt/StandardStreams.h"
 #include "Platform/Qt/TerminationSignals.h"
+#include "Platform/SystemNotificationCenter.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 #include "Support/AnyLanguageBundle.h"
 #include "Support/Logger.h"
@@ -42,28 +42,28 @@ int main(int, char **argv) {
     const auto applicationBundle = FileBundle::mainBundle();
     AnyLanguageBundle mainBundle(applicationBundle);
     QtRunLoop runLoop;
-    DBusNotificationCenter notificationCenter(
-        runLoop, QStringLiteral("com.tevanic.NoticeAgent"), reportError);
+    const auto notificationCenter
+        = makeSystemNotificationCenter(runLoop, QStringLiteral("com.tevanic.NoticeAgent"), reportError);
     QtApplication application(argumentCount, argv, reportError);
     GatewayPlugin gateway(
-        applicationBundle.frameworksPath() + QStringLiteral("/libServiceTier.so"), reportError);
+        applicationBundle.frameworksPath() + QStringLiteral("/" GATEWAY_LIBRARY), reportError);
     const NoticeServices services {
         .application = application,
         .runLoop = runLoop,
         .mainBundle = mainBundle,
-        .notificationCenter = notificationCenter,
+        .notificationCenter = *notificationCenter,
         .makeGatewayClient = [&gateway] { return gateway.makeClient(); },
         .printLine = StandardStreams::printLine,
     };
     const auto mainStoryboard = makeMainStoryboard(services);
-    AppDelegate delegate(application, runLoop, mainBundle, mainStoryboard, notificationCenter);
+    AppDelegate delegate(application, runLoop, mainBundle, mainStoryboard, *notificationCenter);
     application.setDelegate(&delegate);
 
     // Listening comes first: messages wait on the bus connection while the desktop is opened.
     delegate.applicationDidFinishLaunching();
     application.openDesktop();
     runLoop.attach();
-    notificationCenter.attach();
+    notificationCenter->attach();
     terminationSignals.attach([&application, &delegate] { application.terminate(&delegate); });
     warmUp(runLoop, mainBundle, mainStoryboard);
     return application.run();

@@ -62,7 +62,7 @@ bool LogFile::open() {
         close();
         return false;
     }
-    device_ = status.st_dev;
+    device_ = static_cast<std::uint64_t>(status.st_dev);
     inode_ = status.st_ino;
     isInsideLine_ = false;
     return true;
@@ -76,8 +76,8 @@ void LogFile::close() {
 /// Negative when the path leads to another file, or to none.
 std::int64_t LogFile::sizeIfStillThere() const {
     struct stat status { };
-    const bool isThere = isOpen() && ::stat(path_.c_str(), &status) == 0 && status.st_dev == device_
-        && status.st_ino == inode_;
+    const bool isThere = isOpen() && ::stat(path_.c_str(), &status) == 0
+        && static_cast<std::uint64_t>(status.st_dev) == device_ && status.st_ino == inode_;
     return isThere ? status.st_size : -1;
 }
 

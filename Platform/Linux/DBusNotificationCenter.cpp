@@ -282,3 +282,8 @@ void DBusNotificationCenter::postNotificationName(
     dbus_connection_send(connection_, signal.get(), nullptr);
     flush();
 }
+
+std::unique_ptr<SystemNotificationCenter> makeSystemNotificationCenter(
+    RunLoop &runLoop, const QString &agentName, SystemNotificationCenter::ErrorReporter reportError) {
+    return std::make_unique<DBusNotificationCenter>(runLoop, agentName, std::move(reportError));
+}

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/DistributedNotificationCenter.h"
 #include "Platform/RunLoop.h"
+#include "Platform/SystemNotificationCenter.h"
 
 #include <memory>
 #include <vector>
@@ -17,10 +17,8 @@ class QSocketNotifier;
 /// It may be made, and observers added, before there is an event loop: what arrives waits on the connection
 /// until `attach()`. A bus that is absent or goes away is tried again once a second, and the observers are
 /// registered anew when it is there.
-class DBusNotificationCenter final : public DistributedNotificationCenter {
+class DBusNotificationCenter final : public SystemNotificationCenter {
 public:
-    using ErrorReporter = std::function<void(const QString &)>;
-
     /// @param runLoop        outlives the centre
     /// @param wellKnownName  the bus name that is owned as soon as there is an observer, so that others can
     ///                       wait for it; queued for when somebody else owns it; empty for none
@@ -29,8 +27,7 @@ public:
     DBusNotificationCenter(RunLoop &runLoop, QString wellKnownName, ErrorReporter reportError);
     ~DBusNotificationCenter() override;
 
-    /// Starts delivering: the QCoreApplication exists by now. Called once.
-    void attach();
+    void attach() override;
 
     bool isConnected() const { return connection_ != nullptr; }
 

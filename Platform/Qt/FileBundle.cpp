@@ -1,5 +1,6 @@
 #include "Platform/Qt/FileBundle.h"
 
+#include "Platform/ExecutablePath.h"
 #include "Platform/PropertyList.h"
 #include "Platform/StringTable.h"
 
@@ -9,10 +10,6 @@
 #include <QLocale>
 
 #include <utility>
-
-#ifdef Q_OS_MACOS
-#include <mach-o/dyld.h>
-#endif
 
 namespace {
 
@@ -70,17 +67,6 @@ public:
 private:
     QString folder_;
 };
-
-QString executablePath() {
-#ifdef Q_OS_MACOS
-    char path[4096];
-    uint32_t size = sizeof(path);
-    return _NSGetExecutablePath(path, &size) == 0 ? QFileInfo(QFile::decodeName(path)).canonicalFilePath()
-                                                  : QString();
-#else
-    return QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
-#endif
-}
 
 } // namespace
 

@@ -93,6 +93,7 @@ void QtApplication::endProcess() {
 #if defined(__SANITIZE_ADDRESS__)
     __lsan_do_leak_check();
 #endif
-    // Neither a request under way nor the desktop's own clearing up is waited for.
-    std::quick_exit(EXIT_SUCCESS);
+    // Neither a request under way nor the desktop's own clearing up is waited for. Not by quick_exit, which
+    // macOS lacks.
+    std::_Exit(EXIT_SUCCESS);
 }

@@ -1,0 +1,7 @@
+#include "Platform/ExecutablePath.h"
+
+#include <QFile>
+
+QString executablePath() {
+    return QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
+}
