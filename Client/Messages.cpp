@@ -9,18 +9,6 @@ namespace NoticeClient {
 
 namespace {
 
-// What the agent reads. The names differ from the notices' in places; that is how they are agreed upon.
-constexpr auto maintenanceKey = "WebSocketType";
-constexpr auto autoDisconnectKey = "AutoDisconnectWebSocketType";
-constexpr auto reauthenticationKey = "WebSocketReAuthType";
-constexpr auto concurrentSessionKey = "WebSocketAdminDisconnect";
-constexpr auto documentKey = "webSocketResponse";
-constexpr auto languageKey = "webSocketappLanguageKey";
-constexpr auto maintenanceTextKey = "MaintenanceMessageKey";
-constexpr auto autoDisconnectTextKey = "AutoDisconnectMessageKey";
-constexpr auto vpnStatusKey = "AutoDisconnectVPNStatus";
-constexpr auto logoKey = "HeaderLogoImage";
-
 Error invalid(std::string message) {
     return { ErrorCode::InvalidArgument, std::move(message) };
 }
@@ -98,9 +86,9 @@ void writeHeading(
 // The texts are looked at when the message is posted, all at one place; here only what asks for it earlier.
 Result<Message> messageOf(Dictionary userInfo, const Look &look) {
     if (!look.language.empty())
-        setEntry(userInfo, languageKey, { look.language });
+        setEntry(userInfo, Key::language, { look.language });
     if (look.headerLogo)
-        setEntry(userInfo, logoKey, { *look.headerLogo });
+        setEntry(userInfo, Key::headerLogo, { *look.headerLogo });
     for (const auto &entry : userInfo) {
         const auto *text = std::get_if<std::string>(&entry.value.content);
         if (text && !isText(*text))
@@ -159,16 +147,16 @@ Result<Message> CasbNotice::message() const {
     auto text = document();
     if (!text)
         return text.error();
-    return messageOf({ { documentKey, { std::move(*text) } } }, look);
+    return messageOf({ { Key::document, { std::move(*text) } } }, look);
 }
 
 Result<Message> ReauthenticationNotice::message() const {
-    return messageOf({ { reauthenticationKey, { true } } }, look);
+    return messageOf({ { Key::reauthentication, { true } } }, look);
 }
 
 Result<Message> AutoDisconnectNotice::message() const {
-    return messageOf({ { autoDisconnectKey, { true } }, { autoDisconnectTextKey, { text } },
-                         { vpnStatusKey, { vpn == Vpn::Connected } } },
+    return messageOf({ { Key::autoDisconnect, { true } }, { Key::autoDisconnectText, { text } },
+                         { Key::vpnStatus, { vpn == Vpn::Connected } } },
         look);
 }
 
@@ -182,14 +170,14 @@ Result<Message> ConcurrentSessionNotice::message() const {
     auto text = document();
     if (!text)
         return text.error();
-    return messageOf({ { concurrentSessionKey, { true } }, { documentKey, { std::move(*text) } } }, look);
+    return messageOf({ { Key::concurrentSession, { true } }, { Key::document, { std::move(*text) } } }, look);
 }
 
 Result<Message> MaintenanceNotice::message() const {
-    Dictionary userInfo { { maintenanceKey, { true } }, { maintenanceTextKey, { text } } };
+    Dictionary userInfo { { Key::maintenance, { true } }, { Key::maintenanceText, { text } } };
     // The agent looks at this notice's logo only when there is a document, whatever that says.
     if (look.headerLogo)
-        setEntry(userInfo, documentKey, { std::string() });
+        setEntry(userInfo, Key::document, { std::string() });
     return messageOf(std::move(userInfo), look);
 }
 

@@ -142,6 +142,21 @@ NOTICE_CLIENT_EXPORT bool isText(std::string_view bytes);
 /// An array on the bus, which a message's user info is, holds no more bytes than this.
 inline constexpr std::size_t mostBytes = 64 * 1024 * 1024;
 
+/// The keys of a message's user info that the agent reads. Their names differ from the notices' in places;
+/// that is how they are agreed upon.
+namespace Key {
+inline constexpr auto maintenance = "WebSocketType";
+inline constexpr auto autoDisconnect = "AutoDisconnectWebSocketType";
+inline constexpr auto reauthentication = "WebSocketReAuthType";
+inline constexpr auto concurrentSession = "WebSocketAdminDisconnect";
+inline constexpr auto document = "webSocketResponse";
+inline constexpr auto language = "webSocketappLanguageKey";
+inline constexpr auto maintenanceText = "MaintenanceMessageKey";
+inline constexpr auto autoDisconnectText = "AutoDisconnectMessageKey";
+inline constexpr auto vpnStatus = "AutoDisconnectVPNStatus";
+inline constexpr auto headerLogo = "HeaderLogoImage";
+} // namespace Key
+
 /// A brand's words, as in the property list `Application_Shared` of its bundle. The agent fixes the message's
 /// name at its launch.
 struct Brand {

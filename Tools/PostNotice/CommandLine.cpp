@@ -1,7 +1,6 @@
 #include "Tools/PostNotice/CommandLine.h"
 
 #include "Tools/PostNotice/Failure.h"
-#include "Tools/PostNotice/InputFile.h"
 
 #include <algorithm>
 #include <array>
@@ -12,18 +11,8 @@
 
 namespace {
 
-// What the agent reads. The names differ from the notices' in places; that is how the main client spells
-// them.
-constexpr auto maintenanceKey = "WebSocketType";
-constexpr auto autoDisconnectKey = "AutoDisconnectWebSocketType";
-constexpr auto reauthenticationKey = "WebSocketReAuthType";
-constexpr auto concurrentSessionKey = "WebSocketAdminDisconnect";
-constexpr auto documentKey = "webSocketResponse";
-constexpr auto languageKey = "webSocketappLanguageKey";
-constexpr auto maintenanceTextKey = "MaintenanceMessageKey";
-constexpr auto autoDisconnectTextKey = "AutoDisconnectMessageKey";
-constexpr auto vpnStatusKey = "AutoDisconnectVPNStatus";
-constexpr auto logoKey = "HeaderLogoImage";
+namespace Key = NoticeClient::Key;
+using NoticeClient::Value;
 
 constexpr CommandLine::Duration defaultWait = std::chrono::seconds(10);
 constexpr CommandLine::Duration defaultReauthenticationWait = std::chrono::seconds(60);
@@ -39,7 +28,7 @@ struct Given {
     std::optional<std::string> value; ///< there when the option takes one that is not optional
 
     const std::string &text() const {
-        if (!InputFile::isText(*value))
+        if (!NoticeClient::isText(*value))
             fail(option + ": not UTF-8 text");
         return *value;
     }
@@ -58,7 +47,7 @@ struct Given {
         return result;
     }
     void checkKey(const std::string &key) const {
-        if (key.empty() || !InputFile::isText(key))
+        if (key.empty() || !NoticeClient::isText(key))
             fail(option + ": a key must be UTF-8 text that is not empty");
     }
 
@@ -153,34 +142,34 @@ constexpr std::array options {
     // The notices.
     Option { "--maintenance", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            addFlag(line, given, maintenanceKey);
-            add(line, given, maintenanceTextKey, Value { given.text() });
+            addFlag(line, given, Key::maintenance);
+            add(line, given, Key::maintenanceText, Value { given.text() });
         } },
     Option { "--auto-disconnect", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            addFlag(line, given, autoDisconnectKey);
-            add(line, given, autoDisconnectTextKey, Value { given.text() });
+            addFlag(line, given, Key::autoDisconnect);
+            add(line, given, Key::autoDisconnectText, Value { given.text() });
         } },
     Option { "--vpn-connected", Argument::None,
-        [](CommandLine &line, const Given &given) { addFlag(line, given, vpnStatusKey); } },
+        [](CommandLine &line, const Given &given) { addFlag(line, given, Key::vpnStatus); } },
     Option { "--re-authenticate", Argument::None,
-        [](CommandLine &line, const Given &given) { addFlag(line, given, reauthenticationKey); } },
+        [](CommandLine &line, const Given &given) { addFlag(line, given, Key::reauthentication); } },
     Option { "--concurrent-session", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            addFlag(line, given, concurrentSessionKey);
-            add(line, given, documentKey, CommandLine::TextFile { *given.value });
+            addFlag(line, given, Key::concurrentSession);
+            add(line, given, Key::document, CommandLine::TextFile { *given.value });
         } },
     Option { "--casb", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            add(line, given, documentKey, CommandLine::TextFile { *given.value });
+            add(line, given, Key::document, CommandLine::TextFile { *given.value });
         } },
     Option { "--language", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            add(line, given, languageKey, Value { given.text() });
+            add(line, given, Key::language, Value { given.text() });
         } },
     Option { "--logo", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            add(line, given, logoKey, CommandLine::DataFile { *given.value });
+            add(line, given, Key::headerLogo, CommandLine::DataFile { *given.value });
         } },
     // Whom it is for.
     Option { "--folder", Argument::Required,
@@ -189,6 +178,12 @@ constexpr std::array options {
         [](CommandLine &line, const Given &given) { line.name = given.text(); } },
     Option { "--object", Argument::Required,
         [](CommandLine &line, const Given &given) { line.object = given.text(); } },
+    Option { "--user", Argument::Required,
+        [](CommandLine &line, const Given &given) { line.user = given.text(); } },
+    Option { "--bus", Argument::Required,
+        [](CommandLine &line, const Given &given) { line.session.busAddress = given.text(); } },
+    Option { "--display", Argument::Required,
+        [](CommandLine &line, const Given &given) { line.session.display = given.text(); } },
     // What happens before and after.
     Option { "--start", Argument::Required,
         [](CommandLine &line, const Given &given) { line.bundleToStart = *given.value; } },
@@ -201,7 +196,7 @@ constexpr std::array options {
             line.waitForReauthentication = given.value ? given.duration() : defaultReauthenticationWait;
         } },
     Option { "--vendor", Argument::Required,
-        [](CommandLine &line, const Given &given) { line.vendor = given.text(); } },
+        [](CommandLine &line, const Given &given) { line.brand.vendor = given.text(); } },
     // About the command.
     Option { "--quiet", Argument::None,
         [](CommandLine &line, const Given &) { line.progress = CommandLine::Progress::Silent; } },
@@ -219,6 +214,8 @@ void checkTogether(CommandLine &line) {
         fail("no message: give a notice, --plist, an entry or --no-user-info; see --help");
     if (line.name && line.folder)
         fail("--name: given together with --folder");
+    if (line.folder)
+        line.brand.logFolderName = *line.folder;
     // A message that is posted before the agent observes is lost.
     if (line.bundleToStart && !line.wait)
         line.wait = defaultWait;
@@ -256,14 +253,6 @@ CommandLine CommandLine::parse(const std::vector<std::string> &arguments) {
     return line;
 }
 
-std::string CommandLine::notificationName() const {
-    return name ? *name : folder.value_or("zelvik") + "_socketMessageNotifier";
-}
-
-std::string CommandLine::reauthenticationName() const {
-    return vendor + "_webSocketToMainAppNotifier";
-}
-
 const char *CommandLine::help() {
     return R"(Usage: post-notice [OPTION]...
 
@@ -294,6 +283,12 @@ Receiver:
                               name begins with (zelvik)
   --name FULLNAME             the message's whole name instead
   --object OBJECT             the message's object (none)
+  --user USER                 that user's session, by name or number; another
+                              user's is for root alone
+  --bus ADDRESS               the session bus, for example
+                              unix:path=/run/user/1000/bus (found out)
+  --display DISPLAY           the X11 display of an agent that is started, for
+                              example :0 (found out)
 
 Agent:
   --start BUNDLE              start the agent of that NoticeAgent.app unless one
@@ -311,6 +306,6 @@ Agent:
   --help                      show this
 
 Exit status: 0 posted; 1 failed; 2 wrong usage; 3 posted, but no
-re-authentication notification came.
+re-authentication notification came; 4 the user has no session.
 )";
 }

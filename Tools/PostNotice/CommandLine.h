@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tools/PostNotice/Value.h"
+#include "Client/NoticeClient.h"
 
 #include <chrono>
 #include <optional>
@@ -22,7 +22,7 @@ struct CommandLine {
     struct EntryOption {
         std::string option;
         std::string key;
-        std::variant<Value, TextFile, DataFile> source;
+        std::variant<NoticeClient::Value, TextFile, DataFile> source;
     };
 
     enum class Task { Post, ShowHelp, ShowVersion };
@@ -36,17 +36,16 @@ struct CommandLine {
     std::optional<std::string> folder;
     std::optional<std::string> name;
     std::string object;
+    std::optional<std::string> user; ///< whose session, by name or number; nothing for the own one
+    NoticeClient::Session::Overrides session;
+    NoticeClient::Brand brand;
     std::optional<std::string> bundleToStart;
     std::optional<Duration> wait;
     std::optional<Duration> waitForReauthentication;
-    std::string vendor = "zelvik";
     Progress progress = Progress::Told;
 
     /// Throws `Failure` with the usage status, naming the option.
     static CommandLine parse(const std::vector<std::string> &arguments);
 
     static const char *help();
-
-    std::string notificationName() const;
-    std::string reauthenticationName() const;
 };

@@ -1,9 +1,7 @@
 #include "Tools/PostNotice/InputFile.h"
 
+#include "Client/NoticeClient.h"
 #include "Tools/PostNotice/Failure.h"
-#include "Tools/PostNotice/SessionBus.h"
-
-#include <dbus/dbus.h>
 
 #include <array>
 #include <cerrno>
@@ -35,7 +33,7 @@ std::string InputFile::read(const std::string &option, const std::string &path) 
     std::array<char, 65536> block {};
     while (const auto count = std::fread(block.data(), 1, block.size(), file.get())) {
         bytes.append(block.data(), count);
-        if (bytes.size() > SessionBus::mostBytes)
+        if (bytes.size() > NoticeClient::mostBytes)
             fail(option, path, "more than the bus carries in one message");
     }
     if (std::ferror(file.get()))
@@ -45,11 +43,7 @@ std::string InputFile::read(const std::string &option, const std::string &path) 
 
 std::string InputFile::readText(const std::string &option, const std::string &path) {
     auto bytes = read(option, path);
-    if (!isText(bytes))
+    if (!NoticeClient::isText(bytes))
         fail(option, path, "not UTF-8 text");
     return bytes;
-}
-
-bool InputFile::isText(const std::string &bytes) {
-    return bytes.find('\0') == std::string::npos && dbus_validate_utf8(bytes.c_str(), nullptr);
 }

@@ -11,7 +11,4 @@ std::string read(const std::string &option, const std::string &path);
 /// The same for a text, which must be UTF-8 without a zero byte.
 std::string readText(const std::string &option, const std::string &path);
 
-/// Whether these bytes can be sent as a text.
-bool isText(const std::string &bytes);
-
 } // namespace InputFile

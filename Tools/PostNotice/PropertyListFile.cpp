@@ -12,6 +12,8 @@
 #include <memory>
 #include <string_view>
 
+using namespace NoticeClient;
+
 namespace {
 
 // The bus refuses values nested much deeper.
@@ -59,7 +61,7 @@ private:
 
     std::string text(const char *bytes) const {
         std::string result(bytes ? bytes : "");
-        if (!InputFile::isText(result))
+        if (!NoticeClient::isText(result))
             fail("not UTF-8 text");
         return result;
     }

@@ -2,20 +2,20 @@
 //
 //   CommandLine       what the user asked for
 //   PropertyListFile  a message's entries from a property list; InputFile reads every file
-//   Value             an entry's value, with a type for each one a property list has
-//   SessionBus        posts, and waits for names and notifications
-//   AgentProcess      the agent started by --start
+//   Bundle            the agent that --start names
 //   Failure           how every part ends the command
+//
+// The library NoticeClient does the rest.
 
-#include "Tools/PostNotice/AgentProcess.h"
+#include "Client/NoticeClient.h"
+#include "Tools/PostNotice/Bundle.h"
 #include "Tools/PostNotice/CommandLine.h"
 #include "Tools/PostNotice/Failure.h"
 #include "Tools/PostNotice/InputFile.h"
 #include "Tools/PostNotice/PropertyListFile.h"
-#include "Tools/PostNotice/SessionBus.h"
 
-#include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <exception>
 #include <optional>
@@ -24,7 +24,16 @@
 
 namespace {
 
-constexpr auto agentName = "com.tevanic.NoticeAgent";
+using NoticeClient::Agent;
+using NoticeClient::ErrorCode;
+using NoticeClient::Message;
+using NoticeClient::Session;
+using NoticeClient::Value;
+
+[[noreturn]] void fail(const std::string &option, const NoticeClient::Error &error) {
+    const bool isNoSession = error.code == ErrorCode::NoSession || error.code == ErrorCode::NoDisplay;
+    throw Failure(option + error.message, isNoSession ? ExitStatus::NoSession : ExitStatus::Failed);
+}
 
 std::string inSeconds(CommandLine::Duration duration) {
     std::array<char, 32> text {};
@@ -41,80 +50,90 @@ Value valueOf(const CommandLine::EntryOption &entry) {
     if (const auto *file = std::get_if<CommandLine::TextFile>(&entry.source))
         return { InputFile::readText(entry.option, file->path) };
     if (const auto *file = std::get_if<CommandLine::DataFile>(&entry.source))
-        return { Data { InputFile::read(entry.option, file->path) } };
+        return { NoticeClient::Data { InputFile::read(entry.option, file->path) } };
     return std::get<Value>(entry.source);
 }
 
-Notification notificationOf(const CommandLine &line) {
-    Notification notification { line.notificationName(), line.object, std::nullopt };
+Message messageOf(const CommandLine &line) {
+    Message message { std::nullopt, line.name, line.object };
     if (line.userInfo == CommandLine::UserInfo::LeftOut)
-        return notification;
-    notification.userInfo
-        = line.propertyList ? readPropertyList("--plist", *line.propertyList) : Dictionary();
+        return message;
+    message.userInfo
+        = line.propertyList ? readPropertyList("--plist", *line.propertyList) : NoticeClient::Dictionary();
     for (const auto &entry : line.entries)
-        setEntry(*notification.userInfo, entry.key, valueOf(entry));
-    return notification;
+        setEntry(*message.userInfo, entry.key, valueOf(entry));
+    return message;
 }
 
-void waitForAgent(SessionBus &bus, const CommandLine &line) {
-    if (bus.isOwned(agentName))
+Session sessionOf(const CommandLine &line) {
+    if (!line.user)
+        return Session::current(line.session);
+    uid_t number = 0;
+    const char *const end = line.user->data() + line.user->size();
+    const auto [rest, error] = std::from_chars(line.user->data(), end, number);
+    const bool isNumber = error == std::errc() && rest == end;
+    auto session
+        = isNumber ? Session::forUser(number, line.session) : Session::forUser(*line.user, line.session);
+    if (!session)
+        fail("--user: ", session.error());
+    return std::move(*session);
+}
+
+Agent connect(const CommandLine &line) {
+    auto agent = Agent::connect(sessionOf(line), line.brand);
+    if (!agent)
+        fail(line.user ? "--user: " : "no session bus: ", agent.error());
+    return std::move(*agent);
+}
+
+void startUnlessThere(Agent &agent, const CommandLine &line) {
+    const auto isThere = agent.isListening();
+    if (!isThere)
+        fail("", isThere.error());
+    if (*isThere)
         return;
-    std::optional<AgentProcess> agent;
-    if (line.bundleToStart) {
-        agent = AgentProcess::start(*line.bundleToStart);
-        tell(line, "started " + AgentProcess::executable(*line.bundleToStart));
-    }
-
-    constexpr std::chrono::milliseconds betweenLooks(50);
-    const auto deadline = SessionBus::Clock::now() + *line.wait;
-    for (;;) {
-        const auto now = SessionBus::Clock::now();
-        const auto event = bus.waitForEvent(agent ? std::min(deadline, now + betweenLooks) : deadline);
-        if (event == SessionBus::Event::OwnerCame)
-            return;
-        if (event == SessionBus::Event::BusVanished)
-            throw Failure("the session bus went away while waiting for the agent");
-        const auto ending = agent ? agent->ending() : std::nullopt;
-        if (ending)
-            throw Failure(
-                "--start: " + *line.bundleToStart + ": the agent " + *ending + " before it was ready");
-        if (!event && now >= deadline)
-            throw Failure("--wait: no agent within " + inSeconds(*line.wait));
-    }
+    const auto bundle = bundleNamed(*line.bundleToStart);
+    if (const auto started = agent.start(bundle); !started)
+        fail("--start: ", started.error());
+    tell(line, "started " + bundle + "/Contents/Linux/NoticeAgent");
 }
 
-void waitForReauthentication(SessionBus &bus, const CommandLine &line) {
-    const auto fail = [](const std::string &reason) {
-        throw Failure("--wait-reauthentication: " + reason, ExitStatus::NoReauthentication);
-    };
-    const auto deadline = SessionBus::Clock::now() + *line.waitForReauthentication;
-    for (;;) {
-        const auto event = bus.waitForEvent(deadline);
-        if (!event)
-            fail("no notification within " + inSeconds(*line.waitForReauthentication));
-        else if (event == SessionBus::Event::OwnerVanished)
-            fail("the agent ended without a notification");
-        else if (event == SessionBus::Event::BusVanished)
-            fail("the session bus went away");
-        else if (event == SessionBus::Event::NotificationCame)
-            return tell(line, "received " + line.reauthenticationName());
-    }
+void waitForAgent(Agent &agent, const CommandLine &line) {
+    if (line.bundleToStart)
+        startUnlessThere(agent, line);
+    const auto came = agent.waitUntilListening(*line.wait);
+    if (came)
+        return;
+    if (came.error().code == ErrorCode::TimedOut)
+        throw Failure("--wait: no agent within " + inSeconds(*line.wait));
+    fail(line.bundleToStart ? "--start: " + *line.bundleToStart + ": " : "--wait: ", came.error());
+}
+
+void waitForReauthentication(Agent &agent, const CommandLine &line) {
+    const auto came = agent.waitForReauthentication(*line.waitForReauthentication);
+    if (came)
+        return tell(line, "received " + line.brand.reauthenticationName());
+    const auto reason = came.error().code == ErrorCode::TimedOut
+        ? "no notification within " + inSeconds(*line.waitForReauthentication)
+        : came.error().message;
+    throw Failure("--wait-reauthentication: " + reason, ExitStatus::NoReauthentication);
 }
 
 void post(const CommandLine &line) {
     // Before anything is reached, so that a wrong file starts no agent.
-    const auto notification = notificationOf(line);
-    SessionBus bus;
-    if (line.wait || line.waitForReauthentication)
-        bus.watchOwner(agentName);
-    if (line.waitForReauthentication)
-        bus.watchNotification(line.reauthenticationName());
+    const auto message = messageOf(line);
+    auto agent = connect(line);
+    if (line.waitForReauthentication) {
+        if (const auto observed = agent.observeReauthentication(); !observed)
+            fail("", observed.error());
+    }
     if (line.wait)
-        waitForAgent(bus, line);
-    bus.post(notification);
-    tell(line, "posted " + notification.name);
+        waitForAgent(agent, line);
+    if (const auto posted = agent.post(message); !posted)
+        fail("", posted.error());
+    tell(line, "posted " + message.name.value_or(line.brand.messageName()));
     if (line.waitForReauthentication)
-        waitForReauthentication(bus, line);
+        waitForReauthentication(agent, line);
 }
 
 ExitStatus run(const std::vector<std::string> &arguments) {
