@@ -1,11 +1,13 @@
 # What is installed where, and the Debian packages that cpack makes of it:
 #   notice-agent            the bundle, post-notice, gallery, manual pages, documents
 #   notice-agent-dbgsym     its debug symbols
+#   notice-agent-brand-kit  the command that makes other brands of the bundle
 include(GNUInstallDirs)
 
 set(NOTICE_MAINTAINER "Notice Agent maintainers <maintainers@notice-agent.example>" CACHE STRING
     "Who answers for the packages: name and address")
 set(agentFolder lib/notice-agent)
+set(kitFolder ${CMAKE_INSTALL_DATADIR}/notice-agent/brand)
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/notice-agent)
 
 # Functions and lines, for the symbols' package, in what is shipped and in no test; paths as in the source tree,
@@ -28,6 +30,14 @@ install(FILES README.md ARCHITECTURE.md CONTRIBUTING.md SECURITY.md DESTINATION 
 install(FILES ServiceTier/portalGatewayServiceTier.h DESTINATION ${documents}/ServiceTier)
 install(DIRECTORY docs DESTINATION ${documents} FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
 install(DIRECTORY Tools/samples DESTINATION ${documents}/Tools)
+
+# --- the package of the brand kit -----------------------------------------------------------------
+
+install(PROGRAMS Packaging/brand/brand-notices DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT kit)
+install(PROGRAMS Scripts/check-tables DESTINATION ${kitFolder} COMPONENT kit)
+install(FILES Packaging/debian/copyright Packaging/debian/postinst.in Packaging/debian/postrm.in
+    Packaging/debian/tmpfiles.conf.in DESTINATION ${kitFolder}/debian COMPONENT kit)
+install(DIRECTORY Packaging/brand/sample DESTINATION ${documents}-brand-kit/examples COMPONENT kit)
 
 # --- what only a Debian package has ---------------------------------------------------------------
 
@@ -66,8 +76,10 @@ endfunction()
 
 set(manuals ${CMAKE_INSTALL_MANDIR}/man1)
 package_documents(notice-agent agent)
+package_documents(notice-agent-brand-kit kit)
 compressed(${PROJECT_SOURCE_DIR}/Tools/PostNotice/post-notice.1 ${manuals} post-notice.1 agent)
 compressed(${PROJECT_SOURCE_DIR}/Tools/Gallery/gallery.1 ${manuals} gallery.1 agent)
+compressed(${PROJECT_SOURCE_DIR}/Packaging/brand/brand-notices.1 ${manuals} brand-notices.1 kit)
 
 # --- cpack ----------------------------------------------------------------------------------------
 
@@ -80,7 +92,7 @@ set(CPACK_PACKAGE_CONTACT "${NOTICE_MAINTAINER}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_COMPONENTS_ALL agent)
+set(CPACK_COMPONENTS_ALL agent kit)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 
@@ -99,7 +111,7 @@ set(CPACK_DEBIAN_AGENT_DEBUGINFO_PACKAGE ON)
 set(CPACK_DEBIAN_AGENT_PACKAGE_DEPENDS "libqt6svg6 (>= 6.4)")
 set(CPACK_DEBIAN_AGENT_PACKAGE_RECOMMENDS
     "ca-certificates, default-dbus-session-bus | dbus-session-bus, fonts-noto-core")
-set(CPACK_DEBIAN_AGENT_PACKAGE_SUGGESTS "fonts-noto-cjk, qt6-wayland, xwayland")
+set(CPACK_DEBIAN_AGENT_PACKAGE_SUGGESTS "fonts-noto-cjk, notice-agent-brand-kit, qt6-wayland, xwayland")
 set(CPACK_DEBIAN_AGENT_PACKAGE_CONTROL_EXTRA ${debian}/postinst ${debian}/postrm)
 set(CPACK_DEBIAN_AGENT_DESCRIPTION "notices of a main security client
 The main client draws no pop-ups of its own: it starts this agent and posts one
@@ -110,4 +122,13 @@ for maintenance.
 
 With it come post-notice, which posts a message from a script, and gallery,
 which draws every notice of a bundle on one page.")
+set(CPACK_DEBIAN_KIT_PACKAGE_NAME notice-agent-brand-kit)
+set(CPACK_DEBIAN_KIT_PACKAGE_SECTION misc)
+set(CPACK_DEBIAN_KIT_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_KIT_PACKAGE_DEPENDS "notice-agent (>= ${PROJECT_VERSION}), python3:any")
+set(CPACK_DEBIAN_KIT_DESCRIPTION "makes other brands of the notice agent
+The command brand-notices takes a folder with the settings, the logo and the
+texts of a brand, says in plain words what is wrong or doubtful about them, and
+makes a branded bundle and a branded Debian package of the installed agent.
+Nothing is compiled for it.")
 include(CPack)

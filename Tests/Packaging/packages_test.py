@@ -21,13 +21,14 @@ ACCENT = (30, 34, 52)
 
 
 def setUpModule():
-    global folder, packages, agent, symbols
+    global folder, packages, agent, symbols, kit
     folder = Path(tempfile.mkdtemp(prefix="notice-packages-"))
     unittest.addModuleCleanup(shutil.rmtree, folder, ignore_errors=True)
     packages = folder / "first"
     packages.mkdir()
     make_packages(packages)
     agent = only(packages.glob("notice-agent_*.deb"))
+    kit = only(packages.glob("notice-agent-brand-kit_*.deb"))
     symbols = only(packages.glob("notice-agent-dbgsym_*.ddeb"))
 
 
@@ -167,6 +168,33 @@ class LifeTest(unittest.TestCase):
         self.assertFalse((self.root / LOG_FOLDER).exists())
         other.unlink()
         other.parent.rmdir()
+        self.assertEqual(self.root.files(), before)
+
+    def test_a_brand_made_by_the_installed_kit_lives_beside_the_agent(self):
+        before = self.root.files()
+        self.root.dpkg("--install", agent, kit)
+        sample = self.root / "usr/share/doc/notice-agent-brand-kit/examples/sample"
+        package = self.root.path.parent / f"{self.root.path.name}.deb"
+        self.addCleanup(package.unlink, missing_ok=True)
+        # The folder stands for a system, but is none whose dpkg could be asked: so the agent goes by its package.
+        run(self.root / "usr/bin/brand-notices", "--agent", agent, "--package", package, sample)
+        for name in ("Version", "Depends", "Architecture"):
+            self.assertEqual(field(package, name), field(agent, name))
+        self.root.dpkg("--install", package)
+
+        notices = Notices()
+        self.addCleanup(notices.end)
+        notices.show(self.root / "usr/bin/post-notice", "--start", "lumora-notice-agent", "--folder", "lumora",
+                     "--maintenance", "Back at 18:00.")
+        self.assertEqual(notices.executable(),
+                         str(self.root / "usr/lib/lumora-notice-agent/NoticeAgent.app/Contents/Linux/NoticeAgent"))
+        notices.wait_pixel(436, 58, (0x0B, 0x5D, 0x51))
+        notices.end()
+
+        # Whichever goes last takes the folders that they share.
+        self.root.dpkg("--purge", "notice-agent-brand-kit", "notice-agent")
+        self.assertEqual(sorted(path.name for path in (self.root / "private/var/log").iterdir()), ["lumora"])
+        self.root.dpkg("--purge", "lumora-notice-agent")
         self.assertEqual(self.root.files(), before)
 
     def test_without_systemd(self):

@@ -128,6 +128,10 @@ class Notices:
     def show(self, post_notice, *arguments):
         """Runs post-notice with these arguments; returns when the agent that it started shows a notice."""
         run(post_notice, *arguments, env=dict(self.desktop.environment))
+        self.attach()
+
+    def attach(self):
+        """Goes on with the agent that owns the name, once it shows a notice."""
         self.process = wait_until(lambda: self.desktop.bus.process_of(AGENT_NAME), "the agent owns its name")
         wait_until(self.window, "the notice's window is on the screen")
 
