@@ -21,6 +21,7 @@ from gi.repository import Gio, GLib  # noqa: E402
 ROOT = Path(__file__).resolve().parents[2]
 POST_NOTICE = Path(os.environ.get("POST_NOTICE", ROOT / "build/release/bin/post-notice"))
 DOCUMENTS = [ROOT / name for name in ("README.md", "ARCHITECTURE.md", "CONTRIBUTING.md", "CHANGELOG.md", "SECURITY.md")]
+DOCUMENTS += sorted((ROOT / "docs").rglob("*.md"))
 
 INTERFACE = "com.tevanic.DistributedNotificationCenter"
 PATH = "/com/tevanic/DistributedNotificationCenter"
@@ -145,7 +146,7 @@ class DocumentsTest(unittest.TestCase):
         for document in DOCUMENTS:
             for target in re.findall(r"\]\(([^)#]+)\)", document.read_text(encoding="utf-8")):
                 with self.subTest(document=document.name, target=target):
-                    self.assertTrue(target.startswith("https://") or (ROOT / target).exists())
+                    self.assertTrue(target.startswith("https://") or (document.parent / target).exists())
 
     def test_files_that_are_named_are_there(self):
         rooms = "Controllers|Support|Platform|ServiceTier|Resources|Tools|Tests|Benchmarks|Fuzz|Scripts|Packaging"
