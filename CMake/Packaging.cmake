@@ -22,10 +22,8 @@ set_target_properties(NoticeAgent ServiceTier post-notice gallery Controllers Su
 
 install(TARGETS NoticeAgent DESTINATION ${agentFolder}/NoticeAgent.app/Contents/Linux)
 install(TARGETS ServiceTier DESTINATION ${agentFolder}/NoticeAgent.app/Contents/Frameworks)
-install(FILES Resources/Info.plist DESTINATION ${agentFolder}/NoticeAgent.app/Contents)
-install(DIRECTORY Resources/ DESTINATION ${agentFolder}/NoticeAgent.app/Contents/Resources
-    FILES_MATCHING PATTERN Application_Shared.plist PATTERN "*.png" PATTERN "*.svg" PATTERN "*.strings"
-    PATTERN Main.storyboard EXCLUDE)
+install(FILES ${NOTICE_BUNDLE_CONTENTS}/Info.plist DESTINATION ${agentFolder}/NoticeAgent.app/Contents)
+install(DIRECTORY ${NOTICE_BUNDLE_CONTENTS}/Resources DESTINATION ${agentFolder}/NoticeAgent.app/Contents)
 install(FILES README.md ARCHITECTURE.md CONTRIBUTING.md SECURITY.md DESTINATION ${documents})
 install(FILES ServiceTier/portalGatewayServiceTier.h DESTINATION ${documents}/ServiceTier)
 install(DIRECTORY docs DESTINATION ${documents} FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
