@@ -11,6 +11,7 @@
 #include <cstring>
 #include <limits>
 #include <mutex>
+#include <string_view>
 
 namespace {
 
@@ -21,6 +22,15 @@ constexpr int parserOptions = XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_IGNO
 // The library compares every two attributes of an element. More of them than this are refused beforehand,
 // since a text of one megabyte could hold the agent up for a minute.
 constexpr int mostAttributes = 128;
+
+// It compares every two values that an attribute is declared to have, too.
+constexpr int mostDeclaredValues = 1'000;
+
+// For each element it looks through all the namespaces that its ancestors declare.
+constexpr int mostNamespaces = 256;
+
+// It finds a name the more slowly the more different ones there are.
+constexpr std::size_t mostBytesOfNames = 50'000;
 
 bool isNameStart(char character) {
     switch (character) {
@@ -42,22 +52,38 @@ bool isNameStart(char character) {
     }
 }
 
-// An attribute's value cannot hold a "<": whatever stands before it, a tag begins there.
+// Whether a tag or declaration, behind its "<", has no more of a character outside quotes than that. A value
+// in quotes cannot hold a "<": whatever stands before it, another begins there.
+bool hasFew(char counted, int most, const char *text, const char *end) {
+    char quote = '\0';
+    for (int count = 0; text != end && *text != '<' && (quote || *text != '>'); ++text) {
+        if (quote)
+            quote = *text == quote ? '\0' : quote;
+        else if (*text == '"' || *text == '\'')
+            quote = *text;
+        else if (*text == counted && ++count > most)
+            return false;
+    }
+    return true;
+}
+
+bool isDeclaredAttribute(const char *text, const char *end) {
+    constexpr std::string_view beginning = "!ATTLIST";
+    return std::string_view(text, static_cast<std::size_t>(end - text)).substr(0, beginning.size())
+        == beginning;
+}
+
+// Whether the library can read the text in a time in proportion to its length.
 bool hasFewAttributes(const char *text, const char *end) {
     while (const auto *tag
         = static_cast<const char *>(std::memchr(text, '<', static_cast<std::size_t>(end - text)))) {
         text = tag + 1;
-        if (text == end || !isNameStart(*text))
-            continue;
-        char quote = '\0';
-        for (int attributes = 0; text != end && *text != '<' && (quote || *text != '>'); ++text) {
-            if (quote)
-                quote = *text == quote ? '\0' : quote;
-            else if (*text == '"' || *text == '\'')
-                quote = *text;
-            else if (*text == '=' && ++attributes > mostAttributes)
-                return false;
-        }
+        if (text == end)
+            break;
+        if (isNameStart(*text) && !hasFew('=', mostAttributes, text, end))
+            return false;
+        if (*text == '!' && isDeclaredAttribute(text, end) && !hasFew('|', mostDeclaredValues, text, end))
+            return false;
     }
     return true;
 }
@@ -66,19 +92,17 @@ bool hasFewAttributes(const char *text, const char *end) {
 /// entities in attributes and in declarations, and attributes that an element has by declaration.
 class Allowance {
 public:
-    void spend(xmlParserCtxtPtr parser, std::size_t amount) {
-        left_ -= std::min(left_, amount);
-        if (isSpent())
-            xmlStopParser(parser);
-    }
+    void spend(std::size_t amount) { left_ -= std::min(left_, amount); }
     bool isSpent() const { return left_ == 0; }
 
 private:
     std::size_t left_ = 10'000'000; // bytes
 };
 
-// What each use of an entity or of a declared attribute costs beside its length, and each declaration.
-constexpr std::size_t costOfUse = 5'000;
+// What each use of an entity or of a declared attribute costs beside its length, and each complaint of the
+// library about what is well-formed. A name that a text is full of may well be an entity: so some ten
+// thousand uses are allowed.
+constexpr std::size_t costOfUse = 250;
 constexpr std::size_t costOfDeclaration = 10'000;
 
 /// What the library is handed back at each of its calls.
@@ -97,7 +121,10 @@ Reading &readingOf(void *context) {
 }
 
 void spend(void *context, std::size_t amount) {
-    readingOf(context).allowance.spend(asParser(context), amount);
+    auto &allowance = readingOf(context).allowance;
+    allowance.spend(amount);
+    if (allowance.isSpent())
+        xmlStopParser(asParser(context));
 }
 
 xmlEntityPtr usedEntity(void *context, xmlEntityPtr entity) {
@@ -131,6 +158,9 @@ void startElement(void *context, const xmlChar *name, const xmlChar *prefix, con
     for (int index = attributeCount - byDeclaration; index < attributeCount; ++index)
         spend(context,
             costOfUse + static_cast<std::size_t>(attributes[5 * index + 4] - attributes[5 * index + 3]));
+    constexpr int slotsOfNamespace = 2; // prefix and URI
+    if (asParser(context)->nsNr > slotsOfNamespace * mostNamespaces || readingOf(context).allowance.isSpent())
+        xmlStopParser(asParser(context));
     // The name as it is written: one with a prefix is another name.
     if (!asParser(context)->disableSAX)
         readingOf(context).content.beginElement(prefix ? nullptr : reinterpret_cast<const char *>(name));
@@ -148,6 +178,11 @@ void characters(void *context, const xmlChar *text, int length) {
         xmlStopParser(asParser(context));
 }
 
+// Nothing of a text goes to standard error. The parser is not stopped here, in the middle of what it does.
+void complaint(void *context, xmlErrorPtr) {
+    readingOf(context).allowance.spend(costOfUse);
+}
+
 void prepare(xmlSAXHandler &handler) {
     handler.getEntity = getEntity;
     handler.getParameterEntity = getParameterEntity;
@@ -160,6 +195,10 @@ void prepare(xmlSAXHandler &handler) {
     handler.reference = nullptr;
     handler.comment = nullptr;
     handler.processingInstruction = nullptr;
+    // What only a validation would use.
+    handler.elementDecl = nullptr;
+    handler.notationDecl = nullptr;
+    handler.serror = complaint;
 }
 
 struct FreeParser {
@@ -211,6 +250,7 @@ std::optional<XmlDocument> XmlDocument::parse(const QString &text) {
     auto content = std::make_unique<XmlContent>(static_cast<std::size_t>(bytes.size()));
     Reading reading { *content, Allowance() };
     parser->_private = &reading;
+    xmlDictSetLimit(parser->dict, mostBytesOfNames);
     prepare(*parser->sax);
     // The names of the elements are the parser's, and are kept beyond it.
     xmlDictReference(parser->dict);

@@ -66,7 +66,7 @@ class DocumentTest(HostileTestCase):
             self.assertEqual(parses, agent.running(), "whether it parses")
         agent.end()
 
-    @takes(8)
+    @takes(12)
     def test_documents_that_make_much_of_themselves(self):
         nested = "".join(f'<!ENTITY e{n} "{f"&e{n - 1};" * 10}">' for n in range(1, 12))
         parameters = "".join(f"<!ENTITY % p{n} '{f'&#37;p{n - 1};' * 10}'>" for n in range(1, 10))
@@ -81,10 +81,25 @@ class DocumentTest(HostileTestCase):
             "attributes by declaration": f'<!DOCTYPE d [{declared}]><d>{"<a/>" * 20_000}</d>',
             "a hundred thousand attributes": "<d " + " ".join(f'a{n}="1"' for n in range(100_000)) + "/>",
             "a hundred thousand namespaces": "<d " + " ".join(f'xmlns:a{n}="u"' for n in range(100_000)) + "/>",
+            "twenty thousand namespaces around a million elements":
+                "".join("<d " + " ".join(f'xmlns:a{level}_{n}="u"' for n in range(100)) + ">" for level in range(200))
+                + "<a/>" * 1_000_000 + "</d>" * 200,
+            "half a million names": "<d>" + "".join(f"<e{n}/>" for n in range(500_000)) + "</d>",
+            "half a million notations":
+                "<!DOCTYPE d [" + "".join(f'<!NOTATION e{n} SYSTEM "">' for n in range(500_000)) + "]><d/>",
+            "a hundred thousand values of an attribute":
+                "<!DOCTYPE d [<!ATTLIST d a (v" + "".join(f"|v{n}" for n in range(100_000)) + ") #IMPLIED>]><d/>",
         }
         for name, document in documents.items():
             with self.subTest(name):
                 self.assert_seen_through(document, parses=False)
+
+    def test_name_that_a_text_is_full_of_may_be_an_entity(self):
+        agent = self.launch()
+        self.post(webSocketResponse="<!DOCTYPE zelvik-secure-access [<!ENTITY company 'Example Limited'>]>"
+                  + notice_xml(body="BODY", head="many uses", timeout=600).replace("BODY", "&company; " * 20_000))
+        agent.wait_text("many uses by Cloud Access Policy", 10 * SLOWNESS)
+        agent.wait_text("Example Limited " * 20_000)
 
     @takes(3)
     def test_ten_thousand_levels(self):

@@ -201,10 +201,11 @@ TEST(XmlDocumentLimits, AShortEntityUsedVeryOftenIsBounded) {
     EXPECT_FALSE(isXml(xml));
 }
 
-TEST(XmlDocumentLimits, AnEntityUsedAFewTimesIsRead) {
-    const auto xml = QStringLiteral("<!DOCTYPE a [<!ENTITY e 'x'>]><a><b>")
-        + QStringLiteral("&e;").repeated(1000) + QStringLiteral("</b></a>");
-    EXPECT_EQ(textOf(xml), QString(1000, u'x'));
+TEST(XmlDocumentLimits, AnEntityThatALongTextIsFullOfIsRead) {
+    constexpr qsizetype uses = 20'000;
+    const auto xml = QStringLiteral("<!DOCTYPE a [<!ENTITY company 'Example Limited'>]><a><b>")
+        + QStringLiteral("&company; ").repeated(uses) + QStringLiteral("</b></a>");
+    EXPECT_TRUE(textOf(xml) == QStringLiteral("Example Limited ").repeated(uses));
 }
 
 TEST(XmlDocumentLimits, PredefinedEntitiesMayStandAnyNumberOfTimes) {
@@ -231,6 +232,90 @@ TEST(XmlDocumentLimits, ATagOfVeryManyAttributesIsRefused) {
 
 TEST(XmlDocumentLimits, ATagOfSomeAttributesIsRead) {
     EXPECT_EQ(textOf(QStringLiteral("<a%1><b%1>x</b></a>").arg(manyAttributes(100))), "x");
+}
+
+/// Elements within each other that declare so many namespaces each, around a text.
+QString namespacesInScope(int levels, int each, const QString &text) {
+    QString xml;
+    for (int level = 0; level < levels; ++level) {
+        xml += QStringLiteral("<a");
+        for (int number = 0; number < each; ++number)
+            xml += QStringLiteral(" xmlns:p%1_%2='u'").arg(level).arg(number);
+        xml += u'>';
+    }
+    return xml + text + QStringLiteral("</a>").repeated(levels);
+}
+
+TEST(XmlDocumentLimits, VeryManyNamespacesAtOnceAreRefused) {
+    // Unbounded, each of the elements within would take as long as there are namespaces.
+    EXPECT_FALSE(isXml(namespacesInScope(200, 100, QStringLiteral("<c/>").repeated(200'000))));
+    EXPECT_FALSE(isXml(namespacesInScope(1, 100'000, QString())));
+}
+
+TEST(XmlDocumentLimits, SomeNamespacesAreRead) {
+    EXPECT_TRUE(isXml(namespacesInScope(100, 2, QStringLiteral("<p0_0:c/>").repeated(1000))));
+    // Those that are over do not count.
+    EXPECT_TRUE(isXml(QStringLiteral("<r>") + namespacesInScope(1, 100, QString()).repeated(1000)
+        + QStringLiteral("</r>")));
+}
+
+QString numbered(const QString &form, int count) {
+    QString text;
+    for (int number = 0; number < count; ++number)
+        text += form.arg(number);
+    return text;
+}
+
+TEST(XmlDocumentLimits, VeryManyDifferentNamesAreRefused) {
+    constexpr int many = 300'000;
+    EXPECT_FALSE(isXml(QStringLiteral("<a>%1</a>").arg(numbered(QStringLiteral("<e%1/>"), many))));
+    EXPECT_FALSE(isXml(QStringLiteral("<a>%1</a>").arg(numbered(QStringLiteral("<?e%1?>"), many))));
+    EXPECT_FALSE(isXml(QStringLiteral("<a>%1</a>").arg(numbered(QStringLiteral("<e e%1=''/>"), many))));
+    for (const auto *declaration :
+        { "<!ELEMENT e%1 ANY>", "<!NOTATION e%1 SYSTEM ''>", "<!ENTITY e%1 ''>", "<!ATTLIST e%1>" })
+        EXPECT_FALSE(
+            isXml(QStringLiteral("<!DOCTYPE a [%1]><a/>").arg(numbered(QLatin1String(declaration), many))));
+}
+
+TEST(XmlDocumentLimits, SomeThousandDifferentNamesAreRead) {
+    EXPECT_TRUE(
+        isXml(QStringLiteral("<a>%1</a>").arg(numbered(QStringLiteral("<e%1/>"), 3'000).repeated(100))));
+}
+
+TEST(XmlDocumentLimits, VeryManyValuesOfADeclaredAttributeAreRefused) {
+    const auto document = [](const char *kind, int values) {
+        return QStringLiteral("<!DOCTYPE a [<!ATTLIST a b %1 (v%2) #IMPLIED>]><a/>")
+            .arg(QLatin1String(kind), numbered(QStringLiteral("|v%1"), values));
+    };
+    for (const auto *kind : { "", "NOTATION" }) {
+        EXPECT_TRUE(isXml(document(kind, 500)));
+        EXPECT_FALSE(isXml(document(kind, 200'000)));
+    }
+    const auto declaration
+        = QStringLiteral("<!ATTLIST a b (v%1) #IMPLIED>").arg(numbered(QStringLiteral("|v%1"), 200'000));
+    EXPECT_FALSE(isXml(QStringLiteral("<!DOCTYPE a [<!ENTITY % p \"%1\">%p;]><a/>").arg(declaration)));
+}
+
+TEST(XmlDocumentLimits, VerticalBarsInTextsAreNoValues) {
+    const QString bars(10'000, u'|');
+    EXPECT_EQ(textOf(QStringLiteral("<a><!-- %1 --><b c='%1'>%1</b></a>").arg(bars)), bars);
+}
+
+TEST(XmlDocumentLimits, VeryManyPrefixesWithoutNamespaceAreRefused) {
+    EXPECT_TRUE(isXml(QStringLiteral("<a>%1</a>").arg(QStringLiteral("<p:b/>").repeated(10'000))));
+    EXPECT_FALSE(isXml(QStringLiteral("<a>%1</a>").arg(QStringLiteral("<p:b/>").repeated(1'000'000))));
+}
+
+TEST(XmlDocumentLimits, NothingOfATextGoesToStandardError) {
+    testing::internal::CaptureStderr();
+    for (const auto *xml :
+        { "<a", "<a></b>", "<p:a/>", "<a>&e;</a>", "<!DOCTYPE a [<!ELEMENT a ANY><!ELEMENT a ANY>]><a/>",
+            "<!DOCTYPE a [<!NOTATION n SYSTEM ''><!NOTATION n SYSTEM ''>]><a/>",
+            "<!DOCTYPE a [<!ENTITY e ''><!ENTITY e ''>]><a/>",
+            "<!DOCTYPE a [<!ATTLIST a b ID #IMPLIED c ID #IMPLIED b (x|x) 'y'>]><a b='z'/>",
+            "<!DOCTYPE a [<!ENTITY e SYSTEM 'file:///outside'>]><a>&e;</a>" })
+        isXml(QLatin1String(xml));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(XmlDocumentLimits, EqualsSignsInTextsAreNoAttributes) {
