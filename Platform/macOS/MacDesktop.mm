@@ -11,8 +11,8 @@ NSWindow *windowOf(const QWindow *window) {
     return [reinterpret_cast<NSView *>(window->winId()) window];
 }
 
-// The library knows one level for what is kept above others, which is higher than a notice's, and sets it anew
-// whenever the window appears.
+// The library knows one level for what is kept above others, which is higher than a notice's, and sets it
+// anew whenever the window appears.
 void setLevel(NSWindow *window, Qt::WindowFlags flags) {
     [window setLevel:flags & Qt::WindowStaysOnTopHint ? NSFloatingWindowLevel : NSNormalWindowLevel];
 }
@@ -24,6 +24,9 @@ void Desktop::beginLoadingFonts() { }
 void Desktop::finishLoadingFonts() { }
 
 void Desktop::prepare() { }
+
+// It is known beforehand.
+void Desktop::willAppear() { }
 
 bool Desktop::isPresent() {
     // There is none in a session without a login window, such as one over the network.
@@ -49,7 +52,7 @@ void Desktop::willMap(QWindow *window, bool) {
         [native setTitlebarAppearsTransparent:YES];
         [native setTitleVisibility:NSWindowTitleHidden];
         [native setCollectionBehavior:NSWindowCollectionBehaviorCanJoinAllSpaces
-            | NSWindowCollectionBehaviorFullScreenAuxiliary | NSWindowCollectionBehaviorIgnoresCycle];
+                | NSWindowCollectionBehaviorFullScreenAuxiliary | NSWindowCollectionBehaviorIgnoresCycle];
         // An agent is never the active application, and its windows stay.
         [native setHidesOnDeactivate:NO];
         setLevel(native, window->flags());
