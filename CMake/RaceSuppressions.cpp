@@ -1,0 +1,16 @@
+// Compiled into every program that looks for races: what libraries that are not built for it look like.
+
+extern "C" [[gnu::visibility("default")]] const char *__tsan_default_suppressions();
+
+extern "C" const char *__tsan_default_suppressions() {
+    return
+        // A connection's lock and the one over all connections are taken in both orders, the second way only
+        // for a connection that nobody else has any more.
+        "deadlock:libdbus-1.so\n"
+        // The locks of a class and of the run time in a single thread, at the first use of the class.
+        "deadlock:libgnustep-base.so\n"
+        // Their atomic counts and locks cannot be seen, so that memory that goes from thread to thread within
+        // them looks unguarded. What our own code does with it is still watched.
+        "called_from_lib:libQt6Core.so.6\n"
+        "called_from_lib:libQt6Gui.so.6\n";
+}
