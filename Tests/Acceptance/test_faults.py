@@ -4,6 +4,7 @@ import os
 import plistlib
 import shutil
 import signal
+import struct
 import subprocess
 import time
 
@@ -12,7 +13,8 @@ import dbus.bus
 import dbus.lowlevel
 
 from desktop import AGENT_NAME, CENTER_INTERFACE, CENTER_PATH, Screen, holds_for, wait_until
-from harness import DEFAULT_HEADER, LOG_ROOT, THREE_ROWS, NoticeTestCase, Starts, bus_value, takes
+from harness import (COUNTDOWN, DEFAULT_HEADER, LAUNCHED, LOG_ROOT, THREE_ROWS, NoticeTestCase, Starts, bus_value,
+                     takes)
 from hostile import IS_SANITIZED, SLOWNESS
 
 
@@ -62,6 +64,16 @@ class FaultTestCase(NoticeTestCase):
     def post_and_see(self, agent, text, **more):
         self.post(WebSocketType=True, MaintenanceMessageKey=text, **more)
         agent.wait_text(text, 15)
+
+    def build_library(self, name, source):
+        """A shared library of this C++ text; its path."""
+        path = os.path.join(self.folder, f"{name}.so")
+        compiler = shutil.which("c++")
+        if not compiler:
+            self.skipTest("there is no compiler to build a library with")
+        subprocess.run([compiler, "-std=c++20", "-shared", "-fPIC", "-x", "c++", "-", "-o", path],
+                       input=source.encode(), check=True)
+        return path
 
 
 class BusFaultTest(FaultTestCase):
@@ -302,12 +314,7 @@ class FileFaultTest(FaultTestCase):
 class PluginFaultTest(FaultTestCase):
 
     def compiled(self, source):
-        path = os.path.join(self.folder, "plugin.so")
-        compiler = shutil.which("c++")
-        if not compiler:
-            self.skipTest("there is no compiler to build a plug-in with")
-        subprocess.run([compiler, "-shared", "-fPIC", "-x", "c++", "-", "-o", path], input=source.encode(), check=True)
-        with open(path, "rb") as file:
+        with open(self.build_library("plugin", source), "rb") as file:
             return file.read()
 
     @takes(12)
@@ -350,6 +357,67 @@ class PluginFaultTest(FaultTestCase):
                     [("error", f"The gateway client {path} cannot be used: {reason}.")],
                     [record for record in agent.log.pairs() if record[0] == "error"])
                 os.remove(agent.log.path)
+
+
+class ClockFaultTest(FaultTestCase):
+    """The wall clock is set while the agent runs."""
+
+    HOUR = 3600
+    YEAR = 365 * 24 * HOUR
+
+    def launch_by_a_clock_that_can_be_set(self):
+        with open(os.path.join(os.path.dirname(__file__), "ShiftedClock.cpp"), encoding="utf-8") as file:
+            library = self.build_library("clock", file.read())
+        self.clock = os.path.join(self.folder, "clock")
+        self.set_clock(0)
+        return self.launch(environment={
+            "LD_PRELOAD": library, "SHIFTED_CLOCK": self.clock,
+            "ASAN_OPTIONS": f"{os.environ.get('ASAN_OPTIONS', '')}:verify_asan_link_order=0"})
+
+    def set_clock(self, seconds):
+        # In its place: the agent has it mapped.
+        with open(self.clock, "r+b" if os.path.exists(self.clock) else "wb") as file:
+            file.write(struct.pack("=q", seconds))
+
+    def set_back_and_forth(self, agent, number):
+        """Sets it once more, and sees by a record's date that it was."""
+        shift = (self.YEAR, -2 * self.YEAR, 0, -self.HOUR, 20 * self.YEAR, 5)[number % 6]
+        self.set_clock(shift)
+        posted = self.post(webSocketappLanguageKey=f"set {number}")
+        record = agent.log.wait_for("info", f"Bundle Language View set {number}")
+        self.assertLess(abs(record.moment - posted - shift), 3, "the log's date follows the clock")
+
+    @takes(8)
+    def test_termination_timer_does_not_hear_of_it(self):
+        self.bundle.info(Default_App_Timeout=6)
+        agent = self.launch_by_a_clock_that_can_be_set()
+        begun = agent.log.wait_for("info", LAUNCHED[0][1]).moment
+        for number in range(6):
+            self.set_back_and_forth(agent, number)
+            holds_for(agent.running, 0.3, "the agent ended with the clock")
+        self.assert_near(self.assert_ended(agent) - begun, 6, "from launch to end", 0.6 * SLOWNESS)
+
+    @takes(13)
+    def test_countdown_does_not_hear_of_it(self):
+        agent = self.launch_by_a_clock_that_can_be_set()
+        self.post_casb(rows=THREE_ROWS, timeout=12)
+        begun = time.time()
+        element = agent.wait_countdown(12)
+        lines = []
+        number = 0
+        while agent.running() and not (lines and lines[-1].endswith(" 6 seconds")):
+            now = element.now()
+            if now and now.text not in lines[-1:]:
+                lines.append(now.text)
+                self.set_clock((self.YEAR, -2 * self.YEAR, -self.HOUR, 0, 20 * self.YEAR)[number % 5])
+                number += 1
+            holds_for(agent.running, 0.03, "the agent ended with the clock")
+        # Each of the lines, and each in its time.
+        first = int(lines[0].split()[-2])
+        self.assertEqual([COUNTDOWN.format(seconds) for seconds in range(first, 5, -1)], lines)
+        self.assert_near(time.time() - begun, 12 - 6, "down to 6 seconds", 0.6 * SLOWNESS)
+        self.assertGreaterEqual(number, 4, "the clock was set")
+        self.assert_near(self.assert_ended(agent) - begun, 13, "down to the end", 0.6 * SLOWNESS)
 
 
 class SignalTest(FaultTestCase):
