@@ -1,0 +1,166 @@
+// The library for integrators as it is on macOS, over any Foundation.
+
+#include "Client/NoticeClient.h"
+#include "Platform/macOS/MacNotificationCenter.h"
+#include "Tests/Contracts/FoundationLoop.h"
+#include "Tests/Fakes/ManualRunLoop.h"
+#include "Tests/Platform/PrintQt.h"
+
+#include <QDateTime>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+using namespace NoticeClient;
+using namespace std::chrono_literals;
+
+namespace {
+
+const auto agentName = QStringLiteral("com.tevanic.NoticeAgent");
+const auto messageName = QStringLiteral("zelvik_socketMessageNotifier");
+
+class MacAgentTest : public testing::Test {
+protected:
+    void listen(MacNotificationCenter &center, const QString &name = messageName) {
+        center.addObserver(
+            this, [this](const ::Notification &notification) { got_.push_back(notification); }, name);
+    }
+    bool waitForMessage() {
+        const auto end = std::chrono::steady_clock::now() + 20s;
+        while (got_.empty() && std::chrono::steady_clock::now() < end) {
+            turnFoundationLoop();
+            loop_.settle();
+        }
+        return !got_.empty();
+    }
+
+    ManualRunLoop loop_;
+    std::vector<::Notification> got_;
+    Agent agent_ = *Agent::connect();
+};
+
+ErrorCode codeOf(const Result<void> &result) {
+    EXPECT_FALSE(result);
+    return result.error().code;
+}
+
+TEST_F(MacAgentTest, AnAgentIsThereAsLongAsItListens) {
+    EXPECT_FALSE(*agent_.isListening());
+    {
+        MacNotificationCenter center(loop_, agentName);
+        EXPECT_FALSE(*agent_.isListening()) << "it hears nothing yet";
+        listen(center);
+        EXPECT_TRUE(*agent_.isListening());
+        EXPECT_TRUE(agent_.waitUntilListening(0ms));
+        EXPECT_TRUE(agent_.ensureListening("/nowhere/NoticeAgent.app", 0ms)) << "nothing is started";
+    }
+    EXPECT_FALSE(*agent_.isListening());
+}
+
+TEST_F(MacAgentTest, ASecondAgentWorksWithoutTheName) {
+    MacNotificationCenter first(loop_, agentName);
+    listen(first, QStringLiteral("other"));
+    {
+        MacNotificationCenter second(loop_, agentName);
+        listen(second);
+        EXPECT_TRUE(agent_.post(*MaintenanceNotice { "text", {} }.message()));
+        EXPECT_TRUE(waitForMessage());
+    }
+    EXPECT_TRUE(*agent_.isListening()) << "the first one has kept it";
+}
+
+TEST_F(MacAgentTest, AMessageArrivesWithItsValues) {
+    MacNotificationCenter center(loop_);
+    listen(center);
+    Message message;
+    message.object = "sender";
+    message.userInfo = Dictionary { { "text", { std::string("é\xf0\x9f\x94\x92") } },
+        { "data", { Data { std::string("\0\xff", 2) } } }, { "integer", { std::int64_t(-5) } },
+        { "large", { std::numeric_limits<std::uint64_t>::max() } }, { "real", { 0.25 } },
+        { "date", { Date { "2024-05-01T12:00:00Z" } } }, { "no date", { Date { "yesterday" } } },
+        { "list", { List { { std::string("a") }, { Dictionary { { "key", { std::string("b") } } } } } } } };
+    ASSERT_TRUE(agent_.post(message));
+    ASSERT_TRUE(waitForMessage());
+    EXPECT_EQ(got_[0].object, "sender");
+    const QVariantMap expected { { QStringLiteral("text"), QStringLiteral(u"é\U0001f512") },
+        { QStringLiteral("data"), QByteArray("\0\xff", 2) },
+        { QStringLiteral("integer"), QVariant::fromValue<qlonglong>(-5) },
+        { QStringLiteral("large"), QVariant::fromValue(std::numeric_limits<qulonglong>::max()) },
+        { QStringLiteral("real"), 0.25 },
+        { QStringLiteral("date"),
+            QDateTime::fromString(QStringLiteral("2024-05-01T12:00:00Z"), Qt::ISODate) },
+        { QStringLiteral("list"),
+            QVariantList {
+                QStringLiteral("a"), QVariantMap { { QStringLiteral("key"), QStringLiteral("b") } } } } };
+    EXPECT_EQ(got_[0].userInfo, expected);
+}
+
+TEST_F(MacAgentTest, AMessageWithoutUserInfoHasNone) {
+    MacNotificationCenter center(loop_);
+    listen(center, QStringLiteral("own"));
+    Message message;
+    message.name = "own";
+    ASSERT_TRUE(agent_.post(message));
+    ASSERT_TRUE(waitForMessage());
+    EXPECT_EQ(got_[0].userInfo, std::nullopt);
+    EXPECT_EQ(got_[0].object, "");
+}
+
+TEST_F(MacAgentTest, WhatIsNoTextIsRefused) {
+    const std::string wrong = "\xff";
+    Message message;
+    message.name = wrong;
+    EXPECT_EQ(codeOf(agent_.post(message)), ErrorCode::InvalidArgument);
+    message = { Dictionary { { wrong, { true } } }, {}, {} };
+    EXPECT_EQ(codeOf(agent_.post(message)), ErrorCode::InvalidArgument);
+    message = { Dictionary { { "list", { List { { wrong } } } } }, {}, {} };
+    EXPECT_EQ(codeOf(agent_.post(message)), ErrorCode::InvalidArgument);
+}
+
+TEST_F(MacAgentTest, AnAgentIsStartedAndAnswers) {
+    ASSERT_TRUE(agent_.observeReauthentication());
+    ASSERT_TRUE(agent_.ensureListening(FOUNDATION_AGENT_BUNDLE, 20s));
+    ASSERT_TRUE(agent_.post(*ReauthenticationNotice {}.message()));
+    EXPECT_TRUE(agent_.waitForReauthentication(20s));
+    EXPECT_EQ(codeOf(agent_.waitForReauthentication(20s)), ErrorCode::AgentEnded) << "each is told once";
+}
+
+TEST_F(MacAgentTest, AHandlerIsToldOfTheAnswer) {
+    int calls = 0;
+    agent_.onReauthentication([&calls] { ++calls; });
+    ASSERT_TRUE(agent_.observeReauthentication());
+    ASSERT_TRUE(agent_.ensureListening(FOUNDATION_AGENT_BUNDLE, 20s));
+    ASSERT_TRUE(agent_.post(*ReauthenticationNotice {}.message()));
+    const auto end = std::chrono::steady_clock::now() + 20s;
+    while (calls == 0 && std::chrono::steady_clock::now() < end)
+        EXPECT_TRUE(agent_.processEvents(10ms));
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(MacAgentTest, AnAgentThatEndsWithoutAnAnswerIsNoticed) {
+    ASSERT_TRUE(agent_.observeReauthentication());
+    ASSERT_TRUE(agent_.ensureListening(FOUNDATION_AGENT_BUNDLE, 20s));
+    ASSERT_TRUE(agent_.post(*MaintenanceNotice { "text", {} }.message()));
+    EXPECT_EQ(codeOf(agent_.waitForReauthentication(20s)), ErrorCode::AgentEnded);
+}
+
+TEST_F(MacAgentTest, WaitingIsBounded) {
+    EXPECT_EQ(codeOf(agent_.waitUntilListening(50ms)), ErrorCode::TimedOut);
+    EXPECT_EQ(codeOf(agent_.waitForReauthentication(50ms)), ErrorCode::TimedOut);
+}
+
+TEST_F(MacAgentTest, ABundleThatIsNoneIsNotStarted) {
+    EXPECT_EQ(codeOf(agent_.start("/nowhere/NoticeAgent.app")), ErrorCode::CannotStart);
+}
+
+TEST(MacSessionTest, OnlyOnesOwnSessionIsReached) {
+    EXPECT_EQ(Session::current().user(), ::getuid());
+    EXPECT_TRUE(Session::forUser(::getuid()));
+    EXPECT_EQ(Session::forUser(::getuid() + 1).error().code, ErrorCode::NotPermitted);
+    EXPECT_EQ(Session::forUser("nobody of that name").error().code, ErrorCode::NoSuchUser);
+    EXPECT_EQ(Session::forUser(::getuid(), { "unix:path=/a", "" }).error().code, ErrorCode::InvalidArgument);
+}
+
+} // namespace

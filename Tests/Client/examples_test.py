@@ -1,0 +1,200 @@
+#!/usr/bin/python3
+"""What an integrator does: installs the library, builds a program against it, and shows notices on a desktop.
+
+The build folder is taken from the environment variable NOTICE_BUILD; without it the release build's is.
+"""
+
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+from xml.etree import ElementTree
+
+ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "Tests/Acceptance"))
+
+from desktop import AGENT_NAME, Desktop, wait_until  # noqa: E402
+
+BUILD = Path(os.environ.get("NOTICE_BUILD", ROOT / "build/release")).resolve()
+BUNDLE = BUILD / "NoticeAgent.app"
+EXAMPLES = ROOT / "Client/Examples"
+HEADER = ROOT / "Client/NoticeClient.h"
+# What the library was built with, so that a program fits it.
+FLAGS = os.environ.get("NOTICE_FLAGS", "")
+BLOCKED = "Files <10 MB & more> may not leave the company."
+
+
+def run(*command, **options):
+    options = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.STDOUT, "text": True,
+               "timeout": 200, "check": False, **options}
+    result = subprocess.run([str(part) for part in command], **options)
+    if result.returncode != 0:
+        raise AssertionError(f"{command}: status {result.returncode}\n{result.stdout}")
+    return result.stdout
+
+
+class InstalledTest(unittest.TestCase):
+    """The library in a place of its own, moved after it was installed, as packages and toolchains do."""
+
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory(prefix="notice-client-")
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = Path(folder.name)
+        run("cmake", "--install", BUILD, "--prefix", cls.folder / "first", "--component", "Development")
+        cls.prefix = (cls.folder / "first").rename(cls.folder / "moved prefix")
+        cls.library = next(cls.prefix.rglob("libNoticeClient.so")).parent
+        cls.desktop = Desktop()
+        cls.addClassCleanup(cls.desktop.close)
+
+    # --- what is shown
+
+    def environment(self, **changes):
+        return {**self.desktop.environment, "LD_LIBRARY_PATH": str(self.library),
+                "POST_NOTICE": str(BUILD / "bin/post-notice"), **changes}
+
+    def begin(self, *command):
+        process = subprocess.Popen([str(part) for part in command], env=self.environment(), stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
+
+    def agent(self):
+        return wait_until(lambda: self.desktop.bus.process_of(AGENT_NAME), "an agent is there", 30)
+
+    def element(self, agent, text):
+        def found():
+            return next((element for element in self.desktop.accessibility.elements(agent)
+                         if element.shown and element.text == text), None)
+        return wait_until(found, f"the notice shows {text!r}", 30, interval=0.05)
+
+    def press_ok(self, agent):
+        self.desktop.accessibility.press(self.element(agent, "OK"))
+
+    def assert_shows(self, text, *command):
+        """The command ends well, and the real agent shows the text until OK ends it."""
+        process = self.begin(*command)
+        agent = self.agent()
+        self.element(agent, text)
+        output, errors = process.communicate(timeout=30)
+        self.assertEqual((process.returncode, errors), (0, ""), output)
+        self.press_ok(agent)
+        wait_until(lambda: not self.desktop.bus.process_of(AGENT_NAME), "the agent ends", 30)
+
+    def assert_asks_for_sign_in(self, *command):
+        """The command waits for the agent's answer, and says that it came."""
+        process = self.begin(*command)
+        self.press_ok(self.agent())
+        output, errors = process.communicate(timeout=30)
+        self.assertEqual((process.returncode, output, errors), (0, "the user is to sign in now\n", ""))
+        wait_until(lambda: not self.desktop.bus.process_of(AGENT_NAME), "the agent ends", 30)
+
+    # --- C++
+
+    def build_with_cmake(self, name, *options):
+        build = self.folder / name
+        run("cmake", "-S", EXAMPLES / "Cpp", "-B", build, f"-DCMAKE_PREFIX_PATH={self.prefix}",
+            f"-DCMAKE_CXX_FLAGS={FLAGS}", *options)
+        run("cmake", "--build", build)
+        return build / "notice-example"
+
+    def test_program_against_the_cmake_package(self):
+        program = self.build_with_cmake("shared")
+        self.assertIn("libNoticeClient.so.0.1", run("readelf", "-d", program))
+        self.assert_shows(BLOCKED, program, BUNDLE, "blocked")
+        self.assert_asks_for_sign_in(program, BUNDLE, "sign-in")
+
+    def test_program_with_the_static_library(self):
+        program = self.build_with_cmake("static", "-DSTATIC_CLIENT=ON")
+        needed = re.findall(r"\(NEEDED\).*\[(.*)\]", run("readelf", "-d", program))
+        self.assertNotIn("libNoticeClient.so.0.1", needed)
+        self.assertIn("libdbus-1.so.3", needed)
+        self.assert_shows(BLOCKED, program, BUNDLE, "blocked")
+
+    def test_program_with_pkg_config(self):
+        program = self.folder / "with-pkg-config"
+        environment = {**os.environ, "PKG_CONFIG_PATH": str(self.library / "pkgconfig")}
+        # Quoted by pkg-config, since the prefix holds a blank.
+        run("sh", "-c", f'eval c++ -std=c++20 {FLAGS} "$1" -o "$2" $(pkg-config --cflags --libs NoticeClient)', "sh",
+            EXAMPLES / "Cpp/main.cpp", program, env=environment)
+        self.assert_shows(BLOCKED, program, BUNDLE, "blocked")
+
+    def test_wrong_version_is_not_found(self):
+        source = self.folder / "another"
+        source.mkdir()
+        (source / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.16)\nproject(P LANGUAGES CXX)\nfind_package(NoticeClient 0.2 REQUIRED)\n",
+            encoding="utf-8")
+        with self.assertRaisesRegex(AssertionError, "NoticeClient"):
+            run("cmake", "-S", source, "-B", source / "build", f"-DCMAKE_PREFIX_PATH={self.prefix}")
+
+    def test_header_needs_nothing_but_the_standard_library(self):
+        source = self.folder / "header.cpp"
+        source.write_text("#include <NoticeClient/NoticeClient.h>\n", encoding="utf-8")
+        compilers = [name for name in ("g++", "clang++") if shutil.which(name)]
+        self.assertTrue(compilers)
+        for compiler in compilers:
+            with self.subTest(compiler=compiler):
+                run(compiler, "-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow",
+                    "-Wconversion", "-Wold-style-cast", "-Werror", f"-I{self.prefix}/include", source)
+        self.assertNotRegex(HEADER.read_text(encoding="utf-8"), r"#include <(Q|dbus)")
+
+    # --- the library
+
+    def test_library_shows_its_interface_and_nothing_else(self):
+        symbols = run("nm", "-DC", "--defined-only", self.library / "libNoticeClient.so").splitlines()
+        names = [line.split(" ", 2)[2] for line in symbols]
+        ours = [name for name in names if "NoticeClient::" in name and not name.startswith(("std::", "void std::"))]
+        self.assertTrue(any(name.startswith("NoticeClient::Agent::post(") for name in ours))
+        hidden = re.compile(r"::State::|\(anonymous|BusConnection|ChildProcess|UserProcess|LoginSession")
+        self.assertEqual([name for name in ours if hidden.search(name)], [])
+        self.assertEqual([name for name in names if name.startswith(("dbus_", "Q"))], [])
+
+    def test_library_has_a_version_and_needs_no_desktop(self):
+        dynamic = run("readelf", "-d", self.library / "libNoticeClient.so")
+        self.assertIn("Library soname: [libNoticeClient.so.0.1]", dynamic)
+        needed = re.findall(r"\(NEEDED\).*\[(.*)\]", dynamic)
+        self.assertIn("libdbus-1.so.3", needed)
+        self.assertEqual([name for name in needed if "Qt" in name or "xcb" in name], [])
+
+    def test_introspection_is_the_contract(self):
+        path = self.prefix / "share/dbus-1/interfaces/com.tevanic.DistributedNotificationCenter.xml"
+        text = path.read_text(encoding="utf-8")
+        node = ElementTree.fromstring(text)
+        self.assertEqual(node.get("name"), "/com/tevanic/DistributedNotificationCenter")
+        (interface,) = node.findall("interface")
+        self.assertEqual(interface.get("name"), "com.tevanic.DistributedNotificationCenter")
+        (signal,) = interface.findall("signal")
+        self.assertEqual(signal.get("name"), "Posted")
+        self.assertEqual([argument.get("type") for argument in signal.findall("arg")], ["s", "s", "a{sv}"])
+        # The keys that it tells of are the header's, each with the type that README.md gives.
+        told = dict(re.findall(r"^ {13}(\w+) +(b|s|ay) {2}", text, re.MULTILINE))
+        keys = re.search(r"namespace Key \{(.*?)\n\}", HEADER.read_text(encoding="utf-8"), re.DOTALL).group(1)
+        self.assertEqual(sorted(told), sorted(re.findall(r'"(\w+)"', keys)))
+        table = dict(re.findall(r"^\| `(\w+)` \| `(\w+)` \|", (ROOT / "README.md").read_text(encoding="utf-8"),
+                                re.MULTILINE))
+        self.assertEqual(told, {key: table[key] for key in told})
+
+    # --- Python and the shell
+
+    def test_python(self):
+        script = EXAMPLES / "Python/notice.py"
+        self.assert_shows("Back at 18:00.", script, BUNDLE, "maintenance", "Back at 18:00.")
+        self.assert_asks_for_sign_in(script, BUNDLE, "sign-in")
+
+    def test_shell(self):
+        script = EXAMPLES / "Shell/notice.sh"
+        self.assert_shows("Eight hours are over.", script, BUNDLE, "disconnected", "Eight hours are over.")
+        self.assert_asks_for_sign_in(script, BUNDLE, "sign-in")
+
+    def test_gdbus(self):
+        self.assert_shows("Back at 18:00.", EXAMPLES / "Shell/notice-gdbus.sh", BUNDLE)
+
+
+if __name__ == "__main__":
+    unittest.main()
