@@ -205,9 +205,18 @@ class LogoTest(BrandTestCase):
                 self.only_logo(**{".png": data})
                 self.assertIn(f"error: ic_lumoraLogo.png: {reason}", self.run_kit(status=1))
 
-    def test_half_a_picture_is_drawn_as_nothing(self):
-        self.only_logo(**{".png": png(96, 64)[:60]})
-        self.assertIn("is drawn as nothing", self.run_kit(status=1))
+    def test_half_a_picture(self):
+        whole = png(192, 64)
+        half = whole[:len(whole) // 2]
+        other = whole.replace(b"IDAT", b"IDAt")
+        for logo in ({".png": half}, {".png": png(96, 32), "@2x.png": half}, {".png": other}):
+            with self.subTest(list(logo)):
+                self.only_logo(**logo)
+                self.assert_error(f"ic_lumoraLogo{list(logo)[-1]}: is cut off or broken")
+
+    def test_logo_that_is_drawn_as_nothing(self):
+        self.only_logo(**{".svg": b'<svg xmlns="http://www.w3.org/2000/svg" width="96" height="32"/>'})
+        self.assert_error("ic_lumoraLogo: is drawn as nothing: it is empty, or the agent cannot read it")
 
     def test_drawings_that_the_agent_refuses(self):
         for inner in ('<image href="x.png"/>', "<script/>", '<use href="#a"/>', "<animate/>",
@@ -279,6 +288,10 @@ class LanguageTest(BrandTestCase):
     def test_folder_that_is_named_by_no_language(self):
         (self.brand / "de.lproj").rename(self.brand / "German!.lproj")
         self.assertIn("German!.lproj: is not named by a language code", self.run_kit(status=1))
+
+    def test_language_in_another_spelling(self):
+        (self.brand / "de.lproj").rename(self.brand / "DE.lproj")
+        self.assertIn("DE.lproj: is de.lproj in the agent", self.run_kit(status=1))
 
     def test_file_of_another_name(self):
         (self.brand / "de.lproj/Localisable.strings").write_text("")
