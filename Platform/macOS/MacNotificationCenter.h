@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+struct MacListeningMark;
 struct MacObservation;
 
 /// Distributed notifications by NSDistributedNotificationCenter, whose observer has the selector
@@ -17,10 +18,15 @@ struct MacObservation;
 ///
 /// Observers are told at once though the agent is never the active application: AppKit suspends the delivery
 /// to those that do not ask for it.
+///
+/// As soon as there is an observer, a message port has the agent's name, so that a client can start the
+/// agent, look for the port, and post. Nothing is ever sent to it, and an agent that finds the name taken
+/// works without.
 class MacNotificationCenter final : public SystemNotificationCenter {
 public:
-    /// @param runLoop  outlives the centre
-    explicit MacNotificationCenter(RunLoop &runLoop);
+    /// @param runLoop    outlives the centre
+    /// @param agentName  the port's; empty for none
+    explicit MacNotificationCenter(RunLoop &runLoop, QString agentName = {});
     ~MacNotificationCenter() override;
     MacNotificationCenter(const MacNotificationCenter &) = delete;
     MacNotificationCenter &operator=(const MacNotificationCenter &) = delete;
@@ -38,5 +44,7 @@ public:
 
 private:
     RunLoop &runLoop_;
+    QString agentName_;
+    std::unique_ptr<MacListeningMark> listeningMark_;
     std::vector<std::shared_ptr<MacObservation>> observations_;
 };

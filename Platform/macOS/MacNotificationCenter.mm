@@ -112,8 +112,49 @@ struct MacObservation : std::enable_shared_from_this<MacObservation> {
 
 @end
 
-MacNotificationCenter::MacNotificationCenter(RunLoop &runLoop)
-    : runLoop_(runLoop) { }
+// The name server for ports is marked as outdated, and there is no other one that tells a stranger whether a
+// name is there.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+
+static bool registerPort(NSPort *port, NSString *name) {
+    NSMessagePortNameServer *server = [NSMessagePortNameServer sharedInstance];
+#ifdef GNUSTEP // has another word for it
+    return [server registerPort:port forName:name] != NO;
+#else
+    return [server registerPort:port name:name] != NO;
+#endif
+}
+
+struct MacListeningMark {
+    explicit MacListeningMark(const QString &ofName)
+        : name(ofName) {
+        @autoreleasepool {
+            port = [[NSMessagePort port] retain];
+            isOurs = registerPort(port, stringOf(name));
+        }
+    }
+    ~MacListeningMark() {
+        @autoreleasepool {
+            if (isOurs)
+                [[NSMessagePortNameServer sharedInstance] removePortForName:stringOf(name)];
+            [port invalidate];
+            [port release];
+        }
+    }
+    MacListeningMark(const MacListeningMark &) = delete;
+    MacListeningMark &operator=(const MacListeningMark &) = delete;
+
+    QString name;
+    NSPort *port = nil;
+    bool isOurs = false;
+};
+
+#pragma clang diagnostic pop
+
+MacNotificationCenter::MacNotificationCenter(RunLoop &runLoop, QString agentName)
+    : runLoop_(runLoop)
+    , agentName_(std::move(agentName)) { }
 
 MacNotificationCenter::~MacNotificationCenter() {
     for (const auto &observation : observations_)
@@ -125,6 +166,9 @@ void MacNotificationCenter::addObserver(
     observations_.push_back(
         std::make_shared<MacObservation>(runLoop_, observer, std::move(handler), name, object));
     observations_.back()->begin();
+    // Behind the observer, so that whoever sees the name can post.
+    if (!listeningMark_ && !agentName_.isEmpty())
+        listeningMark_ = std::make_unique<MacListeningMark>(agentName_);
 }
 
 void MacNotificationCenter::removeObserver(const void *observer, const QString &name, const QString &object) {
@@ -147,6 +191,6 @@ void MacNotificationCenter::postNotificationName(
 }
 
 std::unique_ptr<SystemNotificationCenter> makeSystemNotificationCenter(
-    RunLoop &runLoop, const QString &, SystemNotificationCenter::ErrorReporter) {
-    return std::make_unique<MacNotificationCenter>(runLoop);
+    RunLoop &runLoop, const QString &agentName, SystemNotificationCenter::ErrorReporter) {
+    return std::make_unique<MacNotificationCenter>(runLoop, agentName);
 }

@@ -7,6 +7,7 @@
 #include "Tests/Platform/PrintQt.h"
 
 #include <QDateTime>
+#include <QProcess>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -117,6 +118,11 @@ TEST_F(MacAgentTest, WhatIsNoTextIsRefused) {
     EXPECT_EQ(codeOf(agent_.post(message)), ErrorCode::InvalidArgument);
     message = { Dictionary { { "list", { List { { wrong } } } } }, {}, {} };
     EXPECT_EQ(codeOf(agent_.post(message)), ErrorCode::InvalidArgument);
+    Value deep { true };
+    for (int level = 0; level < 1000; ++level)
+        deep = { List { deep } };
+    message = { Dictionary { { "deep", deep } }, {}, {} };
+    EXPECT_EQ(codeOf(agent_.post(message)), ErrorCode::InvalidArgument);
 }
 
 TEST_F(MacAgentTest, AnAgentIsStartedAndAnswers) {
@@ -153,6 +159,34 @@ TEST_F(MacAgentTest, WaitingIsBounded) {
 
 TEST_F(MacAgentTest, ABundleThatIsNoneIsNotStarted) {
     EXPECT_EQ(codeOf(agent_.start("/nowhere/NoticeAgent.app")), ErrorCode::CannotStart);
+}
+
+// Runs the command post-notice; its exit status.
+int postNotice(const QStringList &options, QByteArray &output) {
+    QProcess command;
+    command.setProcessChannelMode(QProcess::MergedChannels);
+    command.start(QStringLiteral(FOUNDATION_POST_NOTICE), options);
+    command.waitForFinished(-1);
+    output = command.readAll();
+    return command.exitCode();
+}
+
+TEST(MacPostNoticeTest, StartsTheAgentPostsAndWaitsForTheAnswer) {
+    const auto bundle = QStringLiteral(FOUNDATION_AGENT_BUNDLE);
+    QByteArray output;
+    EXPECT_EQ(postNotice({ QStringLiteral("--start"), bundle, QStringLiteral("--re-authenticate"),
+                             QStringLiteral("--wait-reauthentication=20") },
+                  output),
+        0);
+    EXPECT_EQ(output,
+        "started " + bundle.toUtf8()
+            + "/Contents/MacOS/NoticeAgent\nposted zelvik_socketMessageNotifier\n"
+              "received zelvik_webSocketToMainAppNotifier\n");
+    EXPECT_NE(postNotice({ QStringLiteral("--start"), bundle, QStringLiteral("--maintenance"),
+                             QStringLiteral("text"), QStringLiteral("--wait-reauthentication=20") },
+                  output),
+        0);
+    EXPECT_THAT(output.toStdString(), testing::HasSubstr("the agent ended without a notification"));
 }
 
 TEST(MacSessionTest, OnlyOnesOwnSessionIsReached) {

@@ -1,11 +1,11 @@
 #include "Tools/PostNotice/CommandLine.h"
 
 #include "Tools/PostNotice/Failure.h"
+#include "Tools/PostNotice/RealNumber.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <limits>
 #include <string_view>
 
@@ -52,12 +52,11 @@ struct Given {
     }
 
     CommandLine::Duration duration() const {
-        double seconds = 0;
-        const char *const end = value->data() + value->size();
-        const auto [rest, error] = std::from_chars(value->data(), end, seconds, std::chars_format::fixed);
-        if (error != std::errc() || rest != end || !(seconds >= 0 && seconds <= longestWait))
+        const auto seconds
+            = value->find_first_of("eE") == std::string::npos ? realNumber(*value) : std::nullopt;
+        if (!seconds || !(*seconds >= 0 && *seconds <= longestWait))
             fail(option + ": " + *value + ": not a number of seconds");
-        return std::chrono::ceil<CommandLine::Duration>(std::chrono::duration<double>(seconds));
+        return std::chrono::ceil<CommandLine::Duration>(std::chrono::duration<double>(*seconds));
     }
 };
 
@@ -80,9 +79,8 @@ Value numberValue(const Given &given, const std::string &text) {
     std::uint64_t large = 0;
     if (isWhole(std::from_chars(begin, end, large)))
         return { large };
-    double real = 0;
-    if (isWhole(std::from_chars(begin, end, real)) && std::isfinite(real))
-        return { real };
+    if (const auto real = realNumber(text))
+        return { *real };
     fail(given.option + ": " + text + ": not a number");
 }
 

@@ -95,7 +95,7 @@ void startUnlessThere(Agent &agent, const CommandLine &line) {
     const auto bundle = bundleNamed(*line.bundleToStart);
     if (const auto started = agent.start(bundle); !started)
         fail("--start: ", started.error());
-    tell(line, "started " + bundle + "/Contents/Linux/NoticeAgent");
+    tell(line, "started " + bundle + "/Contents/" AGENT_FOLDER "/NoticeAgent");
 }
 
 void waitForAgent(Agent &agent, const CommandLine &line) {

@@ -1,0 +1,24 @@
+// Stands for the agent: it listens, answers a message that asks to sign in again, and ends.
+
+#include "Platform/macOS/MacNotificationCenter.h"
+#include "Tests/Contracts/FoundationLoop.h"
+#include "Tests/Fakes/ManualRunLoop.h"
+
+#include <chrono>
+#include <optional>
+
+int main() {
+    ManualRunLoop loop;
+    MacNotificationCenter center(loop, QStringLiteral("com.tevanic.NoticeAgent"));
+    std::optional<Notification> message;
+    center.addObserver(
+        &message, [&message](const Notification &notification) { message = notification; },
+        QStringLiteral("zelvik_socketMessageNotifier"));
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!message && std::chrono::steady_clock::now() < end) {
+        turnFoundationLoop();
+        loop.settle();
+    }
+    if (message && message->userInfo && message->userInfo->contains(QStringLiteral("WebSocketReAuthType")))
+        center.postNotificationName(QStringLiteral("zelvik_webSocketToMainAppNotifier"));
+}
