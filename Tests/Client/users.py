@@ -162,7 +162,8 @@ class TestUser:
         """A screen of the user's own; returns its display."""
         reading, writing = os.pipe()
         os.set_inheritable(writing, True)
-        self.begin(["Xvfb", "-displayfd", str(writing), "-screen", "0", "800x600x24", "-nolisten", "tcp", "-ac"],
+        self.begin(["Xvfb", "-displayfd", str(writing), "-screen", "0", "800x600x24", "-nolisten", "tcp", "-ac",
+                    "-noreset"],
                    stderr=subprocess.DEVNULL, pass_fds=[writing])
         os.close(writing)
         with os.fdopen(reading) as file:
