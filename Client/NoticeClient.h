@@ -368,8 +368,8 @@ public:
     /// @return BusLost
     Result<void> processEvents(std::chrono::milliseconds timeout);
 
-    /// Readable when `processEvents()` has something to do. Owned by this object, for waiting only. On macOS -1:
-    /// there the run loop of the thread brings what comes.
+    /// Readable when `processEvents()` has something to do. Owned by this object, for waiting only. On macOS
+    /// -1: there the run loop of the thread brings what comes.
     int descriptor() const;
 
 private:
