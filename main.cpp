@@ -55,7 +55,7 @@ int main(int, char **argv) {
         .makeGatewayClient = [&gateway] { return gateway.makeClient(); },
         .printLine = StandardStreams::printLine,
     };
-    const auto mainStoryboard = makeMainStoryboard(services);
+    auto mainStoryboard = makeMainStoryboard(services);
     AppDelegate delegate(application, runLoop, mainBundle, mainStoryboard, *notificationCenter);
     application.setDelegate(&delegate);
 

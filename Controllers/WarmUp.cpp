@@ -12,6 +12,8 @@
 
 #include <deque>
 #include <memory>
+#include <set>
+#include <utility>
 
 namespace {
 
@@ -42,17 +44,36 @@ void drawOneNotice(const Storyboard &storyboard) {
     view->render(&image);
 }
 
+// Each scene is made again for the next message some time after it was handed out, so that nothing of it
+// falls between a message and its notice.
+void keepScenesAhead(RunLoop &runLoop, Storyboard &mainStoryboard) {
+    constexpr std::chrono::milliseconds afterTheNotice(250);
+    const auto due = std::make_shared<std::set<QString>>();
+    mainStoryboard.setInstantiated([&runLoop, &mainStoryboard, due](const QString &identifier) {
+        if (!due->insert(identifier).second)
+            return;
+        runLoop.scheduledTimer(afterTheNotice, Repeats::No, [&mainStoryboard, due, identifier](Timer &) {
+            due->erase(identifier);
+            mainStoryboard.makeAhead(identifier);
+        });
+    });
+}
+
 } // namespace
 
-void warmUp(RunLoop &runLoop, const Bundle &mainBundle, const Storyboard &mainStoryboard) {
-    runNext(runLoop,
-        std::make_shared<Steps>(Steps {
-            [&mainStoryboard] { drawOneNotice(mainStoryboard); },
-            [&mainBundle] {
-                constexpr QSize box(100, 32);
-                if (const auto logo = Image::named(mainBundle, CustomAPPManager::AppLogo))
-                    logo->scaledToFit(box, 1);
-            },
-            [] { XmlDocument::parse(QStringLiteral("<notice/>")); },
-        }));
+void warmUp(RunLoop &runLoop, const Bundle &mainBundle, Storyboard &mainStoryboard) {
+    keepScenesAhead(runLoop, mainStoryboard);
+    Steps steps {
+        [&mainStoryboard] { drawOneNotice(mainStoryboard); },
+        [&mainBundle] {
+            constexpr QSize box(100, 32);
+            if (const auto logo = Image::named(mainBundle, CustomAPPManager::AppLogo))
+                logo->scaledToFit(box, 1);
+        },
+        [] { XmlDocument::parse(QStringLiteral("<notice/>")); },
+    };
+    const auto identifiers = mainStoryboard.identifiers();
+    for (const auto &identifier : identifiers)
+        steps.push_back([&mainStoryboard, identifier] { mainStoryboard.makeAhead(identifier); });
+    runNext(runLoop, std::make_shared<Steps>(std::move(steps)));
 }

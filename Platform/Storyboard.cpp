@@ -29,33 +29,72 @@ void Storyboard::addScene(const QString &identifier, Scene scene) {
     scenes_.insert_or_assign(identifier, std::move(scene));
 }
 
+QStringList Storyboard::identifiers() const {
+    QStringList identifiers;
+    for (const auto &[identifier, scene] : scenes_)
+        identifiers << identifier;
+    return identifiers;
+}
+
+const Storyboard::Scene &Storyboard::scene(const QString &identifier) const {
+    const auto found = scenes_.find(identifier);
+    if (found == scenes_.end())
+        fatalStop(QStringLiteral("the storyboard \"%1\" has no scene \"%2\"").arg(name_, identifier));
+    return found->second;
+}
+
+void Storyboard::makeAhead(const QString &identifier) {
+    auto &controller = madeAhead_[identifier];
+    if (controller)
+        return;
+    controller = scene(identifier)();
+    const auto views = controller->view()->findChildren<QWidget *>();
+    for (auto *view : views)
+        view->ensurePolished();
+}
+
+void Storyboard::setInstantiated(std::function<void(const QString &)> instantiated) {
+    instantiated_ = std::move(instantiated);
+}
+
+std::shared_ptr<NoticeController> Storyboard::takeController(const QString &identifier) const {
+    const auto ahead = madeAhead_.find(identifier);
+    if (ahead == madeAhead_.end())
+        return scene(identifier)();
+    auto controller = std::move(ahead->second);
+    madeAhead_.erase(ahead);
+    return controller;
+}
+
 std::shared_ptr<NoticeController> Storyboard::instantiateControllerWithIdentifier(
     const QString &identifier) const {
-    const auto scene = scenes_.find(identifier);
-    if (scene == scenes_.end())
-        fatalStop(QStringLiteral("the storyboard \"%1\" has no scene \"%2\"").arg(name_, identifier));
-    auto controller = scene->second();
+    auto controller = takeController(identifier);
+    translate(*controller);
+    if (instantiated_)
+        instantiated_(identifier);
+    return controller;
+}
 
+void Storyboard::translate(const NoticeController &controller) const {
     // The message's language decides which way the notice runs, not the system's.
-    controller->view()->setLayoutDirection(QLocale(bundle_.localization()).textDirection());
+    controller.view()->setLayoutDirection(QLocale(bundle_.localization()).textDirection());
     const auto translated
         = [this](const QString &text) { return bundle_.localizedStringForKey(text, text, name_); };
-    controller->view()->setProperty(closeButtonNameProperty, translated(QStringLiteral("Close")));
-    const auto labels = controller->view()->findChildren<TextField *>();
+    controller.view()->setProperty(closeButtonNameProperty, translated(QStringLiteral("Close")));
+    const auto labels = controller.view()->findChildren<TextField *>();
     for (auto *label : labels) {
         if (isTranslated(label) && !label->stringValue().isEmpty())
             label->setStringValue(translated(label->stringValue()));
     }
-    const auto buttons = controller->view()->findChildren<QAbstractButton *>();
+    const auto buttons = controller.view()->findChildren<QAbstractButton *>();
     for (auto *button : buttons) {
         if (isTranslated(button) && !button->text().isEmpty())
             button->setText(translated(button->text()));
     }
-    const auto imageViews = controller->view()->findChildren<ImageView *>();
+    const auto imageViews = controller.view()->findChildren<ImageView *>();
     for (auto *imageView : imageViews) {
         const auto imageName = imageView->property("imageName").toString();
         if (!imageName.isEmpty())
             imageView->setImage(Image::named(bundle_, imageName));
     }
-    return controller;
 }

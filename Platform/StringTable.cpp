@@ -9,7 +9,7 @@ namespace {
 /// Reads the text form: entries of two strings, with comments of both kinds of C++ between them.
 class TableReader {
 public:
-    explicit TableReader(const QString &text)
+    explicit TableReader(QStringView text)
         : text_(text) { }
 
     std::optional<StringTable::Table> read() {
@@ -53,7 +53,7 @@ private:
                 while (!atEnd() && peek() != u'\n' && peek() != u'\r')
                     ++position_;
             } else if (peek() == u'/' && peek(1) == u'*') {
-                const auto end = text_.indexOf(QStringLiteral("*/"), position_ + 2);
+                const auto end = text_.indexOf(QLatin1String("*/"), position_ + 2);
                 if (end < 0)
                     return false;
                 position_ = end + 2;
@@ -75,15 +75,13 @@ private:
     std::optional<QString> readQuoted(char16_t quote) {
         QString result;
         while (!atEnd()) {
-            const char16_t character = peek();
-            ++position_;
-            if (character == quote)
+            const auto start = position_;
+            while (!atEnd() && peek() != quote && peek() != u'\\')
+                ++position_;
+            result.append(text_.mid(start, position_ - start));
+            if (take(quote))
                 return result;
-            if (character != u'\\') {
-                result.append(QChar(character));
-                continue;
-            }
-            if (atEnd())
+            if (!take(u'\\') || atEnd())
                 return std::nullopt;
             result.append(readEscape());
         }
@@ -144,10 +142,10 @@ private:
             ++position_;
         if (position_ == start)
             return std::nullopt;
-        return text_.mid(start, position_ - start);
+        return text_.mid(start, position_ - start).toString();
     }
 
-    const QString &text_;
+    const QStringView text_;
     qsizetype position_ = 0;
 };
 

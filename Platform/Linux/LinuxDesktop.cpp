@@ -15,7 +15,9 @@
 #include <future>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -104,6 +106,13 @@ bool activeWindowIsFullScreen(xcb_connection_t *x) {
     return std::find(states.begin(), states.end(), atom(x, "_NET_WM_STATE_FULLSCREEN")) != states.end();
 }
 
+// Asked when a notice begins to be filled, so that the answer is there when it appears.
+std::optional<xcb_get_selection_owner_cookie_t> compositorAsked;
+
+xcb_get_selection_owner_cookie_t askForCompositor(xcb_connection_t *x) {
+    return xcb_get_selection_owner(x, atom(x, "_NET_WM_CM_S0"));
+}
+
 std::future<void> &fontLoading() {
     static std::future<void> loading;
     return loading;
@@ -151,13 +160,23 @@ QString Desktop::displayNames() {
     return names.join(QStringLiteral(" and "));
 }
 
+void Desktop::willAppear() {
+    auto *x = connection();
+    if (!x)
+        return;
+    if (const auto asked = std::exchange(compositorAsked, std::nullopt))
+        xcb_discard_reply(x, asked->sequence);
+    compositorAsked = askForCompositor(x);
+    xcb_flush(x);
+}
+
 bool Desktop::isComposited(const QScreen *) {
     auto *x = connection();
     if (!x)
         return true; // Wayland always is; an image in memory is as good
-    const auto selection = atom(x, "_NET_WM_CM_S0");
+    const auto asked = std::exchange(compositorAsked, std::nullopt);
     const ReplyPointer<xcb_get_selection_owner_reply_t> reply(
-        xcb_get_selection_owner_reply(x, xcb_get_selection_owner(x, selection), nullptr));
+        xcb_get_selection_owner_reply(x, asked ? *asked : askForCompositor(x), nullptr));
     return reply && reply->owner != XCB_WINDOW_NONE;
 }
 

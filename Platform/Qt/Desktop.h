@@ -25,6 +25,10 @@ bool isPresent();
 /// The displays that the environment names, for a line of text.
 QString displayNames();
 
+/// Called when a notice is about to be filled: asks the window system, without waiting for it, what has to be
+/// known when the notice appears.
+void willAppear();
+
 /// Whether transparent parts of a window are seen through on that screen.
 bool isComposited(const QScreen *screen);
 

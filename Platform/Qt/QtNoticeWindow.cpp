@@ -69,9 +69,14 @@ QtNoticeWindow::~QtNoticeWindow() {
         contentView_->setParent(nullptr);
 }
 
-// The notice's ground is white on every desktop; what the style draws on it must fit.
+// The notice's ground is white on every desktop; what the style draws on it must fit. For the whole process
+// and not for the window alone: each view of a notice would take over another palette when it comes into the
+// window.
 void QtNoticeWindow::setLightPalette() {
-    setPalette(QPalette(QColor(236, 238, 243), QColor(255, 255, 255)));
+    QPalette light(QColor(236, 238, 243), QColor(255, 255, 255));
+    light.setColor(QPalette::ToolTipBase, QColor(255, 255, 255));
+    light.setColor(QPalette::ToolTipText, QColor(30, 34, 52));
+    QApplication::setPalette(light);
 }
 
 void QtNoticeWindow::setAlphaValue(double alpha) {
@@ -122,6 +127,8 @@ void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
     contentView_ = newView;
     if (!newView)
         return;
+    if (!isVisible())
+        Desktop::willAppear();
     setLayoutDirection(newView->layoutDirection());
     titleStrip_->closeButton()->setAccessibleName(newView->property(closeButtonNameProperty).toString());
     newView->setParent(this);

@@ -108,15 +108,16 @@ void TextField::applyStyle() {
     // Letters stand where the font wants them, also between two pixels.
     styled.setHintingPreference(QFont::PreferVerticalHinting);
     setFont(styled);
-    QPalette colors = palette();
-    colors.setColor(QPalette::WindowText, look.color);
-    setPalette(colors);
     // A countdown line keeps its place while it is hidden, so that nothing jumps when it appears.
     auto policy = sizePolicy();
     policy.setRetainSizeWhenHidden(style_ == Style::Countdown);
     setSizePolicy(policy);
     wrapped_.reset();
     updateGeometry();
+}
+
+QColor TextField::textColor() const {
+    return lookOf(style_).color;
 }
 
 double TextField::scaledPixels(double pixels) const {
@@ -159,7 +160,7 @@ void TextField::paintEvent(QPaintEvent *event) {
     const auto extent = wrapped().extentFor(width());
     const auto &paragraphs = wrapped().linesFor(width());
     QPainter painter(this);
-    painter.setPen(palette().color(QPalette::WindowText));
+    painter.setPen(textColor());
     double top = 0;
     if (alignment_ & Qt::AlignVCenter)
         top = std::floor(std::max(0.0, (height() - extent.height) / 2));
@@ -167,7 +168,7 @@ void TextField::paintEvent(QPaintEvent *event) {
     const auto visible = QRectF(event->rect()).translated(0, -top);
     const double eachHeight = lineHeight();
     int number = 0;
-    for (const auto &paragraph : paragraphs) {
+    for (const auto &[paragraph, isShaped] : paragraphs) {
         for (int index = 0; index < paragraph->lineCount(); ++index, ++number) {
             // A line may stick out of its own height by an accent.
             if ((number - 1) * eachHeight > visible.bottom() || (number + 2) * eachHeight < visible.top())

@@ -40,6 +40,7 @@ public:
 
     Style textStyle() const { return style_; }
     void setTextStyle(Style style);
+    QColor textColor() const;
 
     /// 0 for no limit.
     int maximumLines() const { return maximumLines_; }

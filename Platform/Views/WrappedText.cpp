@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -88,8 +89,7 @@ WrappedText::WrappedText(const QString &text, const QFont &font, Qt::LayoutDirec
         option.setAlignment(direction == Qt::RightToLeft ? Qt::AlignRight | Qt::AlignAbsolute
                                                          : Qt::AlignLeft | Qt::AlignAbsolute);
         layout->setTextOption(option);
-        layout->setCacheEnabled(true);
-        paragraphs_.push_back(std::move(layout));
+        paragraphs_.push_back({ .layout = std::move(layout) });
     }
 }
 
@@ -107,7 +107,7 @@ WrappedText::Extent WrappedText::extentFor(double width) {
     return extent;
 }
 
-const std::vector<std::unique_ptr<QTextLayout>> &WrappedText::linesFor(double width) {
+const std::vector<WrappedText::Paragraph> &WrappedText::linesFor(double width) {
     if (brokenFor_ != width)
         breakLines(width, maximumLines_);
     return paragraphs_;
@@ -127,13 +127,16 @@ double WrappedText::unlimitedHeightFor(double width) {
 WrappedText::Extent WrappedText::breakLines(double width, int maximumLines) {
     Extent extent;
     extent.width = width;
-    for (const auto &paragraph : paragraphs_) {
+    for (auto &[paragraph, isShaped] : paragraphs_) {
         paragraph->clearLayout();
         if (maximumLines > 0 && extent.lines >= maximumLines) {
             extent.isCut = true;
             continue;
         }
-        paragraph->beginLayout();
+        // Begun once and never ended: each beginning throws away the shapes of the letters, which are most of
+        // the work, and the same for every width.
+        if (!std::exchange(isShaped, true))
+            paragraph->beginLayout();
         int linesHere = 0;
         for (;;) {
             auto line = paragraph->createLine();
@@ -150,7 +153,6 @@ WrappedText::Extent WrappedText::breakLines(double width, int maximumLines) {
                 break;
             }
         }
-        paragraph->endLayout();
         extent.isWrapped = extent.isWrapped || linesHere > 1;
     }
     extent.isWrapped = extent.isWrapped || extent.isCut;

@@ -29,9 +29,14 @@ public:
 
     Extent extentFor(double width);
 
-    /// The paragraphs broken into lines and placed for that width, one below the other. Valid until the next
-    /// call of anything here.
-    const std::vector<std::unique_ptr<QTextLayout>> &linesFor(double width);
+    struct Paragraph {
+        std::unique_ptr<QTextLayout> layout;
+        bool isShaped = false;
+    };
+
+    /// The paragraphs broken into lines and placed for that width, one below the other; those past the limit
+    /// of lines have none. Valid until the next call of anything here.
+    const std::vector<Paragraph> &linesFor(double width);
 
     /// The height without the limit of lines.
     double unlimitedHeightFor(double width);
@@ -39,7 +44,7 @@ public:
 private:
     Extent breakLines(double width, int maximumLines);
 
-    std::vector<std::unique_ptr<QTextLayout>> paragraphs_;
+    std::vector<Paragraph> paragraphs_;
     std::vector<Extent> known_;
     double lineHeight_;
     double baseline_;

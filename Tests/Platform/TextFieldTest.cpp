@@ -118,8 +118,7 @@ TEST_F(TextFieldTest, EveryStyleIsReadableOnWhite) {
         TextField field;
         field.setTextStyle(style);
         EXPECT_EQ(field.textStyle(), style);
-        EXPECT_GE(
-            Contrast::ratio(field.palette().color(QPalette::WindowText), Qt::white), Contrast::readable);
+        EXPECT_GE(Contrast::ratio(field.textColor(), Qt::white), Contrast::readable);
     }
 }
 
