@@ -144,6 +144,13 @@ class InstalledTest(unittest.TestCase):
                     "-Wconversion", "-Wold-style-cast", "-Werror", f"-I{self.prefix}/include", source)
         self.assertNotRegex(HEADER.read_text(encoding="utf-8"), r"#include <(Q|dbus)")
 
+    def test_program_of_the_integration_page(self):
+        page = (ROOT / "docs/integration.md").read_text(encoding="utf-8")
+        (program,) = re.findall(r"^```cpp\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)
+        source = self.folder / "page.cpp"
+        source.write_text(program, encoding="utf-8")
+        run("c++", "-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Werror", f"-I{self.prefix}/include", source)
+
     # --- the library
 
     def test_library_shows_its_interface_and_nothing_else(self):

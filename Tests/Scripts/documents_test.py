@@ -20,7 +20,7 @@ from gi.repository import Gio, GLib  # noqa: E402
 
 ROOT = Path(__file__).resolve().parents[2]
 POST_NOTICE = Path(os.environ.get("POST_NOTICE", ROOT / "build/release/bin/post-notice"))
-DOCUMENTS = [ROOT / name for name in ("README.md", "ARCHITECTURE.md", "CONTRIBUTING.md", "CHANGELOG.md", "SECURITY.md")]
+DOCUMENTS = [ROOT / name for name in ("README.md", "ARCHITECTURE.md", "CONTRIBUTING.md", "CHANGELOG.md", "SECURITY.md", "docs/integration.md")]
 DOCUMENTS += sorted((ROOT / "docs").rglob("*.md"))
 
 INTERFACE = "com.tevanic.DistributedNotificationCenter"
@@ -28,8 +28,8 @@ PATH = "/com/tevanic/DistributedNotificationCenter"
 ANSWER = "zelvik_webSocketToMainAppNotifier"
 
 
-def blocks(language):
-    text = (ROOT / "README.md").read_text(encoding="utf-8")
+def blocks(language, document="README.md"):
+    text = (ROOT / document).read_text(encoding="utf-8")
     return re.findall(rf"^```{language}\n(.*?)^```$", text, re.MULTILINE | re.DOTALL)
 
 
@@ -130,8 +130,15 @@ class CommandsTest(unittest.TestCase):
     def test_each_python_program_posts_a_message_of_the_contract(self):
         programs = blocks("python")
         self.assertEqual(len(programs), 1)
-        for program in programs:
+        for program in [*programs, *blocks("python", "docs/integration.md")]:
             self.assert_is_message(self.run_command(["/usr/bin/python3", "-c", program]))
+
+    def test_commands_of_the_integration_page(self):
+        start, for_a_user = blocks("sh", "docs/integration.md")
+        self.assert_is_message(self.run_command(["bash", "-ec", start]))
+        # Whoever runs this may have no session of their own; the test's is given.
+        own = 'USER=$(id -un); ' + for_a_user.replace("--user", f"--bus '{self.address}' --user")
+        self.assert_is_message(self.run_command(["bash", "-ec", own]))
 
     def test_table_of_keys_is_whole(self):
         keys = keys_of_the_table()
@@ -149,7 +156,7 @@ class DocumentsTest(unittest.TestCase):
                     self.assertTrue(target.startswith("https://") or (document.parent / target).exists())
 
     def test_files_that_are_named_are_there(self):
-        rooms = "Controllers|Support|Platform|ServiceTier|Resources|Tools|Tests|Benchmarks|Fuzz|Scripts|Packaging"
+        rooms = "Client|Controllers|Support|Platform|ServiceTier|Resources|Tools|Tests|Benchmarks|Fuzz|Scripts|Packaging"
         for document in DOCUMENTS:
             for name in set(re.findall(rf"`((?:{rooms})/[\w./@-]*)", document.read_text(encoding="utf-8"))):
                 with self.subTest(document=document.name, name=name):
