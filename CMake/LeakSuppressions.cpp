@@ -5,6 +5,8 @@ extern "C" [[gnu::visibility("default")]] const char *__lsan_default_options();
 
 extern "C" const char *__lsan_default_suppressions() {
     return "leak:libfontconfig\n"
+           "leak:libgnustep-base\n" // classes, and what its thread has
+           "leak:libobjc\n"
            "leak:QScroller::grabGesture\n"; // the recogniser of a gesture, one a process
 }
 
