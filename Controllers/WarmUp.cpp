@@ -47,7 +47,7 @@ void drawOneNotice(const Storyboard &storyboard) {
 // Each scene is made again for the next message some time after it was handed out, so that nothing of it
 // falls between a message and its notice.
 void keepScenesAhead(RunLoop &runLoop, Storyboard &mainStoryboard) {
-    constexpr std::chrono::milliseconds afterTheNotice(250);
+    static constexpr std::chrono::milliseconds afterTheNotice(250);
     const auto due = std::make_shared<std::set<QString>>();
     mainStoryboard.setInstantiated([&runLoop, &mainStoryboard, due](const QString &identifier) {
         if (!due->insert(identifier).second)
