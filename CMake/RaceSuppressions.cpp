@@ -1,6 +1,7 @@
 // Compiled into every program that looks for races: what libraries that are not built for it look like.
 
 extern "C" [[gnu::visibility("default")]] const char *__tsan_default_suppressions();
+extern "C" [[gnu::visibility("default")]] const char *__tsan_default_options();
 
 extern "C" const char *__tsan_default_suppressions() {
     return
@@ -13,4 +14,9 @@ extern "C" const char *__tsan_default_suppressions() {
         // them looks unguarded. What our own code does with it is still watched.
         "called_from_lib:libQt6Core.so.6\n"
         "called_from_lib:libQt6Gui.so.6\n";
+}
+
+// As with the other sanitizers a report ends the program: an end by quick_exit would not tell of it.
+extern "C" const char *__tsan_default_options() {
+    return "halt_on_error=1";
 }

@@ -142,10 +142,11 @@ def descriptors(process_id):
 
 def _is_sanitized():
     with open(os.path.join(BUNDLE, "Contents/Linux/NoticeAgent"), "rb") as file:
-        return b"__asan_init" in file.read()
+        content = file.read()
+    return b"__asan_init" in content or b"__tsan_init" in content
 
 
-# A build with AddressSanitizer has memory figures of its own, and is several times as slow.
+# A build with a sanitizer has memory figures of its own, and is several times as slow.
 IS_SANITIZED = _is_sanitized()
 SLOWNESS = 5 if IS_SANITIZED else 1
 
