@@ -2,6 +2,7 @@
 #   notice-agent            the bundle, post-notice, gallery, manual pages, documents
 #   notice-agent-dbgsym     its debug symbols
 #   notice-agent-brand-kit  the command that makes other brands of the bundle
+#   libnoticeclient-dev     the library for programs that post messages
 include(GNUInstallDirs)
 
 set(NOTICE_MAINTAINER "Notice Agent maintainers <maintainers@notice-agent.example>" CACHE STRING
@@ -16,7 +17,7 @@ target_compile_options(NoticeOptions INTERFACE
     $<$<AND:$<CONFIG:Release>,$<BOOL:$<TARGET_PROPERTY:NOTICE_SHIPPED>>>:-g1>
     $<$<AND:$<CONFIG:Release>,$<BOOL:$<TARGET_PROPERTY:NOTICE_SHIPPED>>>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)
 set_target_properties(NoticeAgent ServiceTier post-notice gallery Controllers Support Platform PlatformQt
-    PlatformSystem PROPERTIES NOTICE_SHIPPED ON)
+    PlatformSystem NoticeClient NoticeClientObjects PROPERTIES NOTICE_SHIPPED ON)
 
 # --- the package of the agent ---------------------------------------------------------------------
 
@@ -75,6 +76,7 @@ endfunction()
 set(manuals ${CMAKE_INSTALL_MANDIR}/man1)
 package_documents(notice-agent agent)
 package_documents(notice-agent-brand-kit kit)
+package_documents(libnoticeclient-dev Development)
 compressed(${PROJECT_SOURCE_DIR}/Tools/PostNotice/post-notice.1 ${manuals} post-notice.1 agent)
 compressed(${PROJECT_SOURCE_DIR}/Tools/Gallery/gallery.1 ${manuals} gallery.1 agent)
 compressed(${PROJECT_SOURCE_DIR}/Packaging/brand/brand-notices.1 ${manuals} brand-notices.1 kit)
@@ -90,15 +92,16 @@ set(CPACK_PACKAGE_CONTACT "${NOTICE_MAINTAINER}")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_COMPONENTS_ALL agent kit)
+set(CPACK_COMPONENTS_ALL agent kit Development)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 
-set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/Packaging/finish-symbols.cmake)
+set(CPACK_POST_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/Packaging/finish-packages.cmake)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 
 set(CPACK_DEBIAN_AGENT_PACKAGE_NAME notice-agent)
 set(CPACK_DEBIAN_AGENT_PACKAGE_SECTION misc)
@@ -129,4 +132,16 @@ The command brand-notices takes a folder with the settings, the logo and the
 texts of a brand, says in plain words what is wrong or doubtful about them, and
 makes a branded bundle and a branded Debian package of the installed agent.
 Nothing is compiled for it.")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libnoticeclient-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_DEVELOPMENT_DEBUGINFO_PACKAGE ON)
+# The static library is linked with it.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libdbus-1-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS notice-agent)
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "C++ library that posts notices to the notice agent
+For programs that have the notice agent show its notices: the library starts
+the agent of a user's session, posts a message to it, and waits for the answer.
+It comes as a shared and as a static library, with a header, and with files for
+CMake and pkg-config.")
 include(CPack)

@@ -117,12 +117,26 @@ class ContentTest(unittest.TestCase):
         lintian = shutil.which("lintian", path=SYSTEM_PATH)
         if not lintian:
             self.skipTest("lintian is not installed (Scripts/packages.txt)")
-        named_deb = folder / "symbols.deb"  # the only suffix that lintian reads
-        named_deb.symlink_to(symbols)
-        for package in [*sorted(packages.glob("*.deb")), named_deb]:
+        named_debs = [folder / f"{package.stem}.deb" for package in sorted(packages.glob("*.ddeb"))]
+        for deb in named_debs:  # the only suffix that lintian reads
+            deb.symlink_to(packages / f"{deb.stem}.ddeb")
+        self.assertEqual(len(named_debs), 2)
+        for package in [*sorted(packages.glob("*.deb")), *named_debs]:
             with self.subTest(package.name):
                 said = run(lintian, "--allow-root", "--fail-on", "error,warning", package)
                 self.assertNotRegex(said, r"(?m)^[EW]: ")
+
+    def test_library_for_clients_has_a_package_of_its_own(self):
+        library = only(packages.glob("libnoticeclient-dev_*.deb"))
+        names = run("dpkg-deb", "-c", library)
+        for name in ("include/NoticeClient/NoticeClient.h", "libNoticeClient.a", "pkgconfig/NoticeClient.pc",
+                     "cmake/NoticeClient/NoticeClientConfig.cmake"):
+            self.assertIn(f"/{name}\n", names)
+        self.assertRegex(names, r"libNoticeClient\.so -> libNoticeClient\.so\.\d")
+        control = folder / "library"
+        run("dpkg-deb", "-e", library, control)
+        self.assertEqual(sorted(path.name for path in control.iterdir()), ["control", "md5sums", "shlibs", "triggers"])
+        self.assertIn("libdbus-1-dev", field(library, "Depends"))
 
     def test_the_unpacked_gallery_draws_the_unpacked_bundle(self):
         pictures = folder / "pictures"
