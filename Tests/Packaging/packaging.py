@@ -93,9 +93,10 @@ class InstallRoot:
         shutil.rmtree(self.path, ignore_errors=True)
 
     def dpkg(self, *arguments, path=SYSTEM_PATH):
-        # What the packages depend on is not in the folder but on this system.
+        # What the packages depend on is not in the folder but on this system. Small systems are told to leave
+        # documents out.
         return run("dpkg", f"--root={self.path}", "--force-script-chrootless", "--force-depends", "--force-bad-path",
-                   *arguments, env=dict(os.environ, PATH=path, LC_ALL="C.UTF-8"))
+                   "--path-include=/*", *arguments, env=dict(os.environ, PATH=path, LC_ALL="C.UTF-8"))
 
     def files(self):
         # dpkg's own books are not compared.
