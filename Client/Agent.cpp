@@ -64,6 +64,11 @@ Error busLost() {
 } // namespace
 
 struct [[gnu::visibility("hidden")]] Agent::State {
+    State(Session itsSession, Brand itsBrand, std::unique_ptr<BusConnection> itsBus)
+        : session(std::move(itsSession))
+        , brand(std::move(itsBrand))
+        , bus(std::move(itsBus)) { }
+
     Session session;
     Brand brand;
     std::unique_ptr<BusConnection> bus;
@@ -89,7 +94,7 @@ struct [[gnu::visibility("hidden")]] Agent::State {
     Result<void> observeOwner() {
         if (observesOwner)
             return {};
-        const auto observed
+        auto observed
             = observe(std::string("type='signal',sender='" DBUS_SERVICE_DBUS
                                   "',interface='" DBUS_INTERFACE_DBUS "',member='NameOwnerChanged',arg0=")
                 + quoted(agentName));
@@ -152,8 +157,7 @@ Result<Agent> Agent::connect(const Session &session, Brand brand) {
     auto bus = session.state_->connect();
     if (!bus)
         return bus.error();
-    return Agent(std::unique_ptr<State>(
-        new State { session, std::move(brand), std::move(*bus), std::nullopt, nullptr }));
+    return Agent(std::make_unique<State>(session, std::move(brand), std::move(*bus)));
 }
 
 Result<bool> Agent::isListening() {

@@ -424,7 +424,7 @@ Result<ChildProcess> ChildProcess::start(const std::string &program,
             std::signal(number, SIG_DFL);
         sigset_t none;
         sigemptyset(&none);
-        sigprocmask(SIG_SETMASK, &none, nullptr);
+        pthread_sigmask(SIG_SETMASK, &none, nullptr);
         ::execve(program.c_str(), arguments.data(), variables.data());
         sendError(channel, errno);
     });
