@@ -10,7 +10,7 @@ import time
 import zlib
 
 from desktop import wait_until
-from harness import BUNDLE
+from harness import IS_SANITIZED, SLOWNESS
 
 _libc = ctypes.CDLL(None, use_errno=True)
 
@@ -138,17 +138,6 @@ def memory(process_id, kind="VmRSS"):
 
 def descriptors(process_id):
     return len(os.listdir(f"/proc/{process_id}/fd"))
-
-
-def _is_sanitized():
-    with open(os.path.join(BUNDLE, "Contents/Linux/NoticeAgent"), "rb") as file:
-        content = file.read()
-    return b"__asan_init" in content or b"__tsan_init" in content
-
-
-# A build with a sanitizer has memory figures of its own, and is several times as slow.
-IS_SANITIZED = _is_sanitized()
-SLOWNESS = 5 if IS_SANITIZED else 1
 
 
 def png_chunk(kind, content):
