@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -357,6 +358,33 @@ TEST_F(AgentTest, ProgramThatOutlivesItsAgentIsTakenByALaterStart) {
     EXPECT_EQ(endedChildren(), 5);
     EXPECT_TRUE(connected().start(bundle));
     EXPECT_EQ(endedChildren(), 0);
+}
+
+// A service may have the kernel take the ends of its children.
+TEST_F(AgentTest, ProgramThatIgnoresTheEndsOfItsChildrenIsServedAsWell) {
+    const auto before = std::signal(SIGCHLD, SIG_IGN);
+    Session::Overrides overrides;
+    overrides.busAddress = qgetenv("DBUS_SESSION_BUS_ADDRESS").toStdString();
+    const auto session = Session::forUser(::getuid(), overrides);
+    EXPECT_TRUE(session);
+    auto agent = connected();
+    EXPECT_EQ(codeOf(agent.ensureListening(bundleOf("exit 7"), 60s)), ErrorCode::AgentEnded);
+    EXPECT_EQ(codeOf(agent.start("/nowhere/NoticeAgent.app")), ErrorCode::CannotStart);
+    std::signal(SIGCHLD, before);
+}
+
+TEST_F(AgentTest, SessionsAreFoundFromManyThreadsAtOnce) {
+    Session::Overrides overrides;
+    overrides.busAddress = qgetenv("DBUS_SESSION_BUS_ADDRESS").toStdString();
+    std::vector<std::thread> threads;
+    for (int count = 0; count < 4; ++count)
+        threads.emplace_back([&overrides] {
+            const auto session = Session::forUser(::getuid(), overrides);
+            ASSERT_TRUE(session) << session.error().message;
+            EXPECT_TRUE(Agent::connect(*session));
+        });
+    for (auto &thread : threads)
+        thread.join();
 }
 
 TEST_F(AgentTest, NothingIsStartedWhenAnAgentIsThere) {
