@@ -54,7 +54,8 @@ NoticeWorld::QtApplicationExists::QtApplicationExists() {
     static char name[] = "tests";
     static char *arguments[] = { name, nullptr };
     QApplication::setStyle(QStringLiteral("fusion"));
-    static QApplication application(argumentCount, arguments);
+    // Never deleted: what the library keeps for it goes before the end of the process would come to it.
+    [[maybe_unused]] static const auto *const application = new QApplication(argumentCount, arguments);
     QApplication::setQuitOnLastWindowClosed(false);
 }
 
