@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+// NOLINTNEXTLINE(readability-redundant-declaration): the headers of macOS have none
 extern char **environ;
 
 namespace NoticeClient {

@@ -27,10 +27,12 @@ Result<Session> Session::forUser(uid_t user, const Overrides &overrides) {
 }
 
 Result<Session> Session::forUser(const std::string &name, const Overrides &overrides) {
-    const auto *entry = ::getpwnam(name.c_str());
-    if (!entry)
+    struct passwd entry { };
+    struct passwd *found = nullptr;
+    std::vector<char> texts(16384);
+    if (::getpwnam_r(name.c_str(), &entry, texts.data(), texts.size(), &found) != 0 || !found)
         return Error { ErrorCode::NoSuchUser, "there is no user " + name };
-    return forUser(entry->pw_uid, overrides);
+    return forUser(entry.pw_uid, overrides);
 }
 
 uid_t Session::user() const {
@@ -42,6 +44,7 @@ std::string Session::busAddress() const {
 }
 
 std::string Session::environment(std::string_view name) const {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): whoever changes it beside other threads has to see to that
     const char *value = std::getenv(std::string(name).c_str());
     return value ? value : std::string();
 }
