@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <utility>
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -26,8 +27,14 @@ bool desktopIsOpen = false;
 void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &text) {
     const bool displayIsGone = text.startsWith(QLatin1String("The X11 connection broke"))
         || text.startsWith(QLatin1String("The Wayland connection broke"));
-    if (theApplication && displayIsGone)
-        theApplication->endWithoutDesktop(QStringLiteral("the connection to the display broke"));
+    if (displayIsGone) {
+        // A thread of Qt's own may notice it as well. It waits here, since what it would do next is to end
+        // the process in Qt's way.
+        static std::recursive_mutex ending;
+        const std::lock_guard lock(ending);
+        if (theApplication)
+            theApplication->endWithoutDesktop(QStringLiteral("the connection to the display broke"));
+    }
     if (theApplication && type == QtFatalMsg && !desktopIsOpen)
         theApplication->endWithoutDesktop(Desktop::displayNames() + QStringLiteral(" cannot be opened"));
     // What Qt says of its failing attempts before is no second line.
