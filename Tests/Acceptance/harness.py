@@ -632,7 +632,7 @@ class NoticeTestCase(unittest.TestCase):
         for number, (moment, line) in zip(range(first - 1, 0, -1), shown[1:]):
             self.assert_near(moment - begun, of - number, f"the line {line!r}")
 
-    def assert_near(self, seconds, expected, what, tolerance=0.8 if IS_SANITIZED else 0.4):
+    def assert_near(self, seconds, expected, what, tolerance=0.4 * SLOWNESS):
         self.assertTrue(abs(seconds - expected) <= tolerance,
                         f"{what}: expected about {expected:g} s, took {seconds:.3f} s")
 

@@ -8,7 +8,7 @@ import dbus
 import dbus.lowlevel
 
 from desktop import AGENT_NAME, CENTER_INTERFACE, holds_for, wait_until
-from harness import LAUNCHED, NoticeTestCase, Starts, bus_value, notice_xml, received, takes
+from harness import LAUNCHED, SLOWNESS, NoticeTestCase, Starts, bus_value, notice_xml, received, takes
 
 
 class MalformedSignalTest(NoticeTestCase):
@@ -138,7 +138,7 @@ class DeliveryTest(NoticeTestCase):
                 received_count += file.read().count("[info] : Message received from Main APP.\n")
         self.assertEqual(2000, received_count)
         pressed = agent.press_ok()
-        self.assertLess(self.assert_ended(agent) - pressed, 1)
+        self.assertLess(self.assert_ended(agent) - pressed, SLOWNESS)
 
     @takes(3)
     def test_two_thousand_casb_messages_show_the_last_one(self):
