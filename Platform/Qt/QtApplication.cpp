@@ -65,6 +65,8 @@ void QtApplication::openDesktop() {
     application_ = std::make_unique<QApplication>(argumentCount_, arguments_);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setApplicationName(QStringLiteral("NoticeAgent"));
+    // A system that ends its applications by an event of its own ends this one in the ordinary way.
+    QObject::connect(application_.get(), &QCoreApplication::aboutToQuit, [this] { endProcess(); });
     desktopIsOpen = true;
     Desktop::finishLoadingFonts();
     NoticeAccessibility::install();
