@@ -13,7 +13,8 @@ extern "C" const char *__tsan_default_suppressions() {
         "race:libdbus-1.so\n"
         // The locks of a class and of the run time in a single thread, at the first use of the class.
         "deadlock:libgnustep-base.so\n"
-        // The readers of the window system's events have threads of their own.
+        // The buses and the readers of the window system's events have threads of their own.
+        "race:libQt6DBus.so\n"
         "race:libQt6XcbQpa.so\n"
         "race:libQt6WaylandClient.so\n"
         "mutex:libQt6WaylandClient.so\n"
