@@ -138,8 +138,6 @@ void Desktop::prepare() {
     // A notice draws no 3D and takes no text: neither the GL stack nor an input method is loaded.
     setDefault("QT_XCB_GL_INTEGRATION", "none");
     qputenv("QT_IM_MODULE", "none");
-    // The toolkit's own loop; the other one is woken by a write for each event that is posted.
-    setDefault("QT_NO_GLIB", "1");
     // Through shared memory each repaint waits for the display to have read the one before: a wake-up more a
     // second for a window whose one line changes.
     setDefault("QT_XCB_NO_MITSHM", "1");

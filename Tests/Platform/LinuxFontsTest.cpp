@@ -14,20 +14,22 @@
 
 namespace {
 
-/// A machine with the font files of a folder and no others.
+struct Face {
+    const char *family;
+    const char *style;
+    int slant = FC_SLANT_ROMAN;
+    int width = FC_WIDTH_NORMAL;
+    int weight = FC_WEIGHT_REGULAR;
+};
+
+/// A machine with these faces and no others. They are all one font file, which the library is told to take
+/// for something else.
 class LinuxFontsTest : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(folder_.isValid());
         ASSERT_TRUE(QDir(folder_.path()).mkdir(QStringLiteral("fonts")));
-        QFile settings(folder_.filePath(QStringLiteral("fonts.conf")));
-        ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
-        settings.write("<?xml version=\"1.0\"?><!DOCTYPE fontconfig SYSTEM \"fonts.dtd\"><fontconfig><dir>"
-            + folder_.filePath(QStringLiteral("fonts")).toUtf8() + "</dir><cachedir>"
-            + folder_.filePath(QStringLiteral("cache")).toUtf8() + "</cachedir></fontconfig>");
-        settings.close();
-        qputenv("FONTCONFIG_FILE", settings.fileName().toLocal8Bit());
-        FcConfigSetCurrent(FcInitLoadConfigAndFonts());
+        install({});
     }
 
     void TearDown() override {
@@ -35,13 +37,38 @@ protected:
         FcConfigSetCurrent(FcInitLoadConfigAndFonts());
     }
 
-    void install(const std::vector<const char *> &files) {
-        for (const auto *file : files) {
-            const auto name = QString::fromLatin1(file);
-            ASSERT_TRUE(QFile::copy(QStringLiteral("/usr/share/fonts/truetype/noto/") + name,
-                folder_.filePath(QStringLiteral("fonts/") + name)))
-                << file << " of the package fonts-noto-core is missing";
+    void install(const std::vector<Face> &faces) {
+        QByteArray rules;
+        for (std::size_t index = 0; index < faces.size(); ++index) {
+            const auto &face = faces[index];
+            const auto file = folder_.filePath(QStringLiteral("fonts/%1.ttf").arg(index));
+            ASSERT_TRUE(
+                QFile::copy(QStringLiteral("/usr/share/fonts/truetype/noto/NotoSans-Regular.ttf"), file))
+                << "the package fonts-noto-core is missing";
+            rules += "<match target=\"scan\"><test name=\"file\"><string>" + file.toUtf8()
+                + "</string></test>" + edit("family", "string", escaped(face.family))
+                + edit("fullname", "string", escaped(QByteArray(face.family) + ' ' + face.style))
+                + edit("slant", "int", QByteArray::number(face.slant))
+                + edit("width", "int", QByteArray::number(face.width))
+                + edit("weight", "int", QByteArray::number(face.weight)) + "</match>";
         }
+        QFile settings(folder_.filePath(QStringLiteral("fonts.conf")));
+        ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
+        settings.write("<?xml version=\"1.0\"?><!DOCTYPE fontconfig SYSTEM \"fonts.dtd\"><fontconfig><dir>"
+            + folder_.filePath(QStringLiteral("fonts")).toUtf8() + "</dir><cachedir>"
+            + folder_.filePath(QStringLiteral("cache")).toUtf8() + "</cachedir>" + rules + "</fontconfig>");
+        settings.close();
+        qputenv("FONTCONFIG_FILE", settings.fileName().toLocal8Bit());
+        FcConfigSetCurrent(FcInitLoadConfigAndFonts());
+    }
+
+    static QByteArray escaped(const QByteArray &text) {
+        return QString::fromUtf8(text).toHtmlEscaped().toUtf8();
+    }
+
+    static QByteArray edit(const char *property, const QByteArray &type, const QByteArray &value) {
+        return QByteArray("<edit name=\"") + property + "\" mode=\"assign\"><" + type + '>' + value + "</"
+            + type + "></edit>";
     }
 
     static std::multiset<std::string> faces() {
@@ -60,21 +87,37 @@ private:
 };
 
 TEST_F(LinuxFontsTest, KeepsTheUprightFacesFromRegularToBold) {
-    install({ "NotoSans-Regular.ttf", "NotoSans-SemiBold.ttf", "NotoSans-Bold.ttf", "NotoSans-Italic.ttf",
-        "NotoSans-Light.ttf", "NotoSans-Thin.ttf", "NotoSans-Black.ttf", "NotoSans-Condensed.ttf",
-        "NotoSans-SemiCondensedBold.ttf", "NotoSans-ExtraCondensed.ttf" });
+    install({
+        { .family = "One", .style = "Regular" },
+        { .family = "One", .style = "SemiBold", .weight = FC_WEIGHT_DEMIBOLD },
+        { .family = "One", .style = "Bold", .weight = FC_WEIGHT_BOLD },
+        { .family = "One", .style = "Italic", .slant = FC_SLANT_ITALIC },
+        { .family = "One", .style = "Oblique", .slant = FC_SLANT_OBLIQUE },
+        { .family = "One", .style = "Thin", .weight = FC_WEIGHT_THIN },
+        { .family = "One", .style = "Light", .weight = FC_WEIGHT_LIGHT },
+        { .family = "One", .style = "Black", .weight = FC_WEIGHT_BLACK },
+        { .family = "One", .style = "Condensed", .width = FC_WIDTH_CONDENSED },
+        { .family = "One",
+            .style = "SemiCondensed Bold",
+            .width = FC_WIDTH_SEMICONDENSED,
+            .weight = FC_WEIGHT_BOLD },
+    });
+    EXPECT_EQ(faces().size(), 10U);
     LinuxFonts::load();
-    EXPECT_EQ(faces(),
-        (std::multiset<std::string> { "Noto Sans Regular", "Noto Sans SemiBold", "Noto Sans Bold" }));
+    EXPECT_EQ(faces(), (std::multiset<std::string> { "One Regular", "One SemiBold", "One Bold" }));
 }
 
 TEST_F(LinuxFontsTest, KeepsAllOfAFamilyThatHasNothingElse) {
-    install({ "NotoSans-Regular.ttf", "NotoSans-Italic.ttf", "NotoSerif-Italic.ttf",
-        "NotoSerif-CondensedLight.ttf" });
+    install({
+        { .family = "One", .style = "Regular" },
+        { .family = "One", .style = "Italic", .slant = FC_SLANT_ITALIC },
+        { .family = "Two & <Three>", .style = "Italic", .slant = FC_SLANT_ITALIC },
+        { .family = "Two & <Three>", .style = "Condensed", .width = FC_WIDTH_CONDENSED },
+    });
+    EXPECT_EQ(faces().size(), 4U);
     LinuxFonts::load();
     EXPECT_EQ(faces(),
-        (std::multiset<std::string> {
-            "Noto Sans Regular", "Noto Serif Italic", "Noto Serif Condensed Light" }));
+        (std::multiset<std::string> { "One Regular", "Two & <Three> Italic", "Two & <Three> Condensed" }));
 }
 
 TEST_F(LinuxFontsTest, WorksWithoutAnyFont) {
@@ -83,7 +126,7 @@ TEST_F(LinuxFontsTest, WorksWithoutAnyFont) {
 }
 
 TEST_F(LinuxFontsTest, WorksWithABrokenConfiguration) {
-    install({ "NotoSans-Regular.ttf", "NotoSans-Italic.ttf" });
+    install({ { .family = "One", .style = "Regular" } });
     qputenv("FONTCONFIG_FILE", "/dev/null");
     LinuxFonts::load();
     EXPECT_TRUE(FcInit());
