@@ -249,7 +249,7 @@ class Bench:
         lost = sent - agent.notices
         agent.end()
         series = ", ".join(f"{count}: {kibibytes / 1024:.2f}" for count, kibibytes in memory)
-        self.rows.append(Row(f"memory after {sent} messages", "MiB", [memory[-1][1] / 1024],
+        self.rows.append(Row(f"resident memory after {sent} messages", "MiB", [memory[-1][1] / 1024],
                              f"after {first}", [memory[0][1] / 1024], FLAT, series))
         self.rows.append(Row(f"of {sent} messages lost", "messages", [lost], target=0,
                              note=f"{sent / seconds:.0f} a second"))
@@ -373,8 +373,9 @@ class Agent:
         return {"nanoseconds": nanoseconds, "wake-ups": wake_ups, "time": time.monotonic()}
 
     def memory(self):
+        """What is resident: the proportional part changes with every program that comes and goes."""
         rollup = Path(f"/proc/{self.process.pid}/smaps_rollup").read_text()
-        return int(re.search(r"^Pss:\s*(\d+)", rollup, re.MULTILINE).group(1))
+        return int(re.search(r"^Rss:\s*(\d+)", rollup, re.MULTILINE).group(1))
 
     def end(self):
         self.process.terminate()

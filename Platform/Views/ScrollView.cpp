@@ -5,6 +5,8 @@
 #include <QScrollBar>
 #include <QScroller>
 
+#include <utility>
+
 namespace {
 
 constexpr int barWidth = 8;
@@ -29,7 +31,17 @@ ScrollView::ScrollView(QWidget *parent)
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
     viewport()->setAutoFillBackground(false);
-    QScroller::grabGesture(viewport(), QScroller::TouchGesture);
+}
+
+ScrollView::~ScrollView() {
+    if (followsFinger_)
+        QScroller::ungrabGesture(viewport());
+}
+
+// Only where there is something to scroll: the toolkit keeps a record of each view that was ever followed.
+void ScrollView::followFinger() {
+    if (!std::exchange(followsFinger_, true))
+        QScroller::grabGesture(viewport(), QScroller::TouchGesture);
 }
 
 int ScrollView::heightForWidth(int width) const {
@@ -61,6 +73,8 @@ void ScrollView::fitContent() {
     // Only where there is a bar: a style sheet costs time, and most notices have none.
     if (!fits && verticalScrollBar()->styleSheet().isEmpty())
         verticalScrollBar()->setStyleSheet(barStyle);
+    if (!fits)
+        followFinger();
     setVerticalScrollBarPolicy(fits ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAlwaysOn);
 }
 

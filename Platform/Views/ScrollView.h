@@ -9,6 +9,7 @@ class ScrollView : public QScrollArea {
 
 public:
     explicit ScrollView(QWidget *parent = nullptr);
+    ~ScrollView() override;
 
     /// Scrolls by a key (arrows, page keys, home, end); false when the key is none of them.
     bool scrollBy(int key);
@@ -24,4 +25,7 @@ protected:
 
 private:
     void fitContent();
+    void followFinger();
+
+    bool followsFinger_ = false;
 };
