@@ -38,10 +38,12 @@ ScrollView::~ScrollView() {
         QScroller::ungrabGesture(viewport());
 }
 
-// Only where there is something to scroll: the toolkit keeps a record of each view that was ever followed.
-void ScrollView::followFinger() {
-    if (!std::exchange(followsFinger_, true))
+// A finger is followed only where there is something to scroll, which is known for good when it is painted:
+// the toolkit keeps a record of each view that was ever followed.
+void ScrollView::paintEvent(QPaintEvent *event) {
+    if (verticalScrollBarPolicy() == Qt::ScrollBarAlwaysOn && !std::exchange(followsFinger_, true))
         QScroller::grabGesture(viewport(), QScroller::TouchGesture);
+    QScrollArea::paintEvent(event);
 }
 
 int ScrollView::heightForWidth(int width) const {
@@ -73,8 +75,6 @@ void ScrollView::fitContent() {
     // Only where there is a bar: a style sheet costs time, and most notices have none.
     if (!fits && verticalScrollBar()->styleSheet().isEmpty())
         verticalScrollBar()->setStyleSheet(barStyle);
-    if (!fits)
-        followFinger();
     setVerticalScrollBarPolicy(fits ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAlwaysOn);
 }
 

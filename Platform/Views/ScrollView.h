@@ -20,12 +20,12 @@ public:
     QSize minimumSizeHint() const override { return {}; }
 
 protected:
+    void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void fitContent();
-    void followFinger();
 
     bool followsFinger_ = false;
 };
