@@ -124,7 +124,8 @@ def main():
 
     missing = [font for font in FONTS if not (FONT_FOLDER / font).exists()]
     if missing:
-        print(f"skipped: these fonts of the packages fonts-noto-core and fonts-noto-extra are missing: {' '.join(missing)}")
+        print("skipped: these fonts of the packages fonts-noto-core and fonts-noto-extra are missing:",
+              " ".join(missing))
         return SKIPPED
     names = arguments.pictures or sorted(str(path.relative_to(REFERENCES)) for path in REFERENCES.glob("*/*.png"))
     if not names:
