@@ -9,14 +9,14 @@ class QWindow;
 namespace Desktop {
 
 /// Begins to load the fonts beside everything else, since they take longer than all the rest of opening a
-/// window. Called once, as early as can be.
+/// window. Called once, after `prepare()`, as early as can be.
 void beginLoadingFonts();
 
 /// Waits for the end of that. Called before the first text is measured.
 void finishLoadingFonts();
 
-/// Called before QApplication is made: chooses the window system's back end and leaves out what a notice
-/// never uses.
+/// Called before QApplication is made and while there is no thread but the main one: chooses the window
+/// system's back end and leaves out what a notice never uses.
 void prepare();
 
 /// Whether there is anything to connect to.

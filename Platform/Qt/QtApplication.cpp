@@ -49,6 +49,8 @@ QtApplication::QtApplication(int argumentCount, char **arguments, ErrorReporter 
     , arguments_(arguments)
     , reportError_(std::move(reportError)) {
     theApplication = this;
+    // First what writes to the environment: the font library reads it, on its own thread.
+    Desktop::prepare();
     Desktop::beginLoadingFonts();
 }
 
@@ -58,7 +60,6 @@ QtApplication::~QtApplication() {
 
 void QtApplication::openDesktop() {
     qInstallMessageHandler(handleQtMessage);
-    Desktop::prepare();
     if (!Desktop::isPresent())
         endWithoutDesktop(QStringLiteral("neither DISPLAY nor WAYLAND_DISPLAY names a display"));
     QApplication::setStyle(QStringLiteral("fusion"));
