@@ -76,8 +76,8 @@ void QtNoticeWindow::setLightPalette() {
     QPalette light(QColor(236, 238, 243), QColor(255, 255, 255));
     light.setColor(QPalette::ToolTipBase, QColor(255, 255, 255));
     light.setColor(QPalette::ToolTipText, QColor(30, 34, 52));
-    // The one colour that differs between an active window and another one: if it did, all of a notice would
-    // be painted again as soon as it has appeared and got the keyboard.
+    // The one colour that would differ between an active window and another one. Where one does, the toolkit
+    // paints every view again each time the window gets or loses the keyboard.
     light.setColor(QPalette::Highlight, QColor(30, 34, 52));
     QApplication::setPalette(light);
 }
