@@ -1,8 +1,17 @@
-# What every target of ours is compiled with: warnings as errors, hardening, sanitizers.
+# What every target of ours is compiled with: warnings, hardening, sanitizers. Warnings are errors in the presets of
+# developers (CMakePresets.json), not in a release: a newer compiler or Qt has new ones.
 
 option(NOTICE_COVERAGE "Instrument for gcov" OFF)
 option(NOTICE_FUZZ "Build the libFuzzer targets (clang)" OFF)
 set(NOTICE_SANITIZE "" CACHE STRING "Sanitizers, as given to -fsanitize=")
+
+# Until every build folder was configured by its preset.
+set(isDebug OFF)
+if(CMAKE_BUILD_TYPE STREQUAL Debug)
+    set(isDebug ON)
+endif()
+option(NOTICE_WARNINGS_ARE_ERRORS "Stop at a compiler's warning" ${isDebug})
+set(NOTICE_WARNING_ERRORS $<$<BOOL:${NOTICE_WARNINGS_ARE_ERRORS}>:-Werror>)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -16,9 +25,10 @@ check_pie_supported()
 add_library(NoticeOptions INTERFACE)
 target_include_directories(NoticeOptions INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_definitions(NoticeOptions INTERFACE
-    QT_NO_KEYWORDS QT_NO_CAST_FROM_BYTEARRAY QT_NO_CAST_TO_ASCII QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+    QT_NO_KEYWORDS QT_NO_CAST_FROM_BYTEARRAY QT_NO_CAST_TO_ASCII QT_DISABLE_DEPRECATED_BEFORE=0x060400
+    $<$<VERSION_GREATER_EQUAL:${Qt6_VERSION},6.5>:QT_WARN_DEPRECATED_UP_TO=0x060400>)
 target_compile_options(NoticeOptions INTERFACE
-    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
+    -Wall -Wextra -Wpedantic ${NOTICE_WARNING_ERRORS} -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
     -Wcast-align -Wformat=2 -Wconversion -Wimplicit-fallthrough)
 
 if(NOTICE_SANITIZE)

@@ -38,7 +38,7 @@ elseif(BUILD_TESTING)
         target_compile_definitions(NoticeObjectiveC INTERFACE
             GNUSTEP GNUSTEP_BASE_LIBRARY=1 GNU_RUNTIME=1
             QT_NO_KEYWORDS QT_NO_CAST_FROM_BYTEARRAY QT_NO_CAST_TO_ASCII QT_DISABLE_DEPRECATED_BEFORE=0x060400)
-        foreach(option -Wall -Wextra -Werror -Wshadow -Wconversion -Wimplicit-fallthrough -fobjc-runtime=gcc
+        foreach(option -Wall -Wextra ${NOTICE_WARNING_ERRORS} -Wshadow -Wconversion -Wimplicit-fallthrough -fobjc-runtime=gcc
                 -fconstant-string-class=NSConstantString -fno-exceptions "SHELL:-idirafter ${runtimeHeaders}")
             target_compile_options(NoticeObjectiveC INTERFACE "$<$<COMPILE_LANGUAGE:OBJCXX>:${option}>")
         endforeach()

@@ -72,20 +72,28 @@ make_scratch_folder() {
 
 # --- packages --------------------------------------------------------------------------------------
 
+# missing_packages LIST...   the packages of these lists that are not installed. "a | b" is the one of the two that
+# this release of Debian has.
 missing_packages() {
-    local -a wanted
-    mapfile -t wanted <"$repository/Scripts/packages.txt"
-    # A package that was never heard of is no error here: it is missing.
-    dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${wanted[@]}" 2>/dev/null |
-        sed -n 's/^installed //p' | sort -u |
-        comm -13 - <(printf '%s\n' "${wanted[@]}" | sort -u) || true
+    local -a wanted candidates
+    local installed line candidate
+    installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' | sed -n 's/^installed //p')
+    mapfile -t wanted < <(cd "$repository/Scripts" && sort -u "$@")
+    for line in "${wanted[@]}"; do
+        mapfile -t candidates < <(tr -d ' ' <<<"$line" | tr '|' '\n')
+        grep -qxFf <(printf '%s\n' "${candidates[@]}") <<<"$installed" && continue
+        for candidate in "${candidates[@]}"; do
+            apt-cache show "$candidate" >/dev/null 2>&1 && break
+        done
+        say "$candidate"
+    done
 }
 
 as_root() {
     if [ "$(id -u)" = 0 ]; then
         "$@"
     elif ! command -v sudo >/dev/null; then
-        fail "this needs root, and there is no sudo: run as root: $*"
+        return 1
     elif [ -t 0 ]; then
         sudo "$@"
     else
@@ -93,20 +101,27 @@ as_root() {
     fi
 }
 
+# install_missing_packages LIST...
 install_missing_packages() {
     if ! command -v dpkg-query >/dev/null; then
-        say "This is no Debian system: what stands in Scripts/packages.txt is taken to be installed."
+        say "This is no Debian system: the packages of Scripts/packages.txt are taken to be installed."
         return
     fi
-    local -a missing
-    mapfile -t missing < <(missing_packages)
+    local -a missing apt=(apt-get --quiet -o DPkg::Lock::Timeout=120 -o Acquire::Retries=2)
+    mapfile -t missing < <(missing_packages "$@")
     ((${#missing[@]})) || return 0
-    say "Installing ${#missing[@]} packages: ${missing[*]}"
-    local -a apt=(apt-get --quiet -o DPkg::Lock::Timeout=120 -o Acquire::Retries=2)
+    as_root true 2>/dev/null || fail "these packages are missing, and only root can install them:
+
+    apt-get install --no-install-recommends ${missing[*]}
+
+or go on without them: Scripts/test --no-install"
     as_root "${apt[@]}" update || fail "the package lists cannot be fetched; is there a network?"
+    # Which of two names this release has is known only now.
+    mapfile -t missing < <(missing_packages "$@")
+    say "Installing ${#missing[@]} packages: ${missing[*]}"
     as_root env DEBIAN_FRONTEND=noninteractive \
         "${apt[@]}" install --yes --no-install-recommends "${missing[@]}" ||
-        fail "these packages of Scripts/packages.txt cannot be installed: ${missing[*]}"
+        fail "these packages cannot be installed: ${missing[*]}"
 }
 
 # --- build -----------------------------------------------------------------------------------------
@@ -135,14 +150,13 @@ build_preset() {
 log_root=/private/var/log
 
 # The agent makes the folder of its log where its rights allow that. Those of an ordinary user do not, so that
-# the root of the log folders is made here once, and is the user's.
+# the root of the log folders is made here once, and is the user's. Fails when nothing can be written there.
 make_log_root() {
-    if [ ! -e "$log_root" ] && [ "$(id -u)" != 0 ]; then
+    if [ ! -e "$log_root" ]; then
         say "Making $log_root, where the agent's log stands."
         as_root install --directory --owner="$(id -u)" --group="$(id -g)" "$log_root" || true
-    elif [ ! -w "$log_root" ] && [ "$(id -u)" != 0 ]; then
-        say "Nothing can be written to $log_root by you, so that the agent works without a log."
     fi
+    [ -w "$log_root" ]
 }
 
 # --- a desktop of our own --------------------------------------------------------------------------

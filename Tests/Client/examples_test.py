@@ -106,14 +106,14 @@ class InstalledTest(unittest.TestCase):
 
     def test_program_against_the_cmake_package(self):
         program = self.build_with_cmake("shared")
-        self.assertIn("libNoticeClient.so.0.1", run("readelf", "-d", program))
+        self.assertIn("libNoticeClient.so.1", run("readelf", "-d", program))
         self.assert_shows(BLOCKED, program, BUNDLE, "blocked")
         self.assert_asks_for_sign_in(program, BUNDLE, "sign-in")
 
     def test_program_with_the_static_library(self):
         program = self.build_with_cmake("static", "-DSTATIC_CLIENT=ON")
         needed = re.findall(r"\(NEEDED\).*\[(.*)\]", run("readelf", "-d", program))
-        self.assertNotIn("libNoticeClient.so.0.1", needed)
+        self.assertNotIn("libNoticeClient.so.1", needed)
         self.assertIn("libdbus-1.so.3", needed)
         self.assert_shows(BLOCKED, program, BUNDLE, "blocked")
 
@@ -129,7 +129,7 @@ class InstalledTest(unittest.TestCase):
         source = self.folder / "another"
         source.mkdir()
         (source / "CMakeLists.txt").write_text(
-            "cmake_minimum_required(VERSION 3.16)\nproject(P LANGUAGES CXX)\nfind_package(NoticeClient 0.2 REQUIRED)\n",
+            "cmake_minimum_required(VERSION 3.16)\nproject(P LANGUAGES CXX)\nfind_package(NoticeClient 2.0 REQUIRED)\n",
             encoding="utf-8")
         with self.assertRaisesRegex(AssertionError, "NoticeClient"):
             run("cmake", "-S", source, "-B", source / "build", f"-DCMAKE_PREFIX_PATH={self.prefix}")
@@ -165,7 +165,7 @@ class InstalledTest(unittest.TestCase):
 
     def test_library_has_a_version_and_needs_no_desktop(self):
         dynamic = run("readelf", "-d", self.library / "libNoticeClient.so")
-        self.assertIn("Library soname: [libNoticeClient.so.0.1]", dynamic)
+        self.assertIn("Library soname: [libNoticeClient.so.1]", dynamic)
         needed = re.findall(r"\(NEEDED\).*\[(.*)\]", dynamic)
         self.assertIn("libdbus-1.so.3", needed)
         self.assertEqual([name for name in needed if "Qt" in name or "xcb" in name], [])

@@ -2,6 +2,7 @@
 """Tries the functions that the shell scripts share, each in a shell of its own."""
 
 import os
+import shlex
 import signal
 import subprocess
 import tempfile
@@ -26,15 +27,18 @@ class LibTest(unittest.TestCase):
         path.write_text(f"#!/bin/sh\n{text}\n", encoding="utf-8")
         path.chmod(0o755)
 
-    def packages(self, *names):
-        """Makes the list of packages this one."""
+    def install(self, *lines, installed=(), known=(), user=0):
+        """A shell's text that installs the packages of a list with these lines."""
         (self.folder / "Scripts").mkdir()
-        (self.folder / "Scripts" / "packages.txt").write_text("".join(f"{name}\n" for name in names))
-        return f"repository={self.folder}\n"
+        (self.folder / "Scripts" / "list.txt").write_text("".join(f"{line}\n" for line in lines))
+        self.program("dpkg-query", "\n".join(f"echo installed {name}" for name in installed))
+        self.program("apt-cache", f'case " {" ".join(known)} " in *" $2 "*) exit 0;; esac; exit 100')
+        self.program("id", f"echo {user}")
+        return f"repository={shlex.quote(str(self.folder))}\ninstall_missing_packages list.txt\n"
 
     def shell(self, text, **options):
         return subprocess.Popen(
-            ["bash", "-c", f"source {SCRIPTS}/lib.sh\n{text}"], text=True, stdin=subprocess.DEVNULL,
+            ["bash", "-c", f"source {shlex.quote(str(SCRIPTS))}/lib.sh || exit\n{text}"], text=True, stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE, stderr=subprocess.PIPE,
             env=dict(os.environ, PATH=f"{self.programs}:/usr/bin:/bin", **options))
 
@@ -97,47 +101,46 @@ class LibTest(unittest.TestCase):
 
     # Packages.
 
-    def test_list_of_packages_is_sorted_and_has_each_once(self):
-        lines = (SCRIPTS / "packages.txt").read_text(encoding="ascii").splitlines()
-        self.assertEqual(lines, sorted(set(lines)))
-        for line in lines:
-            self.assertRegex(line, r"\A[a-z0-9][a-z0-9.+-]+\Z")
+    def test_lists_of_packages_are_sorted_and_have_each_once(self):
+        for name in ("packages.txt", "packages-desktops.txt"):
+            lines = (SCRIPTS / name).read_text(encoding="ascii").splitlines()
+            self.assertEqual(lines, sorted(set(lines)))
+            for line in lines:
+                self.assertRegex(line, r"\A[a-z0-9][a-z0-9.+-]+( \| [a-z0-9][a-z0-9.+-]+)*\Z")
 
     def test_nothing_is_fetched_when_nothing_is_missing(self):
-        self.program("dpkg-query", "for each; do case $each in -*) ;; *) echo installed $each;; esac; done")
         self.program("apt-get", "echo fetched")
-        status, out, error = self.run_shell(self.packages("one", "two") + "install_missing_packages\n")
-        self.assertEqual((status, out, error), (0, "", ""))
+        result = self.run_shell(self.install("one", "new | old", installed=["one", "old"]))
+        self.assertEqual(result, (0, "", ""))
 
-    def test_what_is_missing_is_installed_in_one_go(self):
-        # One is there, one was removed, one was never heard of.
-        self.program("dpkg-query", "echo installed one; echo config-files two; echo none three >&2; exit 1")
+    def test_what_is_missing_is_installed_at_once_by_the_names_of_this_release(self):
         self.program("apt-get", f'echo "$@" >>{self.folder}/called')
-        self.program("id", "echo 0")
-        status, _out, error = self.run_shell(self.packages("one", "three", "two") + "install_missing_packages\n")
+        status, _out, error = self.run_shell(
+            self.install("one", "three", "new | old", installed=["one"], known=["three", "old"]))
         self.assertEqual(status, 0, error)
         called = (self.folder / "called").read_text().splitlines()
         self.assertEqual(len(called), 2, called)
         self.assertTrue(called[0].endswith(" update"), called)
-        self.assertTrue(called[1].endswith(" install --yes --no-install-recommends three two"), called)
+        self.assertTrue(called[1].endswith(" install --yes --no-install-recommends old three"), called)
 
     def test_installing_fails_with_a_clear_line(self):
-        self.program("dpkg-query", "exit 1")
         self.program("apt-get", 'case "$*" in *update*) exit 0;; esac; exit 100')
-        self.program("id", "echo 0")
-        status, _out, error = self.run_shell(self.packages("one") + "install_missing_packages\n")
+        status, _out, error = self.run_shell(self.install("one"))
         self.assertEqual(status, 1)
         self.assertIn("cannot be installed: one\n", error)
 
-    def test_neither_root_nor_sudo(self):
-        self.program("dpkg-query", "exit 1")
-        self.program("id", "echo 1000")
-        for name in ("bash", "mktemp", "dirname", "basename", "sed", "sort", "comm"):
+    def test_ordinary_user_is_told_what_root_must_install_and_how_to_go_on(self):
+        text = self.install("one", "two", user=1000)
+        for name in ("bash", "mktemp", "dirname", "basename", "cat", "grep", "sed", "sort", "tr"):
             (self.programs / name).symlink_to(f"/usr/bin/{name}")
-        status, _out, error = self.run_shell(
-            self.packages("one") + f"PATH={self.programs}\ninstall_missing_packages\n")
-        self.assertEqual(status, 1)
-        self.assertIn("this needs root, and there is no sudo: run as root: apt-get", error)
+        for sudo in (None, "echo a password is required >&2; exit 1"):
+            with self.subTest(sudo=sudo):
+                if sudo:
+                    self.program("sudo", sudo)
+                status, _out, error = self.run_shell(f"PATH={self.programs}\n{text}")
+                self.assertEqual(status, 1)
+                self.assertIn("apt-get install --no-install-recommends one two\n", error)
+                self.assertIn("Scripts/test --no-install", error)
 
     # A desktop.
 

@@ -106,11 +106,13 @@ int main(int argumentCount, char **arguments) {
     QApplication::setStyle(QStringLiteral("fusion"));
     QApplication application(argumentCount, arguments);
     QApplication::setApplicationName(QStringLiteral("gallery"));
+    QApplication::setApplicationVersion(QStringLiteral(NOTICE_VERSION));
     QApplication::setQuitOnLastWindowClosed(false);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(description);
     parser.addHelpOption();
+    parser.addVersionOption();
     const QCommandLineOption onlyOption(QStringLiteral("only"),
         QStringLiteral("Draws the pictures whose path in OUT contains TEXT, and no others."),
         QStringLiteral("TEXT"));
