@@ -16,6 +16,7 @@
 // A message flows forward: bus, AppDelegate, payload, language, route, installer, window, controller, ticks,
 // one request or one notification, terminate.
 
+#include "Contract/Bus.h"
 #include "Controllers/AppDelegate.h"
 #include "Controllers/MainStoryboard.h"
 #include "Controllers/WarmUp.h"
@@ -24,27 +25,22 @@
 #include "Platform/Qt/QtApplication.h"
 #include "Platform/Qt/QtRunLoop.h"
 #include "Platform/Qt/StandardStreams.h"
-#include "Platform/Qt/TerminationSignals.h"
 #include "Platform/SystemNotificationCenter.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 #include "Support/AnyLanguageBundle.h"
 #include "Support/Logger.h"
 
 int main(int, char **argv) {
-    StandardStreams::protect();
-    TerminationSignals terminationSignals;
-    // There is no command line: Qt is handed the program's name alone.
-    const int argumentCount = 1;
-
     const LogSource platformLog("Platform");
     const auto reportError = [platformLog](const QString &line) { platformLog.error("main()", line); };
+    // There is no command line: Qt is handed the program's name alone.
+    QtApplication application(1, argv, reportError);
 
     const auto applicationBundle = FileBundle::mainBundle();
     AnyLanguageBundle mainBundle(applicationBundle);
     QtRunLoop runLoop;
     const auto notificationCenter
-        = makeSystemNotificationCenter(runLoop, QStringLiteral("com.tevanic.NoticeAgent"), reportError);
-    QtApplication application(argumentCount, argv, reportError);
+        = makeSystemNotificationCenter(runLoop, QString::fromLatin1(Contract::agentName.data()), reportError);
     GatewayPlugin gateway(
         applicationBundle.frameworksPath() + QStringLiteral("/" GATEWAY_LIBRARY), reportError);
     const NoticeServices services {
@@ -55,16 +51,11 @@ int main(int, char **argv) {
         .makeGatewayClient = [&gateway] { return gateway.makeClient(); },
         .printLine = StandardStreams::printLine,
     };
-    auto mainStoryboard = makeMainStoryboard(services);
+    const auto mainStoryboard = makeMainStoryboard(services);
     AppDelegate delegate(application, runLoop, mainBundle, mainStoryboard, *notificationCenter);
-    application.setDelegate(&delegate);
-
-    // Listening comes first: messages wait on the bus connection while the desktop is opened.
-    delegate.applicationDidFinishLaunching();
-    application.openDesktop();
-    runLoop.attach();
-    notificationCenter->attach();
-    terminationSignals.attach([&application, &delegate] { application.terminate(&delegate); });
-    warmUp(runLoop, mainBundle, mainStoryboard);
-    return application.run();
+    return application.run(delegate, [&] {
+        runLoop.attach();
+        notificationCenter->attach();
+        warmUp(runLoop, mainBundle, mainStoryboard);
+    });
 }

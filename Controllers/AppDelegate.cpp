@@ -1,5 +1,7 @@
 #include "Controllers/AppDelegate.h"
 
+#include "Contract/Brand.h"
+#include "Contract/Bus.h"
 #include "Controllers/AutoDisconnectHandlerVC.h"
 #include "Controllers/ConcurrentSessionVC.h"
 #include "Controllers/MaintenanceModeVC.h"
@@ -22,7 +24,6 @@ namespace {
 
 constexpr LogSource logSource("Controllers/AppDelegate");
 constexpr auto messageFunction = "setRootVCForSocketMessageType(sender:)";
-constexpr std::int64_t defaultTimeOut = 120;
 
 RunLoop::Interval intervalOf(std::int64_t seconds) {
     const auto longest = std::chrono::duration_cast<std::chrono::seconds>(RunLoop::longestInterval);
@@ -46,7 +47,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     Logger::setUp(CustomAPPManager::logFilePath, Logger::identifier);
     Logger::adopt(Logger::identifier);
     // Built once: a later change of the settings does not change it.
-    messageNotificationName_ = CustomAPPManager::LogFolderName + QStringLiteral("_socketMessageNotifier");
+    messageNotificationName_
+        = QString::fromStdString(Contract::messageName(CustomAPPManager::LogFolderName.toStdString()));
     notificationCenter_.addObserver(
         this, [this](const Notification &sender) { setRootVCForSocketMessageType(sender); },
         messageNotificationName_);
@@ -59,9 +61,15 @@ void AppDelegate::applicationWillTerminate() {
     notificationCenter_.removeObserver(this, messageNotificationName_);
 }
 
+void AppDelegate::applicationEndIsSettled() {
+    notificationCenter_.giveBackNames();
+}
+
 std::int64_t AppDelegate::terminationTimeOut() const {
-    const auto value = mainBundle_.objectForInfoDictionaryKey(QStringLiteral("Default_App_Timeout"));
-    return value.metaType().id() == QMetaType::LongLong ? value.toLongLong() : defaultTimeOut;
+    const auto value
+        = mainBundle_.objectForInfoDictionaryKey(QLatin1String(Contract::Brand::timeOutKey.data()));
+    return value.metaType().id() == QMetaType::LongLong ? value.toLongLong()
+                                                        : Contract::Brand::defaultTimeOut;
 }
 
 void AppDelegate::TerminateAppBasedOnTimeOut() {

@@ -20,6 +20,7 @@ public:
 
     void applicationDidFinishLaunching() override;
     void applicationWillTerminate() override;
+    void applicationEndIsSettled() override;
     bool applicationSupportsSecureRestorableState() const override { return true; }
 
     /// Arms the timer that ends the application whatever happens.

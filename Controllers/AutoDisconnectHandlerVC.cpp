@@ -2,52 +2,22 @@
 
 #include "Controllers/Countdown.h"
 #include "Controllers/NoticeSteps.h"
-#include "Controllers/PayloadDescription.h"
 #include "Platform/Application.h"
-#include "Platform/Bundle.h"
 #include "Support/CustomAPPManager.h"
-#include "Support/HeaderBranding.h"
-#include "Support/Logger.h"
-
-namespace {
-
-constexpr LogSource logSource("Controllers/AutoDisconnectHandlerVC");
-constexpr std::int64_t countdownSeconds = 30;
-
-} // namespace
 
 AutoDisconnectHandlerVC::AutoDisconnectHandlerVC(const NoticeServices &services)
-    : NoticeController("AutoDisconnectHandlerVC")
-    , services_(services) { }
-
-void AutoDisconnectHandlerVC::viewDidLoad() {
-    NoticeController::viewDidLoad();
-    auto *button = okayActionButton.get();
-    QObject::connect(button, &PushButton::clicked, button, [this] { okayAction(); });
-}
-
-void AutoDisconnectHandlerVC::viewWillAppear() {
-    NoticeController::viewWillAppear();
-    setWindowAlphaFromPayload(*this);
-    setupUI();
-}
+    : HandlerVC("AutoDisconnectHandlerVC", LogSource("Controllers/AutoDisconnectHandlerVC"), services) { }
 
 void AutoDisconnectHandlerVC::setupUI() {
-    constexpr auto function = "setupUI()";
-    logSource.debug(function,
-        QStringLiteral(" Auto Disconnect Notification received from Zelvik Sase Client ")
-            + payloadDescription(CustomAPPManager::payload) + QStringLiteral("..."));
-    applyHeaderBranding(services_.mainBundle, *headerLogoImageView, *headerView, rootView(*this));
-    styleOkButton(*okayActionButton);
-    setLogoFromPayload(headerLogoImageView, logSource, function);
-
+    beginSetup();
     const bool vpnIsConnected = CustomAPPManager::flag(CustomAPPManager::AutoDisconnectVPNStatus);
     // Two blanks before the value, deliberately.
-    logSource.info(function,
+    logSource_.info("setupUI()",
         QStringLiteral("VPN Connection Status :  ")
             + (vpnIsConnected ? QStringLiteral("true") : QStringLiteral("false")));
-    timerLabel->setHidden(!vpnIsConnected);
-    headerLabel->setStringValue(localized(vpnIsConnected ? "Attention" : "VPN Disconnected"));
+    Countdown::setHidden(*this, *timerLabel, !vpnIsConnected);
+    headerLabel->setStringValue(
+        localized(services_.mainBundle, vpnIsConnected ? "Attention" : "VPN Disconnected"));
     policyDisconnectLabel->setStringValue(
         CustomAPPManager::string(CustomAPPManager::AutoDisconnectMessageKey));
     if (vpnIsConnected)
@@ -55,12 +25,10 @@ void AutoDisconnectHandlerVC::setupUI() {
 }
 
 void AutoDisconnectHandlerVC::startCountdown() {
-    Countdown::start(
-        services_.runLoop, shared_from_this(), [this]() -> TextField & { return *timerLabel; },
-        [this]() -> PushButton & { return *okayActionButton; },
+    Countdown::start(services_, *this, timerLabel, okayActionButton,
         Countdown {
             .seconds = countdownSeconds,
-            .line = [this](std::int64_t secondsLeft) { return countdownLine(secondsLeft); },
+            .text = [this](std::int64_t secondsLeft) { return countdownText(secondsLeft); },
             .secondsLeft = nullptr,
             // At once, deliberately: no record, no notification and no second's delay.
             .ended = [this] { services_.application.terminate(this); },
@@ -68,17 +36,14 @@ void AutoDisconnectHandlerVC::startCountdown() {
 }
 
 // No blank between the number and the unit, deliberately: a translation that wants one carries it.
-QString AutoDisconnectHandlerVC::countdownLine(std::int64_t secondsLeft) const {
-    return localized("This window will auto close in") + u' ' + QString::number(secondsLeft)
-        + localized("seconds");
-}
-
-QString AutoDisconnectHandlerVC::localized(const char *key) const {
-    return services_.mainBundle.localizedStringForKey(QString::fromLatin1(key), {}, {});
+QString AutoDisconnectHandlerVC::countdownText(std::int64_t secondsLeft) const {
+    const auto &bundle = services_.mainBundle;
+    return localized(bundle, "This window will auto close in") + u' ' + QString::number(secondsLeft)
+        + localized(bundle, "seconds");
 }
 
 // The countdown, if any, goes on until the application ends.
 void AutoDisconnectHandlerVC::okayAction() {
     setWindowAlpha(*this, 0.0);
-    terminateAfterDelay(*this, services_.runLoop, services_.application);
+    terminateAfterDelay(*this, services_);
 }

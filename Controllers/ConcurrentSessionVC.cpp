@@ -1,5 +1,6 @@
 #include "Controllers/ConcurrentSessionVC.h"
 
+#include "Contract/NoticeDocument.h"
 #include "Controllers/NoticeSteps.h"
 #include "Support/CustomAPPManager.h"
 #include "Support/Logger.h"
@@ -11,10 +12,11 @@ namespace {
 constexpr LogSource logSource("Controllers/ConcurrentSessionVC");
 
 // Empty also when the whole text is no XML.
-QString notificationText(const std::optional<XmlDocument> &document, const char *name) {
+QString notificationText(const std::optional<XmlDocument> &document, std::string_view name) {
     if (!document)
         return {};
-    return document->root().text({ "zelvik-secure-access", "notifications", name }).value_or(QString());
+    using namespace Contract::NoticeDocument;
+    return document->root().text({ root.data(), notifications.data(), name.data() }).value_or(QString());
 }
 
 } // namespace
@@ -22,11 +24,6 @@ QString notificationText(const std::optional<XmlDocument> &document, const char 
 ConcurrentSessionVC::ConcurrentSessionVC(const NoticeServices &services)
     : NoticeController("ConcurrentSessionVC")
     , services_(services) { }
-
-void ConcurrentSessionVC::viewDidLoad() {
-    NoticeController::viewDidLoad();
-    QObject::connect(okButton.get(), &PushButton::clicked, okButton.get(), [this] { okAction(); });
-}
 
 void ConcurrentSessionVC::viewWillAppear() {
     NoticeController::viewWillAppear();
@@ -47,9 +44,10 @@ void ConcurrentSessionVC::updateLabel() {
     logSource.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
     const auto document = XmlDocument::parse(*response);
     logSource.debug(function, QStringLiteral("Parsing websocket response: ") + *response);
-    const auto module = notificationText(document, "module");
-    headerTextLabel->setStringValue(noticeTitle(notificationText(document, "head"), module));
-    textMessageLabel->setStringValue(notificationText(document, "body"));
+    const auto module = notificationText(document, Contract::NoticeDocument::module);
+    headerTextLabel->setStringValue(
+        noticeTitle(notificationText(document, Contract::NoticeDocument::head), module));
+    textMessageLabel->setStringValue(notificationText(document, Contract::NoticeDocument::body));
     setLogoFromPayload(headerLogoImageView, logSource, function);
 }
 

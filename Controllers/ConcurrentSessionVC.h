@@ -21,7 +21,6 @@ public:
     Outlet<PushButton> okButton { *this, "okButton" };
     QString textMessage; ///< kept for the form's sake; nothing reads or writes it
 
-    void viewDidLoad() override;
     void viewWillAppear() override;
 
     void updateLabel();
@@ -30,6 +29,7 @@ public:
 
 private:
     void styleTitleBar();
+    void buttonClicked() override { okAction(); }
 
     NoticeServices services_;
 };

@@ -1,12 +1,13 @@
 #include "Controllers/Countdown.h"
 
+#include "Controllers/NoticeServices.h"
 #include "Controllers/NoticeSteps.h"
+#include "Platform/NoticeController.h"
 #include "Platform/RunLoop.h"
+#include "Platform/Views/CountdownLine.h"
 #include "Platform/Views/PushButton.h"
 #include "Platform/Views/TextField.h"
 
-#include <algorithm>
-#include <array>
 #include <utility>
 
 namespace {
@@ -14,49 +15,63 @@ namespace {
 constexpr std::chrono::seconds tickInterval(1);
 
 // A screen reader is told the time left now and then, not every second.
-constexpr std::array<std::int64_t, 3> spokenSeconds { 30, 10, 5 };
+bool isSpoken(std::int64_t secondsLeft) {
+    return secondsLeft == 10 || secondsLeft == 5;
+}
+
+CountdownLine *lineOf(const NoticeController &controller) {
+    return controller.view()->findChild<CountdownLine *>();
+}
 
 struct RunningCountdown {
+    Application &application;
     std::shared_ptr<NoticeController> controller;
-    std::function<TextField &()> label;
-    std::function<PushButton &()> button;
+    const Outlet<TextField> &label;
+    const Outlet<PushButton> &button;
     Countdown countdown;
+    std::int64_t counter;
 
     void tick(Timer &timer) {
         // Several ticks may stand in the main queue after the process was held up.
         if (!timer.isValid())
             return;
-        auto &counter = countdown.seconds;
         if (counter <= 0) {
             timer.invalidate();
             countdown.ended();
             return;
         }
         --counter;
-        if (counter < 1)
+        if (counter < 1) {
+            application.endIsSettled();
             setWindowAlpha(*controller, 0.0);
-        label().setHidden(counter < 1);
-        button().setEnabled(counter > 0);
+        }
+        Countdown::setHidden(*controller, *label, counter < 1);
+        button->setEnabled(counter > 0);
         if (countdown.secondsLeft)
             countdown.secondsLeft(counter);
-        label().setStringValue(countdown.line(counter));
-        if (std::find(spokenSeconds.begin(), spokenSeconds.end(), counter) != spokenSeconds.end())
-            label().announce();
+        label->setStringValue(countdown.text(counter));
+        if (auto *line = lineOf(*controller))
+            line->setRemaining(static_cast<double>(counter) / static_cast<double>(countdown.seconds));
+        if (isSpoken(counter))
+            label->announce();
     }
 };
 
 } // namespace
 
-void Countdown::start(RunLoop &runLoop, std::shared_ptr<NoticeController> controller,
-    std::function<TextField &()> label, std::function<PushButton &()> button, Countdown countdown) {
+void Countdown::start(const NoticeServices &services, NoticeController &controller,
+    const Outlet<TextField> &label, const Outlet<PushButton> &button, Countdown countdown) {
+    const auto seconds = countdown.seconds;
     auto running = std::make_shared<RunningCountdown>(RunningCountdown {
-        std::move(controller), std::move(label), std::move(button), std::move(countdown) });
-    // The block holds the timer only weakly: the run loop owns it.
-    auto self = std::make_shared<std::weak_ptr<Timer>>();
-    *self = runLoop.scheduledTimer(tickInterval, Repeats::Yes, [&runLoop, running, self](Timer &) {
-        runLoop.async([running, timer = self->lock()] {
-            if (timer)
-                running->tick(*timer);
-        });
+        services.application, controller.shared_from_this(), label, button, std::move(countdown), seconds });
+    auto &runLoop = services.runLoop;
+    runLoop.scheduledTimer(tickInterval, Repeats::Yes, [&runLoop, running](Timer &timer) {
+        runLoop.async([running, held = timer.shared_from_this()] { running->tick(*held); });
     });
+}
+
+void Countdown::setHidden(const NoticeController &controller, TextField &label, bool hidden) {
+    label.setHidden(hidden);
+    if (auto *line = lineOf(controller))
+        line->setHidden(hidden);
 }

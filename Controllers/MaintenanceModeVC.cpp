@@ -2,7 +2,6 @@
 
 #include "Controllers/NoticeSteps.h"
 #include "Support/CustomAPPManager.h"
-#include "Support/HeaderBranding.h"
 #include "Support/Logger.h"
 
 namespace {
@@ -15,11 +14,6 @@ MaintenanceModeVC::MaintenanceModeVC(const NoticeServices &services)
     : NoticeController("MaintenanceModeVC")
     , services_(services) { }
 
-void MaintenanceModeVC::viewDidLoad() {
-    NoticeController::viewDidLoad();
-    QObject::connect(okButton.get(), &PushButton::clicked, okButton.get(), [this] { okAction(); });
-}
-
 void MaintenanceModeVC::viewWillAppear() {
     NoticeController::viewWillAppear();
     setWindowAlpha(*this, 1.0);
@@ -27,7 +21,7 @@ void MaintenanceModeVC::viewWillAppear() {
 }
 
 void MaintenanceModeVC::configureView() {
-    applyHeaderBranding(services_.mainBundle, *headerLogoImageView, *headerView, rootView(*this));
+    brandHeader(*this, services_.mainBundle, headerLogoImageView, headerView);
     textMessageLabel->setStringValue(CustomAPPManager::string(CustomAPPManager::MaintenanceMessageKey));
     styleOkButton(*okButton);
     applyVendorWindowBackground();

@@ -19,7 +19,6 @@ public:
     Outlet<PushButton> okButton { *this, "okButton" };
     QString textMessage; ///< kept for the form's sake; nothing reads or writes it
 
-    void viewDidLoad() override;
     void viewWillAppear() override;
 
     void configureView();
@@ -28,5 +27,7 @@ public:
     void okAction();
 
 private:
+    void buttonClicked() override { okAction(); }
+
     NoticeServices services_;
 };

@@ -1,6 +1,9 @@
 #include "Controllers/NoticeSteps.h"
 
+#include "Contract/Brand.h"
+#include "Controllers/NoticeServices.h"
 #include "Platform/Application.h"
+#include "Platform/Bundle.h"
 #include "Platform/NoticeController.h"
 #include "Platform/NoticeWindow.h"
 #include "Platform/RunLoop.h"
@@ -8,6 +11,7 @@
 #include "Platform/Views/LayerView.h"
 #include "Platform/Views/PushButton.h"
 #include "Support/CustomAPPManager.h"
+#include "Support/HeaderBranding.h"
 #include "Support/Logger.h"
 
 namespace {
@@ -26,6 +30,10 @@ void setWindowAlphaFromPayload(NoticeController &controller) {
     setWindowAlpha(controller, CustomAPPManager::flag(CustomAPPManager::WebSocketType) ? 0.0 : 1.0);
 }
 
+QString localized(const Bundle &bundle, const char *key) {
+    return bundle.localizedStringForKey(QString::fromLatin1(key), {}, {});
+}
+
 LayerView &rootView(NoticeController &controller) {
     auto *view = qobject_cast<LayerView *>(controller.view());
     if (!view)
@@ -37,6 +45,14 @@ LayerView &rootView(NoticeController &controller) {
 void setLayer(LayerView &view, const QColor &color) {
     view.setWantsLayer(true);
     view.setLayerBackgroundColor(color);
+}
+
+void brandHeader(NoticeController &controller, const Bundle &bundle,
+    const Outlet<ImageView> &headerLogoImageView, const Outlet<LayerView> &headerView) {
+    // One after the other: of several outlets that are not connected the first is named.
+    auto &logo = *headerLogoImageView;
+    auto &header = *headerView;
+    applyHeaderBranding(bundle, logo, header, rootView(controller));
 }
 
 void styleOkButton(PushButton &button) {
@@ -54,7 +70,8 @@ void styleWindow(NoticeController &controller, const QColor &background) {
 }
 
 QColor vendorWindowBackground() {
-    return CustomAPPManager::Vendor == QLatin1String("KORVANE") ? QColor(0, 0, 0) : QColor(30, 34, 52);
+    const bool isBlack = CustomAPPManager::Vendor == QLatin1String(Contract::Brand::blackVendor.data());
+    return isBlack ? QColor(0, 0, 0) : QColor(30, 34, 52);
 }
 
 void setLogoFromPayload(
@@ -68,8 +85,10 @@ void setLogoFromPayload(
     headerLogoImageView->setImage(Image::withData(*bytes));
 }
 
-void terminateAfterDelay(NoticeController &controller, RunLoop &runLoop, Application &application) {
-    runLoop.asyncAfter(terminationDelay,
+void terminateAfterDelay(NoticeController &controller, const NoticeServices &services) {
+    auto &application = services.application;
+    application.endIsSettled();
+    services.runLoop.asyncAfter(terminationDelay,
         [self = controller.shared_from_this(), &application] { application.terminate(self.get()); });
 }
 

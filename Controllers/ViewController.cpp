@@ -3,12 +3,10 @@
 #include "Controllers/Countdown.h"
 #include "Controllers/NoticeSteps.h"
 #include "Platform/Application.h"
-#include "Platform/Bundle.h"
 #include "Platform/NoticeWindow.h"
 #include "Platform/RunLoop.h"
 #include "Platform/Views/LayOutNow.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
-#include "Support/ColorFromHex.h"
 #include "Support/CustomAPPManager.h"
 #include "Support/Logger.h"
 #include "Support/NoticeParser.h"
@@ -36,11 +34,6 @@ void logClosed(const ServiceTierResponse &response) {
 ViewController::ViewController(const NoticeServices &services)
     : NoticeController("ViewController")
     , services_(services) { }
-
-void ViewController::viewDidLoad() {
-    NoticeController::viewDidLoad();
-    QObject::connect(okButton.get(), &PushButton::clicked, okButton.get(), [this] { okAction(); });
-}
 
 void ViewController::viewWillAppear() {
     NoticeController::viewWillAppear();
@@ -77,7 +70,7 @@ void ViewController::setupView(const SocketPayload &data) {
         QStringLiteral("Parsing successful, Creating Timer Instance to update Auto Close UI"));
     updateExpansionToolTips();
     collapseEmptyRows();
-    autoCloseLabel->setHidden(true);
+    Countdown::setHidden(*this, *autoCloseLabel, true);
     if (!activityText->stringValue().isEmpty())
         startCountdown(data);
     if (auto *noticeWindow = window()) {
@@ -106,8 +99,9 @@ void ViewController::fillLabels(const SocketPayload &data) {
     urlText->setStringValue(details.isEmpty() ? QString() : details.last());
 
     // Two blanks before the unit, deliberately; the label is hidden until the first tick sets it anew.
-    autoCloseLabel->setStringValue(localized("This window will auto close in ")
-        + QString::number(data.timeout) + u' ' + u' ' + localized("seconds"));
+    const auto &bundle = services_.mainBundle;
+    autoCloseLabel->setStringValue(localized(bundle, "This window will auto close in ")
+        + QString::number(data.timeout) + u' ' + u' ' + localized(bundle, "seconds"));
     autoCloseSeconds = data.timeout;
 }
 
@@ -138,12 +132,10 @@ void ViewController::collapseEmptyRows() {
 
 void ViewController::startCountdown(const SocketPayload &data) {
     closeActivityUrl = data.activityUrl;
-    Countdown::start(
-        services_.runLoop, shared_from_this(), [this]() -> TextField & { return *autoCloseLabel; },
-        [this]() -> PushButton & { return *okButton; },
+    Countdown::start(services_, *this, autoCloseLabel, okButton,
         Countdown {
             .seconds = data.timeout,
-            .line = [this](std::int64_t secondsLeft) { return countdownLine(secondsLeft); },
+            .text = [this](std::int64_t secondsLeft) { return countdownText(secondsLeft); },
             .secondsLeft =
                 [this, url = data.activityUrl](std::int64_t secondsLeft) {
                     if (secondsLeft == secondsLeftAtRequest)
@@ -153,19 +145,14 @@ void ViewController::startCountdown(const SocketPayload &data) {
         });
 }
 
-QString ViewController::countdownLine(std::int64_t secondsLeft) const {
-    return localized("This window will auto close in") + u' ' + QString::number(secondsLeft) + u' '
-        + localized("seconds");
-}
-
-QString ViewController::localized(const char *key) const {
-    return services_.mainBundle.localizedStringForKey(QString::fromLatin1(key), {}, {});
+QString ViewController::countdownText(std::int64_t secondsLeft) const {
+    const auto &bundle = services_.mainBundle;
+    return localized(bundle, "This window will auto close in") + u' ' + QString::number(secondsLeft) + u' '
+        + localized(bundle, "seconds");
 }
 
 void ViewController::changeToolbarTitle() {
-    headerLogoImageView->setImage(Image::named(services_.mainBundle, CustomAPPManager::AppLogo));
-    setLayer(*headerView, colorFromHex(CustomAPPManager::globalAppViewBackgroundColor));
-    setLayer(rootView(*this), Qt::white);
+    brandHeader(*this, services_.mainBundle, headerLogoImageView, headerView);
     styleOkButton(*okButton);
     if (auto *noticeWindow = window())
         noticeWindow->setTitlebarAppearsTransparent(true);
@@ -182,7 +169,7 @@ void ViewController::okAction() {
 void ViewController::closeWindowAndQuit() {
     setWindowAlpha(*this, 0.0);
     postUrlOnCloseActivity(closeActivityUrl);
-    terminateAfterDelay(*this, services_.runLoop, services_.application);
+    terminateAfterDelay(*this, services_);
 }
 
 void ViewController::postUrlOnCloseActivity(const QString &url) {

@@ -40,7 +40,6 @@ public:
     /// The time-out of the notice shown last; nothing reads it.
     inline static std::int64_t autoCloseSeconds = 30;
 
-    void viewDidLoad() override;
     void viewWillAppear() override;
 
     void parseWebSocketResponse();
@@ -61,9 +60,9 @@ private:
     void updateExpansionToolTips();
     void collapseEmptyRows();
     void startCountdown(const SocketPayload &data);
-    QString countdownLine(std::int64_t secondsLeft) const;
-    QString localized(const char *key) const;
+    QString countdownText(std::int64_t secondsLeft) const;
     void closeWindowAndQuit();
+    void buttonClicked() override { okAction(); }
 
     NoticeServices services_;
 };

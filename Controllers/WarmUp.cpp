@@ -12,7 +12,6 @@
 
 #include <deque>
 #include <memory>
-#include <set>
 #include <utility>
 
 namespace {
@@ -44,25 +43,9 @@ void drawOneNotice(const Storyboard &storyboard) {
     view->render(&image);
 }
 
-// Each scene is made again for the next message some time after it was handed out, so that nothing of it
-// falls between a message and its notice.
-void keepScenesAhead(RunLoop &runLoop, Storyboard &mainStoryboard) {
-    static constexpr std::chrono::milliseconds afterTheNotice(250);
-    const auto due = std::make_shared<std::set<QString>>();
-    mainStoryboard.setInstantiated([&runLoop, &mainStoryboard, due](const QString &identifier) {
-        if (!due->insert(identifier).second)
-            return;
-        runLoop.scheduledTimer(afterTheNotice, Repeats::No, [&mainStoryboard, due, identifier](Timer &) {
-            due->erase(identifier);
-            mainStoryboard.makeAhead(identifier);
-        });
-    });
-}
-
 } // namespace
 
-void warmUp(RunLoop &runLoop, const Bundle &mainBundle, Storyboard &mainStoryboard) {
-    keepScenesAhead(runLoop, mainStoryboard);
+void warmUp(RunLoop &runLoop, const Bundle &mainBundle, const Storyboard &mainStoryboard) {
     Steps steps {
         [&mainStoryboard] { drawOneNotice(mainStoryboard); },
         [&mainBundle] {
@@ -72,8 +55,5 @@ void warmUp(RunLoop &runLoop, const Bundle &mainBundle, Storyboard &mainStoryboa
         },
         [] { XmlDocument::parse(QStringLiteral("<notice/>")); },
     };
-    const auto identifiers = mainStoryboard.identifiers();
-    for (const auto &identifier : identifiers)
-        steps.push_back([&mainStoryboard, identifier] { mainStoryboard.makeAhead(identifier); });
     runNext(runLoop, std::make_shared<Steps>(std::move(steps)));
 }

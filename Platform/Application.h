@@ -16,6 +16,7 @@ public:
     virtual ~ApplicationDelegate() = default;
     virtual void applicationDidFinishLaunching() = 0;
     virtual void applicationWillTerminate() = 0;
+    virtual void applicationEndIsSettled() = 0;
     virtual bool applicationSupportsSecureRestorableState() const = 0;
 };
 
@@ -27,6 +28,10 @@ public:
     /// The open windows, the first one first. Owned by the application; a window that was closed is not
     /// among them. Closing the last one ends nothing.
     virtual std::vector<NoticeWindow *> windows() const = 0;
+
+    /// Tells the delegate that the application will end soon, whatever comes: OK was pressed, or a countdown
+    /// is at 0. May be called several times, also by a notice that was replaced.
+    virtual void endIsSettled() = 0;
 
     /// Tells the delegate that the application ends, and ends the process with status 0. In the running
     /// program it does not return; a stand-in in a test does, so that a caller stops after it by itself.

@@ -34,4 +34,8 @@ public:
     virtual void postNotificationName(
         const QString &name, const QString &object = {}, const std::optional<QVariantMap> &userInfo = {})
         = 0;
+
+    /// Gives back the names that other programs find this one by; it goes on observing. Called when the end
+    /// of the process is settled; harmless when there are none.
+    virtual void giveBackNames() { }
 };

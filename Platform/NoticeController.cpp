@@ -1,6 +1,9 @@
 #include "Platform/NoticeController.h"
 
 #include "Platform/NoticeWindow.h"
+#include "Platform/Views/ImageView.h"
+#include "Platform/Views/PushButton.h"
+#include "Platform/Views/TextField.h"
 
 #include <utility>
 
@@ -28,7 +31,18 @@ void NoticeController::loadView(std::unique_ptr<QWidget> view) {
     view_ = view.release();
     for (auto *outlet : outlets_)
         outlet->connectTo(view_);
+    if (auto *button = view_->findChild<PushButton *>())
+        QObject::connect(button, &PushButton::clicked, button, [this] { buttonClicked(); });
     viewDidLoad();
+}
+
+void NoticeController::viewDidDisappear() {
+    const auto imageViews = view_->findChildren<ImageView *>();
+    for (auto *imageView : imageViews)
+        imageView->setImage(std::nullopt);
+    const auto labels = view_->findChildren<TextField *>();
+    for (auto *label : labels)
+        label->setStringValue({});
 }
 
 void NoticeWindow::setContentViewController(std::shared_ptr<NoticeController> controller) {
@@ -38,6 +52,8 @@ void NoticeWindow::setContentViewController(std::shared_ptr<NoticeController> co
         previous->window_ = nullptr;
     replaceContentView(previous ? previous->view() : nullptr,
         contentViewController_ ? contentViewController_->view() : nullptr);
+    if (previous && previous != contentViewController_)
+        previous->viewDidDisappear();
     if (!contentViewController_)
         return;
     contentViewController_->window_ = this;

@@ -67,7 +67,8 @@ public:
     NoticeController(const NoticeController &) = delete;
     NoticeController &operator=(const NoticeController &) = delete;
 
-    /// Takes the view, connects the outlets and calls `viewDidLoad()`. Called once, by the storyboard.
+    /// Takes the view, connects its outlets and its button's action, and calls `viewDidLoad()`. Called once,
+    /// by the storyboard.
     void loadView(std::unique_ptr<QWidget> view);
 
     /// The root view, owned by the controller; null before it is loaded.
@@ -79,10 +80,18 @@ public:
     virtual void viewDidLoad() { }
     virtual void viewWillAppear() { }
 
+    /// Called by the window when the view has left it. Empties the view: a controller that a countdown keeps
+    /// alive does not keep its message's images and texts.
+    virtual void viewDidDisappear();
+
     QVariant representedObject() const { return representedObject_; }
     void setRepresentedObject(const QVariant &object) { representedObject_ = object; }
 
     const char *className() const { return className_; }
+
+protected:
+    /// The action of the form's button.
+    virtual void buttonClicked() { }
 
 private:
     friend class OutletBase;

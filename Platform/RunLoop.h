@@ -7,8 +7,8 @@
 enum class Repeats { No, Yes };
 
 /// A scheduled timer. The run loop holds it, and with it its block, until it is invalidated or, when it does
-/// not repeat, has fired. Main thread only.
-class Timer {
+/// not repeat, has fired. A block that hands its work on can hold it too. Main thread only.
+class Timer : public std::enable_shared_from_this<Timer> {
 public:
     virtual ~Timer() = default;
 

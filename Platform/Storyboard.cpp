@@ -29,49 +29,13 @@ void Storyboard::addScene(const QString &identifier, Scene scene) {
     scenes_.insert_or_assign(identifier, std::move(scene));
 }
 
-QStringList Storyboard::identifiers() const {
-    QStringList identifiers;
-    for (const auto &[identifier, scene] : scenes_)
-        identifiers << identifier;
-    return identifiers;
-}
-
-const Storyboard::Scene &Storyboard::scene(const QString &identifier) const {
-    const auto found = scenes_.find(identifier);
-    if (found == scenes_.end())
-        fatalStop(QStringLiteral("the storyboard \"%1\" has no scene \"%2\"").arg(name_, identifier));
-    return found->second;
-}
-
-void Storyboard::makeAhead(const QString &identifier) {
-    auto &controller = madeAhead_[identifier];
-    if (controller)
-        return;
-    controller = scene(identifier)();
-    const auto views = controller->view()->findChildren<QWidget *>();
-    for (auto *view : views)
-        view->ensurePolished();
-}
-
-void Storyboard::setInstantiated(std::function<void(const QString &)> instantiated) {
-    instantiated_ = std::move(instantiated);
-}
-
-std::shared_ptr<NoticeController> Storyboard::takeController(const QString &identifier) const {
-    const auto ahead = madeAhead_.find(identifier);
-    if (ahead == madeAhead_.end())
-        return scene(identifier)();
-    auto controller = std::move(ahead->second);
-    madeAhead_.erase(ahead);
-    return controller;
-}
-
 std::shared_ptr<NoticeController> Storyboard::instantiateControllerWithIdentifier(
     const QString &identifier) const {
-    auto controller = takeController(identifier);
+    const auto scene = scenes_.find(identifier);
+    if (scene == scenes_.end())
+        fatalStop(QStringLiteral("the storyboard \"%1\" has no scene \"%2\"").arg(name_, identifier));
+    auto controller = scene->second();
     translate(*controller);
-    if (instantiated_)
-        instantiated_(identifier);
     return controller;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
 
 #include <functional>
 #include <map>
@@ -25,23 +24,10 @@ public:
     /// unknown identifier stops the process.
     std::shared_ptr<NoticeController> instantiateControllerWithIdentifier(const QString &identifier) const;
 
-    /// Makes a controller ahead, with its view, for the next instantiation of that scene to hand out. Its
-    /// texts are looked up then, and it is handed out once. Nothing happens when one is waiting already.
-    void makeAhead(const QString &identifier);
-
-    /// @param instantiated  called after each instantiation, with the scene's identifier
-    void setInstantiated(std::function<void(const QString &identifier)> instantiated);
-
-    QStringList identifiers() const;
-
 private:
-    const Scene &scene(const QString &identifier) const;
-    std::shared_ptr<NoticeController> takeController(const QString &identifier) const;
     void translate(const NoticeController &controller) const;
 
     const Bundle &bundle_;
     QString name_;
     std::map<QString, Scene> scenes_;
-    mutable std::map<QString, std::shared_ptr<NoticeController>> madeAhead_;
-    std::function<void(const QString &)> instantiated_;
 };

@@ -4,6 +4,7 @@
 #include "Platform/Qt/NoticeAccessibility.h"
 #include "Platform/Qt/QtNoticeWindow.h"
 #include "Platform/Qt/StandardStreams.h"
+#include "Platform/Qt/TerminationSignals.h"
 
 #include <QApplication>
 
@@ -49,6 +50,8 @@ QtApplication::QtApplication(int argumentCount, char **arguments, ErrorReporter 
     , arguments_(arguments)
     , reportError_(std::move(reportError)) {
     theApplication = this;
+    StandardStreams::protect();
+    terminationSignals_ = std::make_unique<TerminationSignals>();
     // First what writes to the environment: the font library reads it, on its own thread.
     Desktop::prepare();
     Desktop::beginLoadingFonts();
@@ -74,7 +77,12 @@ void QtApplication::openDesktop() {
     window_ = std::make_unique<QtNoticeWindow>();
 }
 
-int QtApplication::run() {
+int QtApplication::run(ApplicationDelegate &delegate, const std::function<void()> &whenDesktopIsOpen) {
+    delegate_ = &delegate;
+    delegate.applicationDidFinishLaunching();
+    openDesktop();
+    whenDesktopIsOpen();
+    terminationSignals_->attach([this] { endProcess(); });
     return QApplication::exec();
 }
 
@@ -82,6 +90,11 @@ std::vector<NoticeWindow *> QtApplication::windows() const {
     if (!window_ || window_->isClosed())
         return {};
     return { window_.get() };
+}
+
+void QtApplication::endIsSettled() {
+    if (delegate_)
+        delegate_->applicationEndIsSettled();
 }
 
 void QtApplication::terminate(const Responder *) {

@@ -9,9 +9,10 @@
 
 class QApplication;
 class QtNoticeWindow;
+class TerminationSignals;
 
-/// The application over QApplication, with its one window. Made before QApplication is, so that the launch
-/// need not wait for the desktop.
+/// The application over QApplication, with its one window. It is made first in the process, before any
+/// thread, and before QApplication, so that the launch need not wait for the desktop.
 class QtApplication final : public Application {
 public:
     using ErrorReporter = std::function<void(const QString &)>;
@@ -20,29 +21,30 @@ public:
     QtApplication(int argumentCount, char **arguments, ErrorReporter reportError);
     ~QtApplication() override;
 
-    /// Outlives the application. Set before the desktop is opened.
-    void setDelegate(ApplicationDelegate *delegate) { delegate_ = delegate; }
-
-    /// Connects to the desktop and opens the window, with alpha 0. Without a desktop the process ends here,
-    /// in good order: one line on standard error and in the log, status 0.
-    void openDesktop();
-
-    /// Runs the event loop. Returns only when somebody else than `terminate()` ended it.
-    int run();
+    /// Launches the delegate, opens the desktop and its window, with alpha 0, and runs the event loop. The
+    /// launch comes first: messages wait while the desktop is opened. Without a desktop the process ends in
+    /// good order: one line on standard error and in the log, status 0. Returns only when somebody else than
+    /// `terminate()` ended the loop.
+    /// @param delegate           outlives the application
+    /// @param whenDesktopIsOpen  called once, when there is a QCoreApplication and before the loop turns
+    int run(ApplicationDelegate &delegate, const std::function<void()> &whenDesktopIsOpen);
 
     std::vector<NoticeWindow *> windows() const override;
+    void endIsSettled() override;
     [[noreturn]] void terminate(const Responder *sender) override;
 
     /// Ends the process in good order because the desktop is gone.
     [[noreturn]] void endWithoutDesktop(const QString &reason);
 
 private:
+    void openDesktop();
     [[noreturn]] void endProcess();
 
     int argumentCount_;
     char **arguments_;
     ErrorReporter reportError_;
     ApplicationDelegate *delegate_ = nullptr;
+    std::unique_ptr<TerminationSignals> terminationSignals_;
     std::unique_ptr<QApplication> application_;
     std::unique_ptr<QtNoticeWindow> window_;
 };

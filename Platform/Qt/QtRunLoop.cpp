@@ -1,5 +1,7 @@
 #include "Platform/Qt/QtRunLoop.h"
 
+#include "Platform/FatalStop.h"
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QObject>
@@ -55,6 +57,8 @@ QtRunLoop::QtRunLoop() = default;
 QtRunLoop::~QtRunLoop() = default;
 
 void QtRunLoop::attach() {
+    if (!QCoreApplication::instance())
+        fatalStop(QStringLiteral("the run loop is attached before there is an application"));
     waker_ = std::make_unique<Waker>(*this);
     waker_->wake();
     arm();

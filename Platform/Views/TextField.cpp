@@ -79,7 +79,8 @@ void TextField::setAlignment(Qt::Alignment alignment) {
 }
 
 void TextField::announce() {
-    if (!QAccessible::isActive())
+    // A field in no window, as in a notice that was replaced, has nothing to say.
+    if (!QAccessible::isActive() || !isVisible())
         return;
     QAccessibleEvent changed(this, QAccessible::NameChanged);
     QAccessible::updateAccessibility(&changed);

@@ -18,6 +18,12 @@ FakeApplication::FakeApplication(const ManualRunLoop &runLoop, Journal &journal)
     : runLoop_(runLoop)
     , journal_(journal) { }
 
+void FakeApplication::endIsSettled() {
+    settledEnds_.push_back(runLoop_.elapsed());
+    if (delegate_)
+        delegate_->applicationEndIsSettled();
+}
+
 void FakeApplication::terminate(const Responder *sender) {
     terminations_.push_back({ sender, nameOf(sender), runLoop_.elapsed() });
     journal_.add(QStringLiteral("terminate by %1").arg(QString::fromStdString(nameOf(sender))));

@@ -22,6 +22,10 @@ public:
     void setWindows(std::vector<NoticeWindow *> windows) { windows_ = std::move(windows); }
     std::vector<NoticeWindow *> windows() const override { return windows_; }
 
+    void endIsSettled() override;
+    /// When the end was settled, each time, on the run loop's clock.
+    const std::vector<RunLoop::Interval> &settledEnds() const { return settledEnds_; }
+
     void terminate(const Responder *sender) override;
     const std::vector<Termination> &terminations() const { return terminations_; }
 
@@ -30,5 +34,6 @@ private:
     Journal &journal_;
     ApplicationDelegate *delegate_ = nullptr;
     std::vector<NoticeWindow *> windows_;
+    std::vector<RunLoop::Interval> settledEnds_;
     std::vector<Termination> terminations_;
 };

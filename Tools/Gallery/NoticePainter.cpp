@@ -55,6 +55,7 @@ public:
 class GalleryApplication final : public Application {
 public:
     std::vector<NoticeWindow *> windows() const override { return { &window_ }; }
+    void endIsSettled() override { }
     void terminate(const Responder *) override { }
 
     mutable QtNoticeWindow window_;
