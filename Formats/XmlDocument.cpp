@@ -1,0 +1,155 @@
+#include "Formats/XmlDocument.h"
+
+#include "Formats/Expat.h"
+
+using namespace Formats;
+
+namespace {
+
+constexpr std::size_t maxDepth = 1'000;
+
+// Entities may make any text of a document up to `freeExpansion`, and beyond that twice its own size.
+constexpr float maxAmplification = 2.0F;
+constexpr unsigned long long freeExpansion = 8 * 1024 * 1024; // bytes
+
+// Expat expands an entity inside an entity by recursion.
+constexpr int maxEntities = 1'000;
+
+// Expat adds the attributes that a document declares for an element to each such element.
+constexpr std::size_t maxAddedAttributes = 10'000'000;
+
+} // namespace
+
+/// Receives the document from Expat.
+class XmlDocument::Builder {
+public:
+    explicit Builder(std::size_t length)
+        : parser_("UTF-8", *this) {
+        document_.content_.reserve(length);
+        document_.nodes_.emplace_back();
+        auto *parser = parser_.get();
+        XML_SetStartCdataSectionHandler(parser, [](void *self) { of(self).characters({}); });
+        XML_SetEntityDeclHandler(parser,
+            [](void *self, const char *, int, const char *, int, const char *, const char *, const char *,
+                const char *) { of(self).entityDeclared(); });
+        XML_SetAttlistDeclHandler(
+            parser, [](void *self, const char *, const char *, const char *, const char *, int) {
+                of(self).attributeDeclared();
+            });
+        XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser, maxAmplification);
+        XML_SetBillionLaughsAttackProtectionActivationThreshold(parser, freeExpansion);
+    }
+
+    std::optional<XmlDocument> parse(std::string_view text) {
+        return parser_.parse(text) ? std::optional(std::move(document_)) : std::nullopt;
+    }
+
+    void begin(std::string_view name) {
+        addDeclaredAttributes();
+        append(name, false);
+        open_.push_back({ .node = static_cast<Index>(document_.nodes_.size() - 1) });
+        if (open_.size() > maxDepth)
+            parser_.stop();
+    }
+
+    void end() { open_.pop_back(); }
+
+    // Expat hands a text out in pieces: at line breaks, references and comments.
+    void characters(std::string_view text) {
+        const auto last = open_.back().lastChild;
+        if (last == 0 || !document_.nodes_[last].isText)
+            return append(text, true);
+        document_.content_.append(text);
+        document_.nodes_[last].length += static_cast<Index>(text.size());
+    }
+
+private:
+    struct OpenElement {
+        Index node = 0;
+        Index lastChild = 0;
+    };
+
+    static Builder &of(void *self) { return *static_cast<Builder *>(self); }
+
+    void append(std::string_view content, bool isText) {
+        auto &nodes = document_.nodes_;
+        auto &parent = open_.back();
+        const auto index = static_cast<Index>(nodes.size());
+        (parent.lastChild == 0 ? nodes[parent.node].firstChild : nodes[parent.lastChild].next) = index;
+        parent.lastChild = index;
+        nodes.push_back({ .content = static_cast<Index>(document_.content_.size()),
+            .length = static_cast<Index>(content.size()),
+            .isText = isText });
+        document_.content_.append(content);
+    }
+
+    void entityDeclared() {
+        if (++entities_ > maxEntities)
+            parser_.stop();
+    }
+
+    void attributeDeclared() {
+        ++declaredAttributes_;
+        addDeclaredAttributes();
+    }
+
+    void addDeclaredAttributes() {
+        addedAttributes_ += declaredAttributes_;
+        if (addedAttributes_ > maxAddedAttributes)
+            parser_.stop();
+    }
+
+    XmlDocument document_;
+    std::vector<OpenElement> open_ { OpenElement() };
+    int entities_ = 0;
+    std::size_t declaredAttributes_ = 0;
+    std::size_t addedAttributes_ = 0;
+    Expat<Builder> parser_;
+};
+
+template <class Found>
+bool XmlDocument::visit(
+    std::size_t parent, Path::iterator name, Path::iterator end, const Found &found) const {
+    for (auto child = nodes_[parent].firstChild; child != 0; child = nodes_[child].next) {
+        if (nodes_[child].isText || contentOf(child) != *name)
+            continue;
+        if (name + 1 == end ? found(child) : visit(child, name + 1, end, found))
+            return true;
+    }
+    return false;
+}
+
+std::string_view XmlDocument::contentOf(std::size_t node) const {
+    return std::string_view(content_).substr(nodes_[node].content, nodes_[node].length);
+}
+
+std::optional<std::string> XmlDocument::textOf(std::size_t element) const {
+    std::optional<std::string> text;
+    for (auto child = nodes_[element].firstChild; child != 0; child = nodes_[child].next) {
+        if (nodes_[child].isText)
+            text = text.value_or(std::string()).append(contentOf(child));
+    }
+    return text;
+}
+
+std::optional<XmlDocument> XmlDocument::parse(std::string_view text) {
+    return text.size() <= maxSize ? Builder(text.size()).parse(text) : std::nullopt;
+}
+
+std::vector<XmlDocument::Element> XmlDocument::Element::all(Path path) const {
+    std::vector<Element> elements;
+    document_->visit(index_, path.begin(), path.end(), [this, &elements](std::size_t found) {
+        elements.push_back(Element(*document_, found));
+        return false;
+    });
+    return elements;
+}
+
+std::optional<std::string> XmlDocument::Element::text(Path path) const {
+    std::optional<std::string> text;
+    document_->visit(index_, path.begin(), path.end(), [this, &text](std::size_t found) {
+        text = document_->textOf(found);
+        return true;
+    });
+    return text;
+}
