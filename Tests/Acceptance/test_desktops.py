@@ -478,8 +478,7 @@ class ScaleTest(DesktopTestCase):
         for kind, message in notices.items():
             self.post(**message)
             agent.wait_countdown(of=60 if kind == "casb" else 30,
-                                 text="Dieses Fenster schließt sich in {}  Sekunden" if kind == "casb"
-                                 else "Dieses Fenster schließt sich in {} Sekunden")
+                                 text="Sekunden bis zum Schließen: {}" + (" " if kind == "casb" else ""))
             left, top, width, height = agent.geometry()
             wanted = round(min(WIDTH * scale, 1280 - 2 * MARGIN * scale))
             self.assertTrue(abs(width - wanted) <= 2, f"{width} wide, not {wanted}")

@@ -275,9 +275,9 @@ class LanguageTest(BrandTestCase):
         self.assert_error(f'{self.TABLE}: the value of "Attention" is empty',
                           f'{self.TABLE}: the value of "VPN Disconnected" holds the placeholder %@')
 
-    def test_number_and_unit_that_stand_together(self):
-        self.edit('" Sekunden"', '"Sekunden"')
-        self.assertIn("must begin with one blank", self.findings("warning")[0])
+    def test_unit_where_the_line_ends_in_the_number(self):
+        self.edit('"seconds" = ""', '"seconds" = " Sekunden"')
+        self.assertIn('"seconds" must be empty', self.findings("warning")[0])
 
     def test_new_language_wants_both_tables(self):
         (self.brand / "de.lproj").rename(self.brand / "lb.lproj")

@@ -21,7 +21,7 @@ ENGLISH = [
     "Attention",
     "VPN Disconnected",
 ]
-GERMAN = ["Dieses Fenster schließt sich in ", "Dieses Fenster schließt sich in", " Sekunden", "Achtung", "VPN getrennt"]
+GERMAN = ["Sekunden bis zum Schließen: ", "Sekunden bis zum Schließen:", "", "Achtung", "VPN getrennt"]
 JAPANESE = ["このウィンドウは", "このウィンドウは", "秒後に閉じます", "ご注意", "VPNが切断されました"]
 
 
@@ -219,28 +219,32 @@ class TablesTest(unittest.TestCase):
 
     # Faults of the blanks
 
-    def test_unit_without_its_leading_blank(self):
-        self.change("de", '" Sekunden"', '"Sekunden"')
-        self.assert_one_fault("de.lproj/Localizable.strings", '"seconds"', "begin with one blank")
+    def test_unit_where_the_line_ends_in_the_number(self):
+        for unit in ("Sekunden", " Sekunden"):
+            with self.subTest(unit):
+                self.write("de", table_text([*GERMAN[:2], unit, *GERMAN[3:]]))
+                self.assert_one_fault("de.lproj/Localizable.strings", '"seconds" must be empty')
 
-    def test_unit_with_two_leading_blanks(self):
-        self.change("ja", '"秒', '"  秒')
-        self.assert_one_fault("ja.lproj/Localizable.strings", '"seconds"', "begin with one blank")
+    def test_unit_that_is_missing(self):
+        self.change("ja", '"秒後に閉じます"', '""')
+        self.assert_one_fault("ja.lproj/Localizable.strings", '"seconds" is empty')
 
-    def test_unit_with_a_blank_behind(self):
-        self.change("de", '" Sekunden"', '" Sekunden "')
-        self.assert_one_fault("de.lproj/Localizable.strings", '"seconds"', "ends with a blank")
+    def test_unit_with_a_blank(self):
+        for unit in (" 秒", "秒 "):
+            with self.subTest(unit):
+                self.write("ja", table_text([*JAPANESE[:2], unit, *JAPANESE[3:]]))
+                self.assert_one_fault("ja.lproj/Localizable.strings", '"seconds"', "with a blank")
 
     def test_prefix_that_lost_its_blank(self):
-        self.change("de", 'sich in "', 'sich in"')
+        self.change("de", 'ßen: "', 'ßen:"')
         self.assert_one_fault("de.lproj/Localizable.strings", "must end with one blank")
 
     def test_prefix_that_gained_a_blank(self):
-        self.change("de", 'sich in"', 'sich in "')
+        self.change("de", 'ßen:"', 'ßen: "')
         self.assert_one_fault("de.lproj/Localizable.strings", "ends with a blank")
 
     def test_prefixes_that_differ(self):
-        self.change("de", 'sich in"', 'sich um"')
+        self.change("de", 'ßen:"', 'ßen,"')
         self.assert_one_fault("de.lproj/Localizable.strings", "translated differently")
 
     def test_other_text_with_a_blank_at_its_ends(self):
