@@ -19,13 +19,12 @@ QString element(const QString &name, const QString &text) {
     return u'<' + name + u'>' + text.toHtmlEscaped() + QStringLiteral("</") + name + u'>';
 }
 
-QString noticeXml(const QString &head, const QString &body, const Rows &rows = {}) {
+QString noticeXml(const QString &module, const QString &head, const QString &body, const Rows &rows = {}) {
     QString entries;
     for (const auto &[name, value] : rows)
         entries += QStringLiteral("<md>") + element(QStringLiteral("name"), name)
             + element(QStringLiteral("val"), value) + QStringLiteral("</md>");
-    return QStringLiteral("<zelvik-secure-access><notifications>")
-        + element(QStringLiteral("module"), QStringLiteral("Cloud Access Policy"))
+    return QStringLiteral("<zelvik-secure-access><notifications>") + element(QStringLiteral("module"), module)
         + element(QStringLiteral("head"), head) + element(QStringLiteral("body"), body)
         + element(QStringLiteral("timeout"), QStringLiteral("10")) + QStringLiteral("<metadata>") + entries
         + QStringLiteral("</metadata></notifications></zelvik-secure-access>");
@@ -37,7 +36,8 @@ QVariantMap inLanguage(const QString &language, QVariantMap message) {
 }
 
 QVariantMap casb(const QString &head, const QString &body, const Rows &rows) {
-    return { { CustomAPPManager::webSocketResponse, noticeXml(head, body, rows) } };
+    return { { CustomAPPManager::webSocketResponse,
+        noticeXml(QStringLiteral("Cloud Access Policy"), head, body, rows) } };
 }
 
 // A client names the rows in the user's language.
@@ -50,19 +50,21 @@ Rows threeRows(const QString &language, const QString &activity, const Translate
 
 std::vector<Notice> allNotices(const QString &language, const Translated &translated) {
     const auto texts = SampleTexts::in(language);
-    const QVariantMap disconnect { { CustomAPPManager::AutoDisconnectWebSocketType, true },
-        { CustomAPPManager::AutoDisconnectMessageKey, texts.disconnect } };
-    auto disconnectSoon = disconnect;
-    disconnectSoon.insert(CustomAPPManager::AutoDisconnectVPNStatus, true);
     std::vector<Notice> notices {
         { QStringLiteral("casb"),
             casb(texts.head, texts.body, threeRows(language, texts.upload, translated)) },
         { QStringLiteral("re-authentication"), { { CustomAPPManager::WebSocketReAuthType, true } } },
-        { QStringLiteral("auto-disconnect"), disconnectSoon },
-        { QStringLiteral("auto-disconnected"), disconnect },
+        { QStringLiteral("auto-disconnect"),
+            { { CustomAPPManager::AutoDisconnectWebSocketType, true },
+                { CustomAPPManager::AutoDisconnectVPNStatus, true },
+                { CustomAPPManager::AutoDisconnectMessageKey, texts.disconnect } } },
+        { QStringLiteral("auto-disconnected"),
+            { { CustomAPPManager::AutoDisconnectWebSocketType, true },
+                { CustomAPPManager::AutoDisconnectMessageKey, texts.disconnected } } },
         { QStringLiteral("concurrent-session"),
             { { CustomAPPManager::WebSocketAdminDisconnect, true },
-                { CustomAPPManager::webSocketResponse, noticeXml(texts.head, texts.body) } } },
+                { CustomAPPManager::webSocketResponse,
+                    noticeXml(QStringLiteral("Session Control"), texts.sessionHead, texts.sessionBody) } } },
         { QStringLiteral("maintenance"),
             { { CustomAPPManager::WebSocketType, true },
                 { CustomAPPManager::MaintenanceMessageKey, texts.maintenance } } },

@@ -8,9 +8,12 @@ struct SampleTexts {
     QString head;
     QString body;
     QString upload; ///< the activity's name
-    QString disconnect;
+    QString disconnect; ///< by policy, soon
+    QString disconnected;
+    QString sessionHead;
+    QString sessionBody;
     QString maintenance;
 
-    /// English when there are none in that language.
+    /// English when Samples/ has no file of that language. A file that lacks a text ends the program.
     static SampleTexts in(const QString &language);
 };
