@@ -1,6 +1,6 @@
 #include "Tools/Gallery/SampleTexts.h"
 
-#include "Platform/StringTable.h"
+#include "Formats/StringTable.h"
 
 #include <QFile>
 
@@ -9,11 +9,11 @@
 namespace {
 
 /// Nothing without a file of that language; empty when the file is no string table.
-std::optional<StringTable::Table> tableOf(const QString &language) {
+std::optional<Formats::StringTable> tableOf(const QString &language) {
     QFile file(QStringLiteral(":/samples/%1.strings").arg(language));
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
-    return StringTable::parse(file.readAll()).value_or(StringTable::Table());
+    return Formats::parseStringTable(file.readAll().toStdString()).value_or(Formats::StringTable());
 }
 
 } // namespace
@@ -21,12 +21,12 @@ std::optional<StringTable::Table> tableOf(const QString &language) {
 SampleTexts SampleTexts::in(const QString &language) {
     const auto table = tableOf(language);
     const auto text = [&](const char *english) {
-        const auto key = QString::fromUtf8(english);
         if (!table)
-            return key;
-        if (!table->contains(key))
+            return QString::fromUtf8(english);
+        const auto found = table->find(english);
+        if (found == table->end())
             qFatal("%s.strings lacks the sample text \"%s\"", qPrintable(language), english);
-        return table->value(key);
+        return QString::fromStdString(found->second);
     };
     return {
         .head = text("Upload blocked"),
