@@ -1,5 +1,6 @@
 #include "Controllers/MaintenanceModeVC.h"
 
+#include "Controllers/MainStoryboard.h"
 #include "Support/CustomAPPManager.h"
 #include "Tests/Controllers/NoticeTest.h"
 
@@ -25,49 +26,19 @@ TEST_F(MaintenanceModeVCTest, Appearing_WithoutAResponseShowsTheTextAndLogsNothi
             "window background #ff1e2234"));
 }
 
-// Its own flag, which makes other notices transparent, does not count here.
-TEST_F(MaintenanceModeVCTest, Appearing_IsVisible) {
-    appear(maintenanceMessage().with("WebSocketType", true));
-    EXPECT_EQ(world.window.alphaValue(), 1.0);
-    EXPECT_EQ(count("window alpha 0.0"), 0);
-}
-
-TEST_F(MaintenanceModeVCTest, Appearing_TakesLogoHeaderColourAndButtonStyleFromTheBrand) {
-    const auto controller = appear();
-    EXPECT_EQ(paintedColor(*controller->headerView, -2, 2), QColor(0x11, 0x22, 0x33));
-    EXPECT_EQ(paintedColor(*controller->view(), 2, -2), QColor(Qt::white));
-    EXPECT_EQ(controller->okButton->layerBackgroundColor().rgba(), accentColor.rgba());
-    EXPECT_EQ(paintedColor(*controller->okButton, 6, -4), accentColor);
-    EXPECT_EQ(controller->okButton->cornerRadius(), 3.0);
-}
-
-TEST_F(MaintenanceModeVCTest, Appearing_AnUnreadableHeaderColourIsGrayAndAMissingLogoIsNone) {
-    auto settings = NoticeWorld::settings();
-    settings.insert(QStringLiteral("globalAppViewBackgroundColor"), QStringLiteral("#FFF"));
-    settings.insert(QStringLiteral("AppLogo"), QStringLiteral("nowhere"));
-    world.files.setSettings(settings);
-    const auto controller = appear();
-    EXPECT_EQ(controller->headerView->layerBackgroundColor().rgb(), qRgb(128, 128, 128));
-    EXPECT_EQ(logoColor(*controller->headerLogoImageView), std::nullopt);
-}
-
-TEST_F(MaintenanceModeVCTest, Response_IsLoggedWhole) {
-    const auto xml = QStringLiteral("<not even\nXML & all");
-    appear(maintenanceMessage().withResponse(xml));
-    EXPECT_THAT(world.journal.lines(),
-        ElementsAre("window content MaintenanceModeVC", "window alpha 1.0", "window title bar transparent",
-            "window background #ff1e2234",
-            std::string("debug ") + setHeaderLogo + "Web Socket XML : " + xml.toStdString()));
-}
-
-TEST_F(MaintenanceModeVCTest, Response_AllowsThePayloadLogo) {
+TEST_F(MaintenanceModeVCTest, Response_IsLoggedWholeAndLetsThePayloadLogoIn) {
     const auto bytes = logoBytes(payloadLogoColor);
-    const auto controller = appear(maintenanceMessage().withResponse(QString()).withLogo(bytes));
-    EXPECT_EQ(logoColor(*controller->headerLogoImageView), payloadLogoColor);
-    EXPECT_THAT(lines("debug"), ElementsAre(std::string("debug ") + setHeaderLogo + "Web Socket XML : "));
-    EXPECT_THAT(lines("info"),
-        ElementsAre(
-            std::string("info ") + setHeaderLogo + "Setting Logo from Zelvik Sase Client " + sizeOf(bytes)));
+    for (const char *text : { "<not even\nXML & all", "" }) {
+        const auto controller
+            = appear(maintenanceMessage().withResponse(QString::fromLatin1(text)).withLogo(bytes));
+        EXPECT_EQ(logoColor(*controller->headerLogoImageView), payloadLogoColor);
+        EXPECT_THAT(world.journal.lines(),
+            ElementsAre("window content MaintenanceModeVC", "window alpha 1.0",
+                "window title bar transparent", "window background #ff1e2234",
+                std::string("debug ") + setHeaderLogo + "Web Socket XML : " + text,
+                std::string("info ") + setHeaderLogo + "Setting Logo from Zelvik Sase Client "
+                    + sizeOf(bytes)));
+    }
 }
 
 TEST_F(MaintenanceModeVCTest, PayloadLogo_WithoutAResponseIsNotUsed) {
@@ -78,22 +49,6 @@ TEST_F(MaintenanceModeVCTest, PayloadLogo_WithoutAResponseIsNotUsed) {
         const auto controller = appear(message);
         EXPECT_EQ(logoColor(*controller->headerLogoImageView), NoticeWorld::brandLogoColor());
         EXPECT_THAT(world.log.records(), IsEmpty());
-    }
-}
-
-TEST_F(MaintenanceModeVCTest, PayloadLogo_BytesThatAreNoImageClearTheLogoAndOtherTypesAreIgnored) {
-    const struct {
-        QVariant value;
-        std::optional<QColor> shown;
-        std::size_t infoRecords;
-    } rows[] { { QByteArray("no image"), std::nullopt, 1 }, { QByteArray(""), std::nullopt, 1 },
-        { QStringLiteral("text"), NoticeWorld::brandLogoColor(), 0 },
-        { false, NoticeWorld::brandLogoColor(), 0 } };
-    for (const auto &row : rows) {
-        const auto controller = appear(
-            maintenanceMessage().withResponse(QStringLiteral("<a/>")).with("HeaderLogoImage", row.value));
-        EXPECT_EQ(logoColor(*controller->headerLogoImageView), row.shown);
-        EXPECT_EQ(lines("info").size(), row.infoRecords);
     }
 }
 
@@ -128,21 +83,6 @@ TEST_F(MaintenanceModeVCTest, Text_IsSetAgainWithTheResponse) {
     EXPECT_EQ(controller->textMessageLabel->stringValue(), "Back at six.");
 }
 
-TEST_F(MaintenanceModeVCTest, VendorRule_IsBlackForOneExactWordOnly) {
-    const struct {
-        const char *vendor;
-        QColor background;
-    } rows[] { { "KORVANE", QColor(0, 0, 0) }, { "korvane", QColor(30, 34, 52) },
-        { "Korvane", QColor(30, 34, 52) }, { "KORVANE ", QColor(30, 34, 52) },
-        { "KORVANES", QColor(30, 34, 52) }, { "zelvik", QColor(30, 34, 52) }, { "", QColor(30, 34, 52) } };
-    for (const auto &row : rows) {
-        world.files.setSettings(NoticeWorld::settings(QString::fromLatin1(row.vendor)));
-        appear();
-        EXPECT_EQ(world.window.backgroundColor(), row.background) << row.vendor;
-        EXPECT_TRUE(world.window.titlebarAppearsTransparent());
-    }
-}
-
 // Deliberate: the settings are read again between the header and the window's background.
 TEST_F(MaintenanceModeVCTest, SettingsReload_LogoAndHeaderAreFromBeforeTheVendorFromAfter) {
     auto controller = std::dynamic_pointer_cast<MaintenanceModeVC>(
@@ -163,6 +103,63 @@ TEST_F(MaintenanceModeVCTest, SettingsReload_LogoAndHeaderAreFromBeforeTheVendor
     EXPECT_EQ(CustomAPPManager::logFilePath, "/private/var/log/other/other_Tevanic.log");
 }
 
+namespace {
+
+/// Another bundle, seen at work.
+class WatchedBundle final : public Bundle {
+public:
+    WatchedBundle(const Bundle &bundle, std::function<void(const QString &)> sought)
+        : bundle_(bundle)
+        , sought_(std::move(sought)) { }
+
+    std::optional<QString> pathForResource(const QString &name, const QString &type) const override {
+        sought_(name);
+        return bundle_.pathForResource(name, type);
+    }
+    QVariant objectForInfoDictionaryKey(const QString &key) const override {
+        return bundle_.objectForInfoDictionaryKey(key);
+    }
+    QString localizedStringForKey(
+        const QString &key, const QString &value, const QString &table) const override {
+        return bundle_.localizedStringForKey(key, value, table);
+    }
+    QString localization() const override { return bundle_.localization(); }
+    std::unique_ptr<Bundle> bundleWithPath(const QString &path) const override {
+        return bundle_.bundleWithPath(path);
+    }
+
+private:
+    const Bundle &bundle_;
+    std::function<void(const QString &)> sought_;
+};
+
+} // namespace
+
+TEST_F(MaintenanceModeVCTest, SettingsReload_ComesBehindTheTextAndTheButtonsStyle) {
+    std::shared_ptr<MaintenanceModeVC> controller;
+    bool looked = false;
+    const WatchedBundle watched(world.mainBundle, [&](const QString &name) {
+        if (!controller || name != QLatin1String("Application_Shared"))
+            return;
+        looked = true;
+        EXPECT_EQ(controller->textMessageLabel->stringValue(), "Back at six.");
+        EXPECT_EQ(controller->okButton->cornerRadius(), 3.0);
+        EXPECT_THAT(lines("window title bar"), IsEmpty());
+    });
+    const NoticeServices services { .application = world.application,
+        .runLoop = world.runLoop,
+        .mainBundle = watched,
+        .notificationCenter = world.notificationCenter,
+        .makeGatewayClient = {},
+        .printLine = {} };
+    const auto storyboard = makeMainStoryboard(services);
+    CustomAPPManager::payload = maintenanceMessage();
+    controller = std::dynamic_pointer_cast<MaintenanceModeVC>(
+        storyboard.instantiateControllerWithIdentifier(QStringLiteral("MaintenanceModeVC")));
+    world.window.setContentViewController(controller);
+    EXPECT_TRUE(looked);
+}
+
 TEST_F(MaintenanceModeVCTest, SettingsReload_AFileThatIsGoneChangesNothing) {
     world.files.setSettings(NoticeWorld::settings(QStringLiteral("KORVANE")));
     const auto controller = world.instantiate("MaintenanceModeVC", maintenanceMessage());
@@ -181,47 +178,6 @@ TEST_F(MaintenanceModeVCTest, SettingsReload_HappensAlsoWithoutAWindow) {
     EXPECT_THAT(lines("window"), IsEmpty());
 }
 
-TEST_F(MaintenanceModeVCTest, Ok_HidesTheWindowAndEndsTheApplicationAtOnce) {
-    const auto controller = appear();
-    world.journal.clear();
-    controller->okButton->click();
-    EXPECT_THAT(world.journal.lines(), ElementsAre("window alpha 0.0", "terminate by MaintenanceModeVC"));
-    EXPECT_EQ(world.application.terminations()[0].sender, controller.get());
-}
-
-TEST_F(MaintenanceModeVCTest, NothingRunsByItself) {
-    appear(maintenanceMessage().withResponse(QStringLiteral("<a/>")));
-    EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
-    EXPECT_FALSE(world.runLoop.turn());
-    EXPECT_TRUE(world.notificationCenter.posted().empty());
-    EXPECT_EQ(world.gateway.clientsMade(), 0);
-}
-
 TEST_F(MaintenanceModeVCTest, TextMessage_IsEmptyAndStaysSo) {
     EXPECT_EQ(appear()->textMessage, "");
-}
-
-TEST_F(MaintenanceModeVCTest, WithoutAWindow_EverythingButTheWindowsStyleHappens) {
-    const auto controller
-        = world.appearWithoutWindow<MaintenanceModeVC>("MaintenanceModeVC", maintenanceMessage());
-    EXPECT_EQ(controller->textMessageLabel->stringValue(), "Back at six.");
-    controller->okAction();
-    EXPECT_THAT(lines("window"), IsEmpty());
-    EXPECT_EQ(world.application.terminations().size(), 1U);
-}
-
-TEST_F(MaintenanceModeVCTest, WithoutALogger_NothingElseChanges) {
-    const WithoutLogger none(world);
-    const auto controller = appear(
-        maintenanceMessage().withResponse(QStringLiteral("<a/>")).withLogo(logoBytes(payloadLogoColor)));
-    EXPECT_EQ(logoColor(*controller->headerLogoImageView), payloadLogoColor);
-    EXPECT_EQ(controller->textMessageLabel->stringValue(), "Back at six.");
-    EXPECT_THAT(world.log.records(), IsEmpty());
-}
-
-TEST_F(MaintenanceModeVCTest, Replaced_Goes) {
-    std::weak_ptr<MaintenanceModeVC> controller = appear();
-    ASSERT_FALSE(controller.expired());
-    world.window.setContentViewController(nullptr);
-    EXPECT_TRUE(controller.expired());
 }

@@ -3,58 +3,146 @@
 #include "Controllers/MaintenanceModeVC.h"
 #include "Controllers/ReAuthHandlerVC.h"
 #include "Controllers/ViewController.h"
+#include "Controllers/WarmUp.h"
 #include "Tests/Controllers/NoticeTest.h"
 
 #include <cstdlib>
 
-// What happens to a notice whose form does not connect one of its outlets: the process stops when the outlet
-// is touched, and not before.
+// A form that does not connect an outlet: from the launch to the message the process runs on, and it stops
+// where the outlet is touched.
 
 namespace {
 
+enum class Kind { Layer, Image, Label, Button, Height, Gap };
+
+struct Part {
+    const char *name;
+    Kind kind;
+};
+
+struct Scene {
+    const char *identifier;
+    std::function<std::shared_ptr<NoticeController>(const NoticeServices &)> makeController;
+    std::vector<Part> outlets;
+};
+
+template <class Controller>
+std::shared_ptr<NoticeController> make(const NoticeServices &services) {
+    return std::make_shared<Controller>(services);
+}
+
+const std::vector<Scene> &scenes() {
+    using enum Kind;
+    static const std::vector<Scene> all {
+        { "MaintenanceModeVC", make<MaintenanceModeVC>,
+            { { "headerLogoImageView", Image }, { "headerView", Layer }, { "textMessageLabel", Label },
+                { "okButton", Button } } },
+        { "ConcurrentSessionVC", make<ConcurrentSessionVC>,
+            { { "headerLogoImageView", Image }, { "headerView", Layer }, { "textMessageLabel", Label },
+                { "headerTextLabel", Label }, { "okButton", Button } } },
+        { "ReAuthHandlerVC", make<ReAuthHandlerVC>,
+            { { "headerView", Layer }, { "headerLogoImageView", Image }, { "okayAction", Button },
+                { "timerLabel", Label } } },
+        { "AutoDisconnectHandlerVC", make<AutoDisconnectHandlerVC>,
+            { { "headerView", Layer }, { "headerLogoImageView", Image }, { "policyDisconnectLabel", Label },
+                { "headerLabel", Label }, { "okayAction", Button }, { "timerLabel", Label } } },
+        { "ViewController", make<ViewController>,
+            { { "headerLogoImageView", Image }, { "autoCloseLabel", Label }, { "okButton", Button },
+                { "applicationTitleLabel", Label }, { "activityTitleLabel", Label },
+                { "urlTitleLabel", Label }, { "SocketHeaderTitleLabel", Label }, { "applicationText", Label },
+                { "activityText", Label }, { "urlText", Label }, { "headerView", Layer },
+                { "applicationInformationLabel", Label }, { "activityHeightConstant", Height },
+                { "urlHeightConstant", Height }, { "applicationHeightConstant", Height },
+                { "informationHeightConstant", Height }, { "OkButtonTopConstraints", Gap } } },
+    };
+    return all;
+}
+
+QWidget *makePart(Kind kind, const QString &name, QWidget *parent) {
+    switch (kind) {
+    case Kind::Layer:
+        return new LayerView(parent);
+    case Kind::Image:
+        return new ImageView(parent);
+    case Kind::Label:
+        return new TextField(parent);
+    case Kind::Button:
+        return new PushButton(parent);
+    case Kind::Height:
+    case Kind::Gap:
+        break;
+    }
+    auto *driven = new QWidget(parent);
+    driven->setProperty(kind == Kind::Height ? "heightConstraint" : "gapConstraint", name);
+    return driven;
+}
+
+QObject *findPart(const QWidget &view, const Part &part) {
+    const auto name = QString::fromLatin1(part.name);
+    switch (part.kind) {
+    case Kind::Layer:
+        return view.findChild<LayerView *>(name);
+    case Kind::Image:
+        return view.findChild<ImageView *>(name);
+    case Kind::Label:
+        return view.findChild<TextField *>(name);
+    case Kind::Button:
+        return view.findChild<PushButton *>(name);
+    case Kind::Height:
+    case Kind::Gap:
+        break;
+    }
+    return view.findChild<LayoutConstraint *>(name);
+}
+
+const QString everything = QStringLiteral("everything");
+
+/// A form of the scene's outlets without the one that is lacking, or empty.
+std::unique_ptr<QWidget> makeForm(const Scene &scene, const QString &lacking) {
+    auto view = std::make_unique<LayerView>();
+    for (const auto &outlet : scene.outlets) {
+        const auto name = QString::fromLatin1(outlet.name);
+        if (lacking != everything && lacking != name)
+            makePart(outlet.kind, name, view.get())->setObjectName(name);
+    }
+    LayoutConstraint::createFromForm(view.get());
+    return view;
+}
+
 enum class Touched {
-    OnAppearing, ///< in `viewWillAppear()`
-    OnFilling, ///< in the block that it posted to the main queue
+    OnMessage, ///< while the notice appears or is filled
     OnFirstTick,
     Never
 };
 
 struct Row {
-    const char *name;
     const char *identifier;
-    const char *outlet;
+    QString lacking;
+    const char *named; ///< the outlet in the line
     Touched touched;
     QVariantMap message;
+    std::string note; ///< of the message, where there are several
 };
 
-// The outlet's object, and nothing that stands in it, is taken out of the form after it was loaded: the
-// reference is weak.
-void disconnect(NoticeController &controller, const char *outlet) {
-    const auto name = QString::fromLatin1(outlet);
-    auto *view = controller.view();
-    if (auto *constraint = view->findChild<LayoutConstraint *>(name)) {
-        delete constraint;
-        return;
-    }
-    auto *object = view->findChild<QWidget *>(name);
-    for (auto *child : object->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly))
-        child->setParent(view);
-    delete object;
-}
-
-/// Goes as far as one step before the outlet is touched, says so, and goes on.
+/// Launches, warms up and receives the message; says so just before the outlet is touched, and goes on.
 [[noreturn]] void show(const Row &row) {
     NoticeWorld world;
-    const auto controller = world.instantiate(row.identifier, row.message);
-    disconnect(*controller, row.outlet);
+    for (const auto &scene : scenes()) {
+        world.storyboard.addScene(QString::fromLatin1(scene.identifier), [&world, &row, &scene] {
+            auto controller = scene.makeController(world.services);
+            controller->loadView(makeForm(scene, row.lacking));
+            return controller;
+        });
+    }
+    world.launch();
+    warmUp(world.runLoop, world.mainBundle, world.storyboard);
+    world.runLoop.advance(1s);
     const auto reach = [&row](Touched stage) {
         if (row.touched == stage)
             std::fputs("so far so good\n", stderr);
     };
-    reach(Touched::OnAppearing);
-    world.window.setContentViewController(controller);
-    reach(Touched::OnFilling);
-    world.runLoop.settle();
+    reach(Touched::OnMessage);
+    world.receive(row.message);
     world.runLoop.advance(999ms);
     reach(Touched::OnFirstTick);
     world.runLoop.advance(60s);
@@ -63,80 +151,75 @@ void disconnect(NoticeController &controller, const char *outlet) {
     std::_Exit(0);
 }
 
-QVariantMap withLogo(Message message) {
-    return message.withLogo(logoBytes(Qt::red));
-}
 QVariantMap disconnected() {
     return autoDisconnectMessage().with("AutoDisconnectVPNStatus", false);
+}
+QVariantMap withoutResponse() {
+    return emptyMessage().with("WebSocketAdminDisconnect", true);
 }
 QVariantMap withEntries(std::vector<std::pair<QString, QString>> entries) {
     return casbMessage().withEntries(std::move(entries));
 }
 
-const std::vector<Row> &rows() {
+std::vector<Row> makeRows() {
     using enum Touched;
-    static const std::vector<Row> all {
-        { "MaintenanceLogo", "MaintenanceModeVC", "headerLogoImageView", OnAppearing, maintenanceMessage() },
-        { "MaintenanceHeader", "MaintenanceModeVC", "headerView", OnAppearing, maintenanceMessage() },
-        { "MaintenanceText", "MaintenanceModeVC", "textMessageLabel", OnAppearing, maintenanceMessage() },
-        { "MaintenanceOk", "MaintenanceModeVC", "okButton", OnAppearing, maintenanceMessage() },
-
-        { "ConcurrentLogoWithImage", "ConcurrentSessionVC", "headerLogoImageView", OnAppearing,
-            withLogo(concurrentSessionMessage()) },
-        { "ConcurrentLogoWithoutImage", "ConcurrentSessionVC", "headerLogoImageView", Never,
-            concurrentSessionMessage() },
-        { "ConcurrentHeader", "ConcurrentSessionVC", "headerView", OnAppearing, concurrentSessionMessage() },
-        { "ConcurrentOk", "ConcurrentSessionVC", "okButton", OnAppearing, concurrentSessionMessage() },
-        { "ConcurrentText", "ConcurrentSessionVC", "textMessageLabel", OnAppearing,
-            concurrentSessionMessage() },
-        { "ConcurrentTextWithoutResponse", "ConcurrentSessionVC", "textMessageLabel", Never, emptyMessage() },
-        { "ConcurrentTitle", "ConcurrentSessionVC", "headerTextLabel", OnAppearing,
-            concurrentSessionMessage() },
-        { "ConcurrentTitleWithoutResponse", "ConcurrentSessionVC", "headerTextLabel", Never, emptyMessage() },
-        { "ConcurrentHeaderWithoutResponse", "ConcurrentSessionVC", "headerView", OnAppearing,
-            emptyMessage() },
-
-        { "ReAuthLogo", "ReAuthHandlerVC", "headerLogoImageView", OnAppearing, reAuthMessage() },
-        { "ReAuthHeader", "ReAuthHandlerVC", "headerView", OnAppearing, reAuthMessage() },
-        { "ReAuthOk", "ReAuthHandlerVC", "okayAction", OnAppearing, reAuthMessage() },
-        { "ReAuthLine", "ReAuthHandlerVC", "timerLabel", OnFirstTick, reAuthMessage() },
-
-        { "AutoDisconnectLogo", "AutoDisconnectHandlerVC", "headerLogoImageView", OnAppearing,
-            disconnected() },
-        { "AutoDisconnectHeader", "AutoDisconnectHandlerVC", "headerView", OnAppearing, disconnected() },
-        { "AutoDisconnectOk", "AutoDisconnectHandlerVC", "okayAction", OnAppearing, disconnected() },
-        { "AutoDisconnectLine", "AutoDisconnectHandlerVC", "timerLabel", OnAppearing, disconnected() },
-        { "AutoDisconnectHeading", "AutoDisconnectHandlerVC", "headerLabel", OnAppearing, disconnected() },
-        { "AutoDisconnectText", "AutoDisconnectHandlerVC", "policyDisconnectLabel", OnAppearing,
-            disconnected() },
-
-        { "CasbLogo", "ViewController", "headerLogoImageView", OnAppearing, casbMessage() },
-        { "CasbHeader", "ViewController", "headerView", OnAppearing, casbMessage() },
-        { "CasbOk", "ViewController", "okButton", OnAppearing, casbMessage() },
-        { "CasbTitle", "ViewController", "SocketHeaderTitleLabel", OnFilling, casbMessage() },
-        { "CasbInformation", "ViewController", "applicationInformationLabel", OnFilling, casbMessage() },
-        { "CasbActivityTitle", "ViewController", "activityTitleLabel", OnFilling, casbMessage() },
-        { "CasbUrlTitle", "ViewController", "urlTitleLabel", OnFilling, casbMessage() },
-        { "CasbApplicationTitle", "ViewController", "applicationTitleLabel", OnFilling, casbMessage() },
-        { "CasbApplicationTitleOfOneEntry", "ViewController", "applicationTitleLabel", Never,
-            withEntries({ { "A", "a" } }) },
-        { "CasbActivity", "ViewController", "activityText", OnFilling, casbMessage() },
-        { "CasbApplication", "ViewController", "applicationText", OnFilling, casbMessage() },
-        { "CasbUrl", "ViewController", "urlText", OnFilling, casbMessage() },
-        { "CasbLine", "ViewController", "autoCloseLabel", OnFilling, casbMessage() },
-        { "CasbActivityHeight", "ViewController", "activityHeightConstant", Never, casbMessage() },
-        { "CasbActivityHeightOfNoEntry", "ViewController", "activityHeightConstant", OnFilling,
-            withEntries({}) },
-        { "CasbApplicationHeight", "ViewController", "applicationHeightConstant", Never, casbMessage() },
-        { "CasbApplicationHeightOfOneEntry", "ViewController", "applicationHeightConstant", OnFilling,
-            withEntries({ { "A", "a" } }) },
-        { "CasbUrlHeight", "ViewController", "urlHeightConstant", Never, casbMessage() },
-        { "CasbUrlHeightOfAnEmptyUrl", "ViewController", "urlHeightConstant", OnFilling,
-            withEntries({ { "A", "a" }, { "B", "" } }) },
-        { "CasbInformationHeight", "ViewController", "informationHeightConstant", Never, withEntries({}) },
-        { "CasbOkTop", "ViewController", "OkButtonTopConstraints", Never, casbMessage() },
-        { "CasbOkTopOfNoEntry", "ViewController", "OkButtonTopConstraints", OnFilling, withEntries({}) },
+    std::vector<Row> rows;
+    const auto add = [&rows](const char *identifier, const char *outlet, Touched touched,
+                         const QVariantMap &message, const std::string &note = {}) {
+        rows.push_back({ identifier, QString::fromLatin1(outlet), outlet, touched, message, note });
     };
+    const auto addEmptyForm = [&rows](const char *identifier, const char *named, const QVariantMap &message) {
+        rows.push_back({ identifier, everything, named, OnMessage, message, "FirstOfAll" });
+    };
+
+    const QVariantMap maintenance = maintenanceMessage();
+    addEmptyForm("MaintenanceModeVC", "headerLogoImageView", maintenance);
+    for (const char *outlet : { "headerLogoImageView", "headerView", "textMessageLabel", "okButton" })
+        add("MaintenanceModeVC", outlet, OnMessage, maintenance);
+
+    const QVariantMap session = concurrentSessionMessage();
+    addEmptyForm("ConcurrentSessionVC", "headerTextLabel", session);
+    for (const char *outlet : { "headerView", "okButton", "textMessageLabel", "headerTextLabel" })
+        add("ConcurrentSessionVC", outlet, OnMessage, session);
+    add("ConcurrentSessionVC", "headerLogoImageView", Never, session);
+    add("ConcurrentSessionVC", "headerLogoImageView", OnMessage,
+        concurrentSessionMessage().withLogo(logoBytes(Qt::red)), "WithALogo");
+    add("ConcurrentSessionVC", "textMessageLabel", Never, withoutResponse(), "WithoutAResponse");
+    add("ConcurrentSessionVC", "headerTextLabel", Never, withoutResponse(), "WithoutAResponse");
+    add("ConcurrentSessionVC", "headerView", OnMessage, withoutResponse(), "WithoutAResponse");
+
+    addEmptyForm("ReAuthHandlerVC", "headerLogoImageView", reAuthMessage());
+    for (const char *outlet : { "headerLogoImageView", "headerView", "okayAction" })
+        add("ReAuthHandlerVC", outlet, OnMessage, reAuthMessage());
+    add("ReAuthHandlerVC", "timerLabel", OnFirstTick, reAuthMessage());
+
+    addEmptyForm("AutoDisconnectHandlerVC", "headerLogoImageView", disconnected());
+    for (const char *outlet : { "headerLogoImageView", "headerView", "okayAction", "timerLabel",
+             "headerLabel", "policyDisconnectLabel" })
+        add("AutoDisconnectHandlerVC", outlet, OnMessage, disconnected());
+
+    const QVariantMap casb = casbMessage();
+    addEmptyForm("ViewController", "headerLogoImageView", casb);
+    for (const char *outlet : { "headerLogoImageView", "headerView", "okButton", "SocketHeaderTitleLabel",
+             "applicationInformationLabel", "activityTitleLabel", "urlTitleLabel", "applicationTitleLabel",
+             "activityText", "applicationText", "urlText", "autoCloseLabel" })
+        add("ViewController", outlet, OnMessage, casb);
+    for (const char *outlet : { "activityHeightConstant", "applicationHeightConstant", "urlHeightConstant",
+             "informationHeightConstant", "OkButtonTopConstraints" })
+        add("ViewController", outlet, Never, casb);
+    add("ViewController", "applicationTitleLabel", Never, withEntries({ { "A", "a" } }), "OfOneEntry");
+    add("ViewController", "applicationHeightConstant", OnMessage, withEntries({ { "A", "a" } }),
+        "OfOneEntry");
+    add("ViewController", "activityHeightConstant", OnMessage, withEntries({}), "OfNoEntry");
+    add("ViewController", "urlHeightConstant", OnMessage, withEntries({ { "A", "a" }, { "B", "" } }),
+        "OfAnEmptyUrl");
+    add("ViewController", "informationHeightConstant", Never, withEntries({}), "OfNoEntry");
+    add("ViewController", "OkButtonTopConstraints", OnMessage, withEntries({}), "OfNoEntry");
+    return rows;
+}
+
+const std::vector<Row> &rows() {
+    static const auto all = makeRows();
     return all;
 }
 
@@ -148,66 +231,37 @@ TEST_P(OutletDeathTest, UnconnectedStopsTheProcessWhenItIsTouchedAndNotBefore) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto &row = rows()[GetParam()];
     if (row.touched == Touched::Never) {
-        EXPECT_EXIT(show(row), testing::ExitedWithCode(0), "so far so good");
+        EXPECT_EXIT(show(row), testing::ExitedWithCode(0), "so far so good\n$");
         return;
     }
-    const auto line = std::string("NoticeAgent: fatal: ") + row.identifier + ": the outlet \"" + row.outlet
-        + "\" is not connected\n";
-    EXPECT_EXIT(show(row), testing::KilledBySignal(SIGABRT), testing::HasSubstr("so far so good\n" + line));
+    EXPECT_EXIT(show(row), testing::KilledBySignal(SIGABRT),
+        std::string("so far so good\nNoticeAgent: fatal: ") + row.identifier + ": the outlet \"" + row.named
+            + "\" is not connected\n$");
 }
 
-INSTANTIATE_TEST_SUITE_P(Outlets, OutletDeathTest, testing::Range(std::size_t(0), rows().size()),
-    [](const auto &parameter) { return std::string(rows()[parameter.param].name); });
+INSTANTIATE_TEST_SUITE_P(
+    Outlets, OutletDeathTest, testing::Range(std::size_t(0), rows().size()), [](const auto &parameter) {
+        const auto &row = rows()[parameter.param];
+        return std::string(row.identifier) + '_' + row.lacking.toStdString() + row.note;
+    });
 
 /// The shipped forms connect every outlet that a controller declares.
 TEST(OutletTest, EveryOutletOfTheShippedFormsIsConnected) {
     NoticeWorld world;
-    const auto make = [&world](const char *identifier) { return world.instantiate(identifier, {}); };
-
-    const auto maintenance = std::dynamic_pointer_cast<MaintenanceModeVC>(make("MaintenanceModeVC"));
-    for (QObject *object :
-        std::initializer_list<QObject *> { maintenance->headerLogoImageView.get(),
-            maintenance->headerView.get(), maintenance->textMessageLabel.get(), maintenance->okButton.get() })
-        EXPECT_NE(object, nullptr);
-
-    const auto session = std::dynamic_pointer_cast<ConcurrentSessionVC>(make("ConcurrentSessionVC"));
-    for (QObject *object :
-        std::initializer_list<QObject *> { session->headerLogoImageView.get(), session->headerView.get(),
-            session->textMessageLabel.get(), session->headerTextLabel.get(), session->okButton.get() })
-        EXPECT_NE(object, nullptr);
-
-    const auto reAuth = std::dynamic_pointer_cast<ReAuthHandlerVC>(make("ReAuthHandlerVC"));
-    for (QObject *object : std::initializer_list<QObject *> { reAuth->headerView.get(),
-             reAuth->headerLogoImageView.get(), reAuth->okayActionButton.get(), reAuth->timerLabel.get() })
-        EXPECT_NE(object, nullptr);
-
-    const auto disconnect
-        = std::dynamic_pointer_cast<AutoDisconnectHandlerVC>(make("AutoDisconnectHandlerVC"));
-    for (QObject *object :
-        std::initializer_list<QObject *> { disconnect->headerView.get(),
-            disconnect->headerLogoImageView.get(), disconnect->policyDisconnectLabel.get(),
-            disconnect->headerLabel.get(), disconnect->okayActionButton.get(), disconnect->timerLabel.get() })
-        EXPECT_NE(object, nullptr);
-
-    const auto casb = std::dynamic_pointer_cast<ViewController>(make("ViewController"));
-    for (QObject *object :
-        std::initializer_list<QObject *> { casb->headerLogoImageView.get(), casb->autoCloseLabel.get(),
-            casb->okButton.get(), casb->applicationTitleLabel.get(), casb->activityTitleLabel.get(),
-            casb->urlTitleLabel.get(), casb->SocketHeaderTitleLabel.get(), casb->applicationText.get(),
-            casb->activityText.get(), casb->urlText.get(), casb->headerView.get(),
-            casb->applicationInformationLabel.get(), casb->activityHeightConstant.get(),
-            casb->urlHeightConstant.get(), casb->applicationHeightConstant.get(),
-            casb->informationHeightConstant.get(), casb->OkButtonTopConstraints.get() })
-        EXPECT_NE(object, nullptr);
+    for (const auto &scene : scenes()) {
+        const auto controller = world.instantiate(scene.identifier, {});
+        for (const auto &outlet : scene.outlets)
+            EXPECT_NE(findPart(*controller->view(), outlet), nullptr)
+                << scene.identifier << ' ' << outlet.name;
+    }
 }
 
 TEST(OutletTest, EachSceneMakesANewControllerEachTime) {
     NoticeWorld world;
-    for (const char *identifier : { "MaintenanceModeVC", "AutoDisconnectHandlerVC", "ReAuthHandlerVC",
-             "ConcurrentSessionVC", "ViewController" }) {
-        const auto first = world.instantiate(identifier, {});
-        const auto second = world.instantiate(identifier, {});
-        EXPECT_STREQ(first->className(), identifier);
+    for (const auto &scene : scenes()) {
+        const auto first = world.instantiate(scene.identifier, {});
+        const auto second = world.instantiate(scene.identifier, {});
+        EXPECT_STREQ(first->className(), scene.identifier);
         EXPECT_NE(first, second);
         EXPECT_NE(first->view(), second->view());
         EXPECT_EQ(first->window(), nullptr);

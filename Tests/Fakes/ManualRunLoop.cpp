@@ -24,13 +24,25 @@ void ManualRunLoop::settle() {
 }
 
 void ManualRunLoop::advance(Interval duration) {
+    advance(duration, false);
+}
+
+void ManualRunLoop::advanceHeldUp(Interval duration) {
+    advance(duration, true);
+}
+
+void ManualRunLoop::advance(Interval duration, bool isHeldUp) {
     const auto end = now_ + duration;
-    settle();
+    const auto settleUnlessHeldUp = [this, isHeldUp] {
+        if (!isHeldUp)
+            settle();
+    };
+    settleUnlessHeldUp();
     for (auto deadline = timers_.nextDeadline(); deadline && *deadline <= end;
          deadline = timers_.nextDeadline()) {
         now_ = *deadline;
         timers_.fireDue(now_);
-        settle();
+        settleUnlessHeldUp();
     }
     now_ = end;
 }

@@ -25,6 +25,9 @@ public:
     /// that are exactly `duration` away are met.
     void advance(Interval duration);
 
+    /// Moves the clock on as `advance()` does while nobody empties the main queue.
+    void advanceHeldUp(Interval duration);
+
     /// How far the clock has been moved since the loop was made.
     Interval elapsed() const;
 
@@ -32,6 +35,8 @@ public:
     std::optional<Interval> nextDeadline();
 
 private:
+    void advance(Interval duration, bool isHeldUp);
+
     TimerQueue timers_;
     TimerQueue::Clock::time_point now_ = start;
 

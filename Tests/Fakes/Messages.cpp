@@ -1,37 +1,42 @@
 #include "Tests/Fakes/Messages.h"
 
+#include "Contract/Message.h"
+#include "Contract/NoticeDocument.h"
+
 namespace {
 
-QString element(const char *name, const std::optional<QString> &text) {
-    if (!text)
-        return {};
-    const auto tag = QString::fromLatin1(name);
-    return u'<' + tag + u'>' + text->toHtmlEscaped() + QStringLiteral("</") + tag + u'>';
+QString wrapped(std::string_view name, const QString &content) {
+    const auto tag = QString::fromLatin1(name.data());
+    return u'<' + tag + u'>' + content + QStringLiteral("</") + tag + u'>';
+}
+
+QString element(std::string_view name, const std::optional<QString> &text) {
+    return text ? wrapped(name, text->toHtmlEscaped()) : QString();
 }
 
 } // namespace
 
-Message &Message::with(const char *key, const QVariant &value) {
-    values_.insert(QString::fromLatin1(key), value);
+Message &Message::with(std::string_view key, const QVariant &value) {
+    values_.insert(QString::fromLatin1(key.data()), value);
     return *this;
 }
 
-Message &Message::without(const char *key) {
-    values_.remove(QString::fromLatin1(key));
+Message &Message::without(std::string_view key) {
+    values_.remove(QString::fromLatin1(key.data()));
     return *this;
 }
 
 Message &Message::withLanguage(const QString &code) {
-    return with("webSocketappLanguageKey", code);
+    return with(Contract::webSocketappLanguageKey, code);
 }
 
 Message &Message::withLogo(const QByteArray &bytes) {
-    return with("HeaderLogoImage", bytes);
+    return with(Contract::HeaderLogoImage, bytes);
 }
 
 Message &Message::withResponse(const QVariant &response) {
     document_.reset();
-    return with("webSocketResponse", response);
+    return with(Contract::webSocketResponse, response);
 }
 
 Message::Document &Message::editDocument() {
@@ -91,25 +96,22 @@ Message &Message::withoutTimeout() {
 }
 
 QString Message::document() const {
+    using namespace Contract::NoticeDocument;
     const auto document = document_.value_or(Document());
     QString entries;
     for (const auto &[name, value] : document.entries)
-        entries += QStringLiteral("<md>") + element("name", name) + element("val", value)
-            + QStringLiteral("</md>");
-    const auto url = element("ok", document.url);
-    return QStringLiteral("<zelvik-secure-access><notifications>") + element("module", document.module)
-        + element("head", document.head) + element("body", document.body)
-        + element("timeout", document.timeout)
-        + (entries.isEmpty() ? QString()
-                             : QStringLiteral("<metadata>") + entries + QStringLiteral("</metadata>"))
-        + (url.isEmpty() ? QString() : QStringLiteral("<url>") + url + QStringLiteral("</url>"))
-        + QStringLiteral("</notifications></zelvik-secure-access>");
+        entries += wrapped(entry, element(entryName, name) + element(entryValue, value));
+    const auto content = element(module, document.module) + element(head, document.head)
+        + element(body, document.body) + element(timeout, document.timeout)
+        + (entries.isEmpty() ? QString() : wrapped(metadata, entries))
+        + (document.url ? wrapped(url, element(ok, document.url)) : QString());
+    return wrapped(root, wrapped(notifications, content));
 }
 
 Message::operator QVariantMap() const {
     auto values = values_;
     if (document_)
-        values.insert(QStringLiteral("webSocketResponse"), document());
+        values.insert(QString::fromLatin1(Contract::webSocketResponse.data()), document());
     return values;
 }
 
@@ -130,19 +132,19 @@ Message casbMessage() {
 }
 
 Message reAuthMessage() {
-    return Message().with("WebSocketReAuthType", true);
+    return Message().with(Contract::WebSocketReAuthType, true);
 }
 
 Message autoDisconnectMessage() {
     return Message()
-        .with("AutoDisconnectWebSocketType", true)
-        .with("AutoDisconnectVPNStatus", true)
-        .with("AutoDisconnectMessageKey", QStringLiteral("Your working day is over."));
+        .with(Contract::AutoDisconnectWebSocketType, true)
+        .with(Contract::AutoDisconnectVPNStatus, true)
+        .with(Contract::AutoDisconnectMessageKey, QStringLiteral("Your working day is over."));
 }
 
 Message concurrentSessionMessage() {
     return Message()
-        .with("WebSocketAdminDisconnect", true)
+        .with(Contract::WebSocketAdminDisconnect, true)
         .withHead(QStringLiteral("Signed out"))
         .withModule(QStringLiteral("Session Control"))
         .withBody(QStringLiteral("You have signed in on another device."));
@@ -150,6 +152,6 @@ Message concurrentSessionMessage() {
 
 Message maintenanceMessage() {
     return Message()
-        .with("WebSocketType", true)
-        .with("MaintenanceMessageKey", QStringLiteral("Back at six."));
+        .with(Contract::WebSocketType, true)
+        .with(Contract::MaintenanceMessageKey, QStringLiteral("Back at six."));
 }

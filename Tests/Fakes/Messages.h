@@ -3,6 +3,7 @@
 #include <QVariantMap>
 
 #include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -11,8 +12,8 @@
 ///     const QVariantMap message = casbMessage().withTimeout("7").withLanguage("de");
 class Message {
 public:
-    Message &with(const char *key, const QVariant &value);
-    Message &without(const char *key);
+    Message &with(std::string_view key, const QVariant &value);
+    Message &without(std::string_view key);
     Message &withLanguage(const QString &code);
     Message &withLogo(const QByteArray &bytes);
 
