@@ -16,7 +16,8 @@
 #include "Tests/Fakes/RecordingLog.h"
 #include "Tests/Fakes/TemporaryBundle.h"
 
-/// Notifications that are written into the journal too, as "observe NAME", "unobserve NAME" and "post NAME".
+/// Notifications that are written into the journal too, as "observe NAME", "unobserve NAME", "post NAME" and
+/// "give back names".
 class JournalingNotificationCenter final : public InMemoryNotificationCenter {
 public:
     JournalingNotificationCenter(RunLoop &runLoop, Journal &journal)
@@ -28,6 +29,7 @@ public:
     void removeObserver(const void *observer, const QString &name, const QString &object = {}) override;
     void postNotificationName(const QString &name, const QString &object = {},
         const std::optional<QVariantMap> &userInfo = {}) override;
+    void giveBackNames() override { journal_.add(QStringLiteral("give back names")); }
 
 private:
     Journal &journal_;
