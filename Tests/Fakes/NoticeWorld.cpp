@@ -45,7 +45,7 @@ void JournalingNotificationCenter::postNotificationName(
         + (userInfo ? QStringLiteral(" with user info") : QString()));
 }
 
-NoticeWorld::QtApplicationExists::QtApplicationExists() {
+QtApplicationExists::QtApplicationExists() {
     if (QApplication::instance())
         return;
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))

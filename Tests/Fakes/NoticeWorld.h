@@ -16,6 +16,11 @@
 #include "Tests/Fakes/RecordingLog.h"
 #include "Tests/Fakes/TemporaryBundle.h"
 
+/// What is drawn needs an application of the toolkit; it stays for the whole process.
+struct QtApplicationExists {
+    QtApplicationExists();
+};
+
 /// Notifications that are written into the journal too, as "observe NAME", "unobserve NAME", "post NAME" and
 /// "give back names".
 class JournalingNotificationCenter final : public InMemoryNotificationCenter {
@@ -39,10 +44,6 @@ private:
 /// that all write into one journal. The brand is one of its own: the word "zelvik", a green logo, the header
 /// #112233. The process-wide values are as at the process's start.
 class NoticeWorld {
-    /// The forms need one; it stays for the whole process.
-    struct QtApplicationExists {
-        QtApplicationExists();
-    };
     QtApplicationExists qtApplicationExists_;
 
 public:

@@ -109,85 +109,10 @@ INSTANTIATE_TEST_SUITE_P(Values, DevelopmentRegionThatIsNone,
     testing::Values("<integer>5</integer>", "<string></string>", "<true/>",
         "<string>../Resources/en</string>", "<array><string>en</string></array>"));
 
-TEST_F(FileBundleTest, AMissingKeyGivesTheValueOrTheKey) {
-    addLanguages({ QStringLiteral("de") });
-    const auto bundle = bundle_.open({ QStringLiteral("de") });
-    EXPECT_EQ(text(bundle, QStringLiteral("other")), "other");
-    EXPECT_EQ(text(bundle, QStringLiteral("other"), QStringLiteral("value")), "value");
-    EXPECT_EQ(text(bundle, QStringLiteral("Key")), "Key");
-    EXPECT_EQ(text(bundle, QString()), "");
-}
-
-TEST_F(FileBundleTest, ATableIsFoundByItsName) {
-    addLanguages({ QStringLiteral("de") });
-    bundle_.writeTable(QStringLiteral("de"), R"("key" = "main";)", QStringLiteral("Main"));
-    const auto bundle = bundle_.open({ QStringLiteral("de") });
-    EXPECT_EQ(text(bundle, QStringLiteral("key"), {}, QStringLiteral("Main")), "main");
-    EXPECT_EQ(text(bundle, QStringLiteral("key"), {}, QStringLiteral("Localizable")), "de");
-    EXPECT_EQ(text(bundle, QStringLiteral("key"), {}, QStringLiteral("None")), "key");
-    EXPECT_EQ(text(bundle, QStringLiteral("key"), {}, QStringLiteral("../de.lproj/Main")), "key");
-}
-
 TEST_F(FileBundleTest, ATableAsAPropertyList) {
     bundle_.writeTable(
         QStringLiteral("de"), RawBundle::propertyList("<dict><key>key</key><string>Wert</string></dict>"));
     EXPECT_EQ(text(bundle_.open({ QStringLiteral("de") })), "Wert");
-}
-
-TEST_F(FileBundleTest, EverythingIsReadAfresh) {
-    const auto bundle = bundle_.open({ QStringLiteral("de") });
-    EXPECT_EQ(text(bundle), "key");
-    addLanguages({ QStringLiteral("de") });
-    EXPECT_EQ(text(bundle), "de");
-    bundle_.writeTable(QStringLiteral("de"), R"("key" = "edited";)");
-    EXPECT_EQ(text(bundle), "edited");
-}
-
-TEST_F(FileBundleTest, AResourceIsAFullPathOrNothing) {
-    bundle_.writeResource(QStringLiteral("Application_Shared.plist"), "x");
-    bundle_.writeResource(QStringLiteral("noType"), "x");
-    QDir().mkpath(bundle_.resource(QStringLiteral("de.lproj")));
-    const auto bundle = bundle_.open();
-    const auto path = [&bundle](const char *name, const char *type) {
-        return bundle.pathForResource(QString::fromLatin1(name), QString::fromLatin1(type));
-    };
-    EXPECT_EQ(
-        path("Application_Shared", "plist"), bundle_.resource(QStringLiteral("Application_Shared.plist")));
-    EXPECT_EQ(path("noType", ""), bundle_.resource(QStringLiteral("noType")));
-    EXPECT_EQ(path("de", "lproj"), bundle_.resource(QStringLiteral("de.lproj")));
-    EXPECT_EQ(path("Application_Shared", "png"), std::nullopt);
-    EXPECT_EQ(path("application_shared", "plist"), std::nullopt);
-}
-
-class NameThatIsNoName : public FileBundleTest, public testing::WithParamInterface<QString> { };
-
-TEST_P(NameThatIsNoName, NamesNoResource) {
-    bundle_.writeResource(QStringLiteral(".png"), "x");
-    bundle_.writeResource(QStringLiteral("..png"), "x");
-    bundle_.writeResource(QStringLiteral("...png"), "x");
-    bundle_.writeResource(QStringLiteral("folder/a.png"), "x");
-    RawBundle::write(bundle_.contents() + QStringLiteral("/outside.png"), "x");
-    const auto bundle = bundle_.open();
-    EXPECT_EQ(bundle.pathForResource(GetParam(), QStringLiteral("png")), std::nullopt);
-    EXPECT_EQ(bundle.pathForResource(GetParam(), QString()), std::nullopt);
-}
-
-INSTANTIATE_TEST_SUITE_P(Names, NameThatIsNoName,
-    testing::Values(QString(), QStringLiteral("."), QStringLiteral(".."), QStringLiteral("../outside"),
-        QStringLiteral("folder/a"), QStringLiteral("folder/../folder/a"), QStringLiteral("/etc/passwd"),
-        QStringLiteral("/"), QStringLiteral(u"folder\0"), QStringLiteral(u"\0"), QString(100000, u'a')));
-
-TEST_F(FileBundleTest, InformationHasItsType) {
-    bundle_.writeInformation("<key>Default_App_Timeout</key><integer>30</integer>"
-                             "<key>text</key><string>30</string><key>LSUIElement</key><true/>");
-    const auto bundle = bundle_.open();
-    const auto value
-        = [&bundle](const char *key) { return bundle.objectForInfoDictionaryKey(QString::fromLatin1(key)); };
-    EXPECT_EQ(value("Default_App_Timeout").metaType().id(), QMetaType::LongLong);
-    EXPECT_EQ(value("Default_App_Timeout").toLongLong(), 30);
-    EXPECT_EQ(value("text").metaType().id(), QMetaType::QString);
-    EXPECT_EQ(value("LSUIElement").metaType().id(), QMetaType::Bool);
-    EXPECT_FALSE(value("none").isValid());
 }
 
 TEST_F(FileBundleTest, InformationThatIsMissingOrBrokenIsNone) {
@@ -198,26 +123,6 @@ TEST_F(FileBundleTest, InformationThatIsMissingOrBrokenIsNone) {
     RawBundle::write(bundle_.contents() + QStringLiteral("/Info.plist"),
         RawBundle::propertyList("<array><string>a</string></array>"));
     EXPECT_FALSE(bundle.objectForInfoDictionaryKey(QStringLiteral("a")).isValid());
-}
-
-TEST_F(FileBundleTest, ALanguageFolderOpensAsABundle) {
-    addLanguages({ QStringLiteral("de"), QStringLiteral("pt-BR") });
-    const auto bundle = bundle_.open({ QStringLiteral("de") });
-    const auto portuguese = bundle.bundleWithPath(bundle_.resource(QStringLiteral("pt-BR.lproj")));
-    ASSERT_TRUE(portuguese);
-    EXPECT_EQ(text(*portuguese), "pt-BR");
-    EXPECT_EQ(text(*portuguese, QStringLiteral("none"), QStringLiteral("value")), "value");
-    EXPECT_EQ(portuguese->localization(), "pt-BR");
-    EXPECT_EQ(
-        portuguese->pathForResource(QStringLiteral("Localizable"), QStringLiteral("none")), std::nullopt);
-}
-
-TEST_F(FileBundleTest, WhatIsNoFolderOpensAsNothing) {
-    bundle_.writeResource(QStringLiteral("file.lproj"), "x");
-    const auto bundle = bundle_.open();
-    EXPECT_EQ(bundle.bundleWithPath(bundle_.resource(QStringLiteral("file.lproj"))), nullptr);
-    EXPECT_EQ(bundle.bundleWithPath(bundle_.resource(QStringLiteral("none.lproj"))), nullptr);
-    EXPECT_EQ(bundle.bundleWithPath(QString()), nullptr);
 }
 
 TEST_F(FileBundleTest, TheMainBundleIsAroundTheExecutable) {

@@ -110,32 +110,6 @@ TEST_F(LanguageSwitch, ABrokenTableIsALanguageWithoutTexts) {
     EXPECT_EQ(text(), "hello");
 }
 
-TEST_F(LanguageSwitch, AKeyThatTheChosenTableLacksComesFromNoOtherLanguage) {
-    switchTo(QStringLiteral("de"));
-    EXPECT_EQ(text(QStringLiteral("only English")), "only English");
-    EXPECT_EQ(text(QStringLiteral("only English"), QStringLiteral("value")), "value");
-}
-
-TEST_F(LanguageSwitch, TheValueIsOnlyForAMissingKey) {
-    switchTo(QStringLiteral("de"));
-    EXPECT_EQ(text(QStringLiteral("hello"), QStringLiteral("value")), "Hallo");
-}
-
-TEST_F(LanguageSwitch, TheTableIsTheNamedOne) {
-    switchTo(QStringLiteral("de"));
-    EXPECT_EQ(text(QStringLiteral("hello"), {}, QStringLiteral("Main")), "Hallo, Main");
-    EXPECT_EQ(text(QStringLiteral("hello"), {}, QStringLiteral("Missing")), "hello");
-    EXPECT_EQ(text(QStringLiteral("hello"), QStringLiteral("value"), QStringLiteral("Missing")), "value");
-    EXPECT_EQ(text(QStringLiteral("hello"), {}, QStringLiteral("../fr.lproj/Localizable")), "hello");
-}
-
-TEST_F(LanguageSwitch, NothingIsCached) {
-    switchTo(QStringLiteral("de"));
-    EXPECT_EQ(text(), "Hallo");
-    bundle_.writeTable(QStringLiteral("de"), R"("hello" = "Moin";)");
-    EXPECT_EQ(text(), "Moin");
-}
-
 TEST_F(LanguageSwitch, ResourcesAndInformationStayThoseOfTheMainBundle) {
     bundle_.writeResource(QStringLiteral("logo.png"), "x");
     bundle_.writeInformation("<key>Default_App_Timeout</key><integer>30</integer>");
