@@ -5,17 +5,22 @@
 //   Catalogue        which pictures there are
 //   NoticePainter    one message, one window, one image
 //   Page             the HTML page
+//   BrandCheck       what is wrong with a brand's folder
+//   TableCheck       what is wrong with string tables
 //
 // A scale is fixed for a whole process, so that this one draws scale 1 and starts another for each other one.
 
 #include "Platform/Qt/FileBundle.h"
+#include "Tools/Gallery/BrandCheck.h"
 #include "Tools/Gallery/NoticePainter.h"
 #include "Tools/Gallery/Page.h"
+#include "Tools/Gallery/TableCheck.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFile>
+#include <QPainter>
 #include <QProcess>
 #include <QTemporaryFile>
 #include <QTextStream>
@@ -92,6 +97,68 @@ void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &
         QTextStream(stderr) << "gallery: " << text << '\n';
 }
 
+QString counted(int number, const char *word) {
+    return QStringLiteral("%1 %2%3").arg(number).arg(QLatin1String(word), number == 1 ? "" : "s");
+}
+
+// Ends with a line of counts; the exit status.
+int report(const QString &folder, const Findings &findings) {
+    QTextStream(stdout) << folder << ": " << counted(findings.errors(), "error") << ", "
+                        << counted(findings.warnings(), "warning") << '\n';
+    return findings.errors() == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+QDir existingFolder(const QString &path) {
+    if (!QDir(path).exists())
+        fail(path + QStringLiteral(": no such folder"));
+    return QDir(path);
+}
+
+// The bundle of the same build or installation.
+QString ownBundle() {
+    const QDir programs(QCoreApplication::applicationDirPath());
+    const auto built = programs.filePath(QStringLiteral("../NoticeAgent.app"));
+    return QDir(built).exists() ? built
+                                : programs.filePath(QStringLiteral("../lib/notice-agent/NoticeAgent.app"));
+}
+
+// The notices in English, beside each other.
+void writePreview(const FileBundle &bundle, const QString &path) {
+    const QStringList columns[]
+        = { { QStringLiteral("casb"), QStringLiteral("concurrent-session"), QStringLiteral("maintenance") },
+              { QStringLiteral("re-authentication"), QStringLiteral("auto-disconnect"),
+                  QStringLiteral("auto-disconnected") } };
+    constexpr int gap = 24;
+    NoticePainter painter(bundle);
+    std::vector<std::pair<QPoint, QImage>> notices;
+    QSize size;
+    const auto pictures
+        = catalogue({ QStringLiteral("en") }, [](const QString &, const QString &text) { return text; });
+    for (int column = 0, x = gap; column < 2; ++column) {
+        int y = gap;
+        int width = 0;
+        for (const auto &name : columns[column]) {
+            const auto wanted = QStringLiteral("languages/en-%1.png").arg(name);
+            const auto picture = std::find_if(pictures.begin(), pictures.end(),
+                [&wanted](const Picture &candidate) { return candidate.path() == wanted; });
+            const auto notice = painter.paint(*picture);
+            notices.emplace_back(QPoint(x, y), notice);
+            y += notice.height() + gap;
+            width = std::max(width, notice.width());
+        }
+        x += width + gap;
+        size = QSize(x, std::max(size.height(), y));
+    }
+    QImage sheet(size, QImage::Format_RGB32);
+    sheet.fill(QColor(207, 214, 228));
+    QPainter sheetPainter(&sheet);
+    for (const auto &[place, notice] : notices)
+        sheetPainter.drawImage(place, notice);
+    sheetPainter.end();
+    if (!sheet.save(path))
+        fail(path + QStringLiteral(" cannot be written"));
+}
+
 } // namespace
 
 int main(int argumentCount, char **arguments) {
@@ -117,11 +184,49 @@ int main(int argumentCount, char **arguments) {
         QStringLiteral("Draws the pictures whose path in OUT contains TEXT, and no others."),
         QStringLiteral("TEXT"));
     parser.addOption(onlyOption);
+    const QCommandLineOption checkOption(QStringLiteral("check"),
+        QStringLiteral(
+            "Checks a brand's folder and draws nothing. BUNDLE is what the brand is made of; it may be left "
+            "out for the installed agent."),
+        QStringLiteral("FOLDER"));
+    const QCommandLineOption quietOption(QStringLiteral("quiet"), QStringLiteral("With --check: no notes."));
+    const QCommandLineOption checkTablesOption(QStringLiteral("check-tables"),
+        QStringLiteral("Checks the string tables below a folder of language folders, and draws nothing."),
+        QStringLiteral("FOLDER"));
+    const QCommandLineOption keysOption(QStringLiteral("keys"),
+        QStringLiteral(
+            "With --check-tables: a language folder with the keys that each table must hold (en.lproj)."),
+        QStringLiteral("FOLDER"));
+    const QCommandLineOption previewOption(QStringLiteral("preview"),
+        QStringLiteral("Draws the notices of BUNDLE in English on one picture, a PNG."),
+        QStringLiteral("FILE"));
+    parser.addOptions({ checkOption, quietOption, checkTablesOption, keysOption, previewOption });
     parser.addPositionalArgument(QStringLiteral("BUNDLE"), QStringLiteral("the bundle, NoticeAgent.app"));
     parser.addPositionalArgument(
         QStringLiteral("OUT"), QStringLiteral("the folder to write into; it is made when it is missing"));
     parser.process(application);
     const auto folders = parser.positionalArguments();
+    if (parser.isSet(checkOption)) {
+        const auto folder = existingFolder(parser.value(checkOption));
+        Findings findings(parser.isSet(quietOption) ? Findings::Notes::LeftOut : Findings::Notes::Shown);
+        checkBrand(folder, QDir(contentsOf(folders.value(0, ownBundle()))), findings);
+        return parser.isSet(quietOption) ? findings.errors() != 0
+                                         : report(parser.value(checkOption), findings);
+    }
+    if (parser.isSet(checkTablesOption)) {
+        const auto folder = existingFolder(parser.value(checkTablesOption));
+        const auto keys = parser.isSet(keysOption) ? existingFolder(parser.value(keysOption))
+                                                   : QDir(folder.filePath(QStringLiteral("en.lproj")));
+        Findings findings(Findings::Notes::Shown);
+        checkTables(folder, keys, findings);
+        return report(parser.value(checkTablesOption), findings);
+    }
+    if (parser.isSet(previewOption)) {
+        const FileBundle bundle(
+            contentsOf(folders.value(0, ownBundle())), [] { return QStringList { QStringLiteral("en") }; });
+        writePreview(bundle, parser.value(previewOption));
+        return EXIT_SUCCESS;
+    }
     if (folders.size() != 2)
         fail(QStringLiteral("it takes a bundle and a folder to write into; see --help"));
 
