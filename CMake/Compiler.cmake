@@ -31,6 +31,10 @@ target_compile_options(NoticeOptions INTERFACE
     -Wall -Wextra -Wpedantic ${NOTICE_WARNING_ERRORS} -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
     -Wcast-align -Wformat=2 -Wconversion -Wimplicit-fallthrough)
 
+# Functions and lines, for the symbols' packages; paths as in the source tree, so that the same source gives the same
+# package wherever it is built. Tests/ takes them away again.
+add_compile_options($<$<CONFIG:Release>:-g1> $<$<CONFIG:Release>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)
+
 if(NOTICE_SANITIZE)
     target_compile_options(NoticeOptions INTERFACE
         -fsanitize=${NOTICE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)

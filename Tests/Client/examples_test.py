@@ -45,7 +45,8 @@ class InstalledTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory(prefix="notice-client-")
         cls.addClassCleanup(folder.cleanup)
         cls.folder = Path(folder.name)
-        run("cmake", "--install", BUILD, "--prefix", cls.folder / "first", "--component", "Development")
+        for component in ("Library", "Development"):
+            run("cmake", "--install", BUILD, "--prefix", cls.folder / "first", "--component", component)
         cls.prefix = (cls.folder / "first").rename(cls.folder / "moved prefix")
         cls.library = next(cls.prefix.rglob("libNoticeClient.so")).parent
         cls.desktop = Desktop()

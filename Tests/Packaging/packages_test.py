@@ -16,20 +16,23 @@ from packaging import (BUILD, INSTALLED_BUNDLE, ROOT, SYSTEM_PATH, InstallRoot, 
 
 LOG_FOLDER = "private/var/log/zelvik"
 LOG = f"{LOG_FOLDER}/zelvik_Tevanic.log"
+BUS_NAME = "com.tevanic.NoticeAgent.zelvik"
 HEADER = (42, 41, 47)
 ACCENT = (30, 34, 52)
 
 
 def setUpModule():
-    global folder, packages, agent, symbols, kit
+    global folder, packages, agent, command, kit, documents, library, development, symbols
     folder = Path(tempfile.mkdtemp(prefix="notice-packages-"))
     unittest.addModuleCleanup(shutil.rmtree, folder, ignore_errors=True)
     packages = folder / "first"
     packages.mkdir()
     make_packages(packages)
-    agent = only(packages.glob("notice-agent_*.deb"))
-    kit = only(packages.glob("notice-agent-brand-kit_*.deb"))
-    symbols = only(packages.glob("notice-agent-dbgsym_*.ddeb"))
+    agent, command, kit, documents, library, development = (
+        only(packages.glob(f"{name}_*.deb")) for name in (
+            "notice-agent", "post-notice", "notice-agent-brand-kit", "notice-agent-doc", "libnoticeclient1",
+            "libnoticeclient-dev"))
+    symbols = sorted(packages.glob("*.ddeb"))
 
 
 class ContentTest(unittest.TestCase):
@@ -37,14 +40,17 @@ class ContentTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.tree = folder / "tree"
-        run("dpkg-deb", "-x", agent, cls.tree)
         cls.symbols = folder / "symbols"
-        run("dpkg-deb", "-x", symbols, cls.symbols)
+        for package in (agent, kit, documents, library, development):
+            run("dpkg-deb", "-x", package, cls.tree)
+        for package in symbols:
+            run("dpkg-deb", "-x", package, cls.symbols)
 
     def programs(self):
         bundle = self.tree / INSTALLED_BUNDLE / "Contents"
         return [bundle / "Linux/NoticeAgent", bundle / "Frameworks/libServiceTier.so",
-                self.tree / "usr/bin/post-notice", self.tree / "usr/bin/gallery"]
+                self.tree / "usr/bin/post-notice", self.tree / "usr/bin/gallery",
+                self.tree / "usr/lib/libNoticeClient.so.1"]
 
     def test_bundle_is_the_one_of_the_build(self):
         def names(bundle):
@@ -58,45 +64,89 @@ class ContentTest(unittest.TestCase):
 
     def test_commands_have_manual_pages(self):
         commands = sorted(path.name for path in (self.tree / "usr/bin").iterdir())
-        self.assertEqual(commands, ["gallery", "post-notice"])
-        manuals = sorted(path.name for path in (self.tree / "usr/share/man/man1").iterdir())
-        self.assertEqual(manuals, [f"{command}.1.gz" for command in commands])
+        self.assertEqual(commands, ["brand-notices", "gallery", "post-notice"])
+        manuals = sorted(str(path.relative_to(self.tree)) for path in self.tree.glob("usr/share/man/*/*"))
+        self.assertEqual([re.sub("usr/share/man/man./(.*).gz", r"\1", manual) for manual in manuals],
+                         [*(f"{command}.1" for command in commands), "NoticeClient.3", "notice-agent.5",
+                          "notice-agent.8"])
+        for manual in manuals:
+            with self.subTest(manual):
+                said = run("man", "--warnings", "-l", self.tree / manual,
+                           env=dict(os.environ, LC_ALL="C.UTF-8", MANWIDTH="80", MANROFFSEQ=""))
+                self.assertNotRegex(said, r"\d: warning")
 
-    def test_documents_are_there(self):
-        documents = self.tree / "usr/share/doc/notice-agent"
-        for name in ("README.md", "SECURITY.md", "copyright", "changelog.gz", "changelog.Debian.gz",
-                     "docs/branding.md", "docs/deployment.md", "docs/pictures/notices.png", "Tools/samples/casb.xml"):
-            with self.subTest(name):
-                self.assertTrue((documents / name).is_file())
+    def test_every_desktop_gets_what_the_agent_needs_and_no_more(self):
+        names = [line.split()[5] for line in run("dpkg-deb", "-c", agent).splitlines()]
+        names = [re.sub(r"[^/]+\.lproj", "CODE.lproj", name) for name in names if not name.endswith("/")]
+        bundle = f"./{INSTALLED_BUNDLE}/Contents"
+        self.assertEqual(sorted(set(names)), sorted([
+            "./usr/bin/post-notice", f"{bundle}/Info.plist", f"{bundle}/Linux/NoticeAgent",
+            f"{bundle}/Frameworks/libServiceTier.so",
+            *(f"{bundle}/Resources/{name}" for name in (
+                "Application_Shared.plist", "NoticeAgent.svg", "CODE.lproj/Localizable.strings", "CODE.lproj/Main.strings",
+                "ic_zelvikLogo.png", "ic_zelvikLogo.svg", "ic_zelvikLogo@2x.png")),
+            "./usr/lib/tmpfiles.d/notice-agent.conf", f"./usr/share/applications/{BUS_NAME}.desktop",
+            "./usr/share/bash-completion/completions/post-notice", f"./usr/share/dbus-1/services/{BUS_NAME}.service",
+            "./usr/share/doc/notice-agent/changelog.gz", "./usr/share/doc/notice-agent/copyright",
+            f"./usr/share/icons/hicolor/scalable/apps/{BUS_NAME}.svg", "./usr/share/lintian/overrides/notice-agent",
+            "./usr/share/man/man1/post-notice.1.gz", "./usr/share/man/man5/notice-agent.5.gz",
+            "./usr/share/man/man8/notice-agent.8.gz", f"./usr/share/metainfo/{BUS_NAME}.metainfo.xml"]))
+
+    def test_command_alone_is_the_agent_s(self):
+        alone = folder / "command"
+        run("dpkg-deb", "-x", command, alone)
+        self.assertEqual(run(alone / "usr/bin/post-notice", "--version"),
+                         f"post-notice {field(command, 'Version')}\n")
+        self.assertTrue((alone / "usr/share/man/man1/post-notice.1.gz").is_file())
+        self.assertEqual([field(agent, name) for name in ("Provides", "Conflicts", "Replaces")],
+                         [f"post-notice (= {field(command, 'Version')})", "post-notice", "post-notice"])
+
+    def test_desktop_and_metadata_are_valid(self):
+        self.assertIn("NoDisplay=true", (self.tree / f"usr/share/applications/{BUS_NAME}.desktop").read_text())
+        run("appstreamcli", "validate-tree", "--no-net", self.tree)
+
+    def test_completion_offers_the_options_of_the_help(self):
+        script = self.tree / "usr/share/bash-completion/completions/post-notice"
+        said = run("bash", "-c", f'source "{script}"; _post_notice "$0" --ma; echo "${{COMPREPLY[@]}}"',
+                   self.tree / "usr/bin/post-notice")
+        self.assertEqual(said, "--maintenance\n")
+
+    def test_links_between_the_documents_hold(self):
+        root = self.tree / "usr/share/doc/notice-agent"
+        for document in sorted(root.rglob("*.md")):
+            for link in re.findall(r"\]\((?!\w+:|#)([^)#]+)", document.read_text(encoding="utf-8")):
+                with self.subTest(document=document.name, link=link):
+                    self.assertTrue((document.parent / link).exists())
 
     def test_nothing_outside_usr_and_everything_is_roots(self):
-        for line in run("dpkg-deb", "-c", agent).splitlines():
-            with self.subTest(line):
-                rights, owner, *_, name = line.split()
-                self.assertEqual(owner, "root/root")
-                self.assertTrue(name.startswith("./usr/"))
-                self.assertIn(rights, ("drwxr-xr-x", "-rwxr-xr-x", "-rw-r--r--"))
+        for package in packages.glob("*.deb"):
+            for line in run("dpkg-deb", "-c", package).splitlines():
+                with self.subTest(line):
+                    rights, owner, *_, name = line.partition(" -> ")[0].split()
+                    self.assertEqual(owner, "root/root")
+                    self.assertIn(name[:6], ("./", "./usr/"))
+                    self.assertIn(rights, ("drwxr-xr-x", "-rwxr-xr-x", "-rw-r--r--", "lrwxrwxrwx"))
 
     def test_depends_on_what_it_links_and_on_what_it_loads(self):
-        depends = {entry.split()[0] for entry in field(agent, "Depends").split(", ")}
-        linked = set()
-        for program in self.programs():
-            linked |= set(re.findall(r"NEEDED\s+(\S+)", run("objdump", "-p", program)))
-        for library, package in (("libQt6Widgets.so.6", "libqt6widgets6"), ("libxml2.so.2", "libxml2"),
-                                 ("libdbus-1.so.3", "libdbus-1-3"), ("libplist-2.0.so.3", "libplist3")):
-            self.assertIn(library, linked)
-            self.assertIn(package, depends)
-        self.assertIn("libcurl4", depends)  # of the plug-in alone
+        depends = field(agent, "Depends")
         self.assertIn("libqt6svg6", depends)  # linked by nothing
-        there = run("dpkg-query", "--show", "--showformat=${db:Status-Status} ${Package}, ${Provides}\n")
-        for package in depends:  # of this system, whose libraries the build has used
-            self.assertRegex(there, rf"(?m)^installed .*(?<![\w.+-]){re.escape(package)}(?![\w.+-])")
+        packages_needed = set()
+        for program in self.programs()[:3]:
+            linked = re.findall(r"NEEDED\s+(\S+)", run("objdump", "-p", program))
+            for name, path in re.findall(r"(\S+) => (\S+)", run("ldd", program)):
+                if name in linked:
+                    owner = run("dpkg-query", "--search", f"*{Path(path).resolve()}".replace("*/usr", "*"))
+                    packages_needed.add(owner.partition(":")[0])
+        self.assertGreater(len(packages_needed), 6)
+        for package in packages_needed:
+            self.assertRegex(depends, rf"(^|, ){re.escape(package)}( |,|$)")
 
     def test_maintainer_is_nobody_in_particular(self):
         self.assertIn("@notice-agent.example>", field(agent, "Maintainer"))
 
     def test_symbols_stand_in_a_package_of_their_own(self):
-        self.assertIn(f"notice-agent (= {field(agent, 'Version')})", field(symbols, "Depends"))
+        self.assertIn(f"notice-agent (= {field(agent, 'Version')})",
+                      field(only(packages.glob("notice-agent-dbgsym_*.ddeb")), "Depends"))
         for program in self.programs():
             with self.subTest(program.name):
                 sections = run("objdump", "-h", program)
@@ -120,23 +170,35 @@ class ContentTest(unittest.TestCase):
         named_debs = [folder / f"{package.stem}.deb" for package in sorted(packages.glob("*.ddeb"))]
         for deb in named_debs:  # the only suffix that lintian reads
             deb.symlink_to(packages / f"{deb.stem}.ddeb")
-        self.assertEqual(len(named_debs), 2)
+        self.assertEqual(len(named_debs), 3)
         for package in [*sorted(packages.glob("*.deb")), *named_debs]:
             with self.subTest(package.name):
                 said = run(lintian, "--allow-root", "--fail-on", "error,warning", package)
                 self.assertNotRegex(said, r"(?m)^[EW]: ")
 
-    def test_library_for_clients_has_a_package_of_its_own(self):
-        library = only(packages.glob("libnoticeclient-dev_*.deb"))
-        names = run("dpkg-deb", "-c", library)
+    def test_library_for_clients_has_a_package_to_run_and_one_to_build(self):
+        names = run("dpkg-deb", "-c", development)
         for name in ("include/NoticeClient/NoticeClient.h", "libNoticeClient.a", "pkgconfig/NoticeClient.pc",
                      "cmake/NoticeClient/NoticeClientConfig.cmake"):
             self.assertIn(f"/{name}\n", names)
-        self.assertRegex(names, r"libNoticeClient\.so -> libNoticeClient\.so\.\d")
+        self.assertRegex(names, r"libNoticeClient\.so -> libNoticeClient\.so\.1\n")
+        self.assertRegex(run("dpkg-deb", "-c", library), r"libNoticeClient\.so\.1 -> ")
         control = folder / "library"
         run("dpkg-deb", "-e", library, control)
         self.assertEqual(sorted(path.name for path in control.iterdir()), ["control", "md5sums", "shlibs", "triggers"])
-        self.assertIn("libdbus-1-dev", field(library, "Depends"))
+        self.assertEqual(field(development, "Depends").split(", ")[:2],
+                         [f"libnoticeclient1 (= {field(library, 'Version')})", "libdbus-1-dev"])
+
+    def test_folders_are_open_whatever_the_umask(self):
+        place = folder / "prefix"
+        run("sh", "-c", 'umask 077; for component in agent kit documents Library Development; do '
+            'cmake --install "$0" --prefix "$1" --component $component; done', BUILD, place / "deep/usr")
+        for path in (place / "deep").rglob("*"):
+            if not path.is_symlink():
+                self.assertEqual(path.stat().st_mode & 0o044, 0o044, path)
+                self.assertTrue(path.is_file() or path.stat().st_mode & 0o011 == 0o011, path)
+        service = (place / f"deep/usr/share/dbus-1/services/{BUS_NAME}.service").read_text()
+        self.assertIn(f"Exec={place}/deep/usr/lib/notice-agent/NoticeAgent.app/Contents/Linux/NoticeAgent\n", service)
 
     def test_the_unpacked_gallery_draws_the_unpacked_bundle(self):
         pictures = folder / "pictures"
@@ -154,16 +216,16 @@ class LifeTest(unittest.TestCase):
 
     def test_installed_used_removed_and_purged(self):
         before = self.root.files()
-        self.root.dpkg("--install", agent)
+        self.root.dpkg("--install", agent, documents)
         self.assertTrue((self.root / INSTALLED_BUNDLE).is_dir())
         self.assert_log_can_be_written_by_all()
         self.show_five_notices()
         installed = self.root.files()
 
-        self.root.dpkg("--install", agent)  # the same again, as an upgrade does it
+        self.root.dpkg("--install", agent, documents)  # the same again, as an upgrade does it
         self.assertEqual(self.root.files(), installed)
 
-        self.root.dpkg("--remove", "notice-agent")
+        self.root.dpkg("--remove", "notice-agent", "notice-agent-doc")
         self.assertFalse((self.root / "usr").exists())
         self.assertTrue((self.root / LOG).is_file(), "the log outlives a removal")
 
@@ -213,12 +275,52 @@ class LifeTest(unittest.TestCase):
 
     def test_without_systemd(self):
         before = self.root.files()
-        place = tempfile.mkdtemp(prefix="notice-path-")
-        self.addCleanup(shutil.rmtree, place)
-        commands = path_without_systemd(place)
+        commands = self.path_without_systemd()
         self.root.dpkg("--install", agent, path=commands)
         self.assert_log_can_be_written_by_all()
         self.root.dpkg("--purge", "notice-agent", path=commands)
+        self.assertEqual(self.root.files(), before)
+
+    def path_without_systemd(self):
+        place = tempfile.mkdtemp(prefix="notice-path-")
+        self.addCleanup(shutil.rmtree, place)
+        return path_without_systemd(place)
+
+    def test_a_site_s_empty_rule_means_no_log(self):
+        rules = self.root / "etc/tmpfiles.d"
+        rules.mkdir(parents=True)
+        rule = rules / "notice-agent.conf"
+        for commands in (SYSTEM_PATH, self.path_without_systemd()):
+            for make in (rule.touch, lambda: rule.symlink_to("/dev/null")):
+                make()
+                self.root.dpkg("--install", agent, path=commands)
+                self.assertFalse((self.root / "private").exists())
+                self.root.dpkg("--purge", "notice-agent", path=commands)
+                rule.unlink()
+
+    def test_no_link_is_followed(self):
+        elsewhere = self.root / "elsewhere"
+        elsewhere.mkdir()
+        (self.root / "private/var/log").mkdir(parents=True)
+        (self.root / LOG_FOLDER).symlink_to(elsewhere)
+        for commands in (SYSTEM_PATH, self.path_without_systemd()):
+            self.root.dpkg("--install", agent, path=commands)
+            self.assertEqual(list(elsewhere.iterdir()), [])
+            (elsewhere / "zelvik_Tevanic.log").touch()
+            self.root.dpkg("--purge", "notice-agent", path=commands)
+            (elsewhere / "zelvik_Tevanic.log").unlink()
+
+    def test_a_log_that_another_package_writes_outlives_a_purge(self):
+        before = self.root.files()
+        self.root.dpkg("--install", agent)
+        # What a second package with the same LogFolderName leaves there.
+        other = self.root / "var/lib/notice-agent/other-notice-agent.folders"
+        shutil.copy(other.with_name("notice-agent.folders"), other)
+        self.root.dpkg("--purge", "notice-agent")
+        self.assertTrue((self.root / LOG).is_file())
+        self.root.dpkg("--install", agent)
+        other.unlink()
+        self.root.dpkg("--purge", "notice-agent")
         self.assertEqual(self.root.files(), before)
 
     def assert_log_can_be_written_by_all(self):
