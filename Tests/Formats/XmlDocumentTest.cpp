@@ -153,11 +153,13 @@ std::string entitiesInEntities(int levels, std::size_t each) {
         "<a><b c='&e" + std::to_string(levels) + ";'>&e" + std::to_string(levels) + ";</b></a>");
 }
 
-const auto attributeOf500 = numbered("<!ATTLIST b a", 500, " CDATA 'v'>");
+std::string fiveHundredAttributes() {
+    return numbered("<!ATTLIST b a", 500, " CDATA 'v'>");
+}
 
 struct SizeRow {
     const char *name;
-    std::string xml;
+    std::string (*xml)(); ///< made only by its own test
     bool isRead;
 };
 
@@ -168,52 +170,66 @@ void PrintTo(const SizeRow &row, std::ostream *stream) {
 class HostileDocument : public testing::TestWithParam<SizeRow> { };
 
 TEST_P(HostileDocument, TakesLessThanASecond) {
+    const auto xml = GetParam().xml();
     const auto start = std::clock();
-    EXPECT_EQ(isXml(GetParam().xml), GetParam().isRead);
+    EXPECT_EQ(isXml(xml), GetParam().isRead);
     EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
 }
 
 const std::vector<SizeRow> hostileDocuments {
-    { "Attributes", "<a" + numbered(" a", 90'000, "='>'") + "/>", true },
-    { "AttributesOfManyElements", within(numbered("<b a", 60'000, "=''/>")), true },
-    { "Namespaces", "<a" + numbered(" xmlns:p", 50'000, "='u'") + ">" + repeated("<c/>", 50'000) + "</a>",
+    { "Attributes", [] { return "<a" + numbered(" a", 90'000, "='>'") + "/>"; }, true },
+    { "AttributesOfManyElements", [] { return within(numbered("<b a", 60'000, "=''/>")); }, true },
+    { "Namespaces",
+        [] { return "<a" + numbered(" xmlns:p", 50'000, "='u'") + ">" + repeated("<c/>", 50'000) + "</a>"; },
         true },
-    { "Prefixes", within(repeated("<p:b/>", 150'000)), true },
-    { "Names", within(numbered("<e", 100'000, "/>")), true },
-    { "NamesOfInstructions", within(numbered("<?e", 100'000, "?>")), true },
-    { "References", within(repeated("&lt;&#233;", 100'000)), true },
-    { "CdataSections", within(repeated("<![CDATA[]]>", 80'000)), true },
-    { "Brackets", within(repeated("]", 1'000'000)), true },
-    { "Elements", within(repeated("<b/>", 250'000)), true },
-    { "Entities", withDeclarations(numbered("<!ENTITY e", 900, " ''>")), true },
-    { "VeryManyEntities", withDeclarations(numbered("<!ENTITY e", 60'000, " ''>")), false },
-    { "Notations", withDeclarations(numbered("<!NOTATION e", 40'000, " SYSTEM ''>")), true },
-    { "ElementTypes", withDeclarations(numbered("<!ELEMENT e", 50'000, " ANY>")), true },
-    { "DeclaredAttributes", withDeclarations(attributeOf500, within(repeated("<b/>", 100))), true },
-    { "DeclaredAttributesOfManyElements", withDeclarations(attributeOf500, within(repeated("<b/>", 250'000))),
-        false },
-    { "AttributeDeclarations", withDeclarations(numbered("<!ATTLIST b a", 50'000, " CDATA 'v'>")), false },
+    { "Prefixes", [] { return within(repeated("<p:b/>", 150'000)); }, true },
+    { "Names", [] { return within(numbered("<e", 100'000, "/>")); }, true },
+    { "NamesOfInstructions", [] { return within(numbered("<?e", 100'000, "?>")); }, true },
+    { "References", [] { return within(repeated("&lt;&#233;", 100'000)); }, true },
+    { "CdataSections", [] { return within(repeated("<![CDATA[]]>", 80'000)); }, true },
+    { "Brackets", [] { return within(repeated("]", 1'000'000)); }, true },
+    { "Elements", [] { return within(repeated("<b/>", 250'000)); }, true },
+    { "Entities", [] { return withDeclarations(numbered("<!ENTITY e", 900, " ''>")); }, true },
+    { "VeryManyEntities", [] { return withDeclarations(numbered("<!ENTITY e", 60'000, " ''>")); }, false },
+    { "Notations", [] { return withDeclarations(numbered("<!NOTATION e", 40'000, " SYSTEM ''>")); }, true },
+    { "ElementTypes", [] { return withDeclarations(numbered("<!ELEMENT e", 50'000, " ANY>")); }, true },
+    { "DeclaredAttributes",
+        [] { return withDeclarations(fiveHundredAttributes(), within(repeated("<b/>", 100))); }, true },
+    { "DeclaredAttributesOfManyElements",
+        [] { return withDeclarations(fiveHundredAttributes(), within(repeated("<b/>", 250'000))); }, false },
+    { "AttributeDeclarations",
+        [] { return withDeclarations(numbered("<!ATTLIST b a", 50'000, " CDATA 'v'>")); }, false },
     { "ValuesOfAnAttribute",
-        withDeclarations("<!ATTLIST a b (v" + numbered("|v", 150'000, "") + ") #IMPLIED>"), true },
+        [] { return withDeclarations("<!ATTLIST a b (v" + numbered("|v", 150'000, "") + ") #IMPLIED>"); },
+        true },
     { "ShortEntityInALongText",
-        withDeclarations("<!ENTITY e 'x'>", within(std::string(500'000, 'y') + repeated("&e;", 150'000))),
+        [] {
+            return withDeclarations(
+                "<!ENTITY e 'x'>", within(std::string(500'000, 'y') + repeated("&e;", 150'000)));
+        },
         true },
     { "LongEntity",
-        withDeclarations("<!ENTITY e '" + std::string(100'000, 'x') + "'>", within(repeated("&e;", 30'000))),
+        [] {
+            return withDeclarations(
+                "<!ENTITY e '" + std::string(100'000, 'x') + "'>", within(repeated("&e;", 30'000)));
+        },
         false },
     { "LongEntityInAttributes",
-        withDeclarations(
-            "<!ENTITY e '" + std::string(100'000, 'x') + "'>", within(repeated("<b c='&e;'/>", 30'000))),
+        [] {
+            return withDeclarations(
+                "<!ENTITY e '" + std::string(100'000, 'x') + "'>", within(repeated("<b c='&e;'/>", 30'000)));
+        },
         false },
-    { "EntitiesThatMultiply", entitiesInEntities(12, 10), false },
-    { "EntitiesInARow", entitiesInEntities(900, 1), true },
-    { "ParameterEntities", withDeclarations("<!ENTITY % p '<!ENTITY e \"x\">'>" + repeated("%p;", 300'000)),
+    { "EntitiesThatMultiply", [] { return entitiesInEntities(12, 10); }, false },
+    { "EntitiesInARow", [] { return entitiesInEntities(900, 1); }, true },
+    { "ParameterEntities",
+        [] { return withDeclarations("<!ENTITY % p '<!ENTITY e \"x\">'>" + repeated("%p;", 300'000)); },
         true },
-    { "Levels", repeated("<a>", 900) + repeated("</a>", 900), true },
-    { "VeryManyLevels", repeated("<a>", 100'000) + repeated("</a>", 100'000), false },
-    { "OpenElements", repeated("<a>", 300'000), false },
-    { "TwentyFourMegabytesWithoutEnd", "<a>" + std::string(24'000'000, 'x'), false },
-    { "SixtyMegabytesWithoutEnd", "<a>" + repeated("<b/>", 15'000'000), false },
+    { "Levels", [] { return repeated("<a>", 900) + repeated("</a>", 900); }, true },
+    { "VeryManyLevels", [] { return repeated("<a>", 100'000) + repeated("</a>", 100'000); }, false },
+    { "OpenElements", [] { return repeated("<a>", 300'000); }, false },
+    { "TwentyFourMegabytesWithoutEnd", [] { return "<a>" + std::string(24'000'000, 'x'); }, false },
+    { "SixtyMegabytesWithoutEnd", [] { return "<a>" + std::string(60'000'000, 'x'); }, false },
 };
 INSTANTIATE_TEST_SUITE_P(Texts, HostileDocument, testing::ValuesIn(hostileDocuments),
     [](const auto &row) { return row.param.name; });
@@ -229,12 +245,6 @@ TEST(XmlDocumentLimits, AnEntityThatALongTextIsFullOfIsRead) {
     EXPECT_TRUE(textOf(withDeclarations("<!ENTITY company 'Example Limited'>",
                     within("<b>" + repeated("&company; ", 20'000) + "</b>")))
         == repeated("Example Limited ", 20'000));
-}
-
-TEST(XmlDocumentLimits, AMillionEntriesAreRead) {
-    const auto document = XmlDocument::parse(within(repeated("<b><n>n</n><v>v</v></b>", 1'000'000)));
-    ASSERT_TRUE(document);
-    EXPECT_EQ(document->root().all({ "a", "b" }).size(), 1'000'000U);
 }
 
 TEST(XmlDocumentLimits, NothingOfATextGoesToStandardError) {
