@@ -15,7 +15,7 @@
 #include "Support/AnyLanguageBundle.h"
 #include "Support/CustomAPPManager.h"
 #include "Support/Logger.h"
-#include "Support/XmlDocument.h"
+#include "Support/NoticeParser.h"
 
 #include <algorithm>
 #include <optional>
@@ -125,7 +125,7 @@ void AppDelegate::routeCASB() {
     if (!response)
         return;
     // Only a check: the notice parses the text again by itself.
-    if (!XmlDocument::parse(*response)) {
+    if (!isXml(*response)) {
         logSource.error(messageFunction, QStringLiteral("Unable to parse xml string : ") + *response);
         application_.terminate(this);
         return;

@@ -1,23 +1,13 @@
 #include "Controllers/ConcurrentSessionVC.h"
 
-#include "Contract/NoticeDocument.h"
 #include "Controllers/NoticeSteps.h"
 #include "Support/CustomAPPManager.h"
 #include "Support/Logger.h"
 #include "Support/NoticeParser.h"
-#include "Support/XmlDocument.h"
 
 namespace {
 
 constexpr LogSource logSource("Controllers/ConcurrentSessionVC");
-
-// Empty also when the whole text is no XML.
-QString notificationText(const std::optional<XmlDocument> &document, std::string_view name) {
-    if (!document)
-        return {};
-    using namespace Contract::NoticeDocument;
-    return document->root().text({ root.data(), notifications.data(), name.data() }).value_or(QString());
-}
 
 } // namespace
 
@@ -42,12 +32,10 @@ void ConcurrentSessionVC::updateLabel() {
     }
     setWindowAlpha(*this, 1.0);
     logSource.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
-    const auto document = XmlDocument::parse(*response);
+    const auto notice = parseSessionNotice(*response);
     logSource.debug(function, QStringLiteral("Parsing websocket response: ") + *response);
-    const auto module = notificationText(document, Contract::NoticeDocument::module);
-    headerTextLabel->setStringValue(
-        noticeTitle(notificationText(document, Contract::NoticeDocument::head), module));
-    textMessageLabel->setStringValue(notificationText(document, Contract::NoticeDocument::body));
+    headerTextLabel->setStringValue(notice.title);
+    textMessageLabel->setStringValue(notice.body);
     setLogoFromPayload(headerLogoImageView, logSource, function);
 }
 

@@ -6,7 +6,6 @@
 #include "Platform/Storyboard.h"
 #include "Platform/Views/TextField.h"
 #include "Support/CustomAPPManager.h"
-#include "Support/XmlDocument.h"
 
 #include <QImage>
 
@@ -53,7 +52,6 @@ void warmUp(RunLoop &runLoop, const Bundle &mainBundle, const Storyboard &mainSt
             if (const auto logo = Image::named(mainBundle, CustomAPPManager::AppLogo))
                 logo->scaledToFit(box, 1);
         },
-        [] { XmlDocument::parse(QStringLiteral("<notice/>")); },
     };
     runNext(runLoop, std::make_shared<Steps>(std::move(steps)));
 }

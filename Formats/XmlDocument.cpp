@@ -110,10 +110,10 @@ private:
 template <class Found>
 bool XmlDocument::visit(
     std::size_t parent, Path::iterator name, Path::iterator end, const Found &found) const {
+    if (name == end)
+        return found(parent);
     for (auto child = nodes_[parent].firstChild; child != 0; child = nodes_[child].next) {
-        if (nodes_[child].isText || contentOf(child) != *name)
-            continue;
-        if (name + 1 == end ? found(child) : visit(child, name + 1, end, found))
+        if (!nodes_[child].isText && contentOf(child) == *name && visit(child, name + 1, end, found))
             return true;
     }
     return false;

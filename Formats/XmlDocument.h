@@ -14,7 +14,8 @@ namespace Formats {
 /// network, no external entity or document type. Any thread.
 class XmlDocument {
 public:
-    /// Names of elements, each a child of the one before. A prefix is part of a name.
+    /// Names of elements, each a child of the one before; the empty path is the element itself. A prefix is
+    /// part of a name.
     using Path = std::initializer_list<std::string_view>;
 
     /// Larger texts are refused: a million entries fit.

@@ -1,12 +1,17 @@
 // A language's string table, in each of its forms.
 
-#include "Platform/StringTable.h"
+#include "Formats/StringTable.h"
+#include "Formats/Text.h"
+#include "Fuzz/Check.h"
 
 #include <cstddef>
 #include <cstdint>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    static_cast<void>(
-        StringTable::parse(QByteArray(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size))));
+    const auto table = Formats::parseStringTable({ reinterpret_cast<const char *>(data), size });
+    if (!table)
+        return 0;
+    for (const auto &[key, value] : *table)
+        check(Formats::isUtf8(key) && Formats::isUtf8(value));
     return 0;
 }

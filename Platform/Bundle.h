@@ -15,7 +15,8 @@ public:
     /// that is empty or holds a slash or a NUL, and ".." and ".", name no resource.
     virtual std::optional<QString> pathForResource(const QString &name, const QString &type) const = 0;
 
-    /// The value in the information property list; an invalid QVariant when there is none.
+    /// The value in the information property list: an integer (qlonglong) or a QString. An invalid QVariant
+    /// when there is none or it is of another kind.
     virtual QVariant objectForInfoDictionaryKey(const QString &key) const = 0;
 
     /// The text of a key in a string table, in the bundle's language. A key that the table lacks, or a table

@@ -1,9 +1,10 @@
 #include "Platform/Image.h"
 
+#include "Formats/File.h"
 #include "Platform/Bundle.h"
-#include "Platform/PropertyList.h"
 
 #include <QBuffer>
+#include <QFile>
 #include <QImage>
 #include <QImageReader>
 
@@ -124,8 +125,9 @@ std::optional<Image> Image::named(const Bundle &bundle, const QString &name) {
     for (const auto &file : files) {
         const auto path
             = bundle.pathForResource(name + QLatin1String(file.suffix), QString::fromLatin1(file.type));
-        const auto bytes = path ? PropertyList::readBytes(*path) : std::nullopt;
-        auto found = bytes ? representation(*bytes, !image.size_.isEmpty()) : std::nullopt;
+        const auto bytes = path ? Formats::readFile(QFile::encodeName(*path).toStdString()) : std::nullopt;
+        auto found = bytes ? representation(QByteArray::fromStdString(*bytes), !image.size_.isEmpty())
+                           : std::nullopt;
         if (!found)
             continue;
         if (image.size_.isEmpty())

@@ -21,11 +21,9 @@ int hexDigit(QChar character) {
     return -1;
 }
 
-/// Scans a hexadecimal number as a scanner of the platform does: white space is skipped first, a leading "0X"
-/// is a prefix, and as many digits as there are count. Without any digit the value stays 0.
+/// Scans a hexadecimal number: a leading "0X" is a prefix, and as many digits as there are count. Without any
+/// digit at the start, also behind a blank, the value stays 0.
 quint64 scanHex(QStringView text) {
-    while (!text.isEmpty() && text.front().isSpace())
-        text = text.mid(1);
     if (text.startsWith(u"0X"))
         text = text.mid(2);
     quint64 value = 0;

@@ -1,32 +1,39 @@
 #include "Support/CustomAPPManager.h"
 
+#include "Contract/Brand.h"
+#include "Contract/Bus.h"
+#include "Formats/File.h"
+#include "Formats/PropertyList.h"
 #include "Platform/Bundle.h"
-#include "Platform/PropertyList.h"
+
+#include <QFile>
 
 #include <array>
 
 namespace {
 
 struct Setting {
-    const char *key;
+    std::string_view key;
     QString *value;
-    const char *defaultValue;
+    std::string_view defaultValue;
 };
 
 // In the order in which they are read.
 const std::array settings {
-    Setting { "AppLogo", &CustomAPPManager::AppLogo, "ic_zelvikLogo" },
-    Setting { "Vendor", &CustomAPPManager::Vendor, "zelvik" },
-    Setting { "LogFolderName", &CustomAPPManager::LogFolderName, "zelvik" },
-    Setting { "globalAppViewBackgroundColor", &CustomAPPManager::globalAppViewBackgroundColor, "#2A292F" },
+    Setting { Contract::Brand::AppLogo, &CustomAPPManager::AppLogo, Contract::Brand::defaultAppLogo },
+    Setting { Contract::Brand::Vendor, &CustomAPPManager::Vendor, Contract::Brand::defaultVendor },
+    Setting { Contract::Brand::LogFolderName, &CustomAPPManager::LogFolderName,
+        Contract::Brand::defaultLogFolderName },
+    Setting { Contract::Brand::globalAppViewBackgroundColor, &CustomAPPManager::globalAppViewBackgroundColor,
+        Contract::Brand::defaultBackgroundColor },
 };
 
 bool isString(const QVariant &value) {
     return value.metaType().id() == QMetaType::QString;
 }
 
-QString logFilePathFor(const QString &folder) {
-    return QStringLiteral("/private/var/log/") + folder + u'/' + folder + QStringLiteral("_Tevanic.log");
+QString textOf(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
 } // namespace
@@ -56,16 +63,17 @@ std::optional<QByteArray> CustomAPPManager::data(QLatin1String key) {
 }
 
 void CustomAPPManager::loadSettings(const Bundle &bundle) {
-    const auto path = bundle.pathForResource(QStringLiteral("Application_Shared"), QStringLiteral("plist"));
-    const auto list = path ? PropertyList::read(*path) : std::nullopt;
-    if (!list || list->metaType().id() != QMetaType::QVariantMap)
+    const auto path = bundle.pathForResource(
+        textOf(Contract::Brand::settingsResource), textOf(Contract::Brand::settingsType));
+    const auto bytes = path ? Formats::readFile(QFile::encodeName(*path).toStdString()) : std::nullopt;
+    const auto list = bytes ? Formats::parsePropertyList(*bytes) : std::nullopt;
+    if (!list)
         return;
-    const auto dictionary = list->toMap();
     for (const auto &setting : settings) {
-        const auto value = dictionary.value(QLatin1String(setting.key));
-        *setting.value = isString(value) ? value.toString() : QString::fromLatin1(setting.defaultValue);
+        const auto value = Formats::stringOf(*list, setting.key);
+        *setting.value = textOf(value ? std::string_view(*value) : setting.defaultValue);
     }
-    logFilePath = logFilePathFor(LogFolderName);
+    logFilePath = textOf(Contract::Brand::logFilePath(LogFolderName.toStdString()));
 }
 
 const QColor &CustomAPPManager::noticeAccentColor() {
@@ -74,6 +82,6 @@ const QColor &CustomAPPManager::noticeAccentColor() {
 }
 
 const QString &CustomAPPManager::mainAppNotifierName() {
-    static const QString name = Vendor + QStringLiteral("_webSocketToMainAppNotifier");
+    static const QString name = textOf(Contract::mainAppNotifierName(Vendor.toStdString()));
     return name;
 }

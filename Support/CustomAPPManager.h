@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Contract/Message.h"
+
 #include <QByteArray>
 #include <QColor>
 #include <QString>
@@ -17,16 +19,18 @@ public:
     static CustomAPPManager &sharedInstance();
 
     // The keys of a message's user info.
-    static constexpr QLatin1String webSocketResponse { "webSocketResponse" };
-    static constexpr QLatin1String MaintenanceMessageKey { "MaintenanceMessageKey" };
-    static constexpr QLatin1String HeaderLogoImage { "HeaderLogoImage" };
-    static constexpr QLatin1String WebSocketType { "WebSocketType" };
-    static constexpr QLatin1String WebSocketAdminDisconnect { "WebSocketAdminDisconnect" };
-    static constexpr QLatin1String AutoDisconnectWebSocketType { "AutoDisconnectWebSocketType" };
-    static constexpr QLatin1String AutoDisconnectMessageKey { "AutoDisconnectMessageKey" };
-    static constexpr QLatin1String AutoDisconnectVPNStatus { "AutoDisconnectVPNStatus" };
-    static constexpr QLatin1String webSocketappLanguageKey { "webSocketappLanguageKey" };
-    static constexpr QLatin1String WebSocketReAuthType { "WebSocketReAuthType" };
+    static constexpr QLatin1String webSocketResponse { Contract::webSocketResponse.data() };
+    static constexpr QLatin1String MaintenanceMessageKey { Contract::MaintenanceMessageKey.data() };
+    static constexpr QLatin1String HeaderLogoImage { Contract::HeaderLogoImage.data() };
+    static constexpr QLatin1String WebSocketType { Contract::WebSocketType.data() };
+    static constexpr QLatin1String WebSocketAdminDisconnect { Contract::WebSocketAdminDisconnect.data() };
+    static constexpr QLatin1String AutoDisconnectWebSocketType {
+        Contract::AutoDisconnectWebSocketType.data()
+    };
+    static constexpr QLatin1String AutoDisconnectMessageKey { Contract::AutoDisconnectMessageKey.data() };
+    static constexpr QLatin1String AutoDisconnectVPNStatus { Contract::AutoDisconnectVPNStatus.data() };
+    static constexpr QLatin1String webSocketappLanguageKey { Contract::webSocketappLanguageKey.data() };
+    static constexpr QLatin1String WebSocketReAuthType { Contract::WebSocketReAuthType.data() };
 
     /// The user info of the latest message, replaced whole by each; empty before the first.
     inline static QVariantMap payload;

@@ -4,12 +4,17 @@
 
 #include <optional>
 
+/// Whether the text is an XML document that is read. Any thread.
+bool isXml(const QString &text);
+
 /// Reads the CASB notice. Nothing, and no record in the log, when the text is no XML. Any thread.
 std::optional<SocketPayload> parseNotice(const QString &xmlStr);
 
-/// The header title of a notice, which the concurrent-session notice reads in the same way.
-QString noticeTitle(const QString &head, const QString &module);
+struct SessionNotice {
+    QString title;
+    QString body;
+};
 
-/// A signed decimal integer and nothing else: one sign at most, digits, no blanks. Anything else, and what is
-/// past the range of 64 bits, is 0.
-std::int64_t decimalInteger(const QString &text);
+/// Reads the concurrent-session notice; its title is made like the CASB notice's. A text that is no XML reads
+/// as a document without elements. Any thread.
+SessionNotice parseSessionNotice(const QString &xmlStr);

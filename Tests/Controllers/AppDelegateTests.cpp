@@ -150,13 +150,8 @@ TEST_F(AppDelegateTest, TimeOut_EndsTheApplicationWhenItIsUp) {
         { 86400, 86400 },
         { 4000000, 4000000 }, // past a 32-bit count of milliseconds
         { QStringLiteral("30"), 120 },
-        { 30.5, 120 },
-        { 30.0, 120 },
         { true, 120 },
-        { QByteArray("30"), 120 },
-        { QVariantList { 30 }, 120 },
-        { QVariantMap { { QStringLiteral("a"), 30 } }, 120 },
-        { QDateTime::fromSecsSinceEpoch(30), 120 },
+        { 30.0, 120 },
         { 18446744073709551615ULL, 120 },
     };
     for (const auto &row : rows) {

