@@ -183,6 +183,7 @@ void X11::setAcceptsFocus(Window window, bool accepts) const {
     hints[0] |= inputHint;
     hints[1] = accepts ? 1 : 0;
     setNumbers(window, "WM_HINTS", XCB_ATOM_WM_HINTS, hints);
+    flush();
 }
 
 void X11::setFocus(Window window) const {
@@ -221,6 +222,7 @@ void X11::request(
     std::memcpy(bytes.data(), &event, sizeof(event));
     xcb_send_event(connection_, 0, root(),
         XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, bytes.data());
+    flush();
 }
 
 bool X11::isChangeOf(const xcb_generic_event_t *event, Window window, std::string_view property) const {
