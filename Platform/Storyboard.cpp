@@ -44,6 +44,8 @@ void Storyboard::translate(const NoticeController &controller) const {
     controller.view()->setLayoutDirection(QLocale(bundle_.localization()).textDirection());
     const auto translated
         = [this](const QString &text) { return bundle_.localizedStringForKey(text, text, name_); };
+    // What the window is called where the notice has no heading.
+    controller.view()->setWindowTitle(translated(QStringLiteral("Notice")));
     controller.view()->setProperty(closeButtonNameProperty, translated(QStringLiteral("Close")));
     const auto labels = controller.view()->findChildren<TextField *>();
     for (auto *label : labels) {

@@ -1,136 +1,91 @@
+#include "Platform/Desktop.h"
 #include "Platform/Linux/LinuxFonts.h"
-#include "Platform/Qt/Desktop.h"
+#include "Platform/Linux/X11.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QStringList>
 #include <QWindow>
 
-#include <xcb/xcb.h>
-
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstdlib>
 #include <future>
-#include <map>
-#include <memory>
 #include <optional>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 namespace {
 
-struct FreeReply {
-    void operator()(void *reply) const { std::free(reply); }
-};
-template <class Reply>
-using ReplyPointer = std::unique_ptr<Reply, FreeReply>;
-
-xcb_connection_t *connection() {
-    const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 ? x11->connection() : nullptr;
-}
-
-// Asked for once and all together: each answer alone would be waited for.
-using Atoms = std::map<std::string_view, xcb_atom_t>;
-
-Atoms internedAtoms(xcb_connection_t *x) {
-    constexpr std::array<std::string_view, 7> names { "_NET_WM_CM_S0", "_NET_WM_DESKTOP", "_NET_WM_STATE",
-        "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_FULLSCREEN", "_NET_ACTIVE_WINDOW" };
-    std::array<xcb_intern_atom_cookie_t, names.size()> cookies {};
-    for (std::size_t index = 0; index < names.size(); ++index)
-        cookies.at(index) = xcb_intern_atom(
-            x, 0, static_cast<std::uint16_t>(names.at(index).size()), names.at(index).data());
-    Atoms atoms;
-    for (std::size_t index = 0; index < names.size(); ++index) {
-        const ReplyPointer<xcb_intern_atom_reply_t> reply(
-            xcb_intern_atom_reply(x, cookies.at(index), nullptr));
-        atoms[names.at(index)] = reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
-    }
-    return atoms;
-}
-
-xcb_atom_t atom(xcb_connection_t *x, std::string_view name) {
-    static const auto atoms = internedAtoms(x);
-    return atoms.at(name);
-}
-
-void setValue(xcb_connection_t *x, xcb_window_t window, std::string_view property, xcb_atom_t type,
-    std::uint32_t value) {
-    xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, atom(x, property), type, 32, 1, &value);
-}
-
-/// Asks the window manager to change something of a mapped window.
-void request(xcb_connection_t *x, xcb_window_t window, std::string_view message,
-    const std::array<std::uint32_t, 5> &values) {
-    xcb_client_message_event_t event {};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = window;
-    event.type = atom(x, message);
-    std::copy(values.begin(), values.end(), event.data.data32);
-    std::array<char, 32> bytes {}; // events are of one size
-    std::memcpy(bytes.data(), &event, sizeof(event));
-    const auto root = xcb_setup_roots_iterator(xcb_get_setup(x)).data->root;
-    xcb_send_event(
-        x, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, bytes.data());
-}
+constexpr std::uint32_t allWorkspaces = 0xffffffff;
 
 void setDefault(const char *variable, const char *value) {
     if (qEnvironmentVariableIsEmpty(variable))
         qputenv(variable, value);
 }
 
-constexpr std::uint32_t allWorkspaces = 0xffffffff;
-
-/// The values of a property of 32-bit numbers; none when it is missing.
-std::vector<std::uint32_t> values(
-    xcb_connection_t *x, xcb_window_t window, std::string_view property, xcb_atom_t type) {
-    constexpr std::uint32_t most = 64;
-    const ReplyPointer<xcb_get_property_reply_t> reply(
-        xcb_get_property_reply(x, xcb_get_property(x, 0, window, atom(x, property), type, 0, most), nullptr));
-    if (!reply || reply->format != 32)
-        return {};
-    const auto *first = static_cast<const std::uint32_t *>(xcb_get_property_value(reply.get()));
-    return { first, first + reply->value_len };
+QScreen *screenAtNative(const QPoint &point) {
+    const auto screens = QGuiApplication::screens();
+    for (auto *screen : screens) {
+        const auto geometry = screen->geometry();
+        if (QRect(geometry.topLeft(), geometry.size() * screen->devicePixelRatio()).contains(point))
+            return screen;
+    }
+    return nullptr;
 }
 
-bool activeWindowIsFullScreen(xcb_connection_t *x) {
-    const auto root = xcb_setup_roots_iterator(xcb_get_setup(x)).data->root;
-    const auto active = values(x, root, "_NET_ACTIVE_WINDOW", XCB_ATOM_WINDOW);
-    if (active.empty() || active.front() == XCB_WINDOW_NONE)
-        return false;
-    const auto states = values(x, active.front(), "_NET_WM_STATE", XCB_ATOM_ATOM);
-    return std::find(states.begin(), states.end(), atom(x, "_NET_WM_STATE_FULLSCREEN")) != states.end();
+/// How a window manager treats a notice.
+enum class WindowManager {
+    KeepsNotices, ///< of the type notification, above everything, also above a full-screen window
+    CoversNotices, ///< by a full-screen window
+    ArrangesNotices, ///< like every other window: in tiles, in its own places, with its own title bar
+};
+
+WindowManager windowManagerOf(const QByteArray &name) {
+    const auto isAnyOf = [&name](std::initializer_list<const char *> beginnings) {
+        return std::any_of(beginnings.begin(), beginnings.end(),
+            [&name](const char *beginning) { return name.startsWith(beginning); });
+    };
+    if (isAnyOf({ "KWin", "Xfwm4", "GNOME Shell", "Mutter", "Muffin", "Metacity", "Marco" }))
+        return WindowManager::KeepsNotices;
+    if (isAnyOf({ "wlroots wm", "awesome", "i3" }))
+        return WindowManager::ArrangesNotices;
+    return WindowManager::CoversNotices;
 }
 
-// Asked when a notice begins to be filled, so that the answer is there when it appears.
-std::optional<xcb_get_selection_owner_cookie_t> compositorAsked;
+class LinuxDesktop final : public Desktop, private QAbstractNativeEventFilter {
+public:
+    void prepare() override;
+    void beginLoadingFonts() override;
+    void finishLoadingFonts() override;
+    bool isPresent() const override;
+    QString displayNames() const override;
+    void willAppear() override;
+    bool isComposited() override;
+    QScreen *activeScreen() override;
+    bool decideMapping(QWindow *window, Keyboard keyboard) override;
+    bool isManaged() const override { return isManaged_; }
+    void setShadow(QWindow *window, const QMargins &shadow) override;
+    void willMap(QWindow *window, Keyboard keyboard) override;
+    void didMap(QWindow *window) override;
+    void willUnmap(QWindow *window) override;
+    void takeKeyboard(QWindow *window) override;
+    void acceptKeyboard(QWindow *window) override;
+    void whenShown(QWindow *window, std::function<void()> shown) override;
 
-xcb_get_selection_owner_cookie_t askForCompositor(xcb_connection_t *x) {
-    return xcb_get_selection_owner(x, atom(x, "_NET_WM_CM_S0"));
-}
+private:
+    bool nativeEventFilter(const QByteArray &kind, void *message, qintptr *) override;
+    WindowManager windowManager(const X11 &x);
 
-std::future<void> &fontLoading() {
-    static std::future<void> loading;
-    return loading;
-}
+    std::future<void> fontLoading_;
+    std::optional<X11::Window> windowManagerCheck_;
+    WindowManager windowManager_ = WindowManager::CoversNotices;
+    bool isManaged_ = true;
+    Keyboard mappedFor_ = Keyboard::Leave;
+    X11::Window focusBefore_ = X11::noWindow; ///< what had the keyboard before an unmanaged notice took it
+    std::function<void()> shown_;
+    X11::Window markedWindow_ = X11::noWindow;
+};
 
-} // namespace
-
-void Desktop::beginLoadingFonts() {
-    // Where no thread can be had they are loaded when they are waited for.
-    fontLoading() = std::async(std::launch::async | std::launch::deferred, LinuxFonts::load);
-}
-
-void Desktop::finishLoadingFonts() {
-    if (fontLoading().valid())
-        fontLoading().get();
-}
-
-void Desktop::prepare() {
+void LinuxDesktop::prepare() {
     // Through XWayland where there is one: Wayland itself lets no ordinary window stay above the others.
     const bool hasX11 = !qEnvironmentVariableIsEmpty("DISPLAY");
     const bool hasWayland = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
@@ -143,14 +98,24 @@ void Desktop::prepare() {
     setDefault("QT_XCB_NO_MITSHM", "1");
 }
 
-bool Desktop::isPresent() {
+void LinuxDesktop::beginLoadingFonts() {
+    // Where no thread can be had they are loaded when they are waited for.
+    fontLoading_ = std::async(std::launch::async | std::launch::deferred, LinuxFonts::load);
+}
+
+void LinuxDesktop::finishLoadingFonts() {
+    if (fontLoading_.valid())
+        fontLoading_.get();
+}
+
+bool LinuxDesktop::isPresent() const {
     const auto platform = qgetenv("QT_QPA_PLATFORM");
     const bool needsDisplay = platform.contains("xcb") || platform.contains("wayland");
     return !needsDisplay || !qEnvironmentVariableIsEmpty("DISPLAY")
         || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
-QString Desktop::displayNames() {
+QString LinuxDesktop::displayNames() const {
     QStringList names;
     for (const auto *variable : { "DISPLAY", "WAYLAND_DISPLAY" }) {
         const auto value = qEnvironmentVariable(variable);
@@ -160,62 +125,154 @@ QString Desktop::displayNames() {
     return names.join(QStringLiteral(" and "));
 }
 
-void Desktop::willAppear() {
-    auto *x = connection();
-    if (!x)
+void LinuxDesktop::willAppear() {
+    if (const X11 x; x.isConnected())
+        x.askForCompositor();
+}
+
+bool LinuxDesktop::isComposited() {
+    const X11 x;
+    return !x.isConnected() || x.hasCompositor(); // Wayland always is; an image in memory is as good
+}
+
+QScreen *LinuxDesktop::activeScreen() {
+    const X11 x;
+    if (!x.isConnected())
+        return nullptr;
+    const auto frame = x.frameOf(x.activeWindow());
+    return frame ? screenAtNative(frame->center()) : nullptr;
+}
+
+WindowManager LinuxDesktop::windowManager(const X11 &x) {
+    const auto check = x.windowManagerCheck();
+    if (windowManagerCheck_ != check) {
+        windowManagerCheck_ = check;
+        windowManager_ = windowManagerOf(x.nameOf(check));
+    }
+    return windowManager_;
+}
+
+bool LinuxDesktop::decideMapping(QWindow *window, Keyboard keyboard) {
+    const X11 x;
+    if (!x.isConnected())
+        return true;
+    const bool wasManaged = isManaged_;
+    const auto manager = windowManager(x);
+    isManaged_ = manager == WindowManager::KeepsNotices;
+    if (manager == WindowManager::CoversNotices) {
+        // A notice with the keyboard hides which other window is in use.
+        const auto active = x.activeWindow();
+        isManaged_ = active == window->winId() || x.focus() == window->winId() ? wasManaged
+                                                                               : !x.isFullScreen(active);
+    }
+    // Some give the keyboard to an unmanaged window only when it appears.
+    const bool canTakeKeyboard = isManaged_ || mappedFor_ == Keyboard::Take || keyboard == Keyboard::Leave;
+    return isManaged_ == wasManaged && canTakeKeyboard;
+}
+
+void LinuxDesktop::setShadow(QWindow *window, const QMargins &shadow) {
+    const auto card = QRect(QPoint(), window->size()).marginsRemoved(shadow);
+    const X11 x;
+    if (!x.isConnected())
+        return window->setMask(card); // under Wayland what takes clicks, and not what is seen
+    const auto id = static_cast<X11::Window>(window->winId());
+    const double scale = window->devicePixelRatio();
+    const auto native = [scale](int pixels) { return qRound(pixels * scale); };
+    const auto extent = [&native](int pixels) { return static_cast<std::uint32_t>(native(pixels)); };
+    if (shadow.isNull())
+        x.remove(id, "_GTK_FRAME_EXTENTS");
+    else
+        x.setNumbers(id, "_GTK_FRAME_EXTENTS", XCB_ATOM_CARDINAL,
+            { extent(shadow.left()), extent(shadow.right()), extent(shadow.top()), extent(shadow.bottom()) });
+    x.setInputRectangle(
+        id, { native(card.x()), native(card.y()), native(card.width()), native(card.height()) });
+}
+
+void LinuxDesktop::willMap(QWindow *window, Keyboard keyboard) {
+    const X11 x;
+    if (!x.isConnected())
         return;
-    if (const auto asked = std::exchange(compositorAsked, std::nullopt))
-        xcb_discard_reply(x, asked->sequence);
-    compositorAsked = askForCompositor(x);
-    xcb_flush(x);
+    const auto id = static_cast<X11::Window>(window->winId());
+    // Set each time: a window manager takes some of them off a window that is withdrawn. Some look at the
+    // one for all workspaces, some at the other.
+    x.setNumbers(id, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, { allWorkspaces });
+    x.setAtoms(id, "_NET_WM_STATE",
+        { "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR",
+            "_NET_WM_STATE_SKIP_PAGER" });
+    const bool isFocusedByType = !isManaged_ && keyboard == Keyboard::Take;
+    x.setAtoms(id, "_NET_WM_WINDOW_TYPE",
+        isFocusedByType ? std::vector<std::string_view> { "_NET_WM_WINDOW_TYPE_NORMAL" }
+                        : std::vector<std::string_view> { "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION",
+                            "_NET_WM_WINDOW_TYPE_NOTIFICATION" });
+    mappedFor_ = keyboard;
+    x.takeFocusFromUserOnly(id);
+    x.setAcceptsFocus(id, keyboard == Keyboard::Take);
+    x.setUnmanaged(id, !isManaged_);
 }
 
-bool Desktop::isComposited(const QScreen *) {
-    auto *x = connection();
-    if (!x)
-        return true; // Wayland always is; an image in memory is as good
-    const auto asked = std::exchange(compositorAsked, std::nullopt);
-    const ReplyPointer<xcb_get_selection_owner_reply_t> reply(
-        xcb_get_selection_owner_reply(x, asked ? *asked : askForCompositor(x), nullptr));
-    return reply && reply->owner != XCB_WINDOW_NONE;
-}
-
-void Desktop::willMap(QWindow *window, bool takesFocus) {
-    auto *x = connection();
-    if (!x)
-        return;
-    const auto id = static_cast<xcb_window_t>(window->winId());
-    // Set anew each time: a window manager takes them off a window that is withdrawn. Some look at the one,
-    // some at the other.
-    setValue(x, id, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL, allWorkspaces);
-    setValue(x, id, "_NET_WM_STATE", XCB_ATOM_ATOM, atom(x, "_NET_WM_STATE_STICKY"));
-    // Window managers keep a full-screen window that has the keyboard above the windows that are kept above.
-    // A notice that takes the keyboard ends that; one that does not stands outside their order.
-    const std::uint32_t unmanaged = !takesFocus && activeWindowIsFullScreen(x) ? 1 : 0;
-    xcb_change_window_attributes(x, id, XCB_CW_OVERRIDE_REDIRECT, &unmanaged);
-}
-
-void Desktop::didMap(QWindow *window) {
-    auto *x = connection();
-    if (!x)
+void LinuxDesktop::didMap(QWindow *window) {
+    const X11 x;
+    if (!x.isConnected() || !isManaged_)
         return;
     // Asked for as well: a window manager that has not yet seen the window go takes off what was set for its
-    // coming back.
-    constexpr std::uint32_t add = 1;
-    constexpr std::uint32_t fromApplication = 1;
-    const auto id = static_cast<xcb_window_t>(window->winId());
+    // coming back. And some mark every window that does not get the keyboard.
+    const auto id = static_cast<X11::Window>(window->winId());
     if (window->flags() & Qt::WindowStaysOnTopHint)
-        request(x, id, "_NET_WM_STATE",
-            { add, atom(x, "_NET_WM_STATE_ABOVE"), atom(x, "_NET_WM_STATE_STICKY"), fromApplication });
-    request(x, id, "_NET_WM_DESKTOP", { allWorkspaces, fromApplication });
+        x.changeState(id, X11::Change::Add, "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY");
+    x.changeState(id, X11::Change::Add, "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER");
+    x.changeState(id, X11::Change::Remove, "_NET_WM_STATE_DEMANDS_ATTENTION", "");
+    x.request(id, "_NET_WM_DESKTOP", { allWorkspaces, X11::fromApplication });
 }
 
-bool Desktop::canTakeFocus(QWindow *window) {
-    auto *x = connection();
-    if (!x)
-        return true;
-    const auto id = static_cast<xcb_window_t>(window->winId());
-    const ReplyPointer<xcb_get_window_attributes_reply_t> reply(
-        xcb_get_window_attributes_reply(x, xcb_get_window_attributes(x, id), nullptr));
-    return !reply || reply->override_redirect == 0;
+// The window manager gives the keyboard back for the windows that it manages.
+void LinuxDesktop::willUnmap(QWindow *window) {
+    const X11 x;
+    const auto before = std::exchange(focusBefore_, X11::noWindow);
+    if (x.isConnected() && before != X11::noWindow && x.focus() == window->winId())
+        x.setFocus(before);
+}
+
+void LinuxDesktop::takeKeyboard(QWindow *window) {
+    const X11 x;
+    if (!x.isConnected())
+        return window->requestActivate();
+    const auto id = static_cast<X11::Window>(window->winId());
+    x.setAcceptsFocus(id, true);
+    if (isManaged_ && x.windowManagerCheck() != X11::noWindow)
+        return x.request(id, "_NET_ACTIVE_WINDOW", { X11::fromUser, XCB_CURRENT_TIME, X11::noWindow });
+    if (const auto focus = x.focus(); focus != id)
+        focusBefore_ = focus;
+    x.setFocus(id);
+}
+
+void LinuxDesktop::acceptKeyboard(QWindow *window) {
+    if (const X11 x; x.isConnected())
+        x.setAcceptsFocus(static_cast<X11::Window>(window->winId()), true);
+}
+
+// The display answers a change of a property behind all input that it has sent before.
+void LinuxDesktop::whenShown(QWindow *window, std::function<void()> shown) {
+    const X11 x;
+    if (!x.isConnected())
+        return shown();
+    if (!shown_)
+        QCoreApplication::instance()->installNativeEventFilter(this);
+    shown_ = std::move(shown);
+    markedWindow_ = static_cast<X11::Window>(window->winId());
+    x.setNumbers(markedWindow_, X11::shownMark, XCB_ATOM_CARDINAL, { 1 });
+    x.flush();
+}
+
+bool LinuxDesktop::nativeEventFilter(const QByteArray &, void *message, qintptr *) {
+    if (X11().isChangeOf(static_cast<const xcb_generic_event_t *>(message), markedWindow_, X11::shownMark)) {
+        QCoreApplication::instance()->removeNativeEventFilter(this);
+        std::exchange(shown_, nullptr)();
+    }
+    return false;
+}
+
+} // namespace
+
+std::unique_ptr<Desktop> makeDesktop() {
+    return std::make_unique<LinuxDesktop>();
 }

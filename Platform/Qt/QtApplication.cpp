@@ -1,6 +1,6 @@
 #include "Platform/Qt/QtApplication.h"
 
-#include "Platform/Qt/Desktop.h"
+#include "Platform/Desktop.h"
 #include "Platform/Qt/NoticeAccessibility.h"
 #include "Platform/Qt/QtNoticeWindow.h"
 #include "Platform/Qt/StandardStreams.h"
@@ -38,7 +38,8 @@ void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &
             theApplication->endWithoutDesktop(QStringLiteral("the connection to the display broke"));
     }
     if (theApplication && type == QtFatalMsg && !desktopIsOpen)
-        theApplication->endWithoutDesktop(Desktop::displayNames() + QStringLiteral(" cannot be opened"));
+        theApplication->endWithoutDesktop(
+            theApplication->desktop().displayNames() + QStringLiteral(" cannot be opened"));
     // What Qt says of its failing attempts before is no second line.
     if (desktopIsOpen && type != QtDebugMsg && type != QtInfoMsg)
         StandardStreams::printErrorLine(text);
@@ -49,13 +50,14 @@ void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &
 QtApplication::QtApplication(int argumentCount, char **arguments, ErrorReporter reportError)
     : argumentCount_(argumentCount)
     , arguments_(arguments)
-    , reportError_(std::move(reportError)) {
+    , reportError_(std::move(reportError))
+    , desktop_(makeDesktop()) {
     theApplication = this;
     StandardStreams::protect();
     terminationSignals_ = std::make_unique<TerminationSignals>();
     // First what writes to the environment: the font library reads it, on its own thread.
-    Desktop::prepare();
-    Desktop::beginLoadingFonts();
+    desktop_->prepare();
+    desktop_->beginLoadingFonts();
 }
 
 QtApplication::~QtApplication() {
@@ -71,16 +73,16 @@ void QtApplication::openDesktop() {
     // A system that ends its applications by an event of its own ends this one in the ordinary way.
     QObject::connect(application_.get(), &QCoreApplication::aboutToQuit, [this] { endProcess(); });
     desktopIsOpen = true;
-    Desktop::finishLoadingFonts();
+    desktop_->finishLoadingFonts();
     NoticeAccessibility::install();
-    window_ = std::make_unique<QtNoticeWindow>();
+    window_ = std::make_unique<QtNoticeWindow>(*desktop_);
 }
 
 int QtApplication::run(ApplicationDelegate &delegate, const std::function<void()> &listen,
     const std::function<void()> &whenDesktopIsOpen) {
     delegate_ = &delegate;
     delegate.applicationDidFinishLaunching();
-    if (!Desktop::isPresent())
+    if (!desktop_->isPresent())
         endWithoutDesktop(QStringLiteral("neither DISPLAY nor WAYLAND_DISPLAY names a display"));
     listen();
     openDesktop();

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 
+class Desktop;
 class QApplication;
 class QtNoticeWindow;
 class TerminationSignals;
@@ -40,6 +41,8 @@ public:
     void endBy(std::chrono::milliseconds interval) override;
     [[noreturn]] void terminate(const Responder *sender) override;
 
+    const Desktop &desktop() const { return *desktop_; }
+
     /// Ends the process in good order because the desktop is gone.
     [[noreturn]] void endWithoutDesktop(const QString &reason);
 
@@ -52,6 +55,7 @@ private:
     ErrorReporter reportError_;
     ApplicationDelegate *delegate_ = nullptr;
     std::unique_ptr<TerminationSignals> terminationSignals_;
+    std::unique_ptr<Desktop> desktop_;
     std::unique_ptr<QApplication> application_;
     std::unique_ptr<QtNoticeWindow> window_;
 };

@@ -1,43 +1,80 @@
 #include "Platform/Qt/QtNoticeWindow.h"
 
-#include "Platform/Qt/Desktop.h"
+#include "Platform/Desktop.h"
+#include "Platform/Qt/NoticeAccessibility.h"
+#include "Platform/Views/CardEdge.h"
+#include "Platform/Views/ImageView.h"
 #include "Platform/Views/LayOutNow.h"
-#include "Platform/Views/LayerView.h"
 #include "Platform/Views/PushButton.h"
 #include "Platform/Views/ScrollView.h"
 #include "Platform/Views/TextField.h"
+#include "Platform/Views/TextScale.h"
 #include "Platform/Views/TitleStrip.h"
 
 #include <QAccessible>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QCursor>
+#include <QIcon>
 #include <QLayout>
 #include <QPainter>
 #include <QWindow>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace {
 
-constexpr int cardWidth = 460;
-constexpr int screenMargin = 24;
-constexpr double mostOfScreenHeight = 0.8;
-constexpr double cornerRadius = 10;
-constexpr std::chrono::milliseconds focusBeforeKeysCount(300);
+constexpr double cardWidth = 460;
+constexpr QSize iconSize(48, 48);
+
+// So long a pause in typing that a key is meant for the notice.
+constexpr std::chrono::milliseconds pauseBeforeKeysCount(700);
+
+constexpr std::chrono::milliseconds timeToGetKeyboard(500);
 
 // Until a notice sets one, and of a title bar that is not transparent.
 const QColor initialBackgroundColor(30, 34, 52);
 
 // After every ordinary event of this turn, among them the blocks of the main queue.
 const auto commitEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
-const auto checkPlaceEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
+const auto paintedEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
+
+QString headingOf(const QWidget &view) {
+    const auto fields = view.findChildren<TextField *>();
+    for (const auto *field : fields) {
+        if (field->textStyle() == TextField::Style::Heading)
+            return field->stringValue();
+    }
+    return {};
+}
+
+// What a window without a heading is called the storyboard has set.
+QString titleOf(const QWidget &view) {
+    constexpr qsizetype maxLength = 200;
+    const auto heading = headingOf(view).simplified().left(maxLength);
+    return heading.isEmpty() ? view.windowTitle() : heading;
+}
+
+QIcon iconOf(const QWidget &view) {
+    const auto *logo = view.findChild<ImageView *>();
+    if (!logo || !logo->image())
+        return {};
+    const auto drawn = logo->image()->scaledToFit(iconSize, 1);
+    QPixmap square(iconSize);
+    square.fill(Qt::transparent);
+    QPainter(&square).drawImage(
+        (iconSize.width() - drawn.width()) / 2, (iconSize.height() - drawn.height()) / 2, drawn);
+    return square;
+}
 
 } // namespace
 
-QtNoticeWindow::QtNoticeWindow()
-    : titleStrip_(new TitleStrip(this))
+QtNoticeWindow::QtNoticeWindow(Desktop &desktop)
+    : desktop_(desktop)
+    , placement_(*this, desktop)
+    , titleStrip_(new TitleStrip(this))
+    , edge_(new CardEdge(this))
     , backgroundColor_(initialBackgroundColor) {
     // Above others from the beginning, as every notice will be: a change of it would have the window system's
     // part of the window made anew at the first notice, without what was set on it for its mapping.
@@ -47,22 +84,18 @@ QtNoticeWindow::QtNoticeWindow()
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_QuitOnClose, false);
     setAttribute(Qt::WA_AlwaysShowToolTips);
-    resize(cardWidth, TitleStrip::stripHeight);
+    resize(qRound(cardWidth * textScale()), TitleStrip::stripHeight);
     styleTitleStrip();
     setLightPalette();
-    connect(titleStrip_->closeButton(), &QAbstractButton::clicked, this, &QWidget::close);
-    connect(titleStrip_, &TitleStrip::dragged, this, [this] {
-        dragged_ = true;
-        askedPlace_.reset();
-    });
-    connect(qApp, &QGuiApplication::screenAdded, this, &QtNoticeWindow::placeAgain);
-    connect(qApp, &QGuiApplication::screenRemoved, this, &QtNoticeWindow::placeAgain, Qt::QueuedConnection);
-    connect(qApp, &QGuiApplication::primaryScreenChanged, this, &QtNoticeWindow::placeAgain);
+    connect(titleStrip_->closeButton(), &QAbstractButton::clicked, this, &QtNoticeWindow::dismiss);
+    connect(titleStrip_, &TitleStrip::dragged, this, &QtNoticeWindow::drag);
+    connect(&placement_, &NoticePlacement::screenChanged, this, &QtNoticeWindow::fitToContent);
+    announcement_.setSingleShot(true);
+    connect(&announcement_, &QTimer::timeout, this, [this] { NoticeAccessibility::announce(*this); });
     // The window system's part of it, so that a notice need only be filled and mapped.
     create();
     windowHandle()->installEventFilter(this);
 }
-
 QtNoticeWindow::~QtNoticeWindow() {
     // The controller owns its view and may outlive the window.
     if (contentView_)
@@ -121,6 +154,14 @@ void QtNoticeWindow::invalidateCursorRectsForView(QWidget *view) {
         view->unsetCursor();
 }
 
+void QtNoticeWindow::drag(const QPoint &distance) {
+    placement_.dragBegan();
+    if (desktop_.isManaged() && windowHandle()->startSystemMove())
+        titleStrip_->endDrag();
+    else
+        placement_.dragBy(distance);
+}
+
 void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
     keyWanted_ = false;
     if (oldView) {
@@ -131,12 +172,15 @@ void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
     if (!newView)
         return;
     if (!isVisible())
-        Desktop::willAppear();
+        desktop_.willAppear();
+    placement_.chooseScreen();
     setLayoutDirection(newView->layoutDirection());
     titleStrip_->closeButton()->setAccessibleName(newView->property(closeButtonNameProperty).toString());
     newView->setParent(this);
-    // As wide as it will be on the screen, so that what measures itself on appearing measures right.
-    newView->setGeometry(0, TitleStrip::stripHeight, width(), newView->height());
+    // As wide as it will be on the screen, and as high as it can be, so that what measures itself on
+    // appearing measures right.
+    const auto max = maxContentSize();
+    newView->setGeometry(QRect(cardRect().topLeft() + QPoint(0, TitleStrip::stripHeight), max));
     newView->installEventFilter(this);
     contentIsNew_ = true;
     // Nothing is painted between the old content and the new one, filled.
@@ -155,43 +199,65 @@ void QtNoticeWindow::commit() {
     commitQueued_ = false;
     if (closed_)
         return;
-    if (alpha_ <= 0) {
-        hide();
-        return;
-    }
+    if (alpha_ <= 0)
+        return takeOffScreen();
     const bool isNewContent = std::exchange(contentIsNew_, false) && contentView_;
+    const auto keyboard = keyWanted_ ? Keyboard::Take : Keyboard::Leave;
+    if (isNewContent || keyWanted_ || !isVisible()) {
+        const bool isMappedWell = desktop_.decideMapping(windowHandle(), keyboard);
+        if (!isMappedWell)
+            takeOffScreen(); // to be mapped in another way
+    }
+    const bool appears = !isVisible();
+    if (appears) {
+        const bool isComposited = desktop_.isComposited();
+        placement_.setShadow(isComposited ? CardEdge::shadowMargins : QMargins());
+        edge_->setHasShadow(isComposited);
+    }
     if (isNewContent)
         layOutNow(*contentView_);
     fitToContent();
-    if (keyWanted_ && isVisible() && !Desktop::canTakeFocus(windowHandle()))
-        hide(); // to be mapped in another way
-    const bool appears = !isVisible();
-    if (appears)
-        cornerRadius_ = Desktop::isComposited(screen()) ? cornerRadius : 0;
     if (isNewContent || appears)
         showContent();
-    if (appears) {
-        if (!dragged_)
-            place();
-        askedPlace_ = pos();
-        Desktop::willMap(windowHandle(), keyWanted_);
-        raise(); // it is older than the windows of programs started since
-        show();
-        Desktop::didMap(windowHandle());
-    }
-    if (std::exchange(keyWanted_, false)) {
-        raise();
-        activateWindow();
-    }
+    if (appears)
+        putOnScreen(keyboard);
     if (isNewContent || appears)
         announce();
+    if (std::exchange(keyWanted_, false)) {
+        raise();
+        desktop_.takeKeyboard(windowHandle());
+    }
+}
+
+// A screen reader speaks a window that gets the keyboard; it is told of the others, and of one that does not
+// get what it asked for.
+void QtNoticeWindow::announce() {
+    if (!QAccessible::isActive())
+        return;
+    const auto untilKeyboard
+        = keyWanted_ && !isActiveWindow() ? timeToGetKeyboard : std::chrono::milliseconds::zero();
+    announcement_.start(untilKeyboard);
+}
+
+void QtNoticeWindow::takeOffScreen() {
+    announcement_.stop();
+    if (isVisible())
+        desktop_.willUnmap(windowHandle());
+    hide();
+}
+
+void QtNoticeWindow::putOnScreen(Keyboard keyboard) {
+    placement_.windowWillShow();
+    desktop_.willMap(windowHandle(), keyboard);
+    raise(); // it is older than the windows of programs started since
+    show();
+    desktop_.didMap(windowHandle());
 }
 
 void QtNoticeWindow::showContent() {
-    titleStrip_->setUpperCornerRadius(cornerRadius_);
-    if (auto *view = qobject_cast<LayerView *>(contentView_.data()))
-        view->setLowerCornerRadius(cornerRadius_);
+    frame_ = Frame::Unpainted;
     if (contentView_) {
+        setWindowTitle(titleOf(*contentView_));
         arrange();
         contentView_->show();
         // Not the close button: it is the only other control.
@@ -199,100 +265,45 @@ void QtNoticeWindow::showContent() {
             button->setFocus();
     }
     setUpdatesEnabled(true);
-    // When the window was exposed while updates were off, the library takes what is dirty since then for
-    // something it is about to paint, and never does.
+    // When the window was exposed while updates were off, Qt takes what is dirty since then for something it
+    // is about to paint, and never does.
     if (isVisible())
         QCoreApplication::postEvent(this, new QEvent(QEvent::UpdateRequest), Qt::LowEventPriority);
 }
 
-void QtNoticeWindow::announce() {
-    if (!QAccessible::isActive())
-        return;
-    QAccessibleEvent shown(this, QAccessible::ObjectShow);
-    QAccessible::updateAccessibility(&shown);
-    QAccessibleEvent alert(this, QAccessible::Alert);
-    QAccessible::updateAccessibility(&alert);
+QSize QtNoticeWindow::maxContentSize() const {
+    const auto max = placement_.maxCardSize();
+    return { std::min(qRound(cardWidth * textScale()), max.width()), max.height() - TitleStrip::stripHeight };
 }
 
 void QtNoticeWindow::fitToContent() {
-    const auto *screen = screenOfPointer();
-    if (!contentView_ || !screen)
+    const auto max = maxContentSize();
+    auto *layout = contentView_ ? contentView_->layout() : nullptr;
+    if (!layout || max.isEmpty())
         return;
-    const auto available = screen->availableGeometry();
-    const int fittedWidth = std::min(cardWidth, available.width() - 2 * screenMargin);
-    const int mostHeight
-        = static_cast<int>(available.height() * mostOfScreenHeight) - TitleStrip::stripHeight;
-    auto *layout = contentView_->layout();
-    int height = contentView_->height();
-    if (layout) {
-        layout->activate();
-        height = layout->hasHeightForWidth() ? layout->totalHeightForWidth(fittedWidth)
-                                             : layout->totalSizeHint().height();
-    }
-    height = std::min(height, mostHeight);
-    const QSize fitted(fittedWidth, TitleStrip::stripHeight + height);
-    if (size() == fitted)
-        return;
-    setFixedSize(fitted);
-    if (!isVisible())
-        return;
-    if (!dragged_)
-        return place();
-    // Grown over an edge of where the user put it, it moves back as far as it must.
-    const int right = available.right() + 1 - fitted.width();
-    const int bottom = available.bottom() + 1 - fitted.height();
-    move(std::clamp(x(), available.left(), std::max(available.left(), right)),
-        std::clamp(y(), available.top(), std::max(available.top(), bottom)));
+    layout->activate();
+    const int height = layout->hasHeightForWidth() ? layout->totalHeightForWidth(max.width())
+                                                   : layout->totalSizeHint().height();
+    placement_.setCardSize({ max.width(), TitleStrip::stripHeight + std::min(height, max.height()) });
 }
 
-QScreen *QtNoticeWindow::screenOfPointer() const {
-    if (isVisible() && placedOn_)
-        return placedOn_;
-    // The pointer is asked for only where it matters: that waits for the window system.
-    auto *screen
-        = QGuiApplication::screens().size() > 1 ? QGuiApplication::screenAt(QCursor::pos()) : nullptr;
-    return screen ? screen : QGuiApplication::primaryScreen();
+void QtNoticeWindow::arrange() {
+    const auto card = cardRect();
+    titleStrip_->setGeometry(card.x(), card.y(), card.width(), TitleStrip::stripHeight);
+    if (contentView_)
+        contentView_->setGeometry(card.adjusted(0, TitleStrip::stripHeight, 0, 0));
+    edge_->setGeometry(rect());
+    edge_->raise();
 }
 
-void QtNoticeWindow::place() {
-    auto *screen = screenOfPointer();
-    if (!screen)
-        return; // every screen is unplugged; it is placed when one comes back
-    if (placedOn_ != screen) {
-        if (placedOn_)
-            placedOn_->disconnect(this);
-        placedOn_ = screen;
-        connect(screen, &QScreen::geometryChanged, this, &QtNoticeWindow::placeAgain);
-        connect(screen, &QScreen::availableGeometryChanged, this, &QtNoticeWindow::placeAgain);
-        connect(screen, &QScreen::logicalDotsPerInchChanged, this, &QtNoticeWindow::placeAgain);
-    }
-    const auto area = screen->availableGeometry();
-    move(area.right() + 1 - screenMargin - width(), area.top() + screenMargin);
-}
-
-// The screens have changed: wherever the user had dragged it may be gone.
-void QtNoticeWindow::placeAgain() {
-    if (closed_ || !isVisible())
-        return;
-    if (placedOn_ && !QGuiApplication::screens().contains(placedOn_.data()))
-        placedOn_ = nullptr;
-    dragged_ = false;
-    fitToContent();
-    place();
-}
-
-// While a window manager takes the window over, the library asks the display where it is, and may keep an
-// answer that was true for a moment only: dragged, the window would jump away, and a screen reader would look
-// for it elsewhere. Asked for once more the place comes out right, whatever the window manager makes of it.
-void QtNoticeWindow::checkPlace() {
-    const auto place = std::exchange(askedPlace_, std::nullopt);
-    // On the window below: the widget may know better already.
-    if (place && isVisible() && windowHandle()->position() != *place)
-        windowHandle()->setPosition(*place);
-}
-
-bool QtNoticeWindow::keysCount() const {
-    return isActiveWindow() && focused_.isValid() && focused_.hasExpired(focusBeforeKeysCount.count());
+void QtNoticeWindow::wasShown() {
+    frame_ = Frame::Shown;
+    quiet_.start();
+    setWindowIcon(contentView_ ? iconOf(*contentView_) : QIcon());
+    QTimer::singleShot(pauseBeforeKeysCount, this, [this] {
+        if (isVisible())
+            desktop_.acceptKeyboard(windowHandle());
+    });
 }
 
 bool QtNoticeWindow::event(QEvent *event) {
@@ -300,38 +311,60 @@ bool QtNoticeWindow::event(QEvent *event) {
         commit();
         return true;
     }
-    if (event->type() == checkPlaceEvent) {
-        checkPlace();
+    if (event->type() == paintedEvent) {
+        desktop_.whenShown(windowHandle(), [this] { wasShown(); });
         return true;
     }
-    if (event->type() == QEvent::WindowActivate)
-        focused_.start();
-    else if (event->type() == QEvent::WindowDeactivate)
-        focused_.invalidate();
+    if (event->type() == QEvent::WindowActivate) {
+        quiet_.start();
+        announcement_.stop();
+    }
     return QWidget::event(event);
 }
 
 bool QtNoticeWindow::eventFilter(QObject *watched, QEvent *event) {
     if (watched == contentView_ && event->type() == QEvent::LayoutRequest)
         commitLater();
-    if (event->type() == QEvent::Expose && askedPlace_)
-        QCoreApplication::postEvent(this, new QEvent(checkPlaceEvent), Qt::LowEventPriority);
+    if (watched == windowHandle() && event->type() == QEvent::Expose)
+        placement_.windowWasExposed();
+    if (watched == windowHandle() && !isInputForIt(*event))
+        return true;
     return QWidget::eventFilter(watched, event);
 }
 
+// Input from before the notice was on the screen was meant for something else.
+bool QtNoticeWindow::isInputForIt(const QEvent &event) {
+    switch (event.type()) {
+    case QEvent::KeyPress:
+        keysCount_ = isActiveWindow() && quiet_.isValid() && quiet_.hasExpired(pauseBeforeKeysCount.count());
+        quiet_.start();
+        return frame_ == Frame::Shown;
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::TouchBegin:
+        if (frame_ == Frame::Shown && !isActiveWindow())
+            desktop_.takeKeyboard(windowHandle());
+        return frame_ == Frame::Shown;
+    default:
+        return true;
+    }
+}
+
 void QtNoticeWindow::keyPressEvent(QKeyEvent *event) {
-    const bool presses
-        = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter || event->key() == Qt::Key_Space;
     if (auto *scrollView = contentView_ ? contentView_->findChild<ScrollView *>() : nullptr;
         scrollView && scrollView->scrollBy(event->key()))
         return;
-    // Keys that were meant for the window before this one took the focus do nothing.
-    if (!presses || !keysCount() || event->isAutoRepeat())
+    // Keys that were meant for another window do nothing.
+    if (!keysCount_ || event->isAutoRepeat())
         return;
+    if (event->key() == Qt::Key_Escape)
+        return dismiss();
+    const bool presses
+        = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter || event->key() == Qt::Key_Space;
     auto *button = qobject_cast<QAbstractButton *>(focusWidget());
     if (!button && contentView_)
         button = contentView_->findChild<PushButton *>();
-    if (button && button->isEnabled())
+    if (presses && button && button->isEnabled())
         button->click();
 }
 
@@ -340,12 +373,11 @@ void QtNoticeWindow::closeEvent(QCloseEvent *event) {
     event->accept();
 }
 
-void QtNoticeWindow::resizeEvent(QResizeEvent *) {
-    arrange();
+void QtNoticeWindow::paintEvent(QPaintEvent *) {
+    if (std::exchange(frame_, frame_ == Frame::Unpainted ? Frame::Painted : frame_) == Frame::Unpainted)
+        QCoreApplication::postEvent(this, new QEvent(paintedEvent), Qt::LowEventPriority);
 }
 
-void QtNoticeWindow::arrange() {
-    titleStrip_->setGeometry(0, 0, width(), TitleStrip::stripHeight);
-    if (contentView_)
-        contentView_->setGeometry(0, TitleStrip::stripHeight, width(), height() - TitleStrip::stripHeight);
+void QtNoticeWindow::resizeEvent(QResizeEvent *) {
+    arrange();
 }

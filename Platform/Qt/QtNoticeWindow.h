@@ -1,28 +1,33 @@
 #pragma once
 
+#include "Platform/Desktop.h"
 #include "Platform/NoticeWindow.h"
+#include "Platform/Qt/NoticePlacement.h"
 
 #include <QElapsedTimer>
 #include <QPointer>
-#include <QScreen>
+#include <QTimer>
 #include <QWidget>
 
-#include <optional>
-
+class CardEdge;
 class TitleStrip;
 
-/// The notice window over QWidget: no frame of the window manager's, a title strip of its own, at the top
-/// right of the screen that holds the pointer. At alpha 0 it is not mapped at all, so that it takes no click
-/// on any desktop.
+/// The notice window over QWidget, without a frame of the window manager's: a title strip of its own, the
+/// content below it, an edge around both. At alpha 0 it is not mapped at all, so that it takes no click on
+/// any desktop.
 class QtNoticeWindow final : public QWidget, public NoticeWindow {
     Q_OBJECT
 
 public:
-    QtNoticeWindow();
+    /// @param desktop  outlives the window
+    explicit QtNoticeWindow(Desktop &desktop);
     ~QtNoticeWindow() override;
 
-    /// Closed by its close button or by the window manager: it never comes back.
+    /// Closed by the window manager: it never comes back.
     bool isClosed() const { return closed_; }
+
+    /// The notice without its shadow.
+    QRect cardRect() const { return placement_.cardRect(); }
 
     void setAlphaValue(double alpha) override;
     double alphaValue() const override { return alpha_; }
@@ -38,35 +43,42 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:
     void setLightPalette();
+    void styleTitleStrip();
+    void drag(const QPoint &distance);
+    void dismiss() { setAlphaValue(0.0); }
     void commitLater();
     void commit();
+    void takeOffScreen();
+    void putOnScreen(Keyboard keyboard);
     void fitToContent();
     void showContent();
     void arrange();
-    void place();
-    void placeAgain();
-    void checkPlace();
-    QScreen *screenOfPointer() const;
-    void styleTitleStrip();
-    bool keysCount() const;
+    QSize maxContentSize() const;
     void announce();
+    void wasShown();
+    bool isInputForIt(const QEvent &event);
 
+    Desktop &desktop_;
+    NoticePlacement placement_;
     TitleStrip *titleStrip_;
+    CardEdge *edge_;
     QPointer<QWidget> contentView_;
-    QPointer<QScreen> placedOn_;
     double alpha_ = 0;
     bool transparentTitlebar_ = false;
     QColor backgroundColor_;
     bool closed_ = false;
     bool commitQueued_ = false;
     bool keyWanted_ = false;
-    double cornerRadius_ = 0;
-    bool dragged_ = false;
-    std::optional<QPoint> askedPlace_; ///< until the window is seen
     bool contentIsNew_ = false;
-    QElapsedTimer focused_;
+
+    enum class Frame { Unpainted, Painted, Shown };
+    Frame frame_ = Frame::Unpainted; ///< of the present content
+    QTimer announcement_;
+    QElapsedTimer quiet_; ///< since the notice was shown, got the keyboard, and was last typed into
+    bool keysCount_ = false;
 };

@@ -2,7 +2,6 @@
 
 #include <QPaintEvent>
 #include <QPainter>
-#include <QPainterPath>
 
 LayerView::LayerView(QWidget *parent)
     : QWidget(parent) { }
@@ -17,25 +16,7 @@ void LayerView::setLayerBackgroundColor(const QColor &color) {
     update();
 }
 
-void LayerView::setLowerCornerRadius(double radius) {
-    lowerCornerRadius_ = radius;
-    update();
-}
-
 void LayerView::paintEvent(QPaintEvent *event) {
-    if (!wantsLayer_)
-        return;
-    QPainter painter(this);
-    if (lowerCornerRadius_ <= 0) {
-        painter.fillRect(event->rect(), layerBackgroundColor_);
-        return;
-    }
-    // The upper corners of the rounded rectangle are pushed out of sight.
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPainterPath path;
-    path.addRoundedRect(
-        QRectF(rect()).adjusted(0, -2 * lowerCornerRadius_, 0, 0), lowerCornerRadius_, lowerCornerRadius_);
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.setClipRect(event->rect());
-    painter.fillPath(path, layerBackgroundColor_);
+    if (wantsLayer_)
+        QPainter(this).fillRect(event->rect(), layerBackgroundColor_);
 }

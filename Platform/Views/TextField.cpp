@@ -84,6 +84,10 @@ void TextField::announce() {
         return;
     QAccessibleEvent changed(this, QAccessible::NameChanged);
     QAccessible::updateAccessibility(&changed);
+    if (style_ != Style::Countdown)
+        return;
+    QAccessibleEvent alert(this, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
 }
 
 void TextField::setTextStyle(Style style) {

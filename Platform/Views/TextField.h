@@ -6,6 +6,9 @@
 
 #include <memory>
 
+/// What a countdown says where it begins: a property of its field, which is hidden until the first tick.
+inline constexpr auto countdownStartProperty = "countdownStart";
+
 /// A text that the user reads. The text is always plain: no markup in it is ever interpreted. Words too long
 /// for a line are broken; a field with a limit of lines ends in an ellipsis past it.
 class TextField : public QWidget {

@@ -7,9 +7,8 @@
 #include <QEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QPaintEvent>
 #include <QPainter>
-#include <QPainterPath>
-#include <QWindow>
 
 namespace {
 
@@ -67,23 +66,8 @@ void TitleStrip::setGroundColor(const QColor &color) {
     update();
 }
 
-void TitleStrip::setUpperCornerRadius(double radius) {
-    upperCornerRadius_ = radius;
-    update();
-}
-
 void TitleStrip::paintEvent(QPaintEvent *event) {
-    QPainter painter(this);
-    painter.setClipRect(event->rect());
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    if (upperCornerRadius_ <= 0)
-        return painter.fillRect(rect(), groundColor_);
-    // The lower corners of the rounded rectangle are pushed out of sight.
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPainterPath path;
-    path.addRoundedRect(
-        QRectF(rect()).adjusted(0, 0, 0, 2 * upperCornerRadius_), upperCornerRadius_, upperCornerRadius_);
-    painter.fillPath(path, groundColor_);
+    QPainter(this).fillRect(event->rect(), groundColor_);
 }
 
 void TitleStrip::placeCloseButton() {
@@ -105,23 +89,19 @@ void TitleStrip::mousePressEvent(QMouseEvent *event) {
     if (event->button() != Qt::LeftButton)
         return;
     pressed_ = true;
-    pressedAt_ = event->globalPosition().toPoint();
+    isDragged_ = false;
+    pointer_ = event->globalPosition().toPoint();
 }
 
 void TitleStrip::mouseMoveEvent(QMouseEvent *event) {
     if (!pressed_)
         return;
-    const auto now = event->globalPosition().toPoint();
-    if ((now - pressedAt_).manhattanLength() < QApplication::startDragDistance())
+    const auto distance = event->globalPosition().toPoint() - pointer_;
+    isDragged_ = isDragged_ || distance.manhattanLength() >= QApplication::startDragDistance();
+    if (!isDragged_)
         return;
-    Q_EMIT dragged();
-    // The window manager moves it where there is one; otherwise it follows the pointer by itself.
-    if (auto *handle = window()->windowHandle(); handle && handle->startSystemMove()) {
-        pressed_ = false;
-        return;
-    }
-    window()->move(window()->pos() + now - pressedAt_);
-    pressedAt_ = now;
+    pointer_ += distance;
+    Q_EMIT dragged(distance);
 }
 
 void TitleStrip::mouseReleaseEvent(QMouseEvent *) {

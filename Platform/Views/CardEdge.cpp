@@ -1,0 +1,100 @@
+#include "Platform/Views/CardEdge.h"
+
+#include <QImage>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QPainterPath>
+
+#include <array>
+#include <cmath>
+
+namespace {
+
+constexpr double cornerRadius = 10;
+const QColor lineColor(188, 191, 194);
+
+// The shadow of a card that lies a little above the desktop, under a light from above.
+constexpr double shadowBlur = 10; // standard deviation
+constexpr double shadowDrop = 6;
+constexpr double shadowAlpha = 0.25;
+constexpr int shadowReach = 24;
+constexpr int shadowInside = 24; // where it is as good as even
+constexpr int shadowCorner = shadowReach + shadowInside;
+
+/// The shadow of a card just large enough for its four corners, with one even row and column between them.
+QImage shadowOfSmallCard() {
+    constexpr int side = 2 * shadowCorner + 1;
+    std::array<double, side> profile {};
+    for (int index = 0; index < side; ++index) {
+        const double fromEdge = std::min(index, side - 1 - index) - shadowReach + 0.5;
+        profile.at(index) = 0.5 * (1 + std::erf(fromEdge / (shadowBlur * M_SQRT2)));
+    }
+    QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < side; ++y) {
+        auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
+        for (int x = 0; x < side; ++x)
+            line[x] = qRgba(0, 0, 0, qRound(255 * shadowAlpha * profile.at(x) * profile.at(y)));
+    }
+    return image;
+}
+
+void drawShadow(QPainter &painter, const QRectF &card) {
+    static const auto image = shadowOfSmallCard();
+    const auto outer
+        = card.adjusted(-shadowReach, -shadowReach + shadowDrop, shadowReach, shadowReach + shadowDrop);
+    const std::array<double, 4> xs { outer.left(), outer.left() + shadowCorner, outer.right() - shadowCorner,
+        outer.right() };
+    const std::array<double, 4> ys { outer.top(), outer.top() + shadowCorner, outer.bottom() - shadowCorner,
+        outer.bottom() };
+    constexpr std::array<double, 4> parts { 0, shadowCorner, shadowCorner + 1, 2 * shadowCorner + 1 };
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t column = 0; column < 3; ++column)
+            painter.drawImage(
+                QRectF(QPointF(xs.at(column), ys.at(row)), QPointF(xs.at(column + 1), ys.at(row + 1))), image,
+                QRectF(QPointF(parts.at(column), parts.at(row)),
+                    QPointF(parts.at(column + 1), parts.at(row + 1))));
+    }
+}
+
+} // namespace
+
+const QMargins CardEdge::shadowMargins(shadowReach, shadowReach - static_cast<int>(shadowDrop), shadowReach,
+    shadowReach + static_cast<int>(shadowDrop));
+
+CardEdge::CardEdge(QWidget *parent)
+    : QWidget(parent) {
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+}
+
+void CardEdge::setHasShadow(bool hasShadow) {
+    hasShadow_ = hasShadow;
+    update();
+}
+
+void CardEdge::paintEvent(QPaintEvent *event) {
+    const auto card = hasShadow_ ? rect().marginsRemoved(shadowMargins) : rect();
+    constexpr int corner = static_cast<int>(cornerRadius);
+    // Nothing of it is where the texts are.
+    const auto inside = card.adjusted(corner, corner, -corner, -corner);
+    if (inside.contains(event->rect()))
+        return;
+    QPainter painter(this);
+    if (!hasShadow_) {
+        painter.setPen(lineColor);
+        return painter.drawRect(card.adjusted(0, 0, -1, -1));
+    }
+    painter.setClipRegion(event->region() - inside);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPainterPath corners;
+    corners.addRect(card);
+    corners.addRoundedRect(card, cornerRadius, cornerRadius);
+    painter.setCompositionMode(QPainter::CompositionMode_DestinationOut);
+    painter.fillPath(corners, Qt::black);
+    painter.setCompositionMode(QPainter::CompositionMode_DestinationOver);
+    // The line first: it lies over the shadow.
+    constexpr double half = 0.5;
+    painter.setPen(QPen(lineColor, 2 * half));
+    painter.drawRoundedRect(
+        QRectF(card).adjusted(-half, -half, half, half), cornerRadius + half, cornerRadius + half);
+    drawShadow(painter, card);
+}
