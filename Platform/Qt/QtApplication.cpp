@@ -5,6 +5,7 @@
 #include "Platform/Qt/QtNoticeWindow.h"
 #include "Platform/Qt/StandardStreams.h"
 #include "Platform/Qt/TerminationSignals.h"
+#include "Platform/Views/NoticeStyle.h"
 
 #include <QApplication>
 
@@ -65,7 +66,7 @@ void QtApplication::openDesktop() {
     qInstallMessageHandler(handleQtMessage);
     if (!Desktop::isPresent())
         endWithoutDesktop(QStringLiteral("neither DISPLAY nor WAYLAND_DISPLAY names a display"));
-    QApplication::setStyle(QStringLiteral("fusion"));
+    QApplication::setStyle(new NoticeStyle);
     application_ = std::make_unique<QApplication>(argumentCount_, arguments_);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setApplicationName(QStringLiteral("NoticeAgent"));

@@ -6,6 +6,7 @@
 #include "Platform/Views/PushButton.h"
 #include "Platform/Views/ScrollView.h"
 #include "Platform/Views/TextField.h"
+#include "Platform/Views/TextScale.h"
 #include "Platform/Views/TitleStrip.h"
 
 #include <QAccessible>
@@ -14,6 +15,7 @@
 #include <QCursor>
 #include <QLayout>
 #include <QPainter>
+#include <QScrollBar>
 #include <QWindow>
 
 #include <algorithm>
@@ -21,7 +23,6 @@
 
 namespace {
 
-constexpr int cardWidth = 460;
 constexpr int screenMargin = 24;
 constexpr double mostOfScreenHeight = 0.8;
 constexpr double cornerRadius = 10;
@@ -47,7 +48,7 @@ QtNoticeWindow::QtNoticeWindow()
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_QuitOnClose, false);
     setAttribute(Qt::WA_AlwaysShowToolTips);
-    resize(cardWidth, TitleStrip::stripHeight);
+    resize(cardWidth(), TitleStrip::stripHeight);
     styleTitleStrip();
     setLightPalette();
     connect(titleStrip_->closeButton(), &QAbstractButton::clicked, this, &QWidget::close);
@@ -219,7 +220,7 @@ void QtNoticeWindow::fitToContent() {
     if (!contentView_ || !screen)
         return;
     const auto available = screen->availableGeometry();
-    const int fittedWidth = std::min(cardWidth, available.width() - 2 * screenMargin);
+    const int fittedWidth = std::min(cardWidth(), available.width() - 2 * screenMargin);
     const int mostHeight
         = static_cast<int>(available.height() * mostOfScreenHeight) - TitleStrip::stripHeight;
     auto *layout = contentView_->layout();
@@ -323,8 +324,11 @@ void QtNoticeWindow::keyPressEvent(QKeyEvent *event) {
     const bool presses
         = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter || event->key() == Qt::Key_Space;
     if (auto *scrollView = contentView_ ? contentView_->findChild<ScrollView *>() : nullptr;
-        scrollView && scrollView->scrollBy(event->key()))
-        return;
+        scrollView && !presses) {
+        QCoreApplication::sendEvent(scrollView->verticalScrollBar(), event);
+        if (event->isAccepted())
+            return;
+    }
     // Keys that were meant for the window before this one took the focus do nothing.
     if (!presses || !keysCount() || event->isAutoRepeat())
         return;

@@ -465,9 +465,9 @@ class CasbLookTest(CasbTestCase):
                 agent.wait_visible()
                 self.assertEqual(WIDTH, agent.geometry()[2])
                 self.assert_strip(agent, ACCENT)
-                self.assert_pixel(agent, (WIDTH - 5, 58), DEFAULT_HEADER, "right edge of the header")
+                self.assert_pixel(agent, (WIDTH - 5, 54), DEFAULT_HEADER, "right edge of the header")
                 self.assert_pixel(agent, (MARGIN + 1, 29), DEFAULT_HEADER, "upper edge of the header")
-                self.assert_pixel(agent, (MARGIN + 1, 86), DEFAULT_HEADER, "lower edge of the header")
+                self.assert_pixel(agent, (MARGIN + 1, 78), DEFAULT_HEADER, "lower edge of the header")
                 self.assert_pixel(agent, (MARGIN + 1, 92), WHITE, "below the header")
 
     def test_bytes_that_are_no_image_clear_the_logo(self):
