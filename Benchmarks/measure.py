@@ -30,7 +30,7 @@ PEERS = {
     "kdialog": ["kdialog", "--title", "Notice", "--msgbox", TEXT],
     "zenity": ["zenity", "--info", "--title=Notice", f"--text={TEXT}"],
 }
-NOTICE_HEADER = "10,58,2A292F"
+NOTICE_HEADER = "10,58,1E2234"
 NOTICE_BODY = "10,110,FFFFFF"
 NOTIFICATION_GROUND = "4,4,2A292F"
 LATER_MESSAGES = 4

@@ -5,6 +5,7 @@
 #include "Platform/Qt/QtNoticeWindow.h"
 #include "Platform/Qt/StandardStreams.h"
 #include "Platform/Qt/TerminationSignals.h"
+#include "Platform/Views/NoticeStyle.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -66,7 +67,7 @@ QtApplication::~QtApplication() {
 
 void QtApplication::openDesktop() {
     qInstallMessageHandler(handleQtMessage);
-    QApplication::setStyle(QStringLiteral("fusion"));
+    QApplication::setStyle(new NoticeStyle);
     application_ = std::make_unique<QApplication>(argumentCount_, arguments_);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setApplicationName(QStringLiteral("NoticeAgent"));

@@ -17,6 +17,7 @@
 #include <QIcon>
 #include <QLayout>
 #include <QPainter>
+#include <QScrollBar>
 #include <QWindow>
 
 #include <algorithm>
@@ -25,7 +26,6 @@
 
 namespace {
 
-constexpr double cardWidth = 460;
 constexpr QSize iconSize(48, 48);
 
 // So long a pause in typing that a key is meant for the notice.
@@ -84,7 +84,7 @@ QtNoticeWindow::QtNoticeWindow(Desktop &desktop)
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_QuitOnClose, false);
     setAttribute(Qt::WA_AlwaysShowToolTips);
-    resize(qRound(cardWidth * textScale()), TitleStrip::stripHeight);
+    resize(cardWidth(), TitleStrip::stripHeight);
     styleTitleStrip();
     setLightPalette();
     connect(titleStrip_->closeButton(), &QAbstractButton::clicked, this, &QtNoticeWindow::dismiss);
@@ -273,7 +273,7 @@ void QtNoticeWindow::showContent() {
 
 QSize QtNoticeWindow::maxContentSize() const {
     const auto max = placement_.maxCardSize();
-    return { std::min(qRound(cardWidth * textScale()), max.width()), max.height() - TitleStrip::stripHeight };
+    return { std::min(cardWidth(), max.width()), max.height() - TitleStrip::stripHeight };
 }
 
 void QtNoticeWindow::fitToContent() {
@@ -352,8 +352,11 @@ bool QtNoticeWindow::isInputForIt(const QEvent &event) {
 
 void QtNoticeWindow::keyPressEvent(QKeyEvent *event) {
     if (auto *scrollView = contentView_ ? contentView_->findChild<ScrollView *>() : nullptr;
-        scrollView && scrollView->scrollBy(event->key()))
-        return;
+        scrollView) {
+        QCoreApplication::sendEvent(scrollView->verticalScrollBar(), event);
+        if (event->isAccepted())
+            return;
+    }
     // Keys that were meant for another window do nothing.
     if (!keysCount_ || event->isAutoRepeat())
         return;

@@ -4,8 +4,21 @@
 
 #include <algorithm>
 
+namespace {
+
+constexpr int lineHeight = 3;
+const QColor trackColor(228, 231, 239);
+
+} // namespace
+
 CountdownLine::CountdownLine(QWidget *parent)
-    : QWidget(parent) { }
+    : QWidget(parent) {
+    setFixedHeight(lineHeight);
+    // It keeps its place while it is hidden, so that nothing moves when it appears.
+    auto policy = sizePolicy();
+    policy.setRetainSizeWhenHidden(true);
+    setSizePolicy(policy);
+}
 
 void CountdownLine::setRemaining(double fraction) {
     remaining_ = std::clamp(fraction, 0.0, 1.0);
@@ -13,7 +26,9 @@ void CountdownLine::setRemaining(double fraction) {
 }
 
 void CountdownLine::paintEvent(QPaintEvent *) {
+    QPainter painter(this);
+    painter.fillRect(rect(), trackColor);
     const double length = width() * remaining_;
-    const double left = layoutDirection() == Qt::RightToLeft ? 0 : width() - length;
-    QPainter(this).fillRect(QRectF(left, 0, length, height()), QColor(30, 34, 52));
+    const double left = layoutDirection() == Qt::RightToLeft ? width() - length : 0;
+    painter.fillRect(QRectF(left, 0, length, height()), NoticeSign::colorOf(kind_));
 }

@@ -1,15 +1,21 @@
 #pragma once
 
-#include <QWidget>
+#include "Platform/Views/NoticeSign.h"
 
-/// The line under the header that gets shorter with a countdown, from the leading to the trailing side.
+/// The line under the header of a notice that counts down: as long as the part of the time that is left, from
+/// the leading edge. It is painted again only when it is given another length.
 class CountdownLine : public QWidget {
     Q_OBJECT
+    Q_PROPERTY(NoticeSign::Kind kind READ kind WRITE setKind)
 
 public:
     explicit CountdownLine(QWidget *parent = nullptr);
 
-    /// @param fraction  from 0 to 1
+    /// The kind of the notice, which decides the colour.
+    NoticeSign::Kind kind() const { return kind_; }
+    void setKind(NoticeSign::Kind kind) { kind_ = kind; }
+
+    /// @param fraction  from 0 to 1; anything beyond counts as the nearer one
     void setRemaining(double fraction);
     double remaining() const { return remaining_; }
 
@@ -17,5 +23,6 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    NoticeSign::Kind kind_ = NoticeSign::Kind::Blocked;
     double remaining_ = 1;
 };

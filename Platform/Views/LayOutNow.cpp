@@ -1,5 +1,7 @@
 #include "Platform/Views/LayOutNow.h"
 
+#include "Platform/Views/ScrollView.h"
+
 #include <QCoreApplication>
 #include <QLayout>
 #include <QResizeEvent>
@@ -14,6 +16,8 @@ void layOutDownwards(QWidget &view) {
         QCoreApplication::sendEvent(&view, &resized);
         view.setAttribute(Qt::WA_PendingResizeEvent, false);
     }
+    if (auto *scrollView = qobject_cast<ScrollView *>(&view))
+        scrollView->fitContent();
     if (auto *layout = view.layout())
         layout->activate();
     const auto children = view.findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly);

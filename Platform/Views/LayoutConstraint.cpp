@@ -1,5 +1,7 @@
 #include "Platform/Views/LayoutConstraint.h"
 
+#include "Platform/Views/RowView.h"
+
 #include <QLayout>
 #include <QWidget>
 
@@ -46,6 +48,9 @@ void LayoutConstraint::setConstant(double constant) {
         return;
     }
     driven_->setMaximumHeight(height);
-    if (height == 0)
-        foldAway(driven_);
+    if (height > 0)
+        return;
+    foldAway(driven_);
+    if (auto *group = qobject_cast<RowGroup *>(driven_->parentWidget()))
+        group->rowFoldedAway();
 }

@@ -1,9 +1,9 @@
 #include "Platform/Views/PushButton.h"
 
 #include "Platform/Views/Contrast.h"
-#include "Platform/Views/FocusRing.h"
+#include "Platform/Views/NoticeStyle.h"
+#include "Platform/Views/TextScale.h"
 
-#include <QApplication>
 #include <QKeyEvent>
 #include <QPainter>
 
@@ -11,22 +11,20 @@
 
 namespace {
 
-constexpr QSize smallestSize(96, 34);
+constexpr QSize minSize(96, 34);
 constexpr int sideMargin = 18;
-constexpr int heightMargin = 15;
-constexpr double textSizeInPoints = 13 * 72.0 / 96.0;
-constexpr double focusRingInset = 3.0;
-constexpr double focusRingWidth = 1.5;
+constexpr double textSize = 13;
+constexpr double focusRingInset = 3;
+
+QRectF inset(const QRectF &rect, double by) {
+    return rect.adjusted(by, by, -by, -by);
+}
 
 } // namespace
 
 PushButton::PushButton(QWidget *parent)
     : QPushButton(parent) {
-    QFont styled = QApplication::font();
-    styled.setPointSizeF(textSizeInPoints);
-    styled.setWeight(QFont::DemiBold);
-    styled.setHintingPreference(QFont::PreferVerticalHinting);
-    setFont(styled);
+    setFont(scaledFont(textSize, QFont::DemiBold));
     setAttribute(Qt::WA_Hover);
     setFocusPolicy(Qt::StrongFocus);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
@@ -48,16 +46,8 @@ void PushButton::setCornerRadius(double radius) {
 }
 
 QColor PushButton::groundColor() const {
-    if (!wantsLayer_)
-        return palette().color(QPalette::Button);
-    const auto light = Contrast::textOn(layerBackgroundColor_);
-    if (!isEnabled())
-        return Contrast::mixed(layerBackgroundColor_, light, 0.3);
-    if (isDown())
-        return Contrast::mixed(layerBackgroundColor_, light, 0.22);
-    if (underMouse())
-        return Contrast::mixed(layerBackgroundColor_, light, 0.12);
-    return layerBackgroundColor_;
+    return wantsLayer_ ? NoticeStyle::groundColor(layerBackgroundColor_, *this)
+                       : palette().color(QPalette::Button);
 }
 
 QColor PushButton::textColor() const {
@@ -65,9 +55,10 @@ QColor PushButton::textColor() const {
 }
 
 QSize PushButton::sizeHint() const {
-    const QFontMetrics metrics(font());
-    return { std::max(smallestSize.width(), metrics.horizontalAdvance(text()) + 2 * sideMargin),
-        std::max(smallestSize.height(), metrics.height() + heightMargin) };
+    const double scale = textScale();
+    const int textWidth = static_cast<int>(std::ceil(QFontMetricsF(font()).horizontalAdvance(text())));
+    return { std::max(qRound(minSize.width() * scale), textWidth + 2 * qRound(sideMargin * scale)),
+        qRound(minSize.height() * scale) };
 }
 
 void PushButton::paintEvent(QPaintEvent *) {
@@ -77,16 +68,15 @@ void PushButton::paintEvent(QPaintEvent *) {
     painter.setBrush(groundColor());
     painter.drawRoundedRect(QRectF(rect()), cornerRadius_, cornerRadius_);
 
+    // By the capitals of the desktop's font: a box around letters of another font would move the text.
+    const QFontMetricsF metrics(font());
+    const double left = (width() - metrics.horizontalAdvance(text())) / 2;
     painter.setPen(textColor());
     painter.setFont(font());
-    painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine, text());
+    painter.drawText(QPointF(left, std::round((height() + metrics.capHeight()) / 2)), text());
 
-    if (showsFocusRing(*this)) {
-        const auto inset = focusRingInset;
-        painter.setPen(QPen(textColor(), focusRingWidth));
-        painter.setBrush(Qt::NoBrush);
-        painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), 1.5, 1.5);
-    }
+    if (NoticeStyle::showsFocusRing(*this))
+        NoticeStyle::drawFocusRing(painter, inset(rect(), focusRingInset), textColor());
 }
 
 // The keys go on to the window, which knows how long it has had the keyboard.
@@ -95,4 +85,34 @@ void PushButton::keyPressEvent(QKeyEvent *event) {
 }
 void PushButton::keyReleaseEvent(QKeyEvent *event) {
     event->ignore();
+}
+
+CloseButton::CloseButton(QWidget *parent)
+    : PushButton(parent) {
+    setWantsLayer(true);
+    setFocusPolicy(Qt::TabFocus);
+}
+
+void CloseButton::paintEvent(QPaintEvent *) {
+    constexpr double crossHalf = 4;
+    constexpr double crossWidth = 1.4;
+    constexpr double groundInset = 3;
+    constexpr double groundRadius = 4;
+    constexpr double strengthAtRest = 0.75;
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const bool isAtRest = groundColor() == layerBackgroundColor();
+    if (!isAtRest) {
+        // Well inside the window's rounded corner.
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(groundColor());
+        painter.drawRoundedRect(inset(rect(), groundInset), groundRadius, groundRadius);
+    }
+    painter.setPen(QPen(Contrast::mixed(groundColor(), textColor(), isAtRest ? strengthAtRest : 1.0),
+        crossWidth, Qt::SolidLine, Qt::RoundCap));
+    const QPointF center = QRectF(rect()).center();
+    painter.drawLine(center - QPointF(crossHalf, crossHalf), center + QPointF(crossHalf, crossHalf));
+    painter.drawLine(center - QPointF(crossHalf, -crossHalf), center + QPointF(crossHalf, -crossHalf));
+    if (NoticeStyle::showsFocusRing(*this))
+        NoticeStyle::drawFocusRing(painter, inset(rect(), focusRingInset), textColor());
 }

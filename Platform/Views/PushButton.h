@@ -35,3 +35,14 @@ private:
     QColor layerBackgroundColor_ = QColor(30, 34, 52);
     double cornerRadius_ = 0;
 };
+
+/// The close button of the title strip: a cross, without a ground while it is at rest.
+class CloseButton : public PushButton {
+    Q_OBJECT
+
+public:
+    explicit CloseButton(QWidget *parent);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+};

@@ -1,5 +1,6 @@
 #include "Platform/Views/RowView.h"
 
+#include <QLayout>
 #include <QPainter>
 
 #include <algorithm>
@@ -14,8 +15,17 @@ void RowView::paintEvent(QPaintEvent *) {
     QPainter(this).fillRect(0, 0, width(), 1, hairlineColor);
 }
 
-void RowGroup::paintEvent(QPaintEvent *) {
+bool RowGroup::hasRows() const {
     const auto rows = findChildren<RowView *>(QString(), Qt::FindDirectChildrenOnly);
-    if (std::any_of(rows.begin(), rows.end(), [](const auto *row) { return row->height() > 0; }))
+    return std::any_of(rows.begin(), rows.end(), [](const auto *row) { return row->maximumHeight() > 0; });
+}
+
+void RowGroup::rowFoldedAway() {
+    if (layout() && !hasRows())
+        layout()->setContentsMargins(0, 0, 0, 0);
+}
+
+void RowGroup::paintEvent(QPaintEvent *) {
+    if (hasRows())
         QPainter(this).fillRect(0, height() - 1, width(), 1, hairlineColor);
 }

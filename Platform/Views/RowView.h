@@ -13,13 +13,20 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 };
 
-/// The rows of a notice, ended by a hairline where any of them has a height.
+/// The rows of a notice, ended by a hairline. Where every row is folded away it has no height either: its
+/// margins in the form are those of a group with rows.
 class RowGroup : public QWidget {
     Q_OBJECT
 
 public:
     using QWidget::QWidget;
 
+    /// Called when a row was folded away.
+    void rowFoldedAway();
+
 protected:
     void paintEvent(QPaintEvent *event) override;
+
+private:
+    bool hasRows() const;
 };

@@ -2,6 +2,8 @@
 
 #include <QEvent>
 #include <QLayout>
+#include <QLinearGradient>
+#include <QPainter>
 #include <QScrollBar>
 #include <QScroller>
 
@@ -9,15 +11,36 @@
 
 namespace {
 
-constexpr int barWidth = 8;
 constexpr int gapToBar = 8;
 
-// Thin, and dark enough to be seen on the notice's white.
-const auto barStyle = QStringLiteral(
-    "QScrollBar:vertical { width: 8px; border: none; background: #f0f1f5; border-radius: 4px; }"
-    "QScrollBar::handle:vertical { min-height: 28px; background: #8a91a5; border-radius: 4px; }"
-    "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }"
-    "QScrollBar::add-page, QScrollBar::sub-page { background: none; }");
+/// Over the edge of a view that goes on behind it: the text fades into the notice's white.
+class FadingEdge final : public QWidget {
+public:
+    FadingEdge(QWidget *viewport, bool isUpper)
+        : QWidget(viewport)
+        , isUpper_(isUpper) {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+    }
+
+    void update(const QScrollBar &bar) {
+        constexpr int fadeHeight = 18;
+        const auto *viewport = parentWidget();
+        setGeometry(0, isUpper_ ? 0 : viewport->height() - fadeHeight, viewport->width(), fadeHeight);
+        setVisible(isUpper_ ? bar.value() > bar.minimum() : bar.value() < bar.maximum());
+        raise();
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override {
+        QLinearGradient fade(0, isUpper_ ? height() : 0, 0, isUpper_ ? 0 : height());
+        fade.setColorAt(0, QColor(255, 255, 255, 0));
+        fade.setColorAt(1, Qt::white);
+        QPainter(this).fillRect(rect(), fade);
+    }
+
+private:
+    bool isUpper_;
+};
 
 } // namespace
 
@@ -38,11 +61,20 @@ ScrollView::~ScrollView() {
         QScroller::ungrabGesture(viewport());
 }
 
-// A finger is followed only where there is something to scroll, which is known for good when it is painted:
-// the toolkit keeps a record of each view that was ever followed.
+// A finger is followed, and an edge says that there is more, only where there is something to scroll. That is
+// known for good when it is painted; the toolkit keeps a record of each view that was ever followed.
 void ScrollView::paintEvent(QPaintEvent *event) {
-    if (verticalScrollBarPolicy() == Qt::ScrollBarAlwaysOn && !std::exchange(followsFinger_, true))
+    if (verticalScrollBarPolicy() == Qt::ScrollBarAlwaysOn && !std::exchange(followsFinger_, true)) {
         QScroller::grabGesture(viewport(), QScroller::TouchGesture);
+        for (const bool isUpper : { true, false }) {
+            auto *edge = new FadingEdge(viewport(), isUpper);
+            const auto *bar = verticalScrollBar();
+            const auto update = [edge, bar] { edge->update(*bar); };
+            connect(bar, &QScrollBar::valueChanged, edge, update);
+            connect(bar, &QScrollBar::rangeChanged, edge, update);
+            update();
+        }
+    }
     QScrollArea::paintEvent(event);
 }
 
@@ -67,14 +99,12 @@ void ScrollView::fitContent() {
         return;
     const auto inside = contentsRect();
     const bool fits = heightForWidth(inside.width()) <= inside.height();
-    const int textWidth = fits ? inside.width() : inside.width() - barWidth - gapToBar;
+    const int textWidth
+        = fits ? inside.width() : inside.width() - verticalScrollBar()->sizeHint().width() - gapToBar;
     widget()->setAutoFillBackground(false);
     widget()->setMinimumHeight(heightForWidth(textWidth));
     const int gap = fits ? 0 : gapToBar;
     setViewportMargins(isRightToLeft() ? gap : 0, 0, isRightToLeft() ? 0 : gap, 0);
-    // Only where there is a bar: a style sheet costs time, and most notices have none.
-    if (!fits && verticalScrollBar()->styleSheet().isEmpty())
-        verticalScrollBar()->setStyleSheet(barStyle);
     setVerticalScrollBarPolicy(fits ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAlwaysOn);
 }
 
@@ -89,30 +119,4 @@ bool ScrollView::eventFilter(QObject *watched, QEvent *event) {
         updateGeometry();
     }
     return QScrollArea::eventFilter(watched, event);
-}
-
-bool ScrollView::scrollBy(int key) {
-    auto *bar = verticalScrollBar();
-    switch (key) {
-    case Qt::Key_Up:
-        bar->triggerAction(QAbstractSlider::SliderSingleStepSub);
-        return true;
-    case Qt::Key_Down:
-        bar->triggerAction(QAbstractSlider::SliderSingleStepAdd);
-        return true;
-    case Qt::Key_PageUp:
-        bar->triggerAction(QAbstractSlider::SliderPageStepSub);
-        return true;
-    case Qt::Key_PageDown:
-        bar->triggerAction(QAbstractSlider::SliderPageStepAdd);
-        return true;
-    case Qt::Key_Home:
-        bar->triggerAction(QAbstractSlider::SliderToMinimum);
-        return true;
-    case Qt::Key_End:
-        bar->triggerAction(QAbstractSlider::SliderToMaximum);
-        return true;
-    default:
-        return false;
-    }
 }

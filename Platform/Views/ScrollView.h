@@ -11,8 +11,8 @@ public:
     explicit ScrollView(QWidget *parent = nullptr);
     ~ScrollView() override;
 
-    /// Scrolls by a key (arrows, page keys, home, end); false when the key is none of them.
-    bool scrollBy(int key);
+    /// Brings the content's height, and whether there is a scroll bar, up to date with its texts.
+    void fitContent();
 
     bool hasHeightForWidth() const override { return true; }
     int heightForWidth(int width) const override;
@@ -25,7 +25,5 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
-    void fitContent();
-
     bool followsFinger_ = false;
 };

@@ -1,14 +1,21 @@
 #include "Platform/Views/TextField.h"
 
+#include "Platform/Views/NoticeStyle.h"
+#include "Platform/Views/TextScale.h"
+
 #include <QAccessible>
 #include <QApplication>
+#include <QClipboard>
 #include <QHelpEvent>
-#include <QPaintEvent>
 #include <QPainter>
+#include <QTextBoundaryFinder>
 #include <QToolTip>
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <set>
+#include <utility>
 
 namespace {
 
@@ -18,6 +25,7 @@ struct Look {
     double lineHeight = 0;
     QFont::Weight weight = QFont::Normal;
     QColor color;
+    int maxLines = 0; ///< 0 for no limit
 };
 
 Look lookOf(TextField::Style style) {
@@ -27,23 +35,121 @@ Look lookOf(TextField::Style style) {
     case TextField::Style::Body:
         return { 13.5, 20, QFont::Normal, QColor(58, 64, 86) };
     case TextField::Style::Caption:
-        return { 13, 19, QFont::Normal, QColor(102, 108, 128) };
+        return { 13, 19, QFont::Normal, QColor(102, 108, 128), 2 };
     case TextField::Style::Value:
-        return { 13, 19, QFont::Normal, QColor(30, 34, 52) };
+        return { 13, 19, QFont::Normal, QColor(30, 34, 52), 2 };
     case TextField::Style::Countdown:
-        return { 12.5, 17, QFont::Normal, QColor(102, 108, 128) };
+        return { 13, 19, QFont::Normal, QColor(58, 64, 86) };
     }
     return {};
 }
 
-constexpr double dotsPerInchAtScaleOne = 96;
-constexpr double pointsPerInch = 72;
+constexpr int captionWidth = 116;
+constexpr int unlimited = std::numeric_limits<int>::max();
+constexpr QChar ellipsis(u'\u2026');
+constexpr QChar lineSeparator(QChar::LineSeparator);
+constexpr QChar firstStrongIsolate(u'\u2068');
+constexpr QChar popDirectionalIsolate(u'\u2069');
+const QColor selectionColor(190, 212, 250);
 
-// Desktops set for large text have a large font; an ordinary one leaves the sizes as they are.
-double textScale() {
-    constexpr double largestOrdinaryPoints = 11.5;
-    constexpr double mostScale = 2;
-    return std::clamp(QApplication::font().pointSizeF() / largestOrdinaryPoints, 1.0, mostScale);
+// Nobody reads more than this of a notice, and shaping takes the square of some texts.
+constexpr qsizetype maxLetters = 3000;
+constexpr qsizetype maxHeadingLetters = 600;
+constexpr qsizetype maxLettersALine = 150;
+
+/// The place at or before a position at which a letter with all its marks ends.
+qsizetype letterEnd(const QString &text, qsizetype position) {
+    constexpr qsizetype maxLetter = 64;
+    const auto start = std::max<qsizetype>(0, position - maxLetter);
+    const auto part = text.mid(start, 2 * maxLetter);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, part);
+    finder.setPosition(position - start);
+    const auto end = finder.isAtBoundary() ? position - start : finder.toPreviousBoundary();
+    return end > 0 ? start + end : position;
+}
+
+QString shortened(const QString &text, qsizetype limit, bool inMiddle) {
+    if (text.size() <= limit)
+        return text;
+    if (!inMiddle)
+        return text.left(letterEnd(text, limit)) + ellipsis;
+    return text.left(letterEnd(text, limit / 2)) + ellipsis
+        + text.mid(letterEnd(text, text.size() - limit / 2));
+}
+
+// Every script in which a letter is missing has all fonts of the machine loaded. No text that is meant to be
+// read needs more scripts than these; letters of further ones are shown as missing.
+QString withFewScripts(const QString &text) {
+    constexpr std::size_t maxScripts = 4;
+    constexpr char16_t firstBeyondLatin = 0x250;
+    constexpr char32_t missing = QChar::ReplacementCharacter;
+    if (std::all_of(text.begin(), text.end(), [](QChar each) { return each < firstBeyondLatin; }))
+        return text;
+    std::set<QChar::Script> scripts { QChar::Script_Common, QChar::Script_Inherited, QChar::Script_Latin };
+    const auto maxSize = scripts.size() + maxScripts;
+    auto letters = text.toUcs4();
+    for (auto &letter : letters) {
+        const auto script = QChar::script(letter);
+        const auto category = QChar::category(letter);
+        const bool isUnknown = category == QChar::Other_NotAssigned || category == QChar::Other_PrivateUse;
+        if (isUnknown || (!scripts.contains(script) && scripts.size() == maxSize))
+            letter = missing;
+        else
+            scripts.insert(script);
+    }
+    return QString::fromUcs4(reinterpret_cast<const char32_t *>(letters.constData()), letters.size());
+}
+
+// A picture made of several characters falls apart where one of them is in the text's own font, too.
+bool isJoinedPicture(const QString &letter) {
+    constexpr char16_t pictureVariant = 0xfe0f;
+    constexpr char32_t firstPicture = 0x1f000;
+    constexpr char32_t lastPicture = 0x1ffff;
+    constexpr qsizetype singleSize = 2;
+    if (letter.contains(QChar(pictureVariant)))
+        return true;
+    if (letter.size() <= singleSize || !letter[0].isHighSurrogate())
+        return false;
+    const auto first = QChar::surrogateToUcs4(letter[0], letter[1]);
+    return first >= firstPicture && first <= lastPicture;
+}
+
+QList<QTextLayout::FormatRange> picturesIn(const QString &text) {
+    QList<QTextLayout::FormatRange> pictures;
+    const auto isPartOfPicture = [](QChar each) { return each.isSurrogate() || each == u'\ufe0f'; };
+    if (std::none_of(text.begin(), text.end(), isPartOfPicture))
+        return pictures;
+    QTextCharFormat format;
+    format.setFontFamilies({ QStringLiteral("emoji") });
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    for (qsizetype start = 0, end = finder.toNextBoundary(); end >= 0; end = finder.toNextBoundary()) {
+        if (isJoinedPicture(text.mid(start, end - start)))
+            pictures.append({ static_cast<int>(start), static_cast<int>(end - start), format });
+        start = end;
+    }
+    return pictures;
+}
+
+// So that what follows the number stands still while it counts.
+QList<QTextLayout::FormatRange> figuresOfOneWidth(const QString &text, const QFont &font) {
+    const QFontMetricsF metrics(font);
+    double widest = 0;
+    for (char16_t figure = u'0'; figure <= u'9'; ++figure)
+        widest = std::max(widest, metrics.horizontalAdvance(QChar(figure)));
+    QList<QTextLayout::FormatRange> figures;
+    for (int position = 0; position < text.size(); ++position) {
+        const auto figure = text[position];
+        const double missing
+            = figure >= u'0' && figure <= u'9' ? widest - metrics.horizontalAdvance(figure) : 0;
+        constexpr double visible = 0.05;
+        if (missing < visible)
+            continue;
+        QTextCharFormat format;
+        format.setFontLetterSpacingType(QFont::AbsoluteSpacing);
+        format.setFontLetterSpacing(missing);
+        figures.append({ position, 1, format });
+    }
+    return figures;
 }
 
 } // namespace
@@ -53,17 +159,16 @@ TextField::TextField(QWidget *parent)
     QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Preferred);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
+    layout_.setCacheEnabled(true);
     applyStyle();
 }
-
-TextField::~TextField() = default;
 
 void TextField::setStringValue(const QString &text) {
     if (text == text_)
         return;
     const int heightBefore = isVisible() ? heightForWidth(width()) : -1;
-    wrapped_.reset();
     text_ = text;
+    textChanged();
     // A line that stays as high as it was, as a countdown's does every second, moves nothing else.
     if (heightBefore < 0 || heightBefore != heightForWidth(width()))
         updateGeometry();
@@ -73,13 +178,7 @@ void TextField::setStringValue(const QString &text) {
         announce();
 }
 
-void TextField::setAlignment(Qt::Alignment alignment) {
-    alignment_ = alignment;
-    update();
-}
-
 void TextField::announce() {
-    // A field in no window, as in a notice that was replaced, has nothing to say.
     if (!QAccessible::isActive() || !isVisible())
         return;
     QAccessibleEvent changed(this, QAccessible::NameChanged);
@@ -95,123 +194,224 @@ void TextField::setTextStyle(Style style) {
     applyStyle();
 }
 
-void TextField::setMaximumLines(int lines) {
-    maximumLines_ = lines;
-    wrapped_.reset();
-    updateGeometry();
-}
-
 void TextField::resetCursorRects() {
-    unsetCursor();
+    if (isSelectable())
+        setCursor(Qt::IBeamCursor);
+    else
+        unsetCursor();
 }
 
 void TextField::applyStyle() {
     const auto look = lookOf(style_);
-    QFont styled = QApplication::font();
-    styled.setPointSizeF(look.size * textScale() * pointsPerInch / dotsPerInchAtScaleOne);
-    styled.setWeight(look.weight);
-    // Letters stand where the font wants them, also between two pixels.
-    styled.setHintingPreference(QFont::PreferVerticalHinting);
-    setFont(styled);
+    setFont(scaledFont(look.size, look.weight));
+    if (style_ == Style::Caption)
+        setFixedWidth(qRound(captionWidth * textScale()));
     // A countdown line keeps its place while it is hidden, so that nothing jumps when it appears.
     auto policy = sizePolicy();
     policy.setRetainSizeWhenHidden(style_ == Style::Countdown);
     setSizePolicy(policy);
-    wrapped_.reset();
+    textChanged();
     updateGeometry();
+}
+
+void TextField::textChanged() {
+    isShaped_ = false;
+    laidOutFor_ = -1;
+    anchor_ = cursor_ = 0;
+    setFocusPolicy(isSelectable() ? Qt::StrongFocus : Qt::NoFocus);
+}
+
+bool TextField::isSelectable() const {
+    return style_ != Style::Caption && style_ != Style::Countdown && !text_.isEmpty();
 }
 
 QColor TextField::textColor() const {
     return lookOf(style_).color;
 }
 
-double TextField::scaledPixels(double pixels) const {
-    return pixels * textScale() * logicalDpiY() / dotsPerInchAtScaleOne;
-}
-
 double TextField::lineHeight() const {
-    return std::max(scaledPixels(lookOf(style_).lineHeight), std::ceil(QFontMetricsF(font()).height()));
+    return std::max(
+        std::round(lookOf(style_).lineHeight * textScale()), std::ceil(QFontMetricsF(font()).height()));
 }
 
-WrappedText &TextField::wrapped() const {
-    if (!wrapped_)
-        wrapped_
-            = std::make_unique<WrappedText>(text_, font(), layoutDirection(), lineHeight(), maximumLines_);
-    return *wrapped_;
+int TextField::maxLines() const {
+    const int lines = lookOf(style_).maxLines;
+    return lines > 0 ? lines : unlimited;
+}
+
+// Each paragraph runs as its own first strong letter says, and nothing in it reorders the rest.
+QString TextField::shownText() const {
+    auto limit = lookOf(style_).maxLines * maxLettersALine;
+    if (limit == 0)
+        limit = style_ == Style::Heading ? maxHeadingLetters : maxLetters;
+    auto text = withFewScripts(shortened(text_, limit, cutInMiddle_));
+    text.replace(QStringLiteral("\r\n"), QString(lineSeparator));
+    for (const auto character : { QChar(u'\n'), QChar(u'\r'), QChar(QChar::ParagraphSeparator) })
+        text.replace(character, lineSeparator);
+    const auto end = QString(popDirectionalIsolate) + lineSeparator + firstStrongIsolate;
+    if (text.contains(lineSeparator))
+        text = firstStrongIsolate + text.replace(lineSeparator, end) + popDirectionalIsolate;
+    return text;
+}
+
+void TextField::shape(const QString &text) const {
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    const bool isOneParagraph = !text.contains(lineSeparator);
+    const bool isOther = isOneParagraph && text.isRightToLeft() != isRightToLeft()
+        && std::any_of(text.begin(), text.end(), [](QChar each) {
+               return each.direction() == QChar::DirL || each.direction() == QChar::DirR
+                   || each.direction() == QChar::DirAL;
+           });
+    const auto opposite = isRightToLeft() ? Qt::LeftToRight : Qt::RightToLeft;
+    option.setTextDirection(isOther ? opposite : layoutDirection());
+    // The edge is the reader's, whatever way the text runs.
+    option.setAlignment(Qt::AlignAbsolute | (isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft));
+    layout_.setText(text);
+    layout_.setFont(font());
+    layout_.setFormats(style_ == Style::Countdown ? figuresOfOneWidth(text, font()) : picturesIn(text));
+    layout_.setTextOption(option);
+    // Begun once for all widths and never ended, which would shape the letters again.
+    layout_.beginLayout();
+}
+
+int TextField::breakLines(double width, int limit) const {
+    layout_.clearLayout();
+    while (layout_.lineCount() < limit) {
+        auto line = layout_.createLine();
+        if (!line.isValid())
+            break;
+        line.setLineWidth(width);
+    }
+    return layout_.lineCount();
+}
+
+// As many whole lines as there may be, the last of them with an ellipsis; where the middle is left out, the
+// last line holds the end.
+QString TextField::cutText(double width) const {
+    const auto text = layout_.text();
+    const int start = layout_.lineAt(maxLines() - 1).textStart();
+    const QFontMetricsF metrics(font());
+    if (cutInMiddle_) {
+        const auto end = text.mid(letterEnd(text, std::max<qsizetype>(start, text.size() - maxLettersALine)));
+        return text.left(start) + lineSeparator
+            + metrics.elidedText(ellipsis + end, Qt::ElideLeft, width - 1);
+    }
+    auto last = text.mid(start, maxLettersALine);
+    if (const auto paragraphEnd = last.indexOf(lineSeparator); paragraphEnd >= 0)
+        last.truncate(paragraphEnd);
+    const auto head = text.left(start);
+    const bool isForced = head.isEmpty() || head.endsWith(lineSeparator);
+    return head + (isForced ? QString() : QString(lineSeparator))
+        + metrics.elidedText(last + ellipsis, Qt::ElideRight, width - 1);
+}
+
+// The width in which the text has as many lines as in the whole one and looks better: the lines of a heading
+// are about equally long, and no text ends in a line of one short word.
+double TextField::fittedWidth(double width, int lines) const {
+    constexpr int maxBalancedLines = 12;
+    if (lines < 2 || lines > maxBalancedLines || (style_ != Style::Heading && style_ != Style::Body))
+        return width;
+    constexpr double step = 0.03;
+    constexpr double narrowest = 0.5;
+    constexpr double shortLine = 0.25;
+    double fitted = width;
+    for (double part = 1; part > narrowest; part -= step) {
+        if (breakLines(part * width, lines + 1) > lines)
+            break;
+        fitted = part * width;
+        if (style_ == Style::Body && layout_.lineAt(lines - 1).naturalTextWidth() > shortLine * width)
+            break;
+    }
+    if (style_ == Style::Heading)
+        return fitted;
+    breakLines(fitted, unlimited);
+    return layout_.lineAt(lines - 1).naturalTextWidth() > shortLine * width ? fitted : width;
+}
+
+void TextField::layOutFor(double width) const {
+    if (laidOutFor_ == width)
+        return;
+    laidOutFor_ = width;
+    if (!std::exchange(isShaped_, true))
+        shape(shownText());
+    const int limit = maxLines();
+    int lines = breakLines(width, limit == unlimited ? unlimited : limit + 1);
+    isCut_ = lines > limit;
+    if (isCut_) {
+        shape(cutText(width));
+        isShaped_ = false;
+        lines = breakLines(width, limit);
+    }
+    const double fitted = isCut_ ? width : fittedWidth(width, lines);
+    if (!isCut_ && lines > 1)
+        breakLines(fitted, unlimited);
+    const QFontMetricsF metrics(font());
+    const double baseline = (lineHeight() - metrics.height()) / 2 + metrics.ascent();
+    for (int index = 0; index < layout_.lineCount(); ++index) {
+        auto line = layout_.lineAt(index);
+        // By the baseline: a line in another script comes from a font of another height.
+        line.setPosition(
+            { isRightToLeft() ? width - fitted : 0, index * lineHeight() + baseline - line.ascent() });
+    }
+    isCut_ = isCut_ || layout_.text().size() < text_.size();
 }
 
 double TextField::measuredHeight(double width) const {
-    return wrapped().unlimitedHeightFor(width);
+    if (text_.isEmpty())
+        return 0;
+    layOutFor(width);
+    return (layout_.lineCount() + (isCut_ ? 1 : 0)) * lineHeight();
 }
 
+// A text has no width of its own and takes the one that there is.
 QSize TextField::sizeHint() const {
-    // A long text has no width of its own.
-    constexpr qsizetype longestOnOneLine = 400;
-    constexpr double unlimited = 100'000;
-    const double natural = text_.size() > longestOnOneLine ? 0 : wrapped().extentFor(unlimited).naturalWidth;
-    const int width = static_cast<int>(std::ceil(natural)) + 1;
-    return { width, heightForWidth(width) };
+    constexpr int ordinaryWidth = 300;
+    return { ordinaryWidth, heightForWidth(ordinaryWidth) };
 }
 
 QSize TextField::minimumSizeHint() const {
-    return { 0, text_.isEmpty() ? 0 : static_cast<int>(std::ceil(lineHeight())) };
+    return { 0, text_.isEmpty() ? 0 : static_cast<int>(lineHeight()) };
 }
 
 int TextField::heightForWidth(int width) const {
-    return static_cast<int>(std::ceil(wrapped().extentFor(std::max(width, 1)).height));
+    if (text_.isEmpty())
+        return 0;
+    layOutFor(std::max(width, 1));
+    return static_cast<int>(layout_.lineCount() * lineHeight());
+}
+
+// A countdown stands beside the middle of the button.
+double TextField::top() const {
+    const double free = height() - layout_.lineCount() * lineHeight();
+    return style_ == Style::Countdown ? std::floor(std::max(0.0, free / 2)) : 0;
 }
 
 void TextField::paintEvent(QPaintEvent *event) {
-    const auto extent = wrapped().extentFor(width());
-    const auto &paragraphs = wrapped().linesFor(width());
+    if (text_.isEmpty())
+        return;
+    layOutFor(width());
     QPainter painter(this);
     painter.setPen(textColor());
-    double top = 0;
-    if (alignment_ & Qt::AlignVCenter)
-        top = std::floor(std::max(0.0, (height() - extent.height) / 2));
-    painter.translate(0, top);
-    const auto visible = QRectF(event->rect()).translated(0, -top);
-    const double eachHeight = lineHeight();
-    int number = 0;
-    for (const auto &[paragraph, isShaped] : paragraphs) {
-        for (int index = 0; index < paragraph->lineCount(); ++index, ++number) {
-            // A line may stick out of its own height by an accent.
-            if ((number - 1) * eachHeight > visible.bottom() || (number + 2) * eachHeight < visible.top())
-                continue;
-            const auto line = paragraph->lineAt(index);
-            if (extent.isCut && number + 1 == extent.lines)
-                drawEllipsis(painter, *paragraph, line);
-            else
-                line.draw(&painter, QPointF());
-        }
+    QList<QTextLayout::FormatRange> selections;
+    if (anchor_ != cursor_) {
+        QTextCharFormat format;
+        format.setBackground(selectionColor);
+        selections.append({ std::min(anchor_, cursor_), std::abs(anchor_ - cursor_), format });
     }
-}
-
-// The last line of a text that goes on: as much of it as fits with an ellipsis.
-void TextField::drawEllipsis(QPainter &painter, const QTextLayout &paragraph, const QTextLine &line) const {
-    constexpr qsizetype longestElided = 1000;
-    const auto rest = paragraph.text().mid(line.textStart(), longestElided) + QChar(u'\u2026');
-    const auto elided = QFontMetricsF(font()).elidedText(rest, Qt::ElideRight, width());
-    QTextLayout ending(elided, font());
-    ending.setTextOption(paragraph.textOption());
-    ending.beginLayout();
-    auto endingLine = ending.createLine();
-    endingLine.setNumColumns(static_cast<int>(elided.size()));
-    endingLine.setLineWidth(width() + 1);
-    ending.endLayout();
-    ending.draw(&painter, line.position() + QPointF(0, line.ascent() - endingLine.ascent()));
+    layout_.draw(&painter, { 0, top() }, selections, event->rect());
+    if (NoticeStyle::showsFocusRing(*this))
+        NoticeStyle::drawFocusRing(painter, QRectF(rect()).adjusted(1, 1, -1, -1), textColor());
 }
 
 // The whole text in lines that fit on a screen. As markup with everything escaped: a text that only looks
 // like markup would be taken for it.
 QString TextField::expansionToolTip() const {
     constexpr qsizetype longText = 1000;
-    constexpr qsizetype longestTip = 8000;
     constexpr double narrow = 420;
     constexpr double wide = 840;
-    const auto shown = text_.left(longestTip);
     QStringList lines;
-    const auto paragraphs = shown.split(u'\n');
+    const auto paragraphs = withFewScripts(shortened(text_, maxLetters, false)).split(u'\n');
     for (const auto &paragraph : paragraphs) {
         QTextLayout layout(paragraph, QToolTip::font());
         QTextOption option;
@@ -219,13 +419,12 @@ QString TextField::expansionToolTip() const {
         layout.setTextOption(option);
         layout.beginLayout();
         for (auto line = layout.createLine(); line.isValid(); line = layout.createLine()) {
-            line.setLineWidth(shown.size() > longText ? wide : narrow);
+            line.setLineWidth(text_.size() > longText ? wide : narrow);
             lines << paragraph.mid(line.textStart(), line.textLength());
         }
         layout.endLayout();
     }
-    const auto ending = text_.size() > longestTip ? QStringLiteral("\u2026") : QString();
-    return Qt::convertFromPlainText(lines.join(u'\n') + ending, Qt::WhiteSpacePre);
+    return Qt::convertFromPlainText(lines.join(u'\n'), Qt::WhiteSpacePre);
 }
 
 bool TextField::event(QEvent *event) {
@@ -237,8 +436,85 @@ bool TextField::event(QEvent *event) {
 }
 
 void TextField::changeEvent(QEvent *event) {
-    if (event->type() == QEvent::FontChange || event->type() == QEvent::LayoutDirectionChange
-        || event->type() == QEvent::StyleChange)
-        wrapped_.reset();
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::LayoutDirectionChange)
+        textChanged();
     QWidget::changeEvent(event);
+}
+
+QString TextField::selectedText() const {
+    if (anchor_ == cursor_)
+        return {};
+    if (isCut_)
+        return text_;
+    auto selected = layout_.text().mid(std::min(anchor_, cursor_), std::abs(anchor_ - cursor_));
+    selected.remove(firstStrongIsolate).remove(popDirectionalIsolate);
+    return selected.replace(lineSeparator, QChar(u'\n'));
+}
+
+int TextField::positionAt(const QPointF &point) const {
+    if (layout_.lineCount() == 0)
+        return 0;
+    const int index = static_cast<int>((point.y() - top()) / lineHeight());
+    return layout_.lineAt(std::clamp(index, 0, layout_.lineCount() - 1)).xToCursor(point.x());
+}
+
+void TextField::select(int anchor, int cursor) {
+    anchor_ = anchor;
+    cursor_ = cursor;
+    update();
+}
+
+void TextField::mousePressEvent(QMouseEvent *event) {
+    if (!isSelectable() || event->button() != Qt::LeftButton)
+        return event->ignore();
+    const int position = positionAt(event->position());
+    select(position, position);
+}
+
+void TextField::mouseMoveEvent(QMouseEvent *event) {
+    if (event->buttons() & Qt::LeftButton)
+        select(anchor_, positionAt(event->position()));
+}
+
+// Where there is a clipboard of what was selected with the mouse last, it has the text at once.
+void TextField::mouseReleaseEvent(QMouseEvent *) {
+    auto *clipboard = QGuiApplication::clipboard();
+    if (clipboard->supportsSelection() && anchor_ != cursor_)
+        clipboard->setText(selectedText(), QClipboard::Selection);
+}
+
+void TextField::mouseDoubleClickEvent(QMouseEvent *event) {
+    if (!isSelectable())
+        return event->ignore();
+    const int next = layout_.nextCursorPosition(positionAt(event->position()), QTextLayout::SkipWords);
+    select(layout_.previousCursorPosition(next, QTextLayout::SkipWords), next);
+}
+
+// What is not about the selection goes on to the window.
+void TextField::keyPressEvent(QKeyEvent *event) {
+    if (event->matches(QKeySequence::Copy))
+        QGuiApplication::clipboard()->setText(selectedText());
+    else if (event->matches(QKeySequence::SelectAll))
+        select(0, static_cast<int>(layout_.text().size()));
+    else if (event->matches(QKeySequence::SelectNextChar))
+        select(anchor_, layout_.nextCursorPosition(cursor_));
+    else if (event->matches(QKeySequence::SelectPreviousChar))
+        select(anchor_, layout_.previousCursorPosition(cursor_));
+    else if (event->matches(QKeySequence::SelectNextWord))
+        select(anchor_, layout_.nextCursorPosition(cursor_, QTextLayout::SkipWords));
+    else if (event->matches(QKeySequence::SelectPreviousWord))
+        select(anchor_, layout_.previousCursorPosition(cursor_, QTextLayout::SkipWords));
+    else
+        event->ignore();
+}
+
+void TextField::focusInEvent(QFocusEvent *event) {
+    if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason)
+        select(0, static_cast<int>(layout_.text().size()));
+    QWidget::focusInEvent(event);
+}
+
+void TextField::focusOutEvent(QFocusEvent *event) {
+    select(0, 0);
+    QWidget::focusOutEvent(event);
 }

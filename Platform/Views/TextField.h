@@ -1,30 +1,27 @@
 #pragma once
 
-#include "Platform/Views/WrappedText.h"
-
+#include <QTextLayout>
 #include <QWidget>
 
-#include <memory>
 
 /// What a countdown says where it begins: a property of its field, which is hidden until the first tick.
 inline constexpr auto countdownStartProperty = "countdownStart";
 
 /// A text that the user reads. The text is always plain: no markup in it is ever interpreted. Words too long
-/// for a line are broken; a field with a limit of lines ends in an ellipsis past it.
+/// for a line are broken. What is longer than can be seen, in lines or in letters, ends in an ellipsis. All
+/// but captions and countdowns can be selected and copied, with the mouse and with the keyboard.
 class TextField : public QWidget {
     Q_OBJECT
     Q_PROPERTY(QString text READ text WRITE setText)
-    Q_PROPERTY(Qt::Alignment alignment READ alignment WRITE setAlignment)
     Q_PROPERTY(Style textStyle READ textStyle WRITE setTextStyle)
-    Q_PROPERTY(int maximumLines READ maximumLines WRITE setMaximumLines)
+    Q_PROPERTY(bool cutInMiddle READ isCutInMiddle WRITE setCutInMiddle)
 
 public:
-    /// What the text is in the notice; size, weight and colour follow from it.
+    /// What the text is in the notice; size, weight, colour and the limit of lines follow from it.
     enum class Style { Heading, Body, Caption, Value, Countdown };
     Q_ENUM(Style)
 
     explicit TextField(QWidget *parent = nullptr);
-    ~TextField() override;
 
     void setStringValue(const QString &text);
     QString stringValue() const { return text_; }
@@ -33,21 +30,17 @@ public:
     void setText(const QString &text) { setStringValue(text); }
     QString text() const { return text_; }
 
-    /// Only the vertical part counts; the edge follows the window's direction.
-    void setAlignment(Qt::Alignment alignment);
-    Qt::Alignment alignment() const { return alignment_; }
+    /// Whether a text that does not fit, such as an address, loses its middle and not its end.
+    void setCutInMiddle(bool cutInMiddle) { cutInMiddle_ = cutInMiddle; }
+    bool isCutInMiddle() const { return cutInMiddle_; }
 
-    /// Has a screen reader told that the text is another one. A countdown line is told by this alone, every
-    /// other field at each change.
+    /// Reports to a screen reader that the text is another one, where the field is seen. A countdown line is
+    /// reported by this alone, every other field at each change.
     void announce();
 
     Style textStyle() const { return style_; }
     void setTextStyle(Style style);
     QColor textColor() const;
-
-    /// 0 for no limit.
-    int maximumLines() const { return maximumLines_; }
-    void setMaximumLines(int lines);
 
     /// Whether the whole text is shown in a tool tip, for a field that cuts it.
     void setAllowsExpansionToolTips(bool allows) { allowsExpansionToolTips_ = allows; }
@@ -57,8 +50,12 @@ public:
     /// The tool tip's markup.
     QString expansionToolTip() const;
 
-    /// The height of the whole text in lines of this width, without a limit of lines.
+    /// The height of the whole text in lines of this width. Of a text that is cut it is only known that it is
+    /// higher than what is shown: the result is that by one line.
     double measuredHeight(double width) const;
+
+    /// What is selected, as it is copied: of a text that is cut always the whole.
+    QString selectedText() const;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -69,18 +66,40 @@ protected:
     void paintEvent(QPaintEvent *event) override;
     bool event(QEvent *event) override;
     void changeEvent(QEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
 
 private:
+    bool isSelectable() const;
     void applyStyle();
+    void textChanged();
     double lineHeight() const;
-    double scaledPixels(double pixels) const;
-    WrappedText &wrapped() const;
-    void drawEllipsis(QPainter &painter, const QTextLayout &paragraph, const QTextLine &line) const;
+    int maxLines() const;
+    QString shownText() const;
+    void shape(const QString &text) const;
+    int breakLines(double width, int limit) const;
+    QString cutText(double width) const;
+    double fittedWidth(double width, int lines) const;
+    void layOutFor(double width) const;
+    double top() const;
+    int positionAt(const QPointF &point) const;
+    void select(int anchor, int cursor);
 
     QString text_;
-    Qt::Alignment alignment_ = Qt::AlignLeading | Qt::AlignVCenter;
     Style style_ = Style::Body;
-    int maximumLines_ = 0;
+    bool cutInMiddle_ = false;
     bool allowsExpansionToolTips_ = false;
-    mutable std::unique_ptr<WrappedText> wrapped_; ///< made when it is asked for
+    int anchor_ = 0; ///< where the selection begins, in the text as it is shown
+    int cursor_ = 0; ///< where it ends
+
+    // The lines of the width asked for last.
+    mutable QTextLayout layout_;
+    mutable bool isShaped_ = false; ///< the whole text
+    mutable double laidOutFor_ = -1;
+    mutable bool isCut_ = false;
 };

@@ -28,6 +28,12 @@ double textScale() {
     return pixels <= maxOrdinaryPixels ? 1.0 : std::min(pixels / ordinaryPixels, maxScale);
 }
 
+int cardWidth() {
+    constexpr int besideText = 104;
+    constexpr double textColumn = 356;
+    return besideText + qRound(textColumn * textScale());
+}
+
 QFont scaledFont(double pixels, QFont::Weight weight) {
     QFont font;
     font.setPointSizeF(pixels * textScale() * pointsPerInch / dotsPerInch());

@@ -1,11 +1,9 @@
 #include "Platform/Views/TitleStrip.h"
 
-#include "Platform/Views/Contrast.h"
-#include "Platform/Views/FocusRing.h"
+#include "Platform/Views/PushButton.h"
 
 #include <QApplication>
 #include <QEvent>
-#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
@@ -13,46 +11,8 @@
 namespace {
 
 constexpr int closeButtonWidth = 34;
-constexpr double crossHalf = 4.0;
-constexpr double crossWidth = 1.4;
 
 } // namespace
-
-CloseButton::CloseButton(QWidget *parent)
-    : QAbstractButton(parent) {
-    setAttribute(Qt::WA_Hover);
-    setFocusPolicy(Qt::TabFocus);
-}
-
-void CloseButton::setGroundColor(const QColor &color) {
-    groundColor_ = color;
-    update();
-}
-
-void CloseButton::paintEvent(QPaintEvent *) {
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const auto glyph = Contrast::textOn(groundColor_);
-    if (underMouse() || isDown())
-        painter.fillRect(rect(), Contrast::mixed(groundColor_, glyph, isDown() ? 0.28 : 0.16));
-    painter.setPen(QPen(Contrast::mixed(groundColor_, glyph, underMouse() ? 1.0 : 0.75), crossWidth,
-        Qt::SolidLine, Qt::RoundCap));
-    const QPointF center = QRectF(rect()).center();
-    painter.drawLine(center - QPointF(crossHalf, crossHalf), center + QPointF(crossHalf, crossHalf));
-    painter.drawLine(center - QPointF(crossHalf, -crossHalf), center + QPointF(crossHalf, -crossHalf));
-    if (showsFocusRing(*this)) {
-        painter.setPen(QPen(glyph, 1.5));
-        painter.drawRoundedRect(QRectF(rect()).adjusted(4, 4, -4, -4), 2, 2);
-    }
-}
-
-// As with the notice's own button the keys go on to the window.
-void CloseButton::keyPressEvent(QKeyEvent *event) {
-    event->ignore();
-}
-void CloseButton::keyReleaseEvent(QKeyEvent *event) {
-    event->ignore();
-}
 
 TitleStrip::TitleStrip(QWidget *parent)
     : QWidget(parent)
@@ -62,7 +22,7 @@ TitleStrip::TitleStrip(QWidget *parent)
 
 void TitleStrip::setGroundColor(const QColor &color) {
     groundColor_ = color;
-    closeButton_->setGroundColor(color);
+    closeButton_->setLayerBackgroundColor(color);
     update();
 }
 

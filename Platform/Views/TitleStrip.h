@@ -1,25 +1,9 @@
 #pragma once
 
-#include <QAbstractButton>
 #include <QColor>
 #include <QWidget>
 
-/// The close button of the title strip.
-class CloseButton : public QAbstractButton {
-    Q_OBJECT
-
-public:
-    explicit CloseButton(QWidget *parent);
-    void setGroundColor(const QColor &color);
-
-protected:
-    void paintEvent(QPaintEvent *event) override;
-    void keyPressEvent(QKeyEvent *event) override;
-    void keyReleaseEvent(QKeyEvent *event) override;
-
-private:
-    QColor groundColor_;
-};
+class CloseButton;
 
 /// The strip across the top of a notice, by which the user drags it, with the close button at its end.
 class TitleStrip : public QWidget {

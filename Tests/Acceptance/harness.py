@@ -37,7 +37,7 @@ DEFAULT_HEADER = (42, 41, 47)
 COUNTDOWN = "This window will auto close in {} seconds"
 
 TITLE_STRIP = 28
-HEADER = 60
+HEADER = 52
 WIDTH = 460
 MARGIN = 24
 
@@ -603,7 +603,7 @@ class NoticeTestCase(unittest.TestCase):
         self.assert_pixel(agent, (WIDTH // 2, TITLE_STRIP // 2), color, "title strip")
 
     def assert_header_logo(self, agent, color):
-        """The payload's one-coloured logo stands at the header's left edge, 32 high."""
+        """The payload's one-coloured logo stands at the header's left edge, 28 high."""
         self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + HEADER // 2), color, "logo")
         self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + 14 + 2), color, "top of the logo")
         self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + 14 + 29), color, "bottom of the logo")

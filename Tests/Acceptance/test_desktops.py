@@ -346,11 +346,11 @@ class KeysTest(DesktopTestCase):
             return self.window_picture(agent).crop((x, y, x + wide, y + high)).tobytes()
         plain = {"OK": part(ok), "the close button": part(close)}
         ringed = set()
-        for _ in range(4):
+        for _ in range(8):  # the close button, the five texts, OK, and the close button again
             self.screen.press_key("Tab")
             time.sleep(0.25)  # what one key press brings about
             now = {name for name, box in (("OK", ok), ("the close button", close)) if part(box) != plain[name]}
-            self.assertEqual(1, len(now), f"one control shows the ring, not {now}")
+            self.assertLessEqual(len(now), 1, f"one control shows the ring, not {now}")
             ringed |= now
         self.assertEqual({"OK", "the close button"}, ringed)
 

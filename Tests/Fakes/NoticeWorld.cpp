@@ -2,6 +2,7 @@
 
 #include "Controllers/MainStoryboard.h"
 #include "Controllers/ViewController.h"
+#include "Platform/Views/NoticeStyle.h"
 #include "Support/CustomAPPManager.h"
 #include "Support/Logger.h"
 
@@ -53,7 +54,7 @@ QtApplicationExists::QtApplicationExists() {
     static int argumentCount = 1;
     static char name[] = "tests";
     static char *arguments[] = { name, nullptr };
-    QApplication::setStyle(QStringLiteral("fusion"));
+    QApplication::setStyle(new NoticeStyle);
     // Never deleted: what the library keeps for it goes before the end of the process would come to it.
     [[maybe_unused]] static const auto *const application = new QApplication(argumentCount, arguments);
     QApplication::setQuitOnLastWindowClosed(false);

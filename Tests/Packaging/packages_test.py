@@ -17,7 +17,7 @@ from packaging import (BUILD, INSTALLED_BUNDLE, ROOT, SYSTEM_PATH, InstallRoot, 
 LOG_FOLDER = "private/var/log/zelvik"
 LOG = f"{LOG_FOLDER}/zelvik_Tevanic.log"
 BUS_NAME = "com.tevanic.NoticeAgent.zelvik"
-HEADER = (42, 41, 47)
+HEADER = (30, 34, 52)
 ACCENT = (30, 34, 52)
 
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Views/NoticeStyle.h"
+
 #include <QApplication>
 
 #include <gtest/gtest.h>
@@ -12,6 +14,9 @@ protected:
         static int argumentCount = 1;
         static char name[] = "test";
         static char *arguments[] = { name, nullptr };
-        [[maybe_unused]] static const auto *const application = new QApplication(argumentCount, arguments);
+        [[maybe_unused]] static const auto *const application = [] {
+            QApplication::setStyle(new NoticeStyle);
+            return new QApplication(argumentCount, arguments);
+        }();
     }
 };

@@ -1,15 +1,18 @@
 #include "Platform/Views/TextField.h"
 
 #include "Platform/Views/Contrast.h"
+#include "Platform/Views/TextScale.h"
 #include "Tests/Fakes/Printing.h"
 #include "Tests/Platform/DesktopTest.h"
 #include "Tests/Platform/WaitUntil.h"
 
+#include <QClipboard>
 #include <QHelpEvent>
 #include <QTextDocumentFragment>
 #include <QToolTip>
 
 #include <array>
+#include <cmath>
 #include <ctime>
 
 namespace {
@@ -19,6 +22,8 @@ constexpr std::array styles { TextField::Style::Heading, TextField::Style::Body,
 
 class TextFieldTest : public DesktopTest {
 protected:
+    using Style = TextField::Style;
+
     /// What the field looks like in that width, as high as it wants to be.
     static QImage drawn(TextField &field, int width) {
         field.resize(width, std::max(1, field.heightForWidth(width)));
@@ -27,9 +32,9 @@ protected:
         field.render(&image, {}, {}, {});
         return image;
     }
-    static QImage drawn(const QString &text, int width, int maximumLines = 0) {
+    static QImage drawn(const QString &text, int width, Style style = Style::Body) {
         TextField field;
-        field.setMaximumLines(maximumLines);
+        field.setTextStyle(style);
         field.setStringValue(text);
         return drawn(field, width);
     }
@@ -38,8 +43,9 @@ protected:
         white.fill(Qt::white);
         return image == white;
     }
-    static double lineHeight() {
+    static double lineHeight(Style style = Style::Body) {
         TextField field;
+        field.setTextStyle(style);
         field.setStringValue(QStringLiteral("x"));
         return field.heightForWidth(1000);
     }
@@ -79,7 +85,9 @@ TEST_P(TextFieldMarkup, IsShownLiterally) {
     EXPECT_EQ(field.stringValue(), text);
     EXPECT_FALSE(isBlank(drawn(field, 400)));
     // As wide as its characters are, those of the markup included.
-    EXPECT_NEAR(field.sizeHint().width(), QFontMetricsF(field.font()).horizontalAdvance(text), 2);
+    const int wide = static_cast<int>(QFontMetricsF(field.font()).horizontalAdvance(text)) + 1;
+    EXPECT_EQ(field.heightForWidth(wide), lineHeight());
+    EXPECT_GT(field.heightForWidth(wide - 2), lineHeight());
     field.setAllowsExpansionToolTips(true);
     EXPECT_EQ(shownToolTip(field), text);
 }
@@ -95,21 +103,18 @@ TEST_F(TextFieldTest, AnEmptyTextHasNoHeight) {
     EXPECT_EQ(field.heightForWidth(100), 0);
     EXPECT_EQ(field.measuredHeight(100), 0);
     EXPECT_EQ(field.minimumSizeHint().height(), 0);
-    field.setMaximumLines(2);
-    EXPECT_EQ(field.heightForWidth(100), 0);
-    EXPECT_EQ(field.measuredHeight(100), 0);
 }
 
 TEST_F(TextFieldTest, LinesHaveTheHeightOfTheirStyle) {
-    const std::array heights { 24, 20, 19, 19, 17 };
+    const std::array heights { 24, 20, 19, 19, 19 };
     for (std::size_t index = 0; index < styles.size(); ++index) {
         TextField field;
         field.setTextStyle(styles[index]);
         field.setStringValue(QStringLiteral("one"));
         EXPECT_NEAR(field.heightForWidth(400), heights[index], 3) << index;
         EXPECT_GE(field.heightForWidth(400), heights[index]) << index;
-        field.setStringValue(QStringLiteral("one\ntwo\nthree"));
-        EXPECT_NEAR(field.heightForWidth(400), 3 * heights[index], 9) << index;
+        field.setStringValue(QStringLiteral("one\ntwo"));
+        EXPECT_NEAR(field.heightForWidth(400), 2 * heights[index], 6) << index;
     }
 }
 
@@ -123,15 +128,14 @@ TEST_F(TextFieldTest, EveryStyleIsReadableOnWhite) {
 }
 
 TEST_F(TextFieldTest, EveryKindOfLineBreakBreaksTheLine) {
-    const auto height = lineHeight();
     for (const auto &separator : { QStringLiteral("\n"), QStringLiteral("\r\n"), QStringLiteral("\r"),
              QString(QChar(QChar::ParagraphSeparator)), QString(QChar(QChar::LineSeparator)) }) {
-        for (const int limit : { 0, 5 }) {
+        for (const auto style : { Style::Body, Style::Value }) {
             TextField field;
-            field.setMaximumLines(limit);
+            field.setTextStyle(style);
             field.setStringValue(QStringLiteral("one") + separator + QStringLiteral("two"));
-            EXPECT_EQ(field.heightForWidth(400), 2 * height) << int(separator[0].unicode()) << ' ' << limit;
-            EXPECT_EQ(field.measuredHeight(400), 2 * height) << int(separator[0].unicode()) << ' ' << limit;
+            EXPECT_EQ(field.heightForWidth(400), 2 * lineHeight(style)) << int(separator[0].unicode());
+            EXPECT_EQ(field.measuredHeight(400), 2 * lineHeight(style)) << int(separator[0].unicode());
         }
     }
 }
@@ -155,76 +159,290 @@ TEST_F(TextFieldTest, ALongWordIsBroken) {
             image.copy(0, static_cast<int>(line * lineHeight()), 200, static_cast<int>(lineHeight()))));
 }
 
-TEST_F(TextFieldTest, ALimitOfLinesLimitsTheHeightAndNotTheMeasure) {
+TEST_F(TextFieldTest, AValueHasTwoLinesAndIsMeasuredAsMore) {
     TextField field;
+    field.setTextStyle(Style::Value);
     field.setStringValue(longText_);
-    const auto whole = field.measuredHeight(400);
-    EXPECT_GT(whole, 2 * lineHeight());
-    field.setMaximumLines(2);
-    EXPECT_EQ(field.maximumLines(), 2);
-    EXPECT_EQ(field.heightForWidth(400), 2 * lineHeight());
-    EXPECT_EQ(field.measuredHeight(400), whole);
+    EXPECT_EQ(field.heightForWidth(400), 2 * lineHeight(Style::Value));
+    EXPECT_GT(field.measuredHeight(400), 2 * lineHeight(Style::Value));
+    EXPECT_EQ(field.heightForWidth(400), 2 * lineHeight(Style::Value));
     EXPECT_EQ(field.stringValue(), longText_);
 }
 
-TEST_F(TextFieldTest, ATextWithinTheLimitIsShownWhole) {
-    for (const auto &text : { QStringLiteral("short"), QStringLiteral("one\ntwo") })
-        EXPECT_EQ(drawn(text, 400, 2), drawn(text, 400)) << text.toStdString();
+TEST_F(TextFieldTest, AValueThatJustFitsIsMeasuredAsHighAsItIs) {
+    TextField field;
+    field.setTextStyle(Style::Value);
+    field.setStringValue(QStringLiteral("just fits into one line"));
+    const int wide
+        = static_cast<int>(std::ceil(QFontMetricsF(field.font()).horizontalAdvance(field.stringValue())));
+    EXPECT_EQ(field.measuredHeight(wide), lineHeight(Style::Value));
+    EXPECT_EQ(field.measuredHeight(wide - 4), 2 * lineHeight(Style::Value));
 }
 
 TEST_F(TextFieldTest, ATextPastTheLimitEndsInAnEllipsis) {
-    const auto cut = drawn(longText_, 200, 1);
-    const auto endsInEllipsis
-        = [&](qsizetype length) { return cut == drawn(longText_.left(length) + QChar(u'\u2026'), 200, 1); };
-    qsizetype length = 0;
-    while (length < 80 && !endsInEllipsis(length))
-        ++length;
-    EXPECT_GT(length, 10) << "much of the text is shown";
-    EXPECT_LT(length, 80) << "some beginning of the text with an ellipsis looks like it";
-}
-
-TEST_F(TextFieldTest, AParagraphLeftOutGivesAnEllipsisToo) {
-    EXPECT_EQ(drawn(QStringLiteral("one\ntwo"), 200, 1), drawn(QStringLiteral(u"one\u2026"), 200));
-    EXPECT_EQ(
-        drawn(QStringLiteral("one\ntwo\nthree"), 200, 2), drawn(QStringLiteral(u"one\ntwo\u2026"), 200));
-    EXPECT_EQ(drawn(QStringLiteral("one\n\nthree"), 200, 2), drawn(QStringLiteral(u"one\n\u2026"), 200));
-}
-
-TEST_F(TextFieldTest, FiftyThousandCharactersAreLaidOutAndDrawnInLittleTime) {
-    const auto words = QStringLiteral("word ").repeated(10'000);
-    const QString word(50'000, u'x');
-    const auto paragraphs = QStringLiteral("x\n").repeated(25'000);
-    for (const auto &text : { words, word, paragraphs }) {
-        const auto start = std::clock();
-        TextField field;
-        field.setStringValue(text);
-        EXPECT_EQ(field.stringValue().size(), 50'000);
-        EXPECT_GT(field.heightForWidth(412), 100 * lineHeight());
-        EXPECT_EQ(field.measuredHeight(412), field.heightForWidth(412));
-        field.setMaximumLines(2);
-        EXPECT_FALSE(isBlank(drawn(field, 412)));
-        EXPECT_LT(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC, 10.0);
+    for (const auto &text : { longText_, QString(300, u'x') }) {
+        const auto cut = drawn(text, 200, Style::Value);
+        const auto endsInEllipsis = [&](qsizetype length) {
+            return cut == drawn(text.left(length) + QChar(u'\u2026'), 200, Style::Value);
+        };
+        qsizetype length = 0;
+        while (length < 120 && !endsInEllipsis(length))
+            ++length;
+        EXPECT_GT(length, 20) << "much of the text is shown";
+        EXPECT_LT(length, 120) << "some beginning of the text with an ellipsis looks like it";
     }
 }
 
-TEST_F(TextFieldTest, AMillionCharactersAreHarmless) {
+TEST_F(TextFieldTest, AnAddressPastTheLimitIsCutInItsMiddle) {
+    const auto address = [](const QString &middle) {
+        return QStringLiteral("https://one.example/") + middle.repeated(60) + QStringLiteral("/end.html");
+    };
+    const auto shown = [](const QString &text) {
+        TextField field;
+        field.setTextStyle(Style::Value);
+        field.setCutInMiddle(true);
+        field.setStringValue(text);
+        return drawn(field, 200);
+    };
+    const auto one = shown(address(QStringLiteral("a")));
+    EXPECT_EQ(one.height(), 2 * lineHeight(Style::Value));
+    auto other = address(QStringLiteral("a"));
+    EXPECT_EQ(one, shown(other.replace(50, 1, QStringLiteral("b")))) << "the middle is not seen";
+    EXPECT_NE(one, shown(other.replace(other.size() - 1, 1, QStringLiteral("k")))) << "the end is";
+    EXPECT_NE(one, shown(other.replace(0, 1, QStringLiteral("k")))) << "and so is the beginning";
+    EXPECT_EQ(shown(QStringLiteral("https://short.example/")).height(), lineHeight(Style::Value));
+}
+
+TEST_F(TextFieldTest, AParagraphLeftOutGivesAnEllipsisToo) {
+    EXPECT_EQ(drawn(QStringLiteral("one\ntwo\nthree"), 200, Style::Value),
+        drawn(QStringLiteral(u"one\ntwo\u2026"), 200, Style::Value));
+}
+
+TEST_F(TextFieldTest, TheLinesOfAHeadingAreBalanced) {
     TextField field;
-    field.setStringValue(QString(1'000'000, u'x'));
-    EXPECT_EQ(field.stringValue().size(), 1'000'000);
-    EXPECT_GT(field.heightForWidth(412), 1000);
-    field.setAllowsExpansionToolTips(true);
-    EXPECT_FALSE(shownToolTip(field).isEmpty());
+    field.setTextStyle(Style::Heading);
+    field.setStringValue(QStringLiteral("Upload blocked by the Cloud Access Policy of all"));
+    const int wide = static_cast<int>(
+        QFontMetricsF(field.font())
+            .horizontalAdvance(QStringLiteral("Upload blocked by the Cloud Access Policy of"))
+        + 4);
+    const auto image = drawn(field, wide);
+    ASSERT_EQ(image.height(), 2 * lineHeight(Style::Heading));
+    const int line = image.height() / 2;
+    EXPECT_TRUE(isBlank(image.copy(wide * 3 / 4, 0, wide / 4, line))) << "the first line is shorter";
+    EXPECT_FALSE(isBlank(image.copy(wide / 3, line, wide / 3, line))) << "for the second one";
+}
+
+TEST_F(TextFieldTest, ABodyDoesNotEndInOneShortWord) {
+    TextField field;
+    field.setStringValue(QStringLiteral("The file was not sent to the other storage of it"));
+    const int wide = static_cast<int>(
+        QFontMetricsF(field.font())
+            .horizontalAdvance(QStringLiteral("The file was not sent to the other storage of"))
+        + 2);
+    const auto image = drawn(field, wide);
+    ASSERT_EQ(image.height(), 2 * lineHeight());
+    const int line = image.height() / 2;
+    EXPECT_FALSE(isBlank(image.copy(wide / 8, line, wide / 4, line)));
+}
+
+TEST_F(TextFieldTest, EveryStyleGrowsWithTheDesktopsText) {
+    const auto ordinary = QApplication::font();
+    for (const auto style : styles) {
+        TextField small;
+        small.setTextStyle(style);
+        small.setStringValue(QStringLiteral("Text"));
+        const int ordinaryHeight = small.heightForWidth(400);
+        auto large = ordinary;
+        large.setPointSizeF(20);
+        QApplication::setFont(large);
+        TextField field;
+        field.setTextStyle(style);
+        field.setStringValue(QStringLiteral("Text"));
+        EXPECT_NEAR(textScale(), 2, 1e-6);
+        EXPECT_EQ(field.heightForWidth(400), 2 * ordinaryHeight);
+        EXPECT_NEAR(field.font().pointSizeF(), 2 * small.font().pointSizeF(), 0.1);
+        EXPECT_EQ(cardWidth(), 104 + 2 * 356);
+        QApplication::setFont(ordinary);
+    }
+    EXPECT_EQ(cardWidth(), 460);
+}
+
+TEST_F(TextFieldTest, TextUpToElevenPointsIsOrdinary) {
+    const auto before = QApplication::font();
+    for (const auto &[points, scale] : std::vector<std::pair<double, double>> {
+             { 6, 1 }, { 10, 1 }, { 11, 1 }, { 12, 1.2 }, { 14, 1.4 }, { 25, 2.5 }, { 60, 2.5 } }) {
+        auto font = before;
+        font.setPointSizeF(points);
+        QApplication::setFont(font);
+        EXPECT_NEAR(textScale(), scale, 1e-6) << points;
+    }
+    QApplication::setFont(before);
+}
+
+// --- what a message may bring --------------------------------------------------------------------
+
+struct LongText {
+    const char *name;
+    QString text;
+};
+
+void PrintTo(const LongText &row, std::ostream *stream) {
+    *stream << row.name;
+}
+
+QString repeated(char32_t letter, int count) {
+    return QString::fromUcs4(&letter, 1).repeated(count);
+}
+
+QString lettersOfEveryPlane() {
+    QString text;
+    for (char32_t letter = 0x100; text.size() < 100'000; letter += 7) {
+        if (letter > 0x10ffff)
+            letter = 0x101;
+        if (letter < 0xd800 || letter > 0xdfff)
+            text += QString::fromUcs4(&letter, 1);
+    }
+    return text;
+}
+
+class TextThatTakesTime : public TextFieldTest, public testing::WithParamInterface<LongText> { };
+
+TEST_P(TextThatTakesTime, IsShownWithinASecondAndNotLost) {
+    for (const auto style : styles) {
+        const auto start = std::clock();
+        TextField field;
+        field.setTextStyle(style);
+        field.setStringValue(GetParam().text);
+        EXPECT_EQ(field.stringValue(), GetParam().text);
+        EXPECT_GT(field.measuredHeight(356), 0);
+        drawn(field, 356);
+        field.expansionToolTip();
+        EXPECT_LT(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC, 1.0);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, TextThatTakesTime,
+    testing::Values(LongText { "Words", QStringLiteral("word ").repeated(20'000) },
+        LongText { "OneWord", QString(1'000'000, u'x') },
+        LongText { "Paragraphs", QStringLiteral("x\n").repeated(50'000) },
+        LongText { "NoBreakSpaces", QString(100'000, QChar(0xa0)) },
+        LongText { "FigureSpaces", QString(100'000, QChar(0x2007)) },
+        LongText { "NarrowNoBreakSpaces", QString(100'000, QChar(0x202f)) },
+        LongText { "Flags", repeated(0x1f1e9, 50'000) }, LongText { "SkinTones", repeated(0x1f3fd, 50'000) },
+        LongText { "ToneLetters", repeated(0x2e5, 50'000) },
+        LongText { "Accents", QString(100'000, QChar(0x301)) },
+        LongText { "Joiners", repeated(0x200d, 100'000) },
+        LongText { "Embeddings", repeated(0x202b, 100'000) },
+        LongText { "EveryPlane", lettersOfEveryPlane() }),
+    [](const auto &row) { return row.param.name; });
+
+TEST_F(TextFieldTest, AVeryLongTextIsCutBetweenLettersAndSaysSo) {
+    TextField field;
+    field.setStringValue(QString(100'000, u'x'));
+    const auto height = field.heightForWidth(356);
+    EXPECT_GT(height, 50 * lineHeight());
+    EXPECT_LT(height, 200 * lineHeight());
+    EXPECT_GT(field.measuredHeight(356), height) << "there is more than is shown";
+    // A pair of code units is one letter wherever it is cut.
+    const auto rocket = QString::fromUcs4(U"\U0001f680", 1);
+    EXPECT_EQ(drawn(rocket.repeated(9000), 356), drawn(rocket.repeated(8000), 356));
+    EXPECT_EQ(drawn(QStringLiteral("x") + rocket.repeated(9000), 356).height(),
+        drawn(rocket.repeated(9000), 356).height());
+}
+
+// --- selecting and copying -----------------------------------------------------------------------
+
+class TextSelection : public TextFieldTest {
+protected:
+    static void press(TextField &field, QKeySequence::StandardKey key) {
+        const auto combination = QKeySequence(key)[0];
+        QKeyEvent event(QEvent::KeyPress, combination.key(), combination.keyboardModifiers());
+        QApplication::sendEvent(&field, &event);
+    }
+    static void mouse(TextField &field, QEvent::Type type, const QPointF &at) {
+        QMouseEvent event(type, at, field.mapToGlobal(at), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&field, &event);
+    }
+    static void show(TextField &field, const QString &text, int width = 356) {
+        field.setStringValue(text);
+        drawn(field, width);
+    }
+};
+
+TEST_F(TextSelection, TheKeyboardSelectsAndCopies) {
+    TextField field;
+    show(field, QStringLiteral("one two three"));
+    EXPECT_EQ(field.focusPolicy(), Qt::StrongFocus);
+    EXPECT_EQ(field.selectedText(), "");
+    press(field, QKeySequence::SelectAll);
+    EXPECT_EQ(field.selectedText(), "one two three");
+    press(field, QKeySequence::SelectPreviousChar);
+    EXPECT_EQ(field.selectedText(), "one two thre");
+    press(field, QKeySequence::SelectPreviousWord);
+    EXPECT_EQ(field.selectedText(), "one two ");
+    press(field, QKeySequence::SelectNextChar);
+    EXPECT_EQ(field.selectedText(), "one two t");
+    press(field, QKeySequence::SelectNextWord);
+    press(field, QKeySequence::Copy);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "one two three");
+}
+
+TEST_F(TextSelection, TheMouseSelects) {
+    TextField field;
+    show(field, QStringLiteral("one two\nthree"));
+    mouse(field, QEvent::MouseButtonPress, { 0, 5 });
+    mouse(field, QEvent::MouseMove, { 300, lineHeight() + 5 });
+    EXPECT_EQ(field.selectedText(), "one two\nthree");
+    const auto plain = drawn(QStringLiteral("one two\nthree"), 356);
+    EXPECT_NE(drawn(field, 356), plain) << "a selection is seen";
+    mouse(field, QEvent::MouseButtonPress, { 2, lineHeight() + 5 });
+    EXPECT_EQ(field.selectedText(), "");
+    mouse(field, QEvent::MouseButtonDblClick, { 2, 5 });
+    EXPECT_EQ(field.selectedText().trimmed(), "one");
+    field.setStringValue(QStringLiteral("other"));
+    EXPECT_EQ(field.selectedText(), "");
+}
+
+TEST_F(TextSelection, ATextThatIsCutIsCopiedWhole) {
+    TextField field;
+    field.setTextStyle(Style::Value);
+    show(field, longText_, 200);
+    mouse(field, QEvent::MouseButtonPress, { 0, 5 });
+    mouse(field, QEvent::MouseMove, { 60, 5 });
+    EXPECT_EQ(field.selectedText(), longText_);
+}
+
+TEST_F(TextSelection, ReachingAFieldByTabSelectsIt) {
+    TextField field;
+    show(field, QStringLiteral("text"));
+    QFocusEvent in(QEvent::FocusIn, Qt::TabFocusReason);
+    QApplication::sendEvent(&field, &in);
+    EXPECT_EQ(field.selectedText(), "text");
+    QFocusEvent out(QEvent::FocusOut, Qt::TabFocusReason);
+    QApplication::sendEvent(&field, &out);
+    EXPECT_EQ(field.selectedText(), "");
+}
+
+TEST_F(TextSelection, CaptionsAndCountdownsAreNotSelected) {
+    for (const auto style : { Style::Caption, Style::Countdown }) {
+        TextField field;
+        field.setTextStyle(style);
+        show(field, QStringLiteral("text"));
+        EXPECT_EQ(field.focusPolicy(), Qt::NoFocus);
+        mouse(field, QEvent::MouseButtonDblClick, { 2, 5 });
+        EXPECT_EQ(field.selectedText(), "");
+    }
 }
 
 TEST_F(TextFieldTest, OddTextsAreHarmless) {
     for (const auto &text : { QString(QChar(u'\0')), QString(QChar(u'\xd800')),
              QStringLiteral(u"\u202e\u2066\u200f"), QString(1000, QChar(0x0301)),
              QString(1000, QChar(0x202b)), QString(1000, u'\n'), QString(1000, u'\t') }) {
-        TextField field;
-        field.setStringValue(text);
-        EXPECT_GE(field.heightForWidth(200), 0);
-        drawn(field, 200);
-        drawn(text, 1, 1);
+        for (const int width : { 1, 200 }) {
+            drawn(text, width);
+            drawn(text, width, Style::Value);
+        }
     }
 }
 
@@ -241,7 +459,7 @@ TEST_F(TextFieldTest, TheToolTipIsShownOnlyWhenItIsAllowed) {
 
 TEST_F(TextFieldTest, TheToolTipHoldsTheWholeText) {
     TextField field;
-    field.setMaximumLines(1);
+    field.setTextStyle(Style::Value);
     field.setStringValue(longText_);
     field.setAllowsExpansionToolTips(true);
     EXPECT_EQ(shownToolTip(field).simplified(), longText_.simplified());

@@ -146,9 +146,9 @@ std::vector<Notice> oddTexts(const QString &language, const Translated &translat
 std::vector<Picture> catalogue(const QStringList &languages, const Translated &translated) {
     std::vector<Picture> pictures;
     const auto add = [&pictures](const QString &section, const QString &group, const Brand &brand, int scale,
-                         const std::vector<Notice> &notices) {
+                         const std::vector<Notice> &notices, double textPoints = 10) {
         for (const auto &notice : notices)
-            pictures.push_back({ section, group, notice.name, brand, scale, notice.message });
+            pictures.push_back({ section, group, notice.name, brand, scale, notice.message, textPoints });
     };
     for (const auto &language : languages)
         add(QStringLiteral("languages"), language, ofBundle(), 1, allNotices(language, translated));
@@ -169,6 +169,14 @@ std::vector<Picture> catalogue(const QStringList &languages, const Translated &t
         add(QStringLiteral("scale2"), language, ofBundle(), 2, allNotices(language, translated));
         add(QStringLiteral("scale2"), otherBrands()[0].name + u'-' + language, otherBrands()[0], 2,
             allNotices(language, translated));
+    }
+    for (const int points : { 14, 20 }) {
+        for (const auto *language : { "en", "de", "ar" }) {
+            const auto code = QString::fromLatin1(language);
+            if (languages.contains(code))
+                add(QStringLiteral("text%1").arg(points), code, ofBundle(), 1, allNotices(code, translated),
+                    points);
+        }
     }
     return pictures;
 }

@@ -9,7 +9,7 @@
 #include <functional>
 #include <vector>
 
-/// One picture of the gallery: a message, shown in a brand at a scale.
+/// One picture of the gallery: a message, shown in a brand at a scale, on a desktop with a text size.
 struct Picture {
     QString section; ///< also its folder
     QString group; ///< the pictures that stand side by side
@@ -17,6 +17,7 @@ struct Picture {
     Brand brand;
     int scale = 1;
     QVariantMap message;
+    double textPoints = 10;
 
     /// Relative to the gallery's folder.
     QString path() const { return section + u'/' + group + u'-' + name + QStringLiteral(".png"); }

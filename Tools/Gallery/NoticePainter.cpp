@@ -8,7 +8,7 @@
 #include "ServiceTier/portalGatewayServiceTier.h"
 #include "Support/AnyLanguageBundle.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QDir>
 #include <QPixmap>
 
@@ -84,6 +84,9 @@ NoticePainter::NoticePainter(const Bundle &bundle)
 }
 
 QImage NoticePainter::paint(const Picture &picture) {
+    auto desktopFont = QApplication::font();
+    desktopFont.setPointSizeF(picture.textPoints);
+    QApplication::setFont(desktopFont);
     const auto brandFolder = folder_.filePath(picture.brand.name);
     QDir().mkpath(brandFolder);
     const BrandBundle brandBundle(bundle_, picture.brand, brandFolder);

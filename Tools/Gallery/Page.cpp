@@ -29,6 +29,8 @@ QString titleOf(const QString &section) {
         { QStringLiteral("brands"), QStringLiteral("Other brands") },
         { QStringLiteral("texts"), QStringLiteral("Short, long and odd texts") },
         { QStringLiteral("scale2"), QStringLiteral("Scale 2") },
+        { QStringLiteral("text14"), QStringLiteral("Text of 14 points") },
+        { QStringLiteral("text20"), QStringLiteral("Text of 20 points") },
     };
     return titles.at(section);
 }

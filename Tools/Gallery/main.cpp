@@ -11,6 +11,7 @@
 // A scale is fixed for a whole process, so that this one draws scale 1 and starts another for each other one.
 
 #include "Platform/Qt/FileBundle.h"
+#include "Platform/Views/NoticeStyle.h"
 #include "Tools/Gallery/BrandCheck.h"
 #include "Tools/Gallery/NoticePainter.h"
 #include "Tools/Gallery/Page.h"
@@ -170,7 +171,7 @@ int main(int argumentCount, char **arguments) {
     const int ownScale = qEnvironmentVariableIntValue("GALLERY_SCALE");
     if (ownScale == 0)
         qputenv(scaleVariable, "1");
-    QApplication::setStyle(QStringLiteral("fusion"));
+    QApplication::setStyle(new NoticeStyle);
     QApplication application(argumentCount, arguments);
     QApplication::setApplicationName(QStringLiteral("gallery"));
     QApplication::setApplicationVersion(QStringLiteral(NOTICE_VERSION));

@@ -1,0 +1,42 @@
+#include "Platform/Views/NoticeHeader.h"
+
+#include "Platform/Views/Contrast.h"
+#include "Platform/Views/ImageView.h"
+
+#include <QHBoxLayout>
+#include <QPainter>
+
+namespace {
+
+constexpr int headerHeight = 52;
+constexpr int logoHeight = 28;
+constexpr int sideMargin = 24;
+constexpr double nearlyWhite = 1.3; // contrast to white
+const QColor hairlineColor(228, 231, 239);
+
+} // namespace
+
+NoticeHeader::NoticeHeader(QWidget *parent)
+    : LayerView(parent)
+    , logo_(new ImageView(this)) {
+    setFixedHeight(headerHeight);
+    logo_->setObjectName(QStringLiteral("headerLogoImageView"));
+    logo_->setFixedHeight(logoHeight);
+    auto *layout = new QHBoxLayout(this);
+    layout->setContentsMargins(sideMargin, 0, sideMargin, 0);
+    layout->addWidget(logo_);
+}
+
+QString NoticeHeader::imageName() const {
+    return logo_->property("imageName").toString();
+}
+
+void NoticeHeader::setImageName(const QString &name) {
+    logo_->setProperty("imageName", name);
+}
+
+void NoticeHeader::paintEvent(QPaintEvent *event) {
+    LayerView::paintEvent(event);
+    if (Contrast::ratio(layerBackgroundColor(), Qt::white) < nearlyWhite)
+        QPainter(this).fillRect(0, height() - 1, width(), 1, hairlineColor);
+}
