@@ -78,9 +78,3 @@ class ActivityServer:
         self._listener.close()
         for connection in self._connections:
             connection.close()
-
-
-def unused_port():
-    """A port at which nobody listens."""
-    with socket.create_server(("127.0.0.1", 0)) as listener:
-        return listener.getsockname()[1]
