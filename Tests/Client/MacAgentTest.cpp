@@ -157,20 +157,17 @@ int postNotice(const QStringList &options, QByteArray &output) {
 }
 
 TEST(MacPostNoticeTest, StartsTheAgentPostsAndWaitsForTheAnswer) {
+    // The bundle has no settings that would name its brand.
     const auto bundle = QStringLiteral(FOUNDATION_AGENT_BUNDLE);
+    const QStringList start { QStringLiteral("--start"), bundle, QStringLiteral("--folder=zelvik"),
+        QStringLiteral("--vendor=zelvik"), QStringLiteral("--wait-reauthentication=20") };
     QByteArray output;
-    EXPECT_EQ(postNotice({ QStringLiteral("--start"), bundle, QStringLiteral("--re-authenticate"),
-                             QStringLiteral("--wait-reauthentication=20") },
-                  output),
-        0);
+    EXPECT_EQ(postNotice(start + QStringList { QStringLiteral("--re-authenticate") }, output), 0);
     EXPECT_EQ(output,
         "started " + bundle.toUtf8()
             + "/Contents/MacOS/NoticeAgent\nposted zelvik_socketMessageNotifier\n"
               "received zelvik_webSocketToMainAppNotifier\n");
-    EXPECT_NE(postNotice({ QStringLiteral("--start"), bundle, QStringLiteral("--maintenance"),
-                             QStringLiteral("text"), QStringLiteral("--wait-reauthentication=20") },
-                  output),
-        0);
+    EXPECT_NE(postNotice(start + QStringList { QStringLiteral("--maintenance=text") }, output), 0);
     EXPECT_THAT(output.toStdString(), testing::HasSubstr("the agent ended without a notification"));
 }
 
