@@ -261,8 +261,8 @@ CommandLine CommandLine::parse(const std::vector<std::string> &arguments) {
 const char *CommandLine::help() {
     return R"(Usage: post-notice [OPTION]...
 
-Shows one notice: starts the notice agent unless it is there, and posts a message
-to it over the session bus.
+Shows one notice: starts the notice agent unless it is running, and posts a
+message to it over the session bus.
 
 Notices (one of them):
   --maintenance TEXT          the maintenance notice
@@ -288,8 +288,8 @@ Message, entry by entry:
 Receiver:
   --folder NAME               log folder name of the brand (default: zelvik, or
                               that of the bundle given with --start)
-  --name FULLNAME             the same by the name of the brand's messages, which
-                              ends in _socketMessageNotifier
+  --name FULLNAME             the same by the name of the brand's messages: NAME
+                              followed by _socketMessageNotifier
   --object OBJECT             object of the message (default: none)
   --user USER                 post in the session of this user, by name or
                               number; for root
@@ -306,9 +306,9 @@ Agent:
   --wait-reauthentication[=SECONDS]
                               after posting, wait for the notification that the
                               user is to sign in again (default: 60)
-  --vendor NAME               vendor word of the brand, which that notification's
-                              name begins with (default: zelvik, or that of the
-                              bundle given with --start)
+  --vendor NAME               vendor word of the brand, which the name of that
+                              notification begins with (default: zelvik, or that
+                              of the bundle given with --start)
 
   --quiet                     print errors only
   --version                   print the version

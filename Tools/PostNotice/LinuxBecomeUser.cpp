@@ -42,11 +42,14 @@ const passwd &entryOf(const std::string &user) {
     return *entry;
 }
 
-// What a service may have of root's: a time-critical schedule, and limits that let it have one.
-void giveUpPrivileges(const std::string &user) {
+// What a service may have of root's: precedence before others, and limits that let a process have it.
+void giveUpPrecedence(const std::string &user) {
+    const int policy = ::sched_getscheduler(0);
     const sched_param ordinary {};
-    check(user, "scheduling", ::sched_setscheduler(0, SCHED_OTHER, &ordinary) == 0);
-    check(user, "priority", ::setpriority(PRIO_PROCESS, 0, 0) == 0);
+    if (policy == SCHED_FIFO || policy == SCHED_RR)
+        check(user, "scheduling", ::sched_setscheduler(0, SCHED_OTHER, &ordinary) == 0);
+    if (::getpriority(PRIO_PROCESS, 0) < 0)
+        check(user, "priority", ::setpriority(PRIO_PROCESS, 0, 0) == 0);
     const rlimit nothing {};
     for (const auto limit : { RLIMIT_CORE, RLIMIT_NICE, RLIMIT_RTPRIO })
         check(user, "limits", ::setrlimit(limit, &nothing) == 0);
@@ -86,7 +89,7 @@ void becomeUser(const std::string &user) {
         return;
     if (::geteuid() != 0)
         fail(user, "only root may post to another user's session");
-    giveUpPrivileges(user);
+    giveUpPrecedence(user);
     setIdentifiers(user, entry);
     // Behind the identifiers, so that the new keyring is the user's. A kernel without keyrings has none of
     // root's.

@@ -65,8 +65,10 @@ std::string inSeconds(Duration duration) {
 }
 
 void show(const CommandLine &line, const std::string &progress) {
-    if (line.progress == CommandLine::Progress::Shown)
-        std::printf("%s\n", progress.c_str());
+    if (line.progress == CommandLine::Progress::Silent)
+        return;
+    std::printf("%s\n", progress.c_str());
+    std::fflush(stdout); // a pipe's reader need not wait for the end
 }
 
 Value valueOf(const CommandLine::EntryOption &entry) {
@@ -208,7 +210,6 @@ ExitStatus run(const std::vector<std::string> &arguments) {
 }
 
 int printed(const std::string &line, ExitStatus status) {
-    std::fflush(stdout);
     std::fprintf(stderr, "post-notice: %s\n", line.c_str());
     return static_cast<int>(status);
 }
