@@ -1,13 +1,13 @@
 #include "Tools/PostNotice/Bundle.h"
 
 #include "Contract/Brand.h"
-#include "Tools/PostNotice/PropertyListFile.h"
+#include "Formats/File.h"
+#include "Formats/PropertyList.h"
 
 #include <unistd.h>
 
 #include <cstdlib>
 #include <memory>
-#include <string_view>
 
 namespace {
 
@@ -18,13 +18,6 @@ std::string bundleOfPackage(const std::string &package) {
     const std::string path = self ? self.get() : "/usr/bin/post-notice";
     const auto folder = path.substr(0, path.rfind('/'));
     return folder.substr(0, folder.rfind('/')) + "/lib/" + package + "/NoticeAgent.app";
-}
-
-std::string word(
-    const NoticeClient::Dictionary &settings, std::string_view key, std::string_view valueByDefault) {
-    const auto found = settings.find(std::string(key));
-    const auto *text = found == settings.end() ? nullptr : std::get_if<std::string>(&found->second);
-    return text ? *text : std::string(valueByDefault);
 }
 
 } // namespace
@@ -39,8 +32,11 @@ NoticeClient::Brand brandOfBundle(const std::string &bundle) {
     using namespace Contract::Brand;
     const auto path
         = bundle + "/Contents/Resources/" + std::string(settingsResource) + '.' + std::string(settingsType);
-    if (::access(path.c_str(), F_OK) != 0)
+    // As the agent does: without a file that it can read, its message's name begins with nothing.
+    const auto bytes = Formats::readFile(path);
+    const auto settings = bytes ? Formats::parsePropertyList(*bytes) : std::nullopt;
+    if (!settings)
         return { {}, {} };
-    const auto settings = readPropertyList("--start", path);
-    return { word(settings, LogFolderName, defaultLogFolderName), word(settings, Vendor, defaultVendor) };
+    return { Formats::stringOf(*settings, LogFolderName).value_or(std::string(defaultLogFolderName)),
+        Formats::stringOf(*settings, Vendor).value_or(std::string(defaultVendor)) };
 }
