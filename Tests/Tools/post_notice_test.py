@@ -34,7 +34,6 @@ INTERFACE = "com.tevanic.DistributedNotificationCenter"
 PATH = "/com/tevanic/DistributedNotificationCenter"
 AGENT_NAME = "com.tevanic.NoticeAgent"
 MESSAGE = "zelvik_socketMessageNotifier"
-ANSWER = "zelvik_webSocketToMainAppNotifier"
 
 # How long a thing may take that happens at once on an idle machine.
 PATIENCE = 20.0
@@ -660,13 +659,6 @@ class PostNoticeTest(unittest.TestCase):
         self.assertEqual(self.facts(bundle)["process"], agent)
         self.bus.wait_until(lambda: self.noted(bundle, "heard") == 2 * f"{MESSAGE}\n", "it has heard both")
 
-    def test_two_clients_at_once_get_one_agent(self):
-        bundle = self.installed("stay")
-        clients = [self.begin("--re-authenticate") for _ in range(4)]
-        for client in clients:
-            self.assertEqual(self.finish(client)[0], 0)
-        self.bus.wait_until(lambda: self.noted(bundle, "heard") == 4 * f"{MESSAGE}\n", "it has heard all")
-
     def test_each_brand_has_its_agent(self):
         zelvik, acme = self.installed("stay"), self.installed("stay", "acme")
         self.assertEqual(self.run_command("--re-authenticate", "--folder", "acme")[0], 0)
@@ -687,11 +679,20 @@ class PostNoticeTest(unittest.TestCase):
         self.installed("end0", "acme")
         self.assert_refused(6, "no agent came within 0.5 s", "--re-authenticate", "--folder=acme", "--wait=0.5")
 
-    def test_an_agent_that_is_about_to_end_is_followed_by_the_next(self):
+    def test_a_message_to_an_agent_that_is_about_to_end_goes_to_the_next(self):
         ending = self.agent_here()
-        self.bus.release(ending, "zelvik")
         bundle = self.installed("stay")
-        self.assertEqual(self.run_command("--re-authenticate")[0], 0)
+        release = Gio.DBusMessage.new_method_call("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                  "org.freedesktop.DBus", "ReleaseName")
+        release.set_body(GLib.Variant("(s)", (name_of("zelvik"),)))
+
+        def give_back_at_the_message(connection, message, incoming):
+            if incoming and message.get_member() == "Posted" and not release.get_locked():
+                connection.send_message(release, Gio.DBusSendMessageFlags.NONE)
+            return message
+        ending.signal_subscribe(None, INTERFACE, "Posted", None, None, Gio.DBusSignalFlags.NONE, lambda *_: None)
+        ending.add_filter(give_back_at_the_message)
+        self.assertEqual(self.run_command("--re-authenticate"), (0, f"posted {MESSAGE}\n", ""))
         self.bus.wait_until(lambda: self.noted(bundle, "heard"), "the next agent hears the message")
 
     # --- starting the agent of a bundle, and waiting for one
@@ -780,21 +781,16 @@ class PostNoticeTest(unittest.TestCase):
 
     def test_an_answer_however_fast_is_heard(self):
         self.agent_here()
-        self.bus.answering = lambda: self.bus.emit(ANSWER)
-        for _ in range(20):
-            self.assertEqual(self.run_command("--re-authenticate", "--wait-reauthentication=20"),
-                             (0, f"posted {MESSAGE}\nreceived {ANSWER}\n", ""))
+        for vendor in ["zelvik", "brand 'x'"] * 10:
+            answer = vendor + "_webSocketToMainAppNotifier"
+            self.bus.answering = lambda: self.bus.emit(answer)
+            self.assertEqual(self.run_command("--re-authenticate", "--vendor", vendor, "--wait-reauthentication=20"),
+                             (0, f"posted {MESSAGE}\nreceived {answer}\n", ""))
 
     def test_the_answer_of_a_started_agent(self):
         status, output, errors = self.run_command(
             "--start", self.bundle("answer"), "--re-authenticate", "--wait-reauthentication", "--quiet")
         self.assertEqual((status, output, errors), (0, "", ""))
-
-    def test_vendor_names_the_notification(self):
-        self.agent_here()
-        vendor = "brand 'x'"
-        self.bus.answering = lambda: self.bus.emit(vendor + "_webSocketToMainAppNotifier")
-        self.assertEqual(self.run_command("--re-authenticate", "--vendor", vendor, "--wait-reauthentication=20")[0], 0)
 
     def test_no_answer_in_time(self):
         self.agent_here()
@@ -804,30 +800,6 @@ class PostNoticeTest(unittest.TestCase):
         self.assertEqual((status, output), (3, f"posted {MESSAGE}\n"))
         self.assertEqual(errors, "post-notice: --wait-reauthentication: no notification within 0.4 s\n")
 
-    def test_an_agent_that_ends_will_not_answer(self):
-        agent = self.agent_here()
-        process = self.begin("--re-authenticate", "--wait-reauthentication=60")
-        self.assertEqual(process.stdout.readline().decode(), f"posted {MESSAGE}\n")
-        agent.close_sync()
-        status, _output, errors = self.finish(process)
-        self.assertEqual((status, errors),
-                         (3, "post-notice: --wait-reauthentication: the agent ended without a notification\n"))
-
-    def test_a_bus_that_goes_away(self):
-        bus = Bus()
-        try:
-            agent = bus.connect()
-            bus.own(agent, "zelvik")
-            environment = self.environment(DBUS_SESSION_BUS_ADDRESS=bus.address)
-            process = self.begin("--re-authenticate", "--wait-reauthentication=60", env=environment)
-            waiting = self.begin("--re-authenticate", "--folder=acme", "--wait=60", env=environment)
-            bus.wait_until(lambda: bus.heard, "the message comes")
-            bus.wait_until(lambda: len(bus.call(bus.connection, "ListNames", None)[0]) == 6, "both are connected")
-        finally:
-            bus.close()
-        self.assertEqual(self.finish(process)[0], 3)
-        status, _output, errors = self.finish(waiting)
-        self.assertEqual((status, errors.count("\n")), (1, 1))
 
 
 class Result(unittest.TextTestResult):
