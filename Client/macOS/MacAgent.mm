@@ -56,12 +56,14 @@ void turn() {
 }
 
 // The agent names a message port as soon as it hears messages.
-bool agentIsThere() {
+bool agentIsThere(const Brand &brand) {
+    auto name = Contract::brandName(brand.logFolderName);
+    if (name.empty())
+        name = Contract::agentName;
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
     @autoreleasepool {
-        NSString *name = stringOf(std::string(Contract::agentName));
-        return [[NSMessagePortNameServer sharedInstance] portForName:name] != nil;
+        return [[NSMessagePortNameServer sharedInstance] portForName:stringOf(name)] != nil;
     }
 #pragma clang diagnostic pop
 }
@@ -88,7 +90,7 @@ struct [[gnu::visibility("hidden")]] Agent::State {
     bool agentWasThere = false;
 
     bool seesAgent() {
-        const bool isThere = agentIsThere();
+        const bool isThere = agentIsThere(brand);
         agentWasThere = agentWasThere || isThere;
         return isThere;
     }

@@ -1,6 +1,8 @@
 // The library for integrators as it is on macOS, over any Foundation.
 
 #include "Client/NoticeClient.h"
+
+#include "Contract/Bus.h"
 #include "Platform/macOS/MacNotificationCenter.h"
 #include "Tests/Contracts/FoundationLoop.h"
 #include "Tests/Fakes/ManualRunLoop.h"
@@ -28,7 +30,7 @@ protected:
     void listen(MacNotificationCenter &center, const QString &name = messageName) {
         center.addObserver(
             this, [this](const ::Notification &notification) { got_.push_back(notification); }, name);
-        center.listen({}, {});
+        center.listen(Contract::brandName("zelvik"), {});
     }
     bool waitForMessage() {
         const auto end = std::chrono::steady_clock::now() + 20s;
@@ -70,7 +72,7 @@ TEST_F(MacAgentTest, ASecondAgentWorksWithoutTheName) {
 }
 
 TEST_F(MacAgentTest, AMessageArrivesWithItsValues) {
-    MacNotificationCenter center(loop_, agentName);
+    MacNotificationCenter center(loop_);
     listen(center);
     Message message;
     message.object = "sender";
@@ -86,7 +88,7 @@ TEST_F(MacAgentTest, AMessageArrivesWithItsValues) {
 }
 
 TEST_F(MacAgentTest, AMessageWithoutUserInfoHasNone) {
-    MacNotificationCenter center(loop_, agentName);
+    MacNotificationCenter center(loop_);
     listen(center);
     ASSERT_TRUE(agent_.post({}));
     ASSERT_TRUE(waitForMessage());
@@ -94,15 +96,15 @@ TEST_F(MacAgentTest, AMessageWithoutUserInfoHasNone) {
     EXPECT_EQ(got_[0].object, "");
 }
 
-TEST_F(MacAgentTest, NothingIsPostedToNobody) {
+TEST_F(MacAgentTest, NothingIsPostedToAnotherBrandsAgent) {
     MacNotificationCenter center(loop_);
-    listen(center);
+    center.listen(Contract::brandName("acme"), {});
     EXPECT_EQ(codeOf(agent_.post({})), ErrorCode::NotListening);
     EXPECT_EQ(codeOf(agent_.ensureListening(20s)), ErrorCode::NotInstalled);
 }
 
 TEST_F(MacAgentTest, WhatIsNoTextIsRefused) {
-    MacNotificationCenter center(loop_, agentName);
+    MacNotificationCenter center(loop_);
     listen(center);
     const std::string wrong = "\xff";
     EXPECT_EQ(codeOf(agent_.post({ std::nullopt, wrong })), ErrorCode::InvalidArgument);
