@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMargins>
+#include <QRect>
 #include <QString>
 
 #include <functional>
@@ -54,8 +55,8 @@ public:
 
     /// Tells that a margin of the window is shadow, which is no part of the notice: clicks in it go through.
     /// Called with each new size of the window.
-    /// @param shadow  in device-independent pixels
-    virtual void setShadow(QWindow *window, const QMargins &shadow) = 0;
+    /// @param card    the window without its shadow, in device-independent pixels
+    virtual void setShadow(QWindow *window, const QRect &card, const QMargins &shadow) = 0;
 
     /// Called each time before the window is mapped, by the last decision.
     virtual void willMap(QWindow *window, Keyboard keyboard) = 0;

@@ -63,7 +63,7 @@ public:
     QScreen *activeScreen() override;
     bool decideMapping(QWindow *window, Keyboard keyboard) override;
     bool isManaged() const override { return isManaged_; }
-    void setShadow(QWindow *window, const QMargins &shadow) override;
+    void setShadow(QWindow *window, const QRect &card, const QMargins &shadow) override;
     void willMap(QWindow *window, Keyboard keyboard) override;
     void didMap(QWindow *window) override;
     void willUnmap(QWindow *window) override;
@@ -170,8 +170,7 @@ bool LinuxDesktop::decideMapping(QWindow *window, Keyboard keyboard) {
     return isManaged_ == wasManaged && canTakeKeyboard;
 }
 
-void LinuxDesktop::setShadow(QWindow *window, const QMargins &shadow) {
-    const auto card = QRect(QPoint(), window->size()).marginsRemoved(shadow);
+void LinuxDesktop::setShadow(QWindow *window, const QRect &card, const QMargins &shadow) {
     const X11 x;
     if (!x.isConnected())
         return window->setMask(card); // under Wayland what takes clicks, and not what is seen

@@ -91,6 +91,12 @@ public:
     explicit AccessibleNotice(QtNoticeWindow *window)
         : QAccessibleWidget(window, QAccessible::Notification) { }
 
+    // Without its shadow.
+    QRect rect() const override {
+        const auto &window = *static_cast<QtNoticeWindow *>(widget());
+        return window.cardRect().translated(window.pos());
+    }
+
     QString text(QAccessible::Text kind) const override {
         if (kind == QAccessible::Name)
             return headingOf(*widget());

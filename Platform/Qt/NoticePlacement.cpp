@@ -62,7 +62,7 @@ void NoticePlacement::setCardSize(const QSize &size) {
     if (window_.size() == fitted)
         return;
     window_.setFixedSize(fitted);
-    desktop_.setShadow(window_.windowHandle(), shadow_);
+    desktop_.setShadow(window_.windowHandle(), cardRect(), shadow_);
     if (window_.isVisible())
         dragged_ ? moveIntoScreen() : place();
 }

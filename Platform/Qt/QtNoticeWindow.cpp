@@ -38,7 +38,6 @@ const QColor initialBackgroundColor(30, 34, 52);
 
 // After every ordinary event of this turn, among them the blocks of the main queue.
 const auto commitEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
-const auto paintedEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 
 QString headingOf(const QWidget &view) {
     const auto fields = view.findChildren<TextField *>();
@@ -221,8 +220,12 @@ void QtNoticeWindow::commit() {
         showContent();
     if (appears)
         putOnScreen(keyboard);
-    if (isNewContent || appears)
+    if (isNewContent || appears) {
+        // What is clicked on in a window that just appeared was clicked on in this notice.
+        isShown_ = appears;
+        desktop_.whenShown(windowHandle(), [this] { wasShown(); });
         announce();
+    }
     if (std::exchange(keyWanted_, false)) {
         raise();
         desktop_.takeKeyboard(windowHandle());
@@ -255,7 +258,6 @@ void QtNoticeWindow::putOnScreen(Keyboard keyboard) {
 }
 
 void QtNoticeWindow::showContent() {
-    frame_ = Frame::Unpainted;
     if (contentView_) {
         setWindowTitle(titleOf(*contentView_));
         arrange();
@@ -297,7 +299,7 @@ void QtNoticeWindow::arrange() {
 }
 
 void QtNoticeWindow::wasShown() {
-    frame_ = Frame::Shown;
+    isShown_ = true;
     quiet_.start();
     setWindowIcon(contentView_ ? iconOf(*contentView_) : QIcon());
     QTimer::singleShot(pauseBeforeKeysCount, this, [this] {
@@ -309,10 +311,6 @@ void QtNoticeWindow::wasShown() {
 bool QtNoticeWindow::event(QEvent *event) {
     if (event->type() == commitEvent) {
         commit();
-        return true;
-    }
-    if (event->type() == paintedEvent) {
-        desktop_.whenShown(windowHandle(), [this] { wasShown(); });
         return true;
     }
     if (event->type() == QEvent::WindowActivate) {
@@ -338,13 +336,13 @@ bool QtNoticeWindow::isInputForIt(const QEvent &event) {
     case QEvent::KeyPress:
         keysCount_ = isActiveWindow() && quiet_.isValid() && quiet_.hasExpired(pauseBeforeKeysCount.count());
         quiet_.start();
-        return frame_ == Frame::Shown;
+        return isShown_;
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonDblClick:
     case QEvent::TouchBegin:
-        if (frame_ == Frame::Shown && !isActiveWindow())
+        if (isShown_ && !isActiveWindow())
             desktop_.takeKeyboard(windowHandle());
-        return frame_ == Frame::Shown;
+        return isShown_;
     default:
         return true;
     }
@@ -374,11 +372,6 @@ void QtNoticeWindow::keyPressEvent(QKeyEvent *event) {
 void QtNoticeWindow::closeEvent(QCloseEvent *event) {
     closed_ = true;
     event->accept();
-}
-
-void QtNoticeWindow::paintEvent(QPaintEvent *) {
-    if (std::exchange(frame_, frame_ == Frame::Unpainted ? Frame::Painted : frame_) == Frame::Unpainted)
-        QCoreApplication::postEvent(this, new QEvent(paintedEvent), Qt::LowEventPriority);
 }
 
 void QtNoticeWindow::resizeEvent(QResizeEvent *) {

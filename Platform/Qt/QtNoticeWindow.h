@@ -43,7 +43,6 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
-    void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:
@@ -75,9 +74,7 @@ private:
     bool commitQueued_ = false;
     bool keyWanted_ = false;
     bool contentIsNew_ = false;
-
-    enum class Frame { Unpainted, Painted, Shown };
-    Frame frame_ = Frame::Unpainted; ///< of the present content
+    bool isShown_ = false; ///< all input from here on came after the present content
     QTimer announcement_;
     QElapsedTimer quiet_; ///< since the notice was shown, got the keyboard, and was last typed into
     bool keysCount_ = false;

@@ -47,7 +47,7 @@ public:
     bool decideMapping(QWindow *, Keyboard) override { return true; }
     bool isManaged() const override { return true; }
 
-    void setShadow(QWindow *, const QMargins &) override { }
+    void setShadow(QWindow *, const QRect &, const QMargins &) override { }
 
     void willMap(QWindow *window, Keyboard) override {
         @autoreleasepool {
