@@ -158,7 +158,8 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_RPM_COMPONENT_INSTALL ON)
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
 set(CPACK_RPM_PACKAGE_LICENSE Apache-2.0)
-set(CPACK_RPM_PACKAGE_GROUP Unspecified)
+set(CPACK_RPM_PACKAGE_GROUP System/GUI/Other)
+set(CPACK_RPM_PACKAGE_URL https://notice-agent.example)
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION /usr/lib/tmpfiles.d /usr/share/applications
     /usr/share/bash-completion /usr/share/bash-completion/completions /usr/share/dbus-1 /usr/share/dbus-1/interfaces
     /usr/share/dbus-1/services /usr/share/icons /usr/share/icons/hicolor /usr/share/icons/hicolor/scalable
@@ -268,6 +269,7 @@ files for CMake and pkg-config, the bus interface, and examples."
     DEPENDS "libnoticeclient1 (= ${PROJECT_VERSION}), libdbus-1-dev"
     SUGGESTS notice-agent-doc
     RPM REQUIRES "libnoticeclient1 = ${PROJECT_VERSION}")
+set(CPACK_RPM_DEVELOPMENT_PACKAGE_NAME libnoticeclient-devel)
 foreach(script postinst postrm)
     configure_file(${packaging}/debian/${script}.in packaging/${script} @ONLY
         FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)

@@ -209,6 +209,39 @@ class ContentTest(unittest.TestCase):
         self.assertTrue((pictures / "languages/de-casb.png").is_file())
 
 
+@unittest.skipUnless(shutil.which("rpmbuild"), "rpmbuild is missing (package rpm)")
+@unittest.skipUnless(os.geteuid() == 0, "rpm installs as root only")
+class RpmTest(unittest.TestCase):
+    """As far as it goes on a Debian system: made, installed into a root of its own, and taken away again."""
+
+    # Of a signed package, of another tool than cpack, or of names that rpmlint guesses from the suffix.
+    UNAVOIDABLE = {"no-signature", "no-packager-tag", "no-dependency-on", "missing-hash-section"}
+
+    def test_packages_hold_what_the_debian_ones_do(self):
+        place = folder / "rpm"
+        place.mkdir()
+        run("cpack", "--config", BUILD / "CPackConfig.cmake", "-G", "RPM", "-B", place, cwd=place)
+        made = sorted(place.glob("*.rpm"))
+        self.assertEqual(len(made), 6)
+        for name, debian in (("notice-agent", agent), ("libnoticeclient1", library), ("post-notice", command)):
+            rpm = only(place.glob(f"{name}-1*.rpm"))
+            files = {f".{line}" for line in run("rpm", "-qp", "--list", rpm).splitlines() if line.startswith("/usr")}
+            there = {line.split()[5] for line in run("dpkg-deb", "-c", debian).splitlines() if line[0] != "d"}
+            ignored = re.compile(r"/(lintian/overrides|doc|licenses)/")
+            self.assertEqual({line for line in there if not ignored.search(line)} - files, set())
+        root = folder / "rpm-root"
+        root.mkdir()
+        wanted = [path for path in made if not path.name.startswith("post-notice")]
+        run("rpm", "--root", root, "--nodeps", "--noscripts", "--install", *wanted)
+        self.assertTrue((root / INSTALLED_BUNDLE / "Contents/Linux/NoticeAgent").is_file())
+        run("rpm", "--root", root, "--noscripts", "--erase", "notice-agent", "notice-agent-brand-kit",
+            "notice-agent-doc", "libnoticeclient1", "libnoticeclient-devel")
+        self.assertEqual([path for path in (root / "usr").rglob("*") if not path.is_dir()], [])
+        if shutil.which("rpmlint"):
+            said = run("rpmlint", *made, status=None)
+            self.assertLessEqual(set(re.findall(r": E: (\S+)", said)), self.UNAVOIDABLE, said)
+
+
 @unittest.skipUnless(os.geteuid() == 0, "dpkg installs as root only")
 class LifeTest(unittest.TestCase):
 
