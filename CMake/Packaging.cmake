@@ -119,22 +119,6 @@ install(DIRECTORY Client/Examples DESTINATION ${documents}/Client COMPONENT docu
 # The library's own files are named in Client/CMakeLists.txt.
 manual(Development docs/man/NoticeClient.3)
 
-# What root installs is for all users, whatever root's umask.
-install(CODE [[
-    execute_process(COMMAND id -u OUTPUT_VARIABLE user OUTPUT_STRIP_TRAILING_WHITESPACE)
-    set(folders)
-    foreach(file IN LISTS CMAKE_INSTALL_MANIFEST_FILES)
-        cmake_path(GET file PARENT_PATH folder)
-        while(folder MATCHES "^${CMAKE_INSTALL_PREFIX}")
-            list(APPEND folders $ENV{DESTDIR}${folder})
-            cmake_path(GET folder PARENT_PATH folder)
-        endwhile()
-    endforeach()
-    list(REMOVE_DUPLICATES folders)
-    if(user STREQUAL 0 AND folders)
-        execute_process(COMMAND chmod go+rx ${folders} COMMAND_ERROR_IS_FATAL ANY)
-    endif()]] ALL_COMPONENTS)
-
 # --- cpack ----------------------------------------------------------------------------------------
 
 set(CPACK_GENERATOR DEB)
@@ -280,4 +264,20 @@ file(WRITE ${CMAKE_BINARY_DIR}/packaging/find-library "ldconfig\n")
 set(CPACK_RPM_AGENT_POST_INSTALL_SCRIPT_FILE ${CMAKE_BINARY_DIR}/packaging/make-log)
 set(CPACK_RPM_LIBRARY_POST_INSTALL_SCRIPT_FILE ${CMAKE_BINARY_DIR}/packaging/find-library)
 set(CPACK_RPM_LIBRARY_POST_UNINSTALL_SCRIPT_FILE ${CMAKE_BINARY_DIR}/packaging/find-library)
+# What root installs is for all users, whatever root's umask.
+install(CODE [[
+    execute_process(COMMAND id -u OUTPUT_VARIABLE user OUTPUT_STRIP_TRAILING_WHITESPACE)
+    set(folders)
+    foreach(file IN LISTS CMAKE_INSTALL_MANIFEST_FILES)
+        cmake_path(GET file PARENT_PATH folder)
+        while(folder MATCHES "^${CMAKE_INSTALL_PREFIX}")
+            list(APPEND folders $ENV{DESTDIR}${folder})
+            cmake_path(GET folder PARENT_PATH folder)
+        endwhile()
+    endforeach()
+    list(REMOVE_DUPLICATES folders)
+    if(user STREQUAL 0 AND folders)
+        execute_process(COMMAND chmod go+rx ${folders} COMMAND_ERROR_IS_FATAL ANY)
+    endif()]] ALL_COMPONENTS)
+
 include(CPack)
