@@ -119,6 +119,13 @@ install(DIRECTORY Client/Examples DESTINATION ${documents}/Client COMPONENT docu
 # The library's own files are named in Client/CMakeLists.txt.
 manual(Development docs/man/NoticeClient.3)
 
+# --- the portable bundle ---------------------------------------------------------------------------
+
+add_custom_target(portable
+    COMMAND ${packaging}/make-portable ${CMAKE_BINARY_DIR} ${CMAKE_BINARY_DIR}/notice-agent-portable.tar.xz
+    DEPENDS NoticeAgent ServiceTier BundleResources post-notice
+    USES_TERMINAL VERBATIM)
+
 # --- cpack ----------------------------------------------------------------------------------------
 
 set(CPACK_GENERATOR DEB)

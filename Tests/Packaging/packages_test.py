@@ -210,6 +210,30 @@ class ContentTest(unittest.TestCase):
         self.assertTrue((pictures / "languages/de-casb.png").is_file())
 
 
+class PortableTest(unittest.TestCase):
+
+    def test_it_takes_nothing_but_glibc_from_the_system(self):
+        bundle = folder / "portable"
+        run(ROOT / "Packaging/make-portable", BUILD, bundle)
+        contents = bundle / "NoticeAgent.app/Contents"
+        programs = [contents / "Linux/NoticeAgent", contents / "Linux/post-notice",
+                    contents / "Frameworks/libServiceTier.so", *contents.glob("PlugIns/*/*.so")]
+        self.assertGreater(len(programs), 4)
+        for program in programs:
+            for name, path in re.findall(r"(\S+) => (.+?)(?: \(|$)", run("ldd", program)):
+                if not re.match(r"lib(c|m|dl|rt|pthread|resolv)\.so", name):
+                    self.assertTrue(Path(path).resolve().is_relative_to(bundle.resolve()), f"{program}: {name}: {path}")
+        self.assertTrue((bundle / "licences/libqt6core6").is_file())
+
+        notices = Notices()
+        self.addCleanup(notices.end)
+        notices.show(contents / "Linux/post-notice", "--start", bundle / "NoticeAgent.app", "--maintenance", "Back.")
+        notices.wait_text("Back.")
+        loaded = {line.split()[-1] for line in Path(f"/proc/{notices.process}/maps").read_text().splitlines()}
+        outside = [path for path in loaded if "/libQt6" in path and not path.startswith(str(bundle))]
+        self.assertEqual(outside, [])
+
+
 @unittest.skipUnless(shutil.which("rpmbuild"), "rpmbuild is missing (package rpm)")
 @unittest.skipUnless(os.geteuid() == 0, "rpm installs as root only")
 class RpmTest(unittest.TestCase):
