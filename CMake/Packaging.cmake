@@ -119,21 +119,12 @@ install(DIRECTORY Client/Examples DESTINATION ${documents}/Client COMPONENT docu
 # The library's own files are named in Client/CMakeLists.txt.
 manual(Development docs/man/NoticeClient.3)
 
-# What root installs is for all users, whatever root's umask.
-install(CODE [[
-    execute_process(COMMAND id -u OUTPUT_VARIABLE user OUTPUT_STRIP_TRAILING_WHITESPACE)
-    set(folders)
-    foreach(file IN LISTS CMAKE_INSTALL_MANIFEST_FILES)
-        cmake_path(GET file PARENT_PATH folder)
-        while(folder MATCHES "^${CMAKE_INSTALL_PREFIX}")
-            list(APPEND folders $ENV{DESTDIR}${folder})
-            cmake_path(GET folder PARENT_PATH folder)
-        endwhile()
-    endforeach()
-    list(REMOVE_DUPLICATES folders)
-    if(user STREQUAL 0 AND folders)
-        execute_process(COMMAND chmod go+rx ${folders} COMMAND_ERROR_IS_FATAL ANY)
-    endif()]] ALL_COMPONENTS)
+# --- the portable bundle ---------------------------------------------------------------------------
+
+add_custom_target(portable
+    COMMAND ${packaging}/make-portable ${CMAKE_BINARY_DIR} ${CMAKE_BINARY_DIR}/notice-agent-portable.tar.xz
+    DEPENDS NoticeAgent ServiceTier BundleResources post-notice
+    USES_TERMINAL VERBATIM)
 
 # --- cpack ----------------------------------------------------------------------------------------
 
@@ -158,7 +149,8 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_RPM_COMPONENT_INSTALL ON)
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
 set(CPACK_RPM_PACKAGE_LICENSE Apache-2.0)
-set(CPACK_RPM_PACKAGE_GROUP Unspecified)
+set(CPACK_RPM_PACKAGE_GROUP System/GUI/Other)
+set(CPACK_RPM_PACKAGE_URL https://notice-agent.example)
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION /usr/lib/tmpfiles.d /usr/share/applications
     /usr/share/bash-completion /usr/share/bash-completion/completions /usr/share/dbus-1 /usr/share/dbus-1/interfaces
     /usr/share/dbus-1/services /usr/share/icons /usr/share/icons/hicolor /usr/share/icons/hicolor/scalable
@@ -268,6 +260,7 @@ files for CMake and pkg-config, the bus interface, and examples."
     DEPENDS "libnoticeclient1 (= ${PROJECT_VERSION}), libdbus-1-dev"
     SUGGESTS notice-agent-doc
     RPM REQUIRES "libnoticeclient1 = ${PROJECT_VERSION}")
+set(CPACK_RPM_DEVELOPMENT_PACKAGE_NAME libnoticeclient-devel)
 foreach(script postinst postrm)
     configure_file(${packaging}/debian/${script}.in packaging/${script} @ONLY
         FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
@@ -278,4 +271,20 @@ file(WRITE ${CMAKE_BINARY_DIR}/packaging/find-library "ldconfig\n")
 set(CPACK_RPM_AGENT_POST_INSTALL_SCRIPT_FILE ${CMAKE_BINARY_DIR}/packaging/make-log)
 set(CPACK_RPM_LIBRARY_POST_INSTALL_SCRIPT_FILE ${CMAKE_BINARY_DIR}/packaging/find-library)
 set(CPACK_RPM_LIBRARY_POST_UNINSTALL_SCRIPT_FILE ${CMAKE_BINARY_DIR}/packaging/find-library)
+# What root installs is for all users, whatever root's umask.
+install(CODE [[
+    execute_process(COMMAND id -u OUTPUT_VARIABLE user OUTPUT_STRIP_TRAILING_WHITESPACE)
+    set(folders)
+    foreach(file IN LISTS CMAKE_INSTALL_MANIFEST_FILES)
+        cmake_path(GET file PARENT_PATH folder)
+        while(folder MATCHES "^${CMAKE_INSTALL_PREFIX}")
+            list(APPEND folders $ENV{DESTDIR}${folder})
+            cmake_path(GET folder PARENT_PATH folder)
+        endwhile()
+    endforeach()
+    list(REMOVE_DUPLICATES folders)
+    if(user STREQUAL 0 AND folders)
+        execute_process(COMMAND chmod go+rx ${folders} COMMAND_ERROR_IS_FATAL ANY)
+    endif()]] ALL_COMPONENTS)
+
 include(CPack)

@@ -4,8 +4,10 @@
 
 #include <curl/curl.h>
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
@@ -77,6 +79,17 @@ std::size_t countBody(char *, std::size_t size, std::size_t count, void *receive
     return total <= HttpRequest::mostBodyBytes ? size * count : 0;
 }
 
+// Where the certificates of this system are, when they are not where libcurl was built to find them.
+const char *certificates() {
+    const auto exists = [](const char *path) { return path && ::access(path, R_OK) == 0; };
+    if (exists(curl_version_info(CURLVERSION_NOW)->cainfo))
+        return nullptr;
+    constexpr std::array places { "/etc/ssl/certs/ca-certificates.crt", "/etc/pki/tls/certs/ca-bundle.crt",
+        "/etc/ssl/ca-bundle.pem", "/etc/ssl/cert.pem" };
+    const auto found = std::find_if(places.begin(), places.end(), exists);
+    return found == places.end() ? nullptr : *found;
+}
+
 class Transfer {
 public:
     explicit Transfer(const std::string &method)
@@ -95,6 +108,8 @@ public:
         set(CURLOPT_HEADERDATA, &received_);
         set(CURLOPT_WRITEFUNCTION, &countBody);
         set(CURLOPT_WRITEDATA, &received_);
+        if (const auto *file = certificates())
+            set(CURLOPT_CAINFO, file);
         if (method == "HEAD")
             set(CURLOPT_NOBODY, 1L);
         else if (method != "GET")

@@ -304,7 +304,7 @@ class BrandedBundleTest(BrandTestCase):
         with Image.open(out) as picture:
             colors = {color: count for count, color in picture.convert("RGB").getcolors(maxcolors=1 << 24)}
         # Five of the six notices have the header's colour; every one has the logo's sun.
-        self.assertGreater(colors[HEADER], 5 * 460 * 60 * 0.9)
+        self.assertGreater(colors[HEADER], 5 * 460 * 52 * 0.9)
         self.assertGreater(colors[(0xFF, 0xC9, 0x4D)], 6 * 100)
 
     def test_notices_of_the_brand(self):
@@ -325,7 +325,7 @@ class BrandedBundleTest(BrandTestCase):
             with self.subTest(arguments[0]):
                 notices.show(post_notice, "--start", out, *arguments)
                 notices.wait_pixel(436, 58, header)
-                for y in (45, 58, 71):
+                for y in (43, 54, 65):
                     notices.wait_pixel(30, y, (255, 201, 77))
                 notices.end()
         if os.access("/private/var/log", os.W_OK):

@@ -72,8 +72,14 @@ class CommandsTest(unittest.TestCase):
         for name in ("Tools", "Resources"):
             (self.folder / name).symlink_to(ROOT / name)
         (self.folder / "NoticeAgent.app").symlink_to(POST_NOTICE.parent.parent / "NoticeAgent.app")
+        # The bus starts by name only what has a service file, also when it runs already.
+        name = "com.tevanic.NoticeAgent.zelvik"
+        service = self.folder / f"dbus-1/services/{name}.service"
+        service.parent.mkdir(parents=True)
+        service.write_text(f"[D-BUS Service]\nName={name}\nExec=/bin/false\n")
         bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"],
-                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+                               env=dict(os.environ, XDG_DATA_DIRS=str(self.folder)), stdout=subprocess.PIPE,
+                               stderr=subprocess.DEVNULL, text=True)
         self.addCleanup(bus.stdout.close)
         self.addCleanup(bus.wait)
         self.addCleanup(bus.terminate)
