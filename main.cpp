@@ -28,6 +28,7 @@
 #include "Platform/SystemNotificationCenter.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 #include "Support/AnyLanguageBundle.h"
+#include "Support/CustomAPPManager.h"
 #include "Support/Logger.h"
 
 int main(int, char **argv) {
@@ -39,8 +40,7 @@ int main(int, char **argv) {
     const auto applicationBundle = FileBundle::mainBundle();
     AnyLanguageBundle mainBundle(applicationBundle);
     QtRunLoop runLoop;
-    const auto notificationCenter
-        = makeSystemNotificationCenter(runLoop, QString::fromLatin1(Contract::agentName.data()), reportError);
+    const auto notificationCenter = makeSystemNotificationCenter(runLoop, reportError);
     GatewayPlugin gateway(
         applicationBundle.frameworksPath() + QStringLiteral("/" GATEWAY_LIBRARY), reportError);
     const NoticeServices services {
@@ -53,9 +53,12 @@ int main(int, char **argv) {
     };
     const auto mainStoryboard = makeMainStoryboard(services);
     AppDelegate delegate(application, runLoop, mainBundle, mainStoryboard, *notificationCenter);
-    return application.run(delegate, [&] {
+    const auto listen = [&] {
+        notificationCenter->listen(Contract::brandName(CustomAPPManager::LogFolderName.toStdString()),
+            [&] { application.terminate(&delegate); });
+    };
+    return application.run(delegate, listen, [&] {
         runLoop.attach();
-        notificationCenter->attach();
         warmUp(runLoop, mainBundle, mainStoryboard);
     });
 }

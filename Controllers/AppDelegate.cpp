@@ -77,6 +77,7 @@ void AppDelegate::TerminateAppBasedOnTimeOut() {
     const auto seconds = terminationTimeOut();
     logSource.debug(
         function, QStringLiteral("Default APP Termination Time is set to ") + QString::number(seconds));
+    application_.endBy(intervalOf(seconds));
     runLoop_.scheduledTimer(intervalOf(seconds), Repeats::No, [this, seconds](Timer &timer) {
         timer.invalidate();
         logSource.debug(function,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <vector>
 
 class NoticeWindow;
@@ -32,6 +33,10 @@ public:
     /// Tells the delegate that the application will end soon, whatever comes: OK was pressed, or a countdown
     /// is at 0. May be called several times, also by a notice that was replaced.
     virtual void endIsSettled() = 0;
+
+    /// Has the process end, with status 0, when this interval is over, or within two seconds of it when the
+    /// main thread hangs in a library's call then. The caller schedules the ordinary end itself.
+    virtual void endBy(std::chrono::milliseconds interval) = 0;
 
     /// Tells the delegate that the application ends, and ends the process with status 0. In the running
     /// program it does not return; a stand-in in a test does, so that a caller stops after it by itself.

@@ -30,7 +30,8 @@ public:
     /// Ends the observation of that observer, name and object. Harmless when there is none.
     virtual void removeObserver(const void *observer, const QString &name, const QString &object = {}) = 0;
 
-    /// Posts at once: when this returns, the notification has left the process, or there is no bus.
+    /// Posts at once: when this returns, the notification has left the process, or the bus is absent or takes
+    /// nothing.
     virtual void postNotificationName(
         const QString &name, const QString &object = {}, const std::optional<QVariantMap> &userInfo = {})
         = 0;

@@ -3,22 +3,26 @@
 #include "Platform/DistributedNotificationCenter.h"
 
 #include <memory>
+#include <string>
 
 class RunLoop;
 
-/// The distributed notification centre of the desktop session. It may be made, and observers added, before
-/// there is a desktop or an event loop: what arrives waits until `attach()`.
+/// The distributed notification centre of the desktop session.
 class SystemNotificationCenter : public DistributedNotificationCenter {
 public:
     using ErrorReporter = std::function<void(const QString &)>;
 
-    /// Starts delivering: the QCoreApplication exists by now, and the run loop has joined it. Called once.
-    virtual void attach() = 0;
+    /// Connects to the system, and waits for nothing: whatever the system says comes later, by the run loop.
+    /// There may be no desktop and no event loop yet. Once the observers so far are heard, this process has
+    /// the names by which other programs find it. Called once.
+    /// @param brandName    the name of this brand's agent, beside the one of every agent; empty for none
+    /// @param anotherRuns  called on the run loop, instead of anything else, when another process of the same
+    ///                     program has the brand's name
+    virtual void listen(const std::string &brandName, std::function<void()> anotherRuns) = 0;
 };
 
 /// The one of this system; one file a system, chosen by the build.
 /// @param runLoop      outlives the centre
-/// @param agentName    what other programs know the agent by, where the system has such names
 /// @param reportError  is told, in one line, of what is wrong with the centre or with what came by it
 std::unique_ptr<SystemNotificationCenter> makeSystemNotificationCenter(
-    RunLoop &runLoop, const QString &agentName, SystemNotificationCenter::ErrorReporter reportError);
+    RunLoop &runLoop, SystemNotificationCenter::ErrorReporter reportError);

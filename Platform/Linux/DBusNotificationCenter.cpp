@@ -1,50 +1,46 @@
 #include "Platform/Linux/DBusNotificationCenter.h"
 
+#include "Contract/Bus.h"
+#include "Platform/Linux/DBusStandardCalls.h"
 #include "Platform/Linux/DBusUserInfo.h"
 
 #include <QSocketNotifier>
-
-#include <dbus/dbus.h>
 
 #include <algorithm>
 #include <utility>
 
 namespace {
 
-constexpr auto interfaceName = "com.tevanic.DistributedNotificationCenter";
-constexpr auto pathName = "/com/tevanic/DistributedNotificationCenter";
-constexpr auto signalName = "Posted";
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
 constexpr std::chrono::seconds retryInterval(1);
 
-// While this much is unread the socket is left alone, so that a flood waits in the bus and not in here.
-constexpr long mostUnreadBytes = 16 * 1024 * 1024;
+// How long a call waits for a bus that does not take what is sent. What is left then goes with the loop.
+constexpr milliseconds sendingLimit(500);
 
-struct Unreference {
-    void operator()(DBusMessage *message) const { dbus_message_unref(message); }
-};
-using Message = std::unique_ptr<DBusMessage, Unreference>;
-
-class Error {
-public:
-    Error() { dbus_error_init(&error_); }
-    ~Error() { dbus_error_free(&error_); }
-    Error(const Error &) = delete;
-    Error &operator=(const Error &) = delete;
-    operator DBusError *() { return &error_; }
-    QString text() const { return QString::fromUtf8(error_.message); }
-
-private:
-    DBusError error_ {};
-};
+// While this much is unread the socket is left alone, so that a flood waits in the bus and not in here. The
+// descriptors are few because a process may have no more than 1024 in all, and one message holds up to 253.
+constexpr long maxUnreadBytes = 16 * 1024 * 1024;
+constexpr long maxUnreadDescriptors = 16;
 
 // A quote inside a quoted value ends the quotes, stands behind a backslash, and begins them again.
-QByteArray matchRule(const QString &name) {
+std::string matchRule(const QString &name) {
     auto quoted = name.toUtf8();
     quoted.truncate(static_cast<qsizetype>(qstrlen(quoted.constData())));
     quoted.replace("'", "'\\''");
-    return QByteArray("type='signal',interface='") + interfaceName + "',path='" + pathName + "',member='"
-        + signalName + "',arg0='" + quoted + "'";
+    return "type='signal',interface='" + std::string(Contract::centerInterface) + "',path='"
+        + std::string(Contract::centerPath) + "',member='" + std::string(Contract::postedSignal) + "',arg0='"
+        + quoted.toStdString() + "'";
+}
+
+BusMessage busCall(const char *method, const std::string &argument) {
+    BusMessage call(
+        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, method));
+    const char *text = argument.c_str();
+    dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
+    dbus_message_set_no_reply(call.get(), TRUE);
+    return call;
 }
 
 // The name in a signal whatever its shape; nothing when it does not begin with a text.
@@ -60,158 +56,162 @@ std::optional<QString> firstArgument(DBusMessage *message) {
 
 } // namespace
 
-DBusNotificationCenter::DBusNotificationCenter(
-    RunLoop &runLoop, QString wellKnownName, ErrorReporter reportError)
+DBusNotificationCenter::DBusNotificationCenter(RunLoop &runLoop, ErrorReporter reportError)
     : runLoop_(runLoop)
-    , wellKnownName_(std::move(wellKnownName))
     , reportError_(std::move(reportError)) { }
 
 DBusNotificationCenter::~DBusNotificationCenter() {
     disconnect();
 }
 
-void DBusNotificationCenter::attach() {
-    attached_ = true;
-    if (!connection_) {
-        if (isMissed_)
-            retryLater();
-        return;
-    }
-    watchSocket();
-    readSocket(); // what came meanwhile goes before whatever else is waiting to be done
+void DBusNotificationCenter::listen(const std::string &brandName, std::function<void()> anotherRuns) {
+    brandName_ = brandName;
+    anotherRuns_ = std::move(anotherRuns);
+    isListening_ = true;
+    connect();
 }
 
-bool DBusNotificationCenter::connect() {
-    Error error;
-    connection_ = dbus_bus_get_private(DBUS_BUS_SESSION, error);
-    if (!connection_)
-        return false;
-    dbus_connection_set_exit_on_disconnect(connection_, FALSE);
-    dbus_connection_set_max_received_size(connection_, mostUnreadBytes);
+void DBusNotificationCenter::connect() {
+    DBusConnecting::Wish wish;
     for (const auto &observation : observations_)
-        addMatch(observation->name);
-    if (!observations_.empty())
-        requestName();
-    if (attached_)
-        watchSocket();
+        wish.matchRules.push_back(matchRule(observation->name));
+    if (!namesAreGivenBack_) {
+        wish.brandName = brandName_;
+        wish.commonName = Contract::agentName;
+    }
+    connecting_ = std::make_unique<DBusConnecting>(runLoop_, std::move(wish),
+        [this](DBusConnecting::Result result) { takeConnection(std::move(result)); });
+}
+
+void DBusNotificationCenter::takeConnection(DBusConnecting::Result result) {
+    connecting_.reset();
+    if (result.anotherRuns) {
+        reportError_(QStringLiteral("Another agent of this brand runs already; this one ends."));
+        return anotherRuns_();
+    }
+    if (!result.connection)
+        return miss(QStringLiteral("There is no session bus; messages are received when there is one."));
+    connection_ = std::move(result.connection);
+    dbus_connection_set_max_received_size(connection_.get(), maxUnreadBytes);
+    dbus_connection_set_max_received_unix_fds(connection_.get(), maxUnreadDescriptors);
+    DBusObjectPathVTable table {};
+    table.message_function = [](DBusConnection *, DBusMessage *message, void *center) {
+        return static_cast<DBusNotificationCenter *>(center)->handle(message)
+            ? DBUS_HANDLER_RESULT_HANDLED
+            : DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+    };
+    dbus_connection_register_object_path(connection_.get(), Contract::centerPath.data(), &table, this);
+    for (const auto &refusal : result.refusals)
+        reportError_(refusal);
     if (std::exchange(isMissed_, false))
         reportError_(QStringLiteral("The session bus is there again."));
-    return true;
+    if (std::exchange(namesAreGivenBack_, false))
+        giveBackNames();
+    watchSocket();
+    readSocket();
 }
 
 void DBusNotificationCenter::disconnect() {
-    notifier_.reset();
-    if (!connection_)
-        return;
-    dbus_connection_close(connection_);
-    dbus_connection_unref(connection_);
-    connection_ = nullptr;
+    readable_.reset();
+    writable_.reset();
+    connection_.reset();
 }
 
 void DBusNotificationCenter::miss(const QString &line) {
-    isMissed_ = true;
-    reportError_(line);
-    if (attached_)
-        retryLater();
-}
-
-void DBusNotificationCenter::retryLater() {
+    if (!std::exchange(isMissed_, true))
+        reportError_(line);
     runLoop_.asyncAfter(retryInterval, [this, alive = std::weak_ptr(alive_)] {
-        if (!alive.expired() && !connection_)
-            connectOrRetry();
+        if (!alive.expired() && !connection_ && !connecting_)
+            connect();
     });
-}
-
-void DBusNotificationCenter::connectOrRetry() {
-    if (!connect())
-        return retryLater();
-    dispatchNext();
 }
 
 void DBusNotificationCenter::watchSocket() {
     int descriptor = -1;
-    if (!dbus_connection_get_unix_fd(connection_, &descriptor))
+    if (!dbus_connection_get_unix_fd(connection_.get(), &descriptor))
         return;
-    notifier_ = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
-    QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this] { readSocket(); });
+    readable_ = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read);
+    writable_ = std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Write);
+    for (auto *notifier : { readable_.get(), writable_.get() })
+        QObject::connect(notifier, &QSocketNotifier::activated, notifier, [this] { readSocket(); });
 }
 
+// Reads and writes what can be at once.
 void DBusNotificationCenter::readSocket() {
-    // Reads what is there without waiting for more.
-    if (dbus_connection_read_write(connection_, 0))
-        return dispatchNext();
-    while (connection_ && dbus_connection_get_dispatch_status(connection_) == DBUS_DISPATCH_DATA_REMAINS) {
-        const Message message(dbus_connection_pop_message(connection_));
-        if (message)
-            handle(message.get());
+    dbus_connection_read_write(connection_.get(), 0);
+    afterTraffic();
+}
+
+void DBusNotificationCenter::send(DBusMessage *message) {
+    auto *connection = connection_.get();
+    dbus_connection_send(connection, message, nullptr);
+    const auto end = Clock::now() + sendingLimit;
+    while (dbus_connection_has_messages_to_send(connection) && dbus_connection_get_is_connected(connection)) {
+        const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
+        if (left <= milliseconds::zero())
+            break;
+        dbus_connection_read_write(connection, static_cast<int>(left.count()));
     }
-    if (!connection_)
-        return;
-    disconnect();
-    miss(QStringLiteral("The session bus went away; messages are received again when it is back."));
+    afterTraffic();
+}
+
+void DBusNotificationCenter::afterTraffic() {
+    if (!dbus_connection_get_is_connected(connection_.get())) {
+        // libdbus has closed the socket, and its number may be another file's by now.
+        readable_.reset();
+        writable_.reset();
+    }
+    if (writable_)
+        writable_->setEnabled(dbus_connection_has_messages_to_send(connection_.get()) != FALSE);
+    dispatchNext();
 }
 
 // One message a turn of the loop, so that the timers and the window keep up with any flood. A timer and not
 // the main queue: what stands in the queue goes before the window's own events.
 void DBusNotificationCenter::dispatchNext() {
-    if (dispatchQueued_ || !connection_
-        || dbus_connection_get_dispatch_status(connection_) != DBUS_DISPATCH_DATA_REMAINS)
+    const bool hasMore
+        = dbus_connection_get_dispatch_status(connection_.get()) == DBUS_DISPATCH_DATA_REMAINS;
+    const bool isOver = !dbus_connection_get_is_connected(connection_.get());
+    if (dispatchQueued_ || (!hasMore && !isOver))
         return;
     dispatchQueued_ = true;
-    runLoop_.scheduledTimer(
-        std::chrono::milliseconds::zero(), Repeats::No, [this, alive = std::weak_ptr(alive_)](Timer &) {
-            if (alive.expired())
-                return;
-            dispatchQueued_ = false;
-            if (!connection_)
-                return;
-            // Gone before the next one is asked for: while one past the limit lives, the library says there
-            // is none.
-            if (const Message message(dbus_connection_pop_message(connection_)); message)
-                handle(message.get());
-            dispatchNext();
-        });
-}
-
-// Writes what is to be sent. That may read as well, so that messages stand in the connection afterwards of
-// which the socket says nothing.
-void DBusNotificationCenter::flush() {
-    dbus_connection_flush(connection_);
-    if (dbus_connection_get_is_connected(connection_))
-        return dispatchNext();
-    // Told by no socket any more: the library has closed it.
-    notifier_.reset();
-    runLoop_.async([this, alive = std::weak_ptr(alive_)] {
-        if (!alive.expired() && connection_)
-            readSocket();
+    runLoop_.scheduledTimer(milliseconds::zero(), Repeats::No, [this, alive = std::weak_ptr(alive_)](Timer &) {
+        if (alive.expired())
+            return;
+        dispatchQueued_ = false;
+        if (connection_)
+            dispatch();
     });
 }
 
-void DBusNotificationCenter::handle(DBusMessage *message) {
-    if (!dbus_message_is_signal(message, interfaceName, signalName)
-        || !dbus_message_has_path(message, pathName)) {
-        // Nothing is offered to call; the caller is told at once instead of being left waiting.
-        if (dbus_message_get_type(message) == DBUS_MESSAGE_TYPE_METHOD_CALL
-            && !dbus_message_get_no_reply(message)) {
-            const Message reply(dbus_message_new_error(
-                message, DBUS_ERROR_UNKNOWN_METHOD, "This program offers nothing to call."));
-            if (reply)
-                dbus_connection_send(connection_, reply.get(), nullptr);
-            flush();
-        }
-        return;
-    }
+void DBusNotificationCenter::dispatch() {
+    const bool hasMore = dbus_connection_dispatch(connection_.get()) == DBUS_DISPATCH_DATA_REMAINS;
+    if (hasMore || dbus_connection_get_is_connected(connection_.get()))
+        return afterTraffic();
+    disconnect();
+    miss(QStringLiteral("The session bus went away; messages are received again when it is back."));
+}
 
+bool DBusNotificationCenter::handle(DBusMessage *message) {
+    const bool isPosted = dbus_message_is_signal(
+        message, Contract::centerInterface.data(), Contract::postedSignal.data());
+    if (!isPosted)
+        return DBusStandardCalls::answer(connection_.get(), message);
+    notify(message);
+    return true;
+}
+
+void DBusNotificationCenter::notify(DBusMessage *signal) {
     // Anybody may send a signal to this connection alone, past the match: the name is looked at again.
-    const auto name = firstArgument(message);
+    const auto name = firstArgument(signal);
     const auto isForThis = [&name](const auto &observation) { return !name || observation->name == *name; };
     if (std::none_of(observations_.begin(), observations_.end(), isForThis))
         return;
-    const auto notification = DBusUserInfo::read(message);
+    const auto notification = DBusUserInfo::read(signal);
     if (!notification) {
         reportError_(
             QStringLiteral("Dropped a notification of a wrong shape: (%1) instead of (ss) or (ssa{sv}).")
-                .arg(QString::fromUtf8(dbus_message_get_signature(message))));
+                .arg(QString::fromUtf8(dbus_message_get_signature(signal))));
         return;
     }
     const auto observations = observations_; // a handler may add and remove
@@ -228,62 +228,41 @@ void DBusNotificationCenter::addObserver(
     const void *observer, Handler handler, const QString &name, const QString &object) {
     observations_.push_back(
         std::make_shared<Observation>(Observation { observer, std::move(handler), name, object }));
-    if (!connection_) {
-        if (!connect())
-            miss(QStringLiteral("There is no session bus; messages are received when there is one."));
-        return;
-    }
-    addMatch(name);
-    requestName();
+    if (connection_)
+        send(busCall("AddMatch", matchRule(name)).get());
+    else if (connecting_)
+        connect(); // with this one among them
 }
 
 void DBusNotificationCenter::removeObserver(
     const void *observer, const QString &name, const QString &object) {
-    const auto removed = std::remove_if(observations_.begin(), observations_.end(), [&](const auto &each) {
+    const auto count = std::erase_if(observations_, [&](const auto &each) {
         return each->observer == observer && each->name == name && each->object == object;
     });
-    const auto count = std::distance(removed, observations_.end());
-    observations_.erase(removed, observations_.end());
-    if (!connection_)
-        return;
-    for (auto left = count; left > 0; --left)
-        dbus_bus_remove_match(connection_, matchRule(name).constData(), nullptr);
-    flush();
+    for (auto left = connection_ ? count : 0; left > 0; --left)
+        send(busCall("RemoveMatch", matchRule(name)).get());
 }
 
-void DBusNotificationCenter::addMatch(const QString &name) {
-    // No reply is waited for: the bus works through what it is sent in order.
-    dbus_bus_add_match(connection_, matchRule(name).constData(), nullptr);
-    flush();
-}
-
-// Behind the match on the same connection, so that whoever sees the name can post.
-void DBusNotificationCenter::requestName() {
-    if (wellKnownName_.isEmpty())
+void DBusNotificationCenter::giveBackNames() {
+    if (std::exchange(namesAreGivenBack_, true) || !connection_)
         return;
-    const Message call(
-        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "RequestName"));
-    const auto name = wellKnownName_.toUtf8();
-    const char *text = name.constData();
-    const dbus_uint32_t queueWhenTaken = 0;
-    dbus_message_append_args(
-        call.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_UINT32, &queueWhenTaken, DBUS_TYPE_INVALID);
-    dbus_message_set_no_reply(call.get(), TRUE);
-    dbus_connection_send(connection_, call.get(), nullptr);
-    flush();
+    for (const auto &name : { brandName_, std::string(Contract::agentName) }) {
+        if (!name.empty())
+            send(busCall("ReleaseName", name).get());
+    }
 }
 
 void DBusNotificationCenter::postNotificationName(
     const QString &name, const QString &object, const std::optional<QVariantMap> &userInfo) {
-    if (!connection_ && !connect())
+    if (!connection_)
         return reportError_(QStringLiteral("There is no session bus to post a notification on."));
-    const Message signal(dbus_message_new_signal(pathName, interfaceName, signalName));
+    const BusMessage signal(dbus_message_new_signal(
+        Contract::centerPath.data(), Contract::centerInterface.data(), Contract::postedSignal.data()));
     DBusUserInfo::write(signal.get(), Notification { name, object, userInfo });
-    dbus_connection_send(connection_, signal.get(), nullptr);
-    flush();
+    send(signal.get());
 }
 
 std::unique_ptr<SystemNotificationCenter> makeSystemNotificationCenter(
-    RunLoop &runLoop, const QString &agentName, SystemNotificationCenter::ErrorReporter reportError) {
-    return std::make_unique<DBusNotificationCenter>(runLoop, agentName, std::move(reportError));
+    RunLoop &runLoop, SystemNotificationCenter::ErrorReporter reportError) {
+    return std::make_unique<DBusNotificationCenter>(runLoop, std::move(reportError));
 }

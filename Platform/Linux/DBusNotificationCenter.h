@@ -1,34 +1,32 @@
 #pragma once
 
+#include "Platform/Linux/DBusConnecting.h"
 #include "Platform/RunLoop.h"
 #include "Platform/SystemNotificationCenter.h"
 
 #include <memory>
 #include <vector>
 
-struct DBusConnection;
-struct DBusMessage;
 class QSocketNotifier;
 
 /// Distributed notifications on the D-Bus session bus: the signal `Posted` of the interface
 /// com.tevanic.DistributedNotificationCenter on the path /com/tevanic/DistributedNotificationCenter, with the
 /// arguments name (s), object (s, empty for none) and, when there is one, user info (a{sv}).
 ///
-/// It may be made, and observers added, before there is an event loop: what arrives waits on the connection
-/// until `attach()`. A bus that is absent or goes away is tried again once a second, and the observers are
-/// registered anew when it is there.
+/// No call waits for the bus, but for a bounded time when it does not take what is sent. A bus that is absent
+/// or goes away is tried again once a second; the observers are registered again when it is there.
 class DBusNotificationCenter final : public SystemNotificationCenter {
 public:
-    /// @param runLoop        outlives the centre
-    /// @param wellKnownName  the bus name that is owned as soon as there is an observer, so that others can
-    ///                       wait for it; queued for when somebody else owns it; empty for none
-    /// @param reportError    is told, in one line, of a signal of the right name and a wrong shape, and of
-    ///                       the bus going and coming
-    DBusNotificationCenter(RunLoop &runLoop, QString wellKnownName, ErrorReporter reportError);
+    /// @param runLoop      outlives the centre
+    /// @param reportError  is told, in one line, of a signal of the right name and a wrong shape, and of the
+    ///                     bus going, coming and refusing
+    DBusNotificationCenter(RunLoop &runLoop, ErrorReporter reportError);
     ~DBusNotificationCenter() override;
 
-    void attach() override;
+    void listen(const std::string &brandName, std::function<void()> anotherRuns) override;
+    void giveBackNames() override;
 
+    /// Whether the observers are registered and the names asked for.
     bool isConnected() const { return connection_ != nullptr; }
 
     void addObserver(
@@ -45,27 +43,31 @@ private:
         QString object;
     };
 
-    bool connect();
+    void connect();
+    void takeConnection(DBusConnecting::Result result);
     void disconnect();
-    void connectOrRetry();
-    /// There is no bus although one is needed: that is reported, and it is tried again.
+    /// There is no bus: that is reported once, and the bus is tried again.
     void miss(const QString &line);
-    void retryLater();
     void watchSocket();
     void readSocket();
+    void send(DBusMessage *message);
+    void afterTraffic();
     void dispatchNext();
-    void flush();
-    void handle(DBusMessage *message);
-    void addMatch(const QString &name);
-    void requestName();
+    void dispatch();
+    bool handle(DBusMessage *message);
+    void notify(DBusMessage *signal);
 
     RunLoop &runLoop_;
-    QString wellKnownName_;
     ErrorReporter reportError_;
-    DBusConnection *connection_ = nullptr;
-    std::unique_ptr<QSocketNotifier> notifier_;
+    std::string brandName_;
+    std::function<void()> anotherRuns_;
+    std::unique_ptr<DBusConnecting> connecting_;
+    BusConnection connection_;
+    std::unique_ptr<QSocketNotifier> readable_;
+    std::unique_ptr<QSocketNotifier> writable_;
     std::vector<std::shared_ptr<Observation>> observations_;
-    bool attached_ = false;
+    bool isListening_ = false;
+    bool namesAreGivenBack_ = false;
     bool isMissed_ = false;
     bool dispatchQueued_ = false;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

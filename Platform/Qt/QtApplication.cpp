@@ -63,8 +63,6 @@ QtApplication::~QtApplication() {
 
 void QtApplication::openDesktop() {
     qInstallMessageHandler(handleQtMessage);
-    if (!Desktop::isPresent())
-        endWithoutDesktop(QStringLiteral("neither DISPLAY nor WAYLAND_DISPLAY names a display"));
     QApplication::setStyle(QStringLiteral("fusion"));
     application_ = std::make_unique<QApplication>(argumentCount_, arguments_);
     QApplication::setQuitOnLastWindowClosed(false);
@@ -77,9 +75,13 @@ void QtApplication::openDesktop() {
     window_ = std::make_unique<QtNoticeWindow>();
 }
 
-int QtApplication::run(ApplicationDelegate &delegate, const std::function<void()> &whenDesktopIsOpen) {
+int QtApplication::run(ApplicationDelegate &delegate, const std::function<void()> &listen,
+    const std::function<void()> &whenDesktopIsOpen) {
     delegate_ = &delegate;
     delegate.applicationDidFinishLaunching();
+    if (!Desktop::isPresent())
+        endWithoutDesktop(QStringLiteral("neither DISPLAY nor WAYLAND_DISPLAY names a display"));
+    listen();
     openDesktop();
     whenDesktopIsOpen();
     terminationSignals_->attach([this] { endProcess(); });
@@ -95,6 +97,10 @@ std::vector<NoticeWindow *> QtApplication::windows() const {
 void QtApplication::endIsSettled() {
     if (delegate_)
         delegate_->applicationEndIsSettled();
+}
+
+void QtApplication::endBy(std::chrono::milliseconds interval) {
+    TerminationSignals::endBy(interval);
 }
 
 void QtApplication::terminate(const Responder *) {
@@ -114,6 +120,7 @@ void QtApplication::endProcess() {
         delegate->applicationWillTerminate();
     std::fflush(stdout);
 #if defined(__SANITIZE_ADDRESS__)
+    TerminationSignals::cancelEnd();
     __lsan_do_leak_check();
 #endif
     // Neither a request under way nor the desktop's own clearing up is waited for. Not by quick_exit, which

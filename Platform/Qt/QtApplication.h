@@ -26,11 +26,14 @@ public:
     /// good order: one line on standard error and in the log, status 0. Returns only when somebody else than
     /// `terminate()` ended the loop.
     /// @param delegate           outlives the application
+    /// @param listen             called once the delegate is launched, unless no desktop is named
     /// @param whenDesktopIsOpen  called once, when there is a QCoreApplication and before the loop turns
-    int run(ApplicationDelegate &delegate, const std::function<void()> &whenDesktopIsOpen);
+    int run(ApplicationDelegate &delegate, const std::function<void()> &listen,
+        const std::function<void()> &whenDesktopIsOpen);
 
     std::vector<NoticeWindow *> windows() const override;
     void endIsSettled() override;
+    void endBy(std::chrono::milliseconds interval) override;
     [[noreturn]] void terminate(const Responder *sender) override;
 
     /// Ends the process in good order because the desktop is gone.

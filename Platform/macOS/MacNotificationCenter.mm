@@ -1,5 +1,6 @@
 #include "Platform/macOS/MacNotificationCenter.h"
 
+#include "Contract/Bus.h"
 #include "Platform/RunLoop.h"
 #include "Platform/macOS/FoundationValues.h"
 
@@ -152,9 +153,8 @@ struct MacListeningMark {
 
 #pragma clang diagnostic pop
 
-MacNotificationCenter::MacNotificationCenter(RunLoop &runLoop, QString agentName)
-    : runLoop_(runLoop)
-    , agentName_(std::move(agentName)) { }
+MacNotificationCenter::MacNotificationCenter(RunLoop &runLoop)
+    : runLoop_(runLoop) { }
 
 MacNotificationCenter::~MacNotificationCenter() {
     for (const auto &observation : observations_)
@@ -166,9 +166,17 @@ void MacNotificationCenter::addObserver(
     observations_.push_back(
         std::make_shared<MacObservation>(runLoop_, observer, std::move(handler), name, object));
     observations_.back()->begin();
-    // Behind the observer, so that whoever sees the name can post.
-    if (!listeningMark_ && !agentName_.isEmpty())
-        listeningMark_ = std::make_unique<MacListeningMark>(agentName_);
+}
+
+void MacNotificationCenter::listen(const std::string &brandName, std::function<void()>) {
+    for (const auto &name : { brandName, std::string(Contract::agentName) }) {
+        if (!name.empty())
+            listeningMarks_.push_back(std::make_unique<MacListeningMark>(QString::fromStdString(name)));
+    }
+}
+
+void MacNotificationCenter::giveBackNames() {
+    listeningMarks_.clear();
 }
 
 void MacNotificationCenter::removeObserver(const void *observer, const QString &name, const QString &object) {
@@ -191,6 +199,6 @@ void MacNotificationCenter::postNotificationName(
 }
 
 std::unique_ptr<SystemNotificationCenter> makeSystemNotificationCenter(
-    RunLoop &runLoop, const QString &agentName, SystemNotificationCenter::ErrorReporter) {
-    return std::make_unique<MacNotificationCenter>(runLoop, agentName);
+    RunLoop &runLoop, SystemNotificationCenter::ErrorReporter) {
+    return std::make_unique<MacNotificationCenter>(runLoop);
 }

@@ -1,5 +1,6 @@
 // Stands for the agent: it listens, answers a message that asks to sign in again, and ends.
 
+#include "Contract/Bus.h"
 #include "Platform/macOS/MacNotificationCenter.h"
 #include "Tests/Contracts/FoundationLoop.h"
 #include "Tests/Fakes/ManualRunLoop.h"
@@ -9,11 +10,12 @@
 
 int main() {
     ManualRunLoop loop;
-    MacNotificationCenter center(loop, QStringLiteral("com.tevanic.NoticeAgent"));
+    MacNotificationCenter center(loop);
     std::optional<Notification> message;
     center.addObserver(
         &message, [&message](const Notification &notification) { message = notification; },
         QStringLiteral("zelvik_socketMessageNotifier"));
+    center.listen(Contract::brandName("zelvik"), nullptr);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (!message && std::chrono::steady_clock::now() < end) {
         turnFoundationLoop();

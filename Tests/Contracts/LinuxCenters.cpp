@@ -15,7 +15,9 @@ class DBusCenters final : public Centers {
 public:
     DBusCenters() {
         loop_.attach();
-        observing_.attach();
+        for (auto *center : { &observing_, &posting_ })
+            center->listen({}, [] { FAIL(); });
+        EXPECT_TRUE(waitUntil([this] { return observing_.isConnected() && posting_.isConnected(); }));
     }
     DistributedNotificationCenter &observing() override { return observing_; }
     DistributedNotificationCenter &posting() override { return posting_; }
@@ -37,8 +39,8 @@ private:
     EventLoop events_;
     PrivateBus bus_;
     QtRunLoop loop_;
-    DBusNotificationCenter observing_ { loop_, QStringLiteral("com.tevanic.NoticeAgent"), failOn };
-    DBusNotificationCenter posting_ { loop_, QString(), failOn };
+    DBusNotificationCenter observing_ { loop_, failOn };
+    DBusNotificationCenter posting_ { loop_, failOn };
 };
 
 } // namespace

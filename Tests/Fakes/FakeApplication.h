@@ -26,12 +26,17 @@ public:
     /// When the end was settled, each time, on the run loop's clock.
     const std::vector<RunLoop::Interval> &settledEnds() const { return settledEnds_; }
 
+    void endBy(std::chrono::milliseconds interval) override { endsBy_ = interval; }
+    /// What was asked of `endBy()`; nothing before.
+    std::optional<std::chrono::milliseconds> endsBy() const { return endsBy_; }
+
     void terminate(const Responder *sender) override;
     const std::vector<Termination> &terminations() const { return terminations_; }
 
 private:
     const ManualRunLoop &runLoop_;
     Journal &journal_;
+    std::optional<std::chrono::milliseconds> endsBy_;
     ApplicationDelegate *delegate_ = nullptr;
     std::vector<NoticeWindow *> windows_;
     std::vector<RunLoop::Interval> settledEnds_;

@@ -56,6 +56,7 @@ class GalleryApplication final : public Application {
 public:
     std::vector<NoticeWindow *> windows() const override { return { &window_ }; }
     void endIsSettled() override { }
+    void endBy(std::chrono::milliseconds) override { }
     void terminate(const Responder *) override { }
 
     mutable QtNoticeWindow window_;

@@ -1,0 +1,133 @@
+#include "Platform/Linux/DBusConnecting.h"
+
+#include "Platform/RunLoop.h"
+
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+class Error {
+public:
+    Error() { dbus_error_init(&error_); }
+    ~Error() { dbus_error_free(&error_); }
+    Error(const Error &) = delete;
+    Error &operator=(const Error &) = delete;
+    operator DBusError *() { return &error_; }
+    bool isSet() const { return dbus_error_is_set(&error_) != FALSE; }
+    QString text() const { return QString::fromUtf8(error_.message); }
+
+private:
+    DBusError error_ {};
+};
+
+std::optional<pid_t> processOf(DBusConnection *connection, const std::string &name) {
+    const BusMessage call(dbus_message_new_method_call(
+        DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetConnectionUnixProcessID"));
+    const char *text = name.c_str();
+    dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
+    const BusMessage reply(dbus_connection_send_with_reply_and_block(
+        connection, call.get(), DBUS_TIMEOUT_USE_DEFAULT, nullptr));
+    dbus_uint32_t process = 0;
+    if (!reply
+        || !dbus_message_get_args(reply.get(), nullptr, DBUS_TYPE_UINT32, &process, DBUS_TYPE_INVALID))
+        return std::nullopt;
+    return static_cast<pid_t>(process);
+}
+
+// The path of a program whose file was replaced meanwhile ends in a mark of the system's.
+std::string programPath(const std::string &link) {
+    constexpr std::string_view replaced = " (deleted)";
+    std::string path(4096, '\0');
+    const auto length = ::readlink(link.c_str(), path.data(), path.size());
+    path.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+    if (path.ends_with(replaced))
+        path.resize(path.size() - replaced.size());
+    return path;
+}
+
+// A process that is gone, or that may not be looked at, runs another program.
+bool isAnotherOfThisProgram(pid_t process) {
+    if (process == ::getpid())
+        return false;
+    const std::string own = "/proc/self/exe";
+    const auto other = "/proc/" + std::to_string(process) + "/exe";
+    struct stat ownFile { };
+    struct stat otherFile { };
+    if (::stat(own.c_str(), &ownFile) != 0 || ::stat(other.c_str(), &otherFile) != 0)
+        return false;
+    return (ownFile.st_dev == otherFile.st_dev && ownFile.st_ino == otherFile.st_ino)
+        || programPath(own) == programPath(other);
+}
+
+DBusConnecting::Result connect(const DBusConnecting::Wish &wish) {
+    DBusConnecting::Result result;
+    result.connection.reset(dbus_bus_get_private(DBUS_BUS_SESSION, nullptr));
+    auto *connection = result.connection.get();
+    if (!connection)
+        return result;
+    dbus_connection_set_exit_on_disconnect(connection, FALSE);
+    for (const auto &rule : wish.matchRules) {
+        Error error;
+        dbus_bus_add_match(connection, rule.c_str(), error);
+        if (error.isSet())
+            result.refusals << QStringLiteral("The session bus refuses to pass on messages: %1").arg(error.text());
+    }
+    if (!dbus_connection_get_is_connected(connection))
+        return {};
+    if (!wish.brandName.empty()) {
+        const bool isQueued = dbus_bus_request_name(connection, wish.brandName.c_str(), 0, nullptr)
+            == DBUS_REQUEST_NAME_REPLY_IN_QUEUE;
+        const auto owner = isQueued ? processOf(connection, wish.brandName) : std::nullopt;
+        result.anotherRuns = owner && isAnotherOfThisProgram(*owner);
+    }
+    if (result.anotherRuns)
+        result.connection.reset();
+    else if (!wish.commonName.empty())
+        dbus_bus_request_name(connection, wish.commonName.c_str(), 0, nullptr);
+    return result;
+}
+
+} // namespace
+
+// Shared with the thread, which may outlive the object that started it.
+struct DBusConnecting::Attempt {
+    std::mutex mutex;
+    RunLoop *runLoop; ///< null when nobody waits for the result any more
+    std::function<void(Result)> done;
+    Result result;
+};
+
+DBusConnecting::DBusConnecting(RunLoop &runLoop, Wish wish, std::function<void(Result)> done)
+    : attempt_(std::make_shared<Attempt>()) {
+    attempt_->runLoop = &runLoop;
+    attempt_->done = std::move(done);
+    const auto report = [attempt = attempt_] {
+        const std::lock_guard lock(attempt->mutex);
+        if (!attempt->runLoop)
+            return;
+        attempt->runLoop->async([attempt] {
+            if (attempt->runLoop)
+                attempt->done(std::move(attempt->result));
+        });
+    };
+    try {
+        std::thread([attempt = attempt_, wish = std::move(wish), report] {
+            attempt->result = connect(wish);
+            report();
+        }).detach();
+    } catch (const std::system_error &) {
+        report(); // there is no thread to be had: as without a bus
+    }
+}
+
+DBusConnecting::~DBusConnecting() {
+    const std::lock_guard lock(attempt_->mutex);
+    attempt_->runLoop = nullptr;
+}
