@@ -55,10 +55,14 @@ int main(int, char **argv) {
     AppDelegate delegate(application, runLoop, mainBundle, mainStoryboard, *notificationCenter);
     const auto listen = [&] {
         notificationCenter->listen(Contract::brandName(CustomAPPManager::LogFolderName.toStdString()),
-            [&] { application.terminate(&delegate); });
+            {
+                .begun =
+                    [&] {
+                        application.beginAccessibility();
+                        warmUp(runLoop, mainBundle, mainStoryboard);
+                    },
+                .anotherRuns = [&] { application.terminate(&delegate); },
+            });
     };
-    return application.run(delegate, listen, [&] {
-        runLoop.attach();
-        warmUp(runLoop, mainBundle, mainStoryboard);
-    });
+    return application.run(delegate, listen, [&] { runLoop.attach(); });
 }

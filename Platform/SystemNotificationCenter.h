@@ -12,13 +12,17 @@ class SystemNotificationCenter : public DistributedNotificationCenter {
 public:
     using ErrorReporter = std::function<void(const QString &)>;
 
-    /// Connects to the system, and waits for nothing: whatever the system says comes later, by the run loop.
-    /// There may be no desktop and no event loop yet. Once the observers so far are heard, this process has
-    /// the names by which other programs find it. Called once.
-    /// @param brandName    the name of this brand's agent, beside the one of every agent; empty for none
-    /// @param anotherRuns  called on the run loop, instead of anything else, when another process of the same
-    ///                     program has the brand's name
-    virtual void listen(const std::string &brandName, std::function<void()> anotherRuns) = 0;
+    /// Called on the run loop.
+    struct ListeningEvents {
+        std::function<void()> begun; ///< once, when the observers are registered
+        std::function<void()> anotherRuns; ///< another process of the same program has the brand's name
+    };
+
+    /// Connects to the system, and waits for nothing: whatever the system says comes later. There may be no
+    /// desktop and no event loop yet. Once the observers so far are registered, this process has the names by
+    /// which other programs find it. Called once.
+    /// @param brandName  the name of this brand's agent, beside the one of every agent; empty for none
+    virtual void listen(const std::string &brandName, ListeningEvents events) = 0;
 };
 
 /// The one of this system; one file a system, chosen by the build.

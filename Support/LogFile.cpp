@@ -10,9 +10,9 @@
 
 namespace {
 
-// Whatever the user's mask says, nobody else may write what is made here.
+// Whatever the user's mask says: messages are in the log, and the folder may be every user's.
 constexpr mode_t folderMode = 0755;
-constexpr mode_t fileMode = 0644;
+constexpr mode_t fileMode = 0600;
 
 void makeFolders(const std::filesystem::path &folder) {
     if (folder.empty() || ::mkdir(folder.c_str(), folderMode) == 0 || errno != ENOENT)
@@ -21,12 +21,10 @@ void makeFolders(const std::filesystem::path &folder) {
     ::mkdir(folder.c_str(), folderMode);
 }
 
-// A link in the file's place is followed when the user or the administrator made it: who else can write to
-// the folder must not choose which of the user's files is appended to.
-bool isForeignLink(const std::string &path) {
-    struct stat status { };
-    return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode) && status.st_uid != 0
-        && status.st_uid != ::geteuid();
+// Who else can write to the folder must neither choose which of the user's files is appended to, by another
+// name for it, nor have the log in a file of their own.
+bool isTrusted(const struct stat &file) {
+    return S_ISREG(file.st_mode) && file.st_nlink == 1 && (file.st_uid == ::geteuid() || file.st_uid == 0);
 }
 
 std::string oldPath(const std::filesystem::path &path) {
@@ -50,15 +48,14 @@ LogFile::~LogFile() {
 
 bool LogFile::open() {
     makeFolders(std::filesystem::path(path_).parent_path());
-    if (isForeignLink(path_))
-        return false;
-    // Not blocking, since a FIFO in the file's place would hold the agent up.
-    descriptor_
-        = ::open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, fileMode);
+    // Not blocking, since a FIFO in the file's place would hold the agent up. What was opened is looked at,
+    // and not what stands there before or after.
+    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    descriptor_ = ::open(path_.c_str(), flags, fileMode);
     struct stat status { };
     if (descriptor_ < 0)
         return false;
-    if (::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (::fstat(descriptor_, &status) != 0 || !isTrusted(status)) {
         close();
         return false;
     }
@@ -76,7 +73,7 @@ void LogFile::close() {
 /// Negative when the path leads to another file, or to none.
 std::int64_t LogFile::sizeIfStillThere() const {
     struct stat status { };
-    const bool isThere = isOpen() && ::stat(path_.c_str(), &status) == 0
+    const bool isThere = isOpen() && ::lstat(path_.c_str(), &status) == 0
         && static_cast<std::uint64_t>(status.st_dev) == device_ && status.st_ino == inode_;
     return isThere ? status.st_size : -1;
 }

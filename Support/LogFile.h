@@ -7,6 +7,9 @@
 /// The file that the log is written to: appended to, begun anew past its size with one old file kept, and
 /// made anew when somebody takes it away or puts another in its place. Nothing that happens to it, a full
 /// disk among it, does more than lose records. One thread at a time.
+///
+/// Only a regular file with one name, the user's or root's, is written to; a link in its place is not
+/// followed. Folders may be links. A file that is made can be read and written by the user alone.
 class LogFile {
 public:
     /// Opens the file, and makes it and its folders where the rights allow it.

@@ -13,6 +13,9 @@
 
 namespace {
 
+// What the system passes at once. A message with more than the limit ends the connection.
+constexpr long maxDescriptorsOfMessage = 253;
+
 class Error {
 public:
     Error() { dbus_error_init(&error_); }
@@ -32,11 +35,10 @@ std::optional<pid_t> processOf(DBusConnection *connection, const std::string &na
         DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetConnectionUnixProcessID"));
     const char *text = name.c_str();
     dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
-    const BusMessage reply(dbus_connection_send_with_reply_and_block(
-        connection, call.get(), DBUS_TIMEOUT_USE_DEFAULT, nullptr));
+    const BusMessage reply(
+        dbus_connection_send_with_reply_and_block(connection, call.get(), DBUS_TIMEOUT_USE_DEFAULT, nullptr));
     dbus_uint32_t process = 0;
-    if (!reply
-        || !dbus_message_get_args(reply.get(), nullptr, DBUS_TYPE_UINT32, &process, DBUS_TYPE_INVALID))
+    if (!reply || !dbus_message_get_args(reply.get(), nullptr, DBUS_TYPE_UINT32, &process, DBUS_TYPE_INVALID))
         return std::nullopt;
     return static_cast<pid_t>(process);
 }
@@ -73,11 +75,13 @@ DBusConnecting::Result connect(const DBusConnecting::Wish &wish) {
     if (!connection)
         return result;
     dbus_connection_set_exit_on_disconnect(connection, FALSE);
+    dbus_connection_set_max_message_unix_fds(connection, maxDescriptorsOfMessage);
     for (const auto &rule : wish.matchRules) {
         Error error;
         dbus_bus_add_match(connection, rule.c_str(), error);
         if (error.isSet())
-            result.refusals << QStringLiteral("The session bus refuses to pass on messages: %1").arg(error.text());
+            result.refusals
+                << QStringLiteral("The session bus refuses to pass on messages: %1").arg(error.text());
     }
     if (!dbus_connection_get_is_connected(connection))
         return {};

@@ -25,8 +25,8 @@ struct CloseConnection {
 };
 using BusConnection = std::unique_ptr<DBusConnection, CloseConnection>;
 
-/// One attempt to connect to the session bus. It runs on a thread of its own, since the bus may be silent: the
-/// calls there wait for it. Main thread only.
+/// One attempt to connect to the session bus. It runs on a thread of its own, since the bus may be silent:
+/// the calls there wait for it. Main thread only.
 class DBusConnecting {
 public:
     /// What the connection is to be before it is handed over. The names are asked for behind the matches, so

@@ -64,10 +64,9 @@ DBusNotificationCenter::~DBusNotificationCenter() {
     disconnect();
 }
 
-void DBusNotificationCenter::listen(const std::string &brandName, std::function<void()> anotherRuns) {
+void DBusNotificationCenter::listen(const std::string &brandName, ListeningEvents events) {
     brandName_ = brandName;
-    anotherRuns_ = std::move(anotherRuns);
-    isListening_ = true;
+    events_ = std::move(events);
     connect();
 }
 
@@ -87,7 +86,7 @@ void DBusNotificationCenter::takeConnection(DBusConnecting::Result result) {
     connecting_.reset();
     if (result.anotherRuns) {
         reportError_(QStringLiteral("Another agent of this brand runs already; this one ends."));
-        return anotherRuns_();
+        return events_.anotherRuns();
     }
     if (!result.connection)
         return miss(QStringLiteral("There is no session bus; messages are received when there is one."));
@@ -109,6 +108,8 @@ void DBusNotificationCenter::takeConnection(DBusConnecting::Result result) {
         giveBackNames();
     watchSocket();
     readSocket();
+    if (const auto begun = std::exchange(events_.begun, nullptr))
+        begun();
 }
 
 void DBusNotificationCenter::disconnect() {
@@ -169,19 +170,19 @@ void DBusNotificationCenter::afterTraffic() {
 // One message a turn of the loop, so that the timers and the window keep up with any flood. A timer and not
 // the main queue: what stands in the queue goes before the window's own events.
 void DBusNotificationCenter::dispatchNext() {
-    const bool hasMore
-        = dbus_connection_get_dispatch_status(connection_.get()) == DBUS_DISPATCH_DATA_REMAINS;
+    const bool hasMore = dbus_connection_get_dispatch_status(connection_.get()) == DBUS_DISPATCH_DATA_REMAINS;
     const bool isOver = !dbus_connection_get_is_connected(connection_.get());
     if (dispatchQueued_ || (!hasMore && !isOver))
         return;
     dispatchQueued_ = true;
-    runLoop_.scheduledTimer(milliseconds::zero(), Repeats::No, [this, alive = std::weak_ptr(alive_)](Timer &) {
-        if (alive.expired())
-            return;
-        dispatchQueued_ = false;
-        if (connection_)
-            dispatch();
-    });
+    runLoop_.scheduledTimer(
+        milliseconds::zero(), Repeats::No, [this, alive = std::weak_ptr(alive_)](Timer &) {
+            if (alive.expired())
+                return;
+            dispatchQueued_ = false;
+            if (connection_)
+                dispatch();
+        });
 }
 
 void DBusNotificationCenter::dispatch() {
@@ -193,8 +194,8 @@ void DBusNotificationCenter::dispatch() {
 }
 
 bool DBusNotificationCenter::handle(DBusMessage *message) {
-    const bool isPosted = dbus_message_is_signal(
-        message, Contract::centerInterface.data(), Contract::postedSignal.data());
+    const bool isPosted
+        = dbus_message_is_signal(message, Contract::centerInterface.data(), Contract::postedSignal.data());
     if (!isPosted)
         return DBusStandardCalls::answer(connection_.get(), message);
     notify(message);

@@ -23,7 +23,7 @@ public:
     DBusNotificationCenter(RunLoop &runLoop, ErrorReporter reportError);
     ~DBusNotificationCenter() override;
 
-    void listen(const std::string &brandName, std::function<void()> anotherRuns) override;
+    void listen(const std::string &brandName, ListeningEvents events) override;
     void giveBackNames() override;
 
     /// Whether the observers are registered and the names asked for.
@@ -60,13 +60,12 @@ private:
     RunLoop &runLoop_;
     ErrorReporter reportError_;
     std::string brandName_;
-    std::function<void()> anotherRuns_;
+    ListeningEvents events_;
     std::unique_ptr<DBusConnecting> connecting_;
     BusConnection connection_;
     std::unique_ptr<QSocketNotifier> readable_;
     std::unique_ptr<QSocketNotifier> writable_;
     std::vector<std::shared_ptr<Observation>> observations_;
-    bool isListening_ = false;
     bool namesAreGivenBack_ = false;
     bool isMissed_ = false;
     bool dispatchQueued_ = false;

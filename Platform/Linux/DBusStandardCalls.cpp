@@ -62,15 +62,16 @@ void appendVersion(DBusMessageIter *iterator) {
 bool asksForVersion(DBusMessage *call) {
     const char *interface = nullptr;
     const char *property = nullptr;
-    return dbus_message_get_args(call, nullptr, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &property,
-               DBUS_TYPE_INVALID)
+    return dbus_message_get_args(
+               call, nullptr, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &property, DBUS_TYPE_INVALID)
         && (*interface == '\0' || interface == versionInterface)
         && property == std::string_view(versionProperty);
 }
 
 BusMessage get(DBusMessage *call) {
     if (!asksForVersion(call))
-        return BusMessage(dbus_message_new_error(call, DBUS_ERROR_UNKNOWN_PROPERTY, "There is no such property."));
+        return BusMessage(
+            dbus_message_new_error(call, DBUS_ERROR_UNKNOWN_PROPERTY, "There is no such property."));
     BusMessage reply(dbus_message_new_method_return(call));
     DBusMessageIter arguments;
     dbus_message_iter_init_append(reply.get(), &arguments);

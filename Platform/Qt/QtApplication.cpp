@@ -6,6 +6,7 @@
 #include "Platform/Qt/StandardStreams.h"
 #include "Platform/Qt/TerminationSignals.h"
 
+#include <QAccessible>
 #include <QApplication>
 
 #include <cstdio>
@@ -85,7 +86,12 @@ int QtApplication::run(ApplicationDelegate &delegate, const std::function<void()
     openDesktop();
     whenDesktopIsOpen();
     terminationSignals_->attach([this] { endProcess(); });
-    return QApplication::exec();
+    // Not QApplication's: it begins with accessibility.
+    return QCoreApplication::exec();
+}
+
+void QtApplication::beginAccessibility() {
+    QAccessible::setRootObject(application_.get());
 }
 
 std::vector<NoticeWindow *> QtApplication::windows() const {

@@ -31,6 +31,10 @@ public:
     int run(ApplicationDelegate &delegate, const std::function<void()> &listen,
         const std::function<void()> &whenDesktopIsOpen);
 
+    /// Connects to the desktop's assistive technologies. Qt waits for the session bus in here, and before it
+    /// makes its first widget if this was not called: so not before the bus has answered somebody else.
+    void beginAccessibility();
+
     std::vector<NoticeWindow *> windows() const override;
     void endIsSettled() override;
     void endBy(std::chrono::milliseconds interval) override;

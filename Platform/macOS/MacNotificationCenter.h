@@ -30,7 +30,7 @@ public:
     MacNotificationCenter(const MacNotificationCenter &) = delete;
     MacNotificationCenter &operator=(const MacNotificationCenter &) = delete;
 
-    void listen(const std::string &brandName, std::function<void()> anotherRuns) override;
+    void listen(const std::string &brandName, ListeningEvents events) override;
     void giveBackNames() override;
 
     void addObserver(

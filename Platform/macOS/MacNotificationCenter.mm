@@ -168,11 +168,13 @@ void MacNotificationCenter::addObserver(
     observations_.back()->begin();
 }
 
-void MacNotificationCenter::listen(const std::string &brandName, std::function<void()>) {
+void MacNotificationCenter::listen(const std::string &brandName, ListeningEvents events) {
     for (const auto &name : { brandName, std::string(Contract::agentName) }) {
         if (!name.empty())
             listeningMarks_.push_back(std::make_unique<MacListeningMark>(QString::fromStdString(name)));
     }
+    if (events.begun)
+        runLoop_.async(std::move(events.begun));
 }
 
 void MacNotificationCenter::giveBackNames() {

@@ -5,94 +5,10 @@ import struct
 import zlib
 
 import dbus
-import dbus.lowlevel
+import dbus.bus
 
-from desktop import AGENT_NAME, CENTER_INTERFACE, holds_for, wait_until
-from harness import LAUNCHED, SLOWNESS, NoticeTestCase, Starts, bus_value, notice_xml, received, takes
-
-
-class MalformedSignalTest(NoticeTestCase):
-
-    def test_signal_of_another_shape_is_dropped_with_one_error_line(self):
-        agent = self.launch()
-        name = f"{self.brand}_socketMessageNotifier"
-        flags = dbus.Dictionary({"WebSocketType": bus_value(True)}, signature="sv")
-        shapes = (
-            ("s", (name,)),
-            ("si", (name, 1)),
-            ("sa{sv}", (name, flags)),
-            ("sss", (name, "", "text")),
-            ("ssi", (name, "", 1)),
-            ("ssas", (name, "", ["WebSocketType"])),
-            ("ssa{ss}", (name, "", {"WebSocketType": "true"})),
-            ("ssa{sb}", (name, "", {"WebSocketType": True})),
-            ("ssa{iv}", (name, "", {1: dbus.Boolean(True, variant_level=1)})),
-            ("ssv", (name, "", dbus.Dictionary({"WebSocketType": bus_value(True)}, signature="sv", variant_level=1))),
-            ("ssa{sv}s", (name, "", flags, "more")),
-            ("ssa{sv}a{sv}", (name, "", flags, flags)),
-            ("sia{sv}", (name, 1, flags)),
-            ("sva{sv}", (name, dbus.String("", variant_level=1), flags)),
-            ("soa{sv}", (name, dbus.ObjectPath("/"), flags)),
-        )
-        logged = len(LAUNCHED)
-        for number, (signature, arguments) in enumerate(shapes, 1):
-            with self.subTest(signature=signature):
-                self.bus.emit(signature, *arguments)
-                # A good message behind it shows that the bad one is through.
-                self.post(webSocketappLanguageKey=f"after-{number}")
-                agent.log.wait_for("info", f"Bundle Language View after-{number}")
-                pairs = agent.log.pairs()[logged:]
-                logged += len(pairs)
-                self.assertEqual(["error", "info", "debug", "info"], [level for level, _message in pairs], pairs)
-                self.assertNotIn("\n", pairs[0][1], "one line")
-        self.assert_stays_hidden(agent, 0.3)
-
-    def test_signal_without_arguments_or_name_is_not_for_this_agent(self):
-        agent = self.launch()
-        self.bus.emit("")
-        self.bus.emit("i", 1)
-        self.bus.emit("as", [f"{self.brand}_socketMessageNotifier"])
-        self.bus.emit("o", dbus.ObjectPath("/"))
-        self.post(WebSocketType=True, MaintenanceMessageKey="well")
-        agent.wait_text("well")
-        self.assertEqual(LAUNCHED + received(), agent.log.pairs()[:5])
-
-    def test_same_member_of_another_interface_is_not_for_this_agent(self):
-        agent = self.launch()
-        message = dbus.lowlevel.SignalMessage("/com/tevanic/DistributedNotificationCenter",
-                                              CENTER_INTERFACE + "2", "Posted")
-        message.append(f"{self.brand}_socketMessageNotifier", "", signature="ss")
-        self.bus.connection.send_message(message)
-        self.post(WebSocketType=True, MaintenanceMessageKey="well")
-        agent.wait_text("well")
-        self.assertEqual(1, agent.log.count("info", "Message received from Main APP."))
-
-    def test_values_of_every_type_are_kept_and_harm_nothing(self):
-        agent = self.launch()
-        strange = {
-            "byte": dbus.Byte(1, variant_level=1),
-            "short": dbus.Int16(-1, variant_level=1),
-            "unsigned": dbus.UInt64(2**64 - 1, variant_level=1),
-            "double": dbus.Double(float("nan"), variant_level=1),
-            "path": dbus.ObjectPath("/a/b", variant_level=1),
-            "signature": dbus.Signature("a{sv}", variant_level=1),
-            "variant": dbus.Boolean(True, variant_level=3),
-            "structure": dbus.Struct((1, "a", dbus.Array([], signature="as")), variant_level=1),
-            "map": dbus.Dictionary({dbus.Int32(1): dbus.Array([dbus.Struct((True,))])}, signature="ia(b)",
-                                   variant_level=1),
-            "empty": dbus.Array([], signature="(sv)", variant_level=1),
-            "": dbus.String("under the empty key", variant_level=1),
-        }
-        self.post(WebSocketType=True, MaintenanceMessageKey="strange company", **strange)
-        agent.wait_text("strange company")
-        self.assertEqual(0, agent.log.count("error", Starts("")))
-
-    def test_boolean_inside_a_second_variant_harms_nothing(self):
-        agent = self.launch()
-        self.post(WebSocketType=dbus.Boolean(True, variant_level=2), MaintenanceMessageKey="inner")
-        self.post(webSocketappLanguageKey="probe")
-        agent.log.wait_for("info", "Bundle Language View probe")
-        self.assertTrue(agent.running())
+from desktop import AGENT_NAME, holds_for, wait_until
+from harness import LAUNCHED, SLOWNESS, THREE_ROWS, NoticeTestCase, Starts, bus_value, notice_xml, takes
 
 
 class DeliveryTest(NoticeTestCase):
@@ -139,14 +55,6 @@ class DeliveryTest(NoticeTestCase):
         self.assertEqual(2000, received_count)
         pressed = agent.press_ok()
         self.assertLess(self.assert_ended(agent) - pressed, SLOWNESS)
-
-    @takes(3)
-    def test_two_thousand_casb_messages_show_the_last_one(self):
-        agent = self.launch()
-        for number in range(2000):
-            self.post_casb(head=f"head {number}", timeout="600", rows=[("c", f"v{number}"), ("d", "w"), ("e", "x")])
-        agent.wait_text("head 1999 by Cloud Access Policy", 60)
-        agent.wait_text("v1999")
 
     def test_message_of_some_megabytes(self):
         agent = self.launch()
@@ -211,12 +119,18 @@ class DeliveryTest(NoticeTestCase):
 
 class NameTest(NoticeTestCase):
 
-    def test_second_agent_queues_for_the_name(self):
+    def setUp(self):
+        super().setUp()
+        self.brand_name = f"{AGENT_NAME}.{self.brand}"
+
+    def test_brands_stand_side_by_side(self):
         first = self.launch()
         other = self.new_bundle()
         second = self.launch(other)
         self.assertEqual([first.process_id, second.process_id], self.bus.queue_of(AGENT_NAME))
-        # Each hears its own brand only, the name's owner or not.
+        self.assertEqual(first.process_id, self.bus.process_of(self.brand_name))
+        self.assertEqual(second.process_id, self.bus.process_of(f"{AGENT_NAME}.{other.log_folder_name}"))
+        # Each hears its own brand only, the common name's owner or not.
         self.post(f"{other.log_folder_name}_socketMessageNotifier", WebSocketType=True, MaintenanceMessageKey="second")
         second.wait_text("second")
         self.assertEqual(0, first.log.count("info", "Message received from Main APP."))
@@ -227,18 +141,86 @@ class NameTest(NoticeTestCase):
         first.end()
         wait_until(lambda: self.bus.queue_of(AGENT_NAME) == [second.process_id], "the second agent owns the name")
 
-    def test_two_agents_of_one_brand_both_show_a_message(self):
+    def test_second_agent_of_a_brand_ends_at_once_with_one_record(self):
         first = self.launch()
-        second = self.launch()
-        self.post(WebSocketType=True, MaintenanceMessageKey="both")
-        first.wait_text("both")
-        second.wait_text("both")
+        logged = len(first.log.pairs())
+        second = self.start()
+        self.assertLess(self.assert_ended(second) - second.started, SLOWNESS)
+        self.assertEqual([("error", "Another agent of this brand runs already; this one ends.")],
+                         first.log.pairs()[logged + len(LAUNCHED):])
+        self.assertEqual([first.process_id], self.bus.queue_of(self.brand_name))
+        self.post(WebSocketType=True, MaintenanceMessageKey="once")
+        first.wait_text("once")
 
-    def test_name_is_given_back_at_the_end(self):
+    @takes(4)
+    def test_of_two_agents_started_at_once_one_stays(self):
+        for _round in range(5):
+            agents = [self.start(), self.start()]
+            wait_until(lambda: sum(agent.running() for agent in agents) == 1, "one of the two ends")
+            stays = next(agent for agent in agents if agent.running())
+            stays.wait_ready()
+            self.assertEqual([stays.process_id], self.bus.queue_of(self.brand_name))
+            self.assertTrue(stays.running())
+            stays.end()
+
+    @takes(3)
+    def test_killed_and_started_again_at_once(self):
+        for _round in range(20):
+            agent = self.launch()
+            agent.process.kill()
+        agent.end()
+        self.launch()
+
+    @takes(2)
+    def test_names_that_another_program_owns_mute_nothing(self):
+        taken = self.bus.connect()
+        self.addCleanup(taken.close)
+        for name in (AGENT_NAME, self.brand_name):
+            taken.request_name(name, dbus.bus.NAME_FLAG_DO_NOT_QUEUE)
         agent = self.launch()
-        self.post(webSocketResponse="<a>")
+        self.post(WebSocketType=True, MaintenanceMessageKey="all the same")
+        agent.wait_text("all the same")
+        for name in (AGENT_NAME, self.brand_name):
+            taken.release_name(name)
+            wait_until(lambda: self.bus.process_of(name) == agent.process_id, "the name passes on")
+
+    def assert_names_are_given_back(self, agent):
+        for name in (AGENT_NAME, self.brand_name):
+            wait_until(lambda: self.bus.process_of(name) is None, f"{name} is given back", interval=0.005)
+        self.assertTrue(agent.running(), "before the end")
+
+    @takes(3)
+    def test_names_are_given_back_when_ok_is_pressed_and_messages_are_heard_until_the_end(self):
+        agent = self.launch()
+        self.post(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey="text")
+        agent.wait_visible()
+        agent.press_ok()
+        self.assert_names_are_given_back(agent)
+        self.post(webSocketappLanguageKey="last")
+        agent.log.wait_for("info", "Bundle Language View last")
+        self.assertTrue(agent.running())
+        # The next agent starts beside the one that ends.
+        following = self.launch()
         self.assert_ended(agent)
-        wait_until(lambda: self.bus.process_of(AGENT_NAME) is None, "the name is free")
+        self.assertTrue(following.running())
+
+    @takes(4)
+    def test_names_are_given_back_when_a_countdown_is_at_its_end(self):
+        agent = self.launch()
+        self.post_casb(rows=THREE_ROWS, timeout=2)
+        agent.wait_visible()
+        self.assert_names_are_given_back(agent)
+        self.assert_ended(agent)
+
+    def test_without_a_display_it_ends_before_it_owns_a_name(self):
+        owned = []
+        match = self.bus.connection.add_signal_receiver(
+            lambda name, _old, _new: owned.append(name), "NameOwnerChanged", "org.freedesktop.DBus")
+        self.addCleanup(match.remove)
+        agent = self.start(environment={"DISPLAY": None, "WAYLAND_DISPLAY": None})
+        self.assert_ended(agent)
+        self.assertEqual(1, len(agent.errors().splitlines()), agent.errors())
+        holds_for(lambda: not [name for name in owned if str(name).startswith(AGENT_NAME)], 0.3, "a name was owned")
 
     def test_agent_posts_nothing_of_its_own_accord(self):
         agent = self.launch()

@@ -4,6 +4,7 @@ import os
 import plistlib
 import shutil
 import signal
+import socket
 import struct
 import subprocess
 import time
@@ -136,15 +137,121 @@ class BusFaultTest(FaultTestCase):
         self.screen.click(left + width - 24 - 48, top + height - 20 - 17)
         self.assert_ended(agent)
 
-    @takes(3)
-    def test_name_that_another_program_owns(self):
-        taken = self.bus.connect()
-        self.addCleanup(taken.close)
-        taken.request_name(AGENT_NAME, dbus.bus.NAME_FLAG_DO_NOT_QUEUE)
-        agent = self.launch()
-        self.post_and_see(agent, "all the same")
-        taken.release_name(AGENT_NAME)
-        wait_until(lambda: self.bus.process_of(AGENT_NAME) == agent.process_id, "the name passes on")
+
+class SilenceTest(FaultTestCase):
+    """What stands still keeps the process no longer than two seconds past its moment."""
+
+    LIMIT = 2 * SLOWNESS
+    TIME_OUT = 2
+
+    def setUp(self):
+        super().setUp()
+        self.bundle.info(Default_App_Timeout=self.TIME_OUT)
+        folder = os.path.join(self.folder, "screen")
+        os.mkdir(folder)
+        authority = os.environ.get("XAUTHORITY")
+        self.own_screen = Screen(folder)
+        if authority is not None:
+            os.environ["XAUTHORITY"] = authority
+        self.addCleanup(self.own_screen.process.wait)
+        self.addCleanup(self.own_screen.process.kill)
+
+    def start_there(self, **environment):
+        return self.start(environment={"DISPLAY": self.own_screen.name, **environment})
+
+    def stop_screen(self):
+        self.own_screen.process.send_signal(signal.SIGSTOP)
+
+    def assert_launched(self, agent):
+        agent.log.wait_for(*LAUNCHED[1])
+        self.assertEqual([(level, str(text)) for level, text in LAUNCHED[:1]], agent.log.pairs()[:1])
+
+    def assert_ended_by_time_out(self, agent):
+        moment = self.assert_ended(agent) - agent.started
+        self.assertGreaterEqual(moment, self.TIME_OUT)
+        self.assertLess(moment, self.TIME_OUT + self.LIMIT)
+
+    def assert_ended_by_signal(self, agent, number=signal.SIGTERM):
+        agent.process.send_signal(number)
+        sent = time.time()
+        self.assertLess(self.assert_ended(agent) - sent, self.LIMIT)
+
+    def silent_bus(self, backlog):
+        """The address of a socket that is listened on, and of which nothing is ever heard."""
+        silent = socket.socket(socket.AF_UNIX)
+        self.addCleanup(silent.close)
+        path = os.path.join(self.folder, "silent")
+        silent.bind(path)
+        silent.listen(backlog)
+        return f"unix:path={path}"
+
+    @takes(8)
+    def test_display_that_stands_still_at_the_start(self):
+        self.stop_screen()
+        agent = self.start_there()
+        self.assert_launched(agent)
+        self.assert_ended_by_time_out(agent)
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            agent = self.start_there()
+            agent.wait_ready()
+            self.assert_ended_by_signal(agent, number)
+
+    @takes(8)
+    def test_display_that_stands_still_under_a_countdown(self):
+        for end in (self.assert_ended_by_time_out, self.assert_ended_by_signal):
+            agent = self.start_there()
+            agent.wait_ready()
+            self.post_casb(rows=THREE_ROWS, timeout=600)
+            agent.log.wait_for("info", Starts("Parsing successful"))
+            self.stop_screen()
+            end(agent)
+            self.own_screen.process.send_signal(signal.SIGCONT)
+
+    @takes(8)
+    def test_bus_that_is_silent_at_the_start(self):
+        for backlog in (5, 0):  # the second one takes no more than one connection
+            address = self.silent_bus(backlog)
+            agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": address})
+            self.assert_launched(agent)
+            self.assert_ended_by_time_out(agent)
+            # The main loop turns: the last record is that of the ordinary end.
+            self.assertEqual(("debug", "Terminating Web Socket App after 2 Seconds."), agent.log.pairs()[-1])
+            os.remove(agent.log.path)
+            agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": address})
+            self.assert_launched(agent)
+            self.assert_ended_by_signal(agent)
+            os.remove(agent.log.path)
+            os.remove(os.path.join(self.folder, "silent"))
+
+    @takes(8)
+    def test_bus_that_falls_silent_under_a_notice(self):
+        bus = OwnBus(os.path.join(self.folder, "bus"))
+        self.addCleanup(bus.stop)
+        bus.start()
+        for end in (self.assert_ended_by_time_out, self.assert_ended_by_signal):
+            agent = self.start_there(DBUS_SESSION_BUS_ADDRESS=bus.address)
+            wait_until(bus.owns_name, "the agent owns its name")
+            bus.post(f"{self.brand}_socketMessageNotifier", WebSocketReAuthType=True)
+            agent.log.wait_for("info", Starts("CASB Socket Notification Type"))
+            bus.process.send_signal(signal.SIGSTOP)
+            end(agent)
+            bus.process.send_signal(signal.SIGCONT)
+
+    @takes(6)
+    def test_retry_that_meets_a_silent_bus(self):
+        bus = OwnBus(os.path.join(self.folder, "silent"))
+        bus.start()
+        self.bundle.info(Default_App_Timeout=5)
+        agent = self.start_there(DBUS_SESSION_BUS_ADDRESS=bus.address)
+        wait_until(bus.owns_name, "the agent owns its name")
+        bus.post(f"{self.brand}_socketMessageNotifier", WebSocketType=True)
+        agent.log.wait_for("info", Starts("Web Socket Notification Type"))
+        bus.stop()
+        os.remove(bus.path)
+        self.silent_bus(0)
+        agent.log.wait_for("error", Starts("The session bus went away"))
+        self.assert_ended(agent)
+        self.assertIsNotNone(agent.log.find("debug", "Terminating Web Socket App after 5 Seconds."))
 
 
 class ScreenFaultTest(FaultTestCase):
@@ -529,7 +636,7 @@ class EnvironmentTest(FaultTestCase):
         agent = self.launch_by('umask 0; exec "$NOTICE_EXECUTABLE"')
         self.assert_works(agent)
         self.assertEqual(0o755, os.stat(agent.log.folder).st_mode & 0o777)
-        self.assertEqual(0o644, os.stat(agent.log.path).st_mode & 0o777)
+        self.assertEqual(0o600, os.stat(agent.log.path).st_mode & 0o777)
 
     @takes(3)
     def test_every_standard_stream_closed(self):

@@ -19,7 +19,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const auto agentName = QStringLiteral("com.tevanic.NoticeAgent");
 const auto messageName = QStringLiteral("zelvik_socketMessageNotifier");
 
 class MacAgentTest : public testing::Test {
@@ -27,6 +26,7 @@ protected:
     void listen(MacNotificationCenter &center, const QString &name = messageName) {
         center.addObserver(
             this, [this](const ::Notification &notification) { got_.push_back(notification); }, name);
+        center.listen({}, {});
     }
     bool waitForMessage() {
         const auto end = std::chrono::steady_clock::now() + 20s;
@@ -50,7 +50,7 @@ ErrorCode codeOf(const Result<void> &result) {
 TEST_F(MacAgentTest, AnAgentIsThereAsLongAsItListens) {
     EXPECT_FALSE(*agent_.isListening());
     {
-        MacNotificationCenter center(loop_, agentName);
+        MacNotificationCenter center(loop_);
         EXPECT_FALSE(*agent_.isListening()) << "it hears nothing yet";
         listen(center);
         EXPECT_TRUE(*agent_.isListening());
@@ -61,10 +61,10 @@ TEST_F(MacAgentTest, AnAgentIsThereAsLongAsItListens) {
 }
 
 TEST_F(MacAgentTest, ASecondAgentWorksWithoutTheName) {
-    MacNotificationCenter first(loop_, agentName);
+    MacNotificationCenter first(loop_);
     listen(first, QStringLiteral("other"));
     {
-        MacNotificationCenter second(loop_, agentName);
+        MacNotificationCenter second(loop_);
         listen(second);
         EXPECT_TRUE(agent_.post(*MaintenanceNotice { "text", {} }.message()));
         EXPECT_TRUE(waitForMessage());

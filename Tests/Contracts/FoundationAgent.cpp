@@ -15,7 +15,7 @@ int main() {
     center.addObserver(
         &message, [&message](const Notification &notification) { message = notification; },
         QStringLiteral("zelvik_socketMessageNotifier"));
-    center.listen(Contract::brandName("zelvik"), nullptr);
+    center.listen(Contract::brandName("zelvik"), {});
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (!message && std::chrono::steady_clock::now() < end) {
         turnFoundationLoop();

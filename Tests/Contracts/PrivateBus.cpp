@@ -1,8 +1,15 @@
 #include "Tests/Contracts/PrivateBus.h"
 
+#include "Tests/Platform/WaitUntil.h"
+
 #include <QFile>
 
 #include <dbus/dbus.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include <unistd.h>
 
 namespace {
 
@@ -18,7 +25,11 @@ struct Address {
             + "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
               "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow "
               "own=\"*\"/>"
-              "</policy></busconfig>\n");
+              "</policy>"
+              // As on a real session bus.
+              "<limit name=\"max_message_unix_fds\">4096</limit>"
+              "<limit name=\"max_incoming_unix_fds\">250000000</limit>"
+              "<limit name=\"max_outgoing_unix_fds\">250000000</limit></busconfig>\n");
         qputenv("DBUS_SESSION_BUS_ADDRESS", text().toUtf8());
     }
 
@@ -48,8 +59,17 @@ void PrivateBus::start() {
 }
 
 void PrivateBus::stop() {
+    resume();
     daemon_.terminate();
     daemon_.waitForFinished();
+}
+
+void PrivateBus::pause() {
+    ::kill(static_cast<pid_t>(daemon_.processId()), SIGSTOP);
+}
+
+void PrivateBus::resume() {
+    ::kill(static_cast<pid_t>(daemon_.processId()), SIGCONT);
 }
 
 void BusClient::Unreference::operator()(DBusMessage *message) const {
@@ -123,16 +143,55 @@ void BusClient::emitSignal(const Append &append, const SignalPlace &place) const
     ownerOf(QStringLiteral("com.example.Anything")); // when this is answered the signal is on its way
 }
 
-QString BusClient::errorOfCall(const QString &destination) const {
-    const Message request(dbus_message_new_method_call(
-        destination.toUtf8().constData(), "/", "com.example.Interface", "Method"));
+namespace {
+
+QString textsIn(DBusMessageIter *iterator) {
+    QString all;
+    for (; dbus_message_iter_get_arg_type(iterator) != DBUS_TYPE_INVALID; dbus_message_iter_next(iterator)) {
+        DBusMessageIter inner;
+        const char *text = nullptr;
+        switch (dbus_message_iter_get_arg_type(iterator)) {
+        case DBUS_TYPE_STRING:
+            dbus_message_iter_get_basic(iterator, &text);
+            all += QString::fromUtf8(text);
+            break;
+        case DBUS_TYPE_DICT_ENTRY:
+            dbus_message_iter_recurse(iterator, &inner);
+            dbus_message_iter_get_basic(&inner, &text);
+            dbus_message_iter_next(&inner);
+            all += QString::fromUtf8(text) + u'=' + textsIn(&inner);
+            break;
+        default:
+            dbus_message_iter_recurse(iterator, &inner);
+            all += textsIn(&inner);
+        }
+    }
+    return all;
+}
+
+} // namespace
+
+QString BusClient::answer(
+    const SignalPlace &to, const Append &append, const std::function<void()> &turn) const {
+    const Message call(dbus_message_new_method_call(to.destination, to.path, to.interface, to.member));
+    DBusMessageIter arguments;
+    dbus_message_iter_init_append(call.get(), &arguments);
+    append(arguments);
     DBusPendingCall *pending = nullptr;
-    dbus_connection_send_with_reply(connection_, request.get(), &pending, DBUS_TIMEOUT_USE_DEFAULT);
-    dbus_connection_flush(connection_);
-    dbus_pending_call_block(pending);
+    dbus_connection_send_with_reply(connection_, call.get(), &pending, DBUS_TIMEOUT_USE_DEFAULT);
+    EXPECT_TRUE(waitUntil([&] {
+        turn();
+        dbus_connection_read_write_dispatch(connection_, 0);
+        return dbus_pending_call_get_completed(pending) != FALSE;
+    }));
     const Message reply(dbus_pending_call_steal_reply(pending));
     dbus_pending_call_unref(pending);
-    return reply ? QString::fromUtf8(dbus_message_get_error_name(reply.get())) : QString();
+    if (!reply)
+        return QStringLiteral("no answer");
+    if (const char *error = dbus_message_get_error_name(reply.get()))
+        return QString::fromUtf8(error);
+    DBusMessageIter values;
+    return dbus_message_iter_init(reply.get(), &values) ? textsIn(&values) : QString();
 }
 
 void BusClient::watch() const {
@@ -158,5 +217,28 @@ BusClient::Append texts(const QStringList &values) {
             const char *text = bytes.constData();
             dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
         }
+    };
+}
+
+BusClient::Append withDescriptors(const QString &name, int count) {
+    return [name, count](DBusMessageIter &arguments) {
+        texts({ name, QString() })(arguments);
+        DBusMessageIter entries;
+        DBusMessageIter entry;
+        DBusMessageIter variant;
+        DBusMessageIter descriptors;
+        const char *key = "descriptors";
+        const int descriptor = STDIN_FILENO;
+        dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, "{sv}", &entries);
+        dbus_message_iter_open_container(&entries, DBUS_TYPE_DICT_ENTRY, nullptr, &entry);
+        dbus_message_iter_append_basic(&entry, DBUS_TYPE_STRING, &key);
+        dbus_message_iter_open_container(&entry, DBUS_TYPE_VARIANT, "ah", &variant);
+        dbus_message_iter_open_container(&variant, DBUS_TYPE_ARRAY, "h", &descriptors);
+        for (int number = 0; number < count; ++number)
+            dbus_message_iter_append_basic(&descriptors, DBUS_TYPE_UNIX_FD, &descriptor);
+        dbus_message_iter_close_container(&variant, &descriptors);
+        dbus_message_iter_close_container(&entry, &variant);
+        dbus_message_iter_close_container(&entries, &entry);
+        dbus_message_iter_close_container(&arguments, &entries);
     };
 }

@@ -26,6 +26,9 @@ public:
     void start();
     /// Nothing is left of it when this returns.
     void stop();
+    /// Has it stand still, connections and all, until `resume()`.
+    void pause();
+    void resume();
 
 private:
     QProcess daemon_;
@@ -57,8 +60,9 @@ public:
     using Append = std::function<void(DBusMessageIter &)>;
     void emitSignal(const Append &append, const SignalPlace &place = {}) const;
 
-    /// The name of the error that a call to that connection is answered with; empty for none.
-    QString errorOfCall(const QString &destination) const;
+    /// Calls somebody and turns until the answer is there.
+    /// @return the answer's texts, those of a map as KEY=VALUE; for an error its name
+    QString answer(const SignalPlace &to, const Append &append, const std::function<void()> &turn) const;
 
     /// Gets every notification from now on.
     void watch() const;
@@ -75,6 +79,9 @@ private:
 
     DBusConnection *connection_ = nullptr;
 };
+
+/// Appends the arguments of a notification whose user info holds so many descriptors.
+BusClient::Append withDescriptors(const QString &name, int count);
 
 /// Appends texts, one argument each.
 BusClient::Append texts(const QStringList &values);

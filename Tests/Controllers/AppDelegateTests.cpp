@@ -163,6 +163,7 @@ TEST_F(AppDelegateTest, TimeOut_EndsTheApplicationWhenItIsUp) {
         each.journal.whenever(QStringLiteral("observe"), [&] { each.log.attachToCurrentLogger(); });
         each.delegate.applicationDidFinishLaunching();
 
+        EXPECT_EQ(each.application.endsBy(), std::chrono::seconds(row.seconds)) << "also when it hangs";
         const auto number = std::to_string(row.seconds);
         EXPECT_EQ(
             each.journal.lines().back(), timeOutLine("Default APP Termination Time is set to " + number));

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fstream>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -116,7 +117,7 @@ TEST_F(LogFileTest, ARecordThatWasCutByAFullDiskEndsItsLine) {
     EXPECT_EQ(contents(path()), "1234\nnext\n");
 }
 
-TEST_F(LogFileTest, NobodyElseMayWriteWhatIsMadeWhateverTheMask) {
+TEST_F(LogFileTest, NobodyElseMayReadOrWriteTheFileWhateverTheMask) {
     const auto mask = ::umask(0);
     const LogFile file(path(QStringLiteral("a/agent.log")), 1000);
     ::umask(mask);
@@ -124,20 +125,35 @@ TEST_F(LogFileTest, NobodyElseMayWriteWhatIsMadeWhateverTheMask) {
     ASSERT_EQ(::stat(path(QStringLiteral("a")).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0755U);
     ASSERT_EQ(::stat(path(QStringLiteral("a/agent.log")).c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0644U);
+    EXPECT_EQ(status.st_mode & 0777, 0600U);
 }
 
-TEST_F(LogFileTest, ALinkIsFollowedWhenItIsTheUsersOwnAndNotWhenItIsSomebodyElses) {
+TEST_F(LogFileTest, ALinkToAnotherFileIsNotFollowed) {
     const auto target = path(QStringLiteral("target"));
-    ASSERT_EQ(::symlink(target.c_str(), path().c_str()), 0);
-    LogFile own(path(), 1000);
-    own.append("own\n");
-    EXPECT_EQ(contents(target), "own\n");
+    std::ofstream(target) << "mine\n";
+    for (const auto link : { &::symlink, &::link }) {
+        ASSERT_EQ(link(target.c_str(), path().c_str()), 0);
+        LogFile file(path(), 1000);
+        EXPECT_FALSE(file.isOpen());
+        file.append("lost\n");
+        EXPECT_EQ(contents(target), "mine\n");
+        ASSERT_EQ(::unlink(path().c_str()), 0);
+        file.append("found\n");
+        EXPECT_EQ(contents(path()), "found\n");
+        ASSERT_EQ(::unlink(path().c_str()), 0);
+    }
+}
+
+TEST_F(LogFileTest, AFileOfAnotherUsersIsNotWrittenTo) {
     if (::geteuid() != 0)
-        GTEST_SKIP() << "only root can make a link of somebody else's";
-    constexpr uid_t somebody = 65534;
-    ASSERT_EQ(::lchown(path().c_str(), somebody, somebody), 0);
-    EXPECT_FALSE(LogFile(path(), 1000).isOpen());
+        GTEST_SKIP() << "only root can make a file of somebody else's";
+    std::ofstream(path()) << "theirs\n";
+    ASSERT_EQ(::chmod(path().c_str(), 0666), 0);
+    ASSERT_EQ(::chown(path().c_str(), 65534, 65534), 0);
+    LogFile file(path(), 1000);
+    EXPECT_FALSE(file.isOpen());
+    file.append("lost\n");
+    EXPECT_EQ(contents(path()), "theirs\n");
 }
 
 } // namespace
