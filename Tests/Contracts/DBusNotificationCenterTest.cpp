@@ -216,7 +216,7 @@ TEST_F(DBusNotificationCenterTest, TheStandardCallsAreAnswered) {
 // A process has no more than some hundred descriptors, and the bus throws out who cannot take one.
 TEST_F(DBusNotificationCenterTest, SignalsThatCarryDescriptorsAreAllHeardAndKeepNone) {
     constexpr std::size_t count = 1000;
-    constexpr int inEach = 100;
+    constexpr int inEach = 20;
     launch();
     const auto open = [] { return QDir(QStringLiteral("/proc/self/fd")).count(); };
     const auto before = open();
