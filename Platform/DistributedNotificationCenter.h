@@ -20,21 +20,16 @@ public:
 
     virtual ~DistributedNotificationCenter() = default;
 
-    /// Has `handler` called for every notification of that name.
+    /// Has `handler` called for every notification of that name, whatever its object.
     /// @param observer  whose observation it is; only compared
-    /// @param object    empty for any
-    virtual void addObserver(
-        const void *observer, Handler handler, const QString &name, const QString &object = {})
-        = 0;
+    virtual void addObserver(const void *observer, Handler handler, const QString &name) = 0;
 
-    /// Ends the observation of that observer, name and object. Harmless when there is none.
-    virtual void removeObserver(const void *observer, const QString &name, const QString &object = {}) = 0;
+    /// Ends the observation of that observer and name. Harmless when there is none.
+    virtual void removeObserver(const void *observer, const QString &name) = 0;
 
-    /// Posts at once: when this returns, the notification has left the process, or the bus is absent or takes
-    /// nothing.
-    virtual void postNotificationName(
-        const QString &name, const QString &object = {}, const std::optional<QVariantMap> &userInfo = {})
-        = 0;
+    /// Posts a notification without object and user info, at once: when this returns, it has left the
+    /// process, or the bus is absent or takes nothing.
+    virtual void postNotificationName(const QString &name) = 0;
 
     /// Gives back the names that other programs find this one by; it goes on observing. Called when the end
     /// of the process is settled; harmless when there are none.

@@ -30,11 +30,6 @@ void keepTlsLibraryAtExit() {
         initialise(noExitHandler, nullptr);
 }
 
-bool isAscii(std::string_view text) {
-    return std::all_of(
-        text.begin(), text.end(), [](char letter) { return static_cast<signed char>(letter) >= 0; });
-}
-
 bool environmentNamesProxyForHttp() {
     return std::any_of(std::begin(httpProxyVariables), std::end(httpProxyVariables), [](const char *name) {
         const char *value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): libcurl reads them here too
@@ -42,12 +37,12 @@ bool environmentNamesProxyForHttp() {
     });
 }
 
-// Without a proxy libcurl percent-encodes a path's bytes that are not ASCII, unless it is handed the target
-// whole. That must not be done to a plain http request that goes through a proxy, whose target is the URL.
+// libcurl rewrites a URL before it sends it, in other ways in each of its versions, unless it is handed the
+// request's target. A plain http request through a proxy has another target, the whole URL.
 std::optional<std::string> ownTarget(const std::string &url) {
     const bool mayBeProxied
         = WebAddress::scheme(url) == WebAddress::Scheme::Http && environmentNamesProxyForHttp();
-    if (isAscii(url) || mayBeProxied)
+    if (mayBeProxied)
         return std::nullopt;
     return WebAddress::requestTarget(url);
 }
@@ -70,13 +65,13 @@ struct Received {
 std::size_t countHeader(char *, std::size_t size, std::size_t count, void *received) {
     auto &total = static_cast<Received *>(received)->headerBytes;
     total += size * count;
-    return total <= HttpRequest::mostHeaderBytes ? size * count : 0;
+    return total <= HttpRequest::maxHeaderBytes ? size * count : 0;
 }
 
 std::size_t countBody(char *, std::size_t size, std::size_t count, void *received) {
     auto &total = static_cast<Received *>(received)->bodyBytes;
     total += size * count;
-    return total <= HttpRequest::mostBodyBytes ? size * count : 0;
+    return total <= HttpRequest::maxBodyBytes ? size * count : 0;
 }
 
 // Where the certificates of this system are, when they are not where libcurl was built to find them.
@@ -92,7 +87,7 @@ const char *certificates() {
 
 class Transfer {
 public:
-    explicit Transfer(const std::string &method)
+    Transfer()
         : handle_(curl_easy_init()) {
         set(CURLOPT_PROTOCOLS_STR, "http,https");
         set(CURLOPT_FOLLOWLOCATION, 0L); // each redirect is judged here, since https must not lead to http
@@ -108,12 +103,6 @@ public:
         set(CURLOPT_HEADERDATA, &received_);
         set(CURLOPT_WRITEFUNCTION, &countBody);
         set(CURLOPT_WRITEDATA, &received_);
-        if (const auto *file = certificates())
-            set(CURLOPT_CAINFO, file);
-        if (method == "HEAD")
-            set(CURLOPT_NOBODY, 1L);
-        else if (method != "GET")
-            set(CURLOPT_CUSTOMREQUEST, method.c_str());
     }
 
     std::optional<int> statusOf(const std::string &url, milliseconds time) {
@@ -161,20 +150,19 @@ bool isRedirect(int status) {
 
 } // namespace
 
-std::optional<int> HttpRequest::statusOf(const std::string &url, const std::string &method) {
+std::optional<int> HttpRequest::statusOf(const std::string &url) {
     // libcurl reads a text up to its first zero byte; the rest would be lost without a word.
     const bool isText = url.find('\0') == std::string::npos;
-    if (!isText || !WebAddress::scheme(url) || !WebAddress::isMethod(method) || !libraryIsReady())
+    if (!isText || !WebAddress::scheme(url) || !libraryIsReady())
         return std::nullopt;
 
     const auto end = Clock::now() + wholeTime;
-    Transfer transfer(method);
+    Transfer transfer;
     std::string current = url;
     for (int redirects = 0;; ++redirects) {
         const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
         const auto status = transfer.statusOf(current, std::max(left, milliseconds(1)));
-        const bool mayFollow = redirects < mostRedirects && (method == "GET" || method == "HEAD");
-        if (!status || !isRedirect(*status) || !mayFollow)
+        if (!status || !isRedirect(*status) || redirects == maxRedirects)
             return status;
         const auto location = transfer.location();
         const auto target = location ? WebAddress::redirectTarget(current, *location) : std::nullopt;

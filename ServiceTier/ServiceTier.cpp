@@ -1,55 +1,40 @@
 #include "ServiceTier/HttpRequest.h"
-#include "ServiceTier/WebAddress.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 
-#include <atomic>
 #include <csignal>
 #include <exception>
-#include <memory>
+#include <mutex>
 #include <new>
 #include <optional>
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace {
 
-constexpr int mostRequestsAtOnce = 16;
+constexpr int maxWorkers = 32;
 
-// Of the whole process, since every notice makes a client of its own. It has no destructor, so it outlives
-// every thread.
-std::atomic<int> requestsInFlight { 0 };
-
-/// A place among the requests in flight; given back when it goes.
-class Place {
-public:
-    Place()
-        : taken_(requestsInFlight.fetch_add(1) < mostRequestsAtOnce) { }
-    Place(Place &&other) noexcept
-        : counted_(std::exchange(other.counted_, false))
-        , taken_(other.taken_) { }
-    Place(const Place &) = delete;
-    Place &operator=(const Place &) = delete;
-    Place &operator=(Place &&) = delete;
-    ~Place() {
-        if (counted_)
-            requestsInFlight.fetch_sub(1);
-    }
-
-    bool isTaken() const { return taken_; }
-
-private:
-    bool counted_ = true;
-    bool taken_;
+struct Request {
+    std::string url;
+    portalGatewayServiceTier::Completion completion;
 };
 
-void report(const portalGatewayServiceTier::Completion &completion, std::optional<int> status) {
-    if (!completion)
+void report(const Request &request, std::optional<int> status) {
+    if (!request.completion)
         return;
     try {
-        completion({ status });
+        request.completion({ status });
     } catch (...) {
         // A completion must not throw; one that does must not end the process from a thread nobody knows of.
+    }
+}
+
+std::optional<int> statusOf(const std::string &url) {
+    try {
+        return HttpRequest::statusOf(url);
+    } catch (const std::exception &) {
+        return std::nullopt; // out of memory
     }
 }
 
@@ -60,39 +45,71 @@ void blockSignals() {
     pthread_sigmask(SIG_BLOCK, &every, nullptr);
 }
 
-std::optional<int> statusOf(const std::string &url, const std::string &method) {
-    try {
-        return HttpRequest::statusOf(url, method);
-    } catch (const std::exception &) {
-        return std::nullopt; // out of memory
+/// The requests of the whole process, since every notice makes a client of its own. The latest goes first:
+/// when the user presses OK the process ends a second later.
+class Queue {
+public:
+    void add(Request request) {
+        std::unique_lock lock(mutex_);
+        if (!addWorker() && workers_ == 0) {
+            lock.unlock();
+            return report(request, std::nullopt);
+        }
+        waiting_.push_back(std::move(request));
     }
+
+private:
+    /// @return false when there are enough, or no thread is to be had
+    bool addWorker() {
+        if (workers_ == maxWorkers)
+            return false;
+        try {
+            // Detached: nothing waits for it, neither a client's end nor the process's.
+            std::thread([this] { work(); }).detach();
+        } catch (const std::exception &) {
+            return false;
+        }
+        ++workers_;
+        return true;
+    }
+
+    void work() {
+        blockSignals();
+        while (const auto request = next())
+            report(*request, statusOf(request->url));
+    }
+
+    std::optional<Request> next() {
+        const std::lock_guard lock(mutex_);
+        if (waiting_.empty()) {
+            --workers_;
+            return std::nullopt;
+        }
+        auto request = std::move(waiting_.back());
+        waiting_.pop_back();
+        return request;
+    }
+
+    std::mutex mutex_;
+    std::vector<Request> waiting_;
+    int workers_ = 0;
+};
+
+Queue &queue() {
+    static auto *const only = new Queue; // outlives every worker
+    return *only;
 }
 
-/// The shipped gateway client: libcurl, and a detached thread for each request that owns all it needs, so
-/// that nothing waits for it, neither this object's end nor the process's.
+/// The shipped gateway client: libcurl, and workers on threads of their own.
 class CurlServiceTier final : public portalGatewayServiceTier {
 public:
-    /// Parameters are appended to the URL's query. With too many requests in flight, or when no thread can be
-    /// had, the completion is called without a status before this returns.
+    /// GET without parameters alone; to anything else the completion is called without a status.
     void request(const std::string &url, const Parameters *parameters, const std::string &method,
         Completion completion) override {
-        Place place;
-        if (!place.isTaken()) {
-            report(completion, std::nullopt);
-            return;
-        }
-        try {
-            auto address = parameters ? WebAddress::withQuery(url, *parameters) : url;
-            std::thread([place = std::make_unique<Place>(std::move(place)), address = std::move(address),
-                            method, completion]() mutable {
-                blockSignals();
-                const auto status = statusOf(address, method);
-                place.reset(); // before the completion, which may start the next request
-                report(completion, status);
-            }).detach();
-        } catch (const std::exception &) {
-            report(completion, std::nullopt);
-        }
+        Request request { url, std::move(completion) };
+        if (parameters || method != "GET")
+            return report(request, std::nullopt);
+        queue().add(std::move(request));
     }
 };
 

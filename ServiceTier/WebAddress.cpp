@@ -3,8 +3,6 @@
 #include <curl/curl.h>
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <memory>
 
 namespace {
@@ -24,26 +22,6 @@ bool startsWith(std::string_view text, std::string_view lowerCasePrefix) {
     return text.size() >= lowerCasePrefix.size()
         && std::equal(lowerCasePrefix.begin(), lowerCasePrefix.end(), text.begin(),
             [](char expected, char letter) { return expected == lowerCase(letter); });
-}
-
-bool isUnreserved(char letter) {
-    return (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z')
-        || (letter >= '0' && letter <= '9') || (letter != '\0' && std::strchr("-._~", letter));
-}
-
-std::string percentEncoded(std::string_view text) {
-    constexpr std::array digits { '0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'A', 'B', 'C', 'D', 'E',
-        'F' };
-    std::string encoded;
-    for (const char letter : text) {
-        if (isUnreserved(letter)) {
-            encoded += letter;
-            continue;
-        }
-        const auto byte = static_cast<unsigned char>(letter);
-        encoded += { '%', digits[byte >> 4], digits[byte & 15] };
-    }
-    return encoded;
 }
 
 } // namespace
@@ -81,24 +59,4 @@ std::string WebAddress::requestTarget(std::string_view url) {
     const auto begin = std::min(withoutFragment.find_first_of("/?", authority), withoutFragment.size());
     const std::string target(withoutFragment.substr(begin));
     return target.starts_with('/') ? target : '/' + target;
-}
-
-std::string WebAddress::withQuery(
-    const std::string &url, const portalGatewayServiceTier::Parameters &parameters) {
-    const auto fragment = std::min(url.find('#'), url.size());
-    std::string result = url.substr(0, fragment);
-    bool hasQuery = result.find('?') != std::string::npos;
-    for (const auto &[name, value] : parameters) {
-        const bool separated = hasQuery && (result.back() == '?' || result.back() == '&');
-        if (!separated)
-            result += hasQuery ? '&' : '?';
-        hasQuery = true;
-        result += percentEncoded(name) + '=' + percentEncoded(value);
-    }
-    return result + url.substr(fragment);
-}
-
-bool WebAddress::isMethod(std::string_view text) {
-    return !text.empty()
-        && std::all_of(text.begin(), text.end(), [](char letter) { return letter >= 'A' && letter <= 'Z'; });
 }

@@ -1,12 +1,10 @@
 #pragma once
 
-#include "ServiceTier/portalGatewayServiceTier.h"
-
 #include <optional>
 #include <string>
 #include <string_view>
 
-/// The rules about addresses and methods; nothing here touches the network.
+/// The rules about addresses; nothing here touches the network.
 namespace WebAddress {
 
 enum class Scheme { Http, Https };
@@ -24,11 +22,5 @@ std::optional<std::string> redirectTarget(const std::string &url, const std::str
 
 /// What of an http or https URL stands in a request's first line: path and query, byte for byte.
 std::string requestTarget(std::string_view url);
-
-/// The URL with the parameters appended to its query, percent-encoded, in the order of their names.
-std::string withQuery(const std::string &url, const portalGatewayServiceTier::Parameters &parameters);
-
-/// Whether the text may stand as the method of a request: capital letters A to Z and nothing else.
-bool isMethod(std::string_view text);
 
 } // namespace WebAddress

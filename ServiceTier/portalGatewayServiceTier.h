@@ -29,8 +29,8 @@ public:
     ///
     /// @param url         sent unchanged, byte for byte; a text that is no http or https URL (the empty text
     ///                    too) gives a response without a status
-    /// @param parameters  null for none
-    /// @param method      for example "GET"
+    /// @param parameters  null: no request has any
+    /// @param method      "GET": no request has another
     /// @param completion  called once, on any thread, also after this object is gone; it must not throw
     virtual void request(const std::string &url, const Parameters *parameters, const std::string &method,
         Completion completion)

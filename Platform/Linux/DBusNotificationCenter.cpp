@@ -219,27 +219,23 @@ void DBusNotificationCenter::notify(DBusMessage *signal) {
     for (const auto &observation : observations) {
         const bool isStillThere
             = std::find(observations_.begin(), observations_.end(), observation) != observations_.end();
-        if (isStillThere && observation->name == notification->name
-            && (observation->object.isEmpty() || observation->object == notification->object))
+        if (isStillThere && observation->name == notification->name)
             observation->handler(*notification);
     }
 }
 
-void DBusNotificationCenter::addObserver(
-    const void *observer, Handler handler, const QString &name, const QString &object) {
+void DBusNotificationCenter::addObserver(const void *observer, Handler handler, const QString &name) {
     observations_.push_back(
-        std::make_shared<Observation>(Observation { observer, std::move(handler), name, object }));
+        std::make_shared<Observation>(Observation { observer, std::move(handler), name }));
     if (connection_)
         send(busCall("AddMatch", matchRule(name)).get());
     else if (connecting_)
         connect(); // with this one among them
 }
 
-void DBusNotificationCenter::removeObserver(
-    const void *observer, const QString &name, const QString &object) {
-    const auto count = std::erase_if(observations_, [&](const auto &each) {
-        return each->observer == observer && each->name == name && each->object == object;
-    });
+void DBusNotificationCenter::removeObserver(const void *observer, const QString &name) {
+    const auto count = std::erase_if(
+        observations_, [&](const auto &each) { return each->observer == observer && each->name == name; });
     for (auto left = connection_ ? count : 0; left > 0; --left)
         send(busCall("RemoveMatch", matchRule(name)).get());
 }
@@ -253,13 +249,16 @@ void DBusNotificationCenter::giveBackNames() {
     }
 }
 
-void DBusNotificationCenter::postNotificationName(
-    const QString &name, const QString &object, const std::optional<QVariantMap> &userInfo) {
+void DBusNotificationCenter::postNotificationName(const QString &name) {
     if (!connection_)
         return reportError_(QStringLiteral("There is no session bus to post a notification on."));
     const BusMessage signal(dbus_message_new_signal(
         Contract::centerPath.data(), Contract::centerInterface.data(), Contract::postedSignal.data()));
-    DBusUserInfo::write(signal.get(), Notification { name, object, userInfo });
+    const auto bytes = name.toUtf8();
+    const char *text = bytes.constData();
+    const char *object = "";
+    dbus_message_append_args(
+        signal.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_STRING, &object, DBUS_TYPE_INVALID);
     send(signal.get());
 }
 

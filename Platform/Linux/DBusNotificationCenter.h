@@ -29,18 +29,15 @@ public:
     /// Whether the observers are registered and the names asked for.
     bool isConnected() const { return connection_ != nullptr; }
 
-    void addObserver(
-        const void *observer, Handler handler, const QString &name, const QString &object = {}) override;
-    void removeObserver(const void *observer, const QString &name, const QString &object = {}) override;
-    void postNotificationName(const QString &name, const QString &object = {},
-        const std::optional<QVariantMap> &userInfo = {}) override;
+    void addObserver(const void *observer, Handler handler, const QString &name) override;
+    void removeObserver(const void *observer, const QString &name) override;
+    void postNotificationName(const QString &name) override;
 
 private:
     struct Observation {
         const void *observer;
         Handler handler;
         QString name;
-        QString object;
     };
 
     void connect();

@@ -15,14 +15,11 @@ struct OtherValue {
 };
 Q_DECLARE_METATYPE(OtherValue)
 
-/// A notification as the arguments of a D-Bus signal, and back.
+/// A notification from the arguments of a D-Bus signal.
 namespace DBusUserInfo {
 
 /// Nothing when the arguments are of any other shape than `ss` or `ssa{sv}`. Of a key that stands twice the
 /// last value counts.
 std::optional<Notification> read(DBusMessage *message);
-
-/// Appends the arguments. Values that are no boolean, string, number or data are left out.
-void write(DBusMessage *message, const Notification &notification);
 
 } // namespace DBusUserInfo

@@ -1,6 +1,5 @@
 #include "Platform/Qt/GatewayPlugin.h"
 
-#include "Platform/LibraryFile.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 
 #include <QFileInfo>
@@ -39,8 +38,6 @@ QString GatewayPlugin::load() {
     // A FIFO in its place would hold the agent up.
     if (!QFileInfo(path_).isFile())
         return QStringLiteral("there is no such file");
-    if (!LibraryFile::isWhole(path_))
-        return QStringLiteral("it is no library of this machine's kind, or not all of one");
     QLibrary library(path_);
     if (!library.load())
         return library.errorString();

@@ -16,8 +16,8 @@ public:
     /// @param reportError  is told, in one line, why there is no client
     GatewayPlugin(QString path, ErrorReporter reportError);
 
-    /// A new client; null when the library is missing, cut off, lacks the functions, is of another version,
-    /// or makes none. What was wrong is tried again at the next call.
+    /// A new client; null when the library is missing, cannot be loaded, lacks the functions, is of another
+    /// version, or makes none. What was wrong is tried again at the next call.
     std::unique_ptr<portalGatewayServiceTier> makeClient();
 
 private:

@@ -15,8 +15,8 @@ struct OtherObject {
 };
 Q_DECLARE_METATYPE(OtherObject)
 
-/// Foundation's values as Qt's, and back. Numbers become what `PropertyList` makes of them: booleans bool,
-/// integers qlonglong (qulonglong past its range), reals double. Objects that are made are autoreleased.
+/// Foundation's values as Qt's. Numbers become what `PropertyList` makes of them: booleans bool,
+/// integers qlonglong (qulonglong past its range), reals double.
 ///
 /// Nothing in here throws, and Foundation is asked for nothing that raises.
 namespace FoundationValues {
@@ -32,13 +32,7 @@ NSString *stringOf(const QString &text);
 /// An invalid value for nil.
 QVariant valueOf(id object);
 
-/// Nil for a value that is no boolean, number, text, data, date, list or map.
-id objectOf(const QVariant &value);
-
 /// Entries whose key is no string are left out.
 QVariantMap mapOf(NSDictionary *dictionary);
-
-/// Entries whose value has no object are left out.
-NSDictionary *dictionaryOf(const QVariantMap &map);
 
 } // namespace FoundationValues

@@ -85,15 +85,6 @@ QVariant valueAt(int depth, id object) {
     return otherOf(object);
 }
 
-NSArray *arrayOf(const QVariantList &list) {
-    NSMutableArray *array = [NSMutableArray array];
-    for (const auto &element : list) {
-        if (id object = FoundationValues::objectOf(element))
-            [array addObject:object];
-    }
-    return array;
-}
-
 } // namespace
 
 QString FoundationValues::textOf(NSString *string) {
@@ -115,45 +106,6 @@ QVariant FoundationValues::valueOf(id object) {
     return valueAt(0, object);
 }
 
-id FoundationValues::objectOf(const QVariant &value) {
-    switch (value.metaType().id()) {
-    case QMetaType::Bool:
-        return [NSNumber numberWithBool:value.toBool() ? YES : NO];
-    case QMetaType::Int:
-    case QMetaType::LongLong:
-        return [NSNumber numberWithLongLong:value.toLongLong()];
-    case QMetaType::UInt:
-    case QMetaType::ULongLong:
-        return [NSNumber numberWithUnsignedLongLong:value.toULongLong()];
-    case QMetaType::Double:
-        return [NSNumber numberWithDouble:value.toDouble()];
-    case QMetaType::QString:
-        return stringOf(value.toString());
-    case QMetaType::QByteArray: {
-        const auto bytes = value.toByteArray();
-        return [NSData dataWithBytes:bytes.constData() length:static_cast<NSUInteger>(bytes.size())];
-    }
-    case QMetaType::QDateTime:
-        return [NSDate
-            dateWithTimeIntervalSince1970:static_cast<double>(value.toDateTime().toMSecsSinceEpoch()) / 1000];
-    case QMetaType::QVariantList:
-        return arrayOf(value.toList());
-    case QMetaType::QVariantMap:
-        return dictionaryOf(value.toMap());
-    default:
-        return nil;
-    }
-}
-
 QVariantMap FoundationValues::mapOf(NSDictionary *dictionary) {
     return mapAt(0, dictionary);
-}
-
-NSDictionary *FoundationValues::dictionaryOf(const QVariantMap &map) {
-    NSMutableDictionary *dictionary = [NSMutableDictionary dictionary];
-    for (auto entry = map.begin(); entry != map.end(); ++entry) {
-        if (id object = objectOf(entry.value()))
-            [dictionary setObject:object forKey:stringOf(entry.key())];
-    }
-    return dictionary;
 }

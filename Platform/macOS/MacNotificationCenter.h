@@ -33,14 +33,9 @@ public:
     void listen(const std::string &brandName, ListeningEvents events) override;
     void giveBackNames() override;
 
-    void addObserver(
-        const void *observer, Handler handler, const QString &name, const QString &object = {}) override;
-    void removeObserver(const void *observer, const QString &name, const QString &object = {}) override;
-
-    /// Posts for immediate delivery. Values that are no boolean, number, string, data, date, list or map are
-    /// left out.
-    void postNotificationName(const QString &name, const QString &object = {},
-        const std::optional<QVariantMap> &userInfo = {}) override;
+    void addObserver(const void *observer, Handler handler, const QString &name) override;
+    void removeObserver(const void *observer, const QString &name) override;
+    void postNotificationName(const QString &name) override;
 
 private:
     RunLoop &runLoop_;

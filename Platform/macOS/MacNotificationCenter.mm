@@ -26,11 +26,6 @@ NSDistributedNotificationCenter *center() {
     return static_cast<NSDistributedNotificationCenter *>([NSDistributedNotificationCenter defaultCenter]);
 }
 
-// None and an empty one are the same to us and not to the system.
-NSString *objectOrNil(const QString &object) {
-    return object.isEmpty() ? nil : stringOf(object);
-}
-
 } // namespace
 
 struct MacObservation : std::enable_shared_from_this<MacObservation> {
@@ -38,16 +33,14 @@ struct MacObservation : std::enable_shared_from_this<MacObservation> {
     const void *observer;
     DistributedNotificationCenter::Handler handler;
     QString name;
-    QString object;
     NoticeMessageReceiver *receiver = nil;
 
-    MacObservation(RunLoop &loop, const void *who, DistributedNotificationCenter::Handler whatToDo,
-        QString ofName, QString ofObject)
+    MacObservation(
+        RunLoop &loop, const void *who, DistributedNotificationCenter::Handler whatToDo, QString ofName)
         : runLoop(loop)
         , observer(who)
         , handler(std::move(whatToDo))
-        , name(std::move(ofName))
-        , object(std::move(ofObject)) { }
+        , name(std::move(ofName)) { }
     ~MacObservation() { end(); }
     MacObservation(const MacObservation &) = delete;
     MacObservation &operator=(const MacObservation &) = delete;
@@ -59,7 +52,7 @@ struct MacObservation : std::enable_shared_from_this<MacObservation> {
             [center() addObserver:receiver
                           selector:@selector(setRootVCForSocketMessageTypeWithSender:)
                               name:stringOf(name)
-                            object:objectOrNil(object)
+                            object:nil
                 suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
         }
     }
@@ -70,7 +63,7 @@ struct MacObservation : std::enable_shared_from_this<MacObservation> {
             return;
         @autoreleasepool {
             [receiver forgetObservation];
-            [center() removeObserver:receiver name:stringOf(name) object:objectOrNil(object)];
+            [center() removeObserver:receiver name:stringOf(name) object:nil];
             [receiver release];
             receiver = nil;
         }
@@ -161,10 +154,8 @@ MacNotificationCenter::~MacNotificationCenter() {
         observation->end();
 }
 
-void MacNotificationCenter::addObserver(
-    const void *observer, Handler handler, const QString &name, const QString &object) {
-    observations_.push_back(
-        std::make_shared<MacObservation>(runLoop_, observer, std::move(handler), name, object));
+void MacNotificationCenter::addObserver(const void *observer, Handler handler, const QString &name) {
+    observations_.push_back(std::make_shared<MacObservation>(runLoop_, observer, std::move(handler), name));
     observations_.back()->begin();
 }
 
@@ -181,22 +172,18 @@ void MacNotificationCenter::giveBackNames() {
     listeningMarks_.clear();
 }
 
-void MacNotificationCenter::removeObserver(const void *observer, const QString &name, const QString &object) {
+void MacNotificationCenter::removeObserver(const void *observer, const QString &name) {
     std::erase_if(observations_, [&](const auto &each) {
-        const bool isMeant = each->observer == observer && each->name == name && each->object == object;
+        const bool isMeant = each->observer == observer && each->name == name;
         if (isMeant)
             each->end();
         return isMeant;
     });
 }
 
-void MacNotificationCenter::postNotificationName(
-    const QString &name, const QString &object, const std::optional<QVariantMap> &userInfo) {
+void MacNotificationCenter::postNotificationName(const QString &name) {
     @autoreleasepool {
-        [center() postNotificationName:stringOf(name)
-                                object:objectOrNil(object)
-                              userInfo:userInfo ? FoundationValues::dictionaryOf(*userInfo) : nil
-                    deliverImmediately:YES];
+        [center() postNotificationName:stringOf(name) object:nil userInfo:nil deliverImmediately:YES];
     }
 }
 

@@ -8,7 +8,7 @@
 class InMemoryCenters final : public Centers {
 public:
     DistributedNotificationCenter &observing() override { return center_; }
-    DistributedNotificationCenter &posting() override { return center_; }
+    void post(const Notification &notification) override { center_.post(notification); }
     bool waitUntil(const std::function<bool()> &condition) override {
         for (int turns = 0; turns < 1000 && !condition(); ++turns)
             loop_.advance(std::chrono::milliseconds(1));

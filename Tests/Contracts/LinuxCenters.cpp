@@ -2,6 +2,7 @@
 
 #include "Platform/Linux/DBusNotificationCenter.h"
 #include "Platform/Qt/QtRunLoop.h"
+#include "Tests/Contracts/BusWriter.h"
 #include "Tests/Contracts/EventLoop.h"
 #include "Tests/Contracts/InMemoryCenters.h"
 #include "Tests/Contracts/PrivateBus.h"
@@ -15,12 +16,13 @@ class DBusCenters final : public Centers {
 public:
     DBusCenters() {
         loop_.attach();
-        for (auto *center : { &observing_, &posting_ })
-            center->listen({}, {});
-        EXPECT_TRUE(waitUntil([this] { return observing_.isConnected() && posting_.isConnected(); }));
+        observing_.listen({}, {});
+        EXPECT_TRUE(waitUntil([this] { return observing_.isConnected(); }));
     }
     DistributedNotificationCenter &observing() override { return observing_; }
-    DistributedNotificationCenter &posting() override { return posting_; }
+    void post(const Notification &notification) override {
+        client_.emitSignal([&](DBusMessageIter &arguments) { appendNotification(arguments, notification); });
+    }
     bool waitUntil(const std::function<bool()> &condition) override { return ::waitUntil(condition); }
     void waitUntilObserving() override {
         // The bus works through what one connection sends in order: behind the observers, a notification.
@@ -40,7 +42,7 @@ private:
     PrivateBus bus_;
     QtRunLoop loop_;
     DBusNotificationCenter observing_ { loop_, failOn };
-    DBusNotificationCenter posting_ { loop_, failOn };
+    BusClient client_;
 };
 
 } // namespace

@@ -4,14 +4,12 @@
 #include "Tests/Contracts/FoundationLoop.h"
 #include "Tests/Contracts/InMemoryCenters.h"
 
-#include <limits>
-
 namespace {
 
 class MacCenters final : public Centers {
 public:
     DistributedNotificationCenter &observing() override { return observing_; }
-    DistributedNotificationCenter &posting() override { return posting_; }
+    void post(const Notification &notification) override { postInFoundation(notification); }
     bool waitUntil(const std::function<bool()> &condition) override {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
         while (!condition()) {
@@ -27,7 +25,6 @@ public:
 private:
     ManualRunLoop loop_;
     MacNotificationCenter observing_ { loop_ };
-    MacNotificationCenter posting_ { loop_ };
 };
 
 #ifdef GNUSTEP
@@ -44,7 +41,6 @@ QVariant arriving(const QVariant &posted) {
     case QMetaType::Bool:
         return booleansAreKept ? posted : QVariant::fromValue<qlonglong>(posted.toBool() ? 1 : 0);
     case QMetaType::Int:
-    case QMetaType::UInt:
         return QVariant::fromValue<qlonglong>(posted.toLongLong());
     default:
         return posted;

@@ -6,7 +6,6 @@
 #include "Tests/Platform/PrintQt.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QProcess>
 
 #include <gmock/gmock.h>
@@ -85,27 +84,6 @@ TEST_F(MacNotificationCenterTest, ACentreThatIsGoneIsToldNothing) {
     center_.postNotificationName(messageName);
     EXPECT_TRUE(waitFor(1));
     EXPECT_EQ(got_.size(), 1U);
-}
-
-TEST_F(MacNotificationCenterTest, DatesListsAndDictionariesArriveAsWell) {
-    const QVariantMap userInfo {
-        { QStringLiteral("date"), QDateTime::fromMSecsSinceEpoch(1'700'000'000'250, Qt::UTC) },
-        { QStringLiteral("list"), QVariantList { QStringLiteral("text"), QByteArray("data"), 0.5 } },
-        { QStringLiteral("map"), QVariantMap { { QStringLiteral("key"), QVariantList {} } } },
-    };
-    observe();
-    center_.postNotificationName(messageName, {}, userInfo);
-    ASSERT_TRUE(waitFor(1));
-    EXPECT_EQ(got_[0].userInfo, userInfo);
-}
-
-TEST_F(MacNotificationCenterTest, WhatFoundationHasNoObjectForIsLeftOut) {
-    observe();
-    center_.postNotificationName(messageName, {},
-        QVariantMap { { QStringLiteral("nothing"), QVariant() }, { QStringLiteral("char"), QChar(u'c') },
-            { QStringLiteral("text"), QStringLiteral("kept") } });
-    ASSERT_TRUE(waitFor(1));
-    EXPECT_EQ(got_[0].userInfo, (QVariantMap { { QStringLiteral("text"), QStringLiteral("kept") } }));
 }
 
 } // namespace

@@ -8,12 +8,12 @@
 #include <memory>
 #include <vector>
 
-/// A centre to observe at, and one of somebody else's to post at, where there can be two.
+/// A centre, and somebody else who posts to it.
 class Centers {
 public:
     virtual ~Centers() = default;
     virtual DistributedNotificationCenter &observing() = 0;
-    virtual DistributedNotificationCenter &posting() = 0;
+    virtual void post(const Notification &notification) = 0;
     virtual bool waitUntil(const std::function<bool()> &condition) = 0;
     /// Waits until what was observed so far is heard, whoever posts.
     virtual void waitUntilObserving() = 0;

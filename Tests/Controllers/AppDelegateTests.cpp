@@ -252,8 +252,7 @@ TEST_F(AppDelegateTest, WillTerminate_EndsTheObservationUnderTheNameOfTheLaunch)
 
 TEST_F(AppDelegateTest, WillTerminate_AMessageOnItsWayIsNotHandledAnyMore) {
     launchWithoutSettings();
-    world.notificationCenter.postNotificationName(
-        QStringLiteral("_socketMessageNotifier"), {}, QVariantMap(reAuthMessage()));
+    world.notificationCenter.post({ QStringLiteral("_socketMessageNotifier"), {}, reAuthMessage() });
     world.delegate.applicationWillTerminate();
     world.runLoop.settle();
     EXPECT_EQ(world.window.content(), "");
@@ -263,8 +262,8 @@ TEST_F(AppDelegateTest, WillTerminate_AMessageOnItsWayIsNotHandledAnyMore) {
 
 TEST_F(AppDelegateTest, Message_OfAnySenderIsHandled) {
     launchWithoutSettings();
-    world.notificationCenter.postNotificationName(QStringLiteral("_socketMessageNotifier"),
-        QStringLiteral("some sender"), QVariantMap(reAuthMessage()));
+    world.notificationCenter.post(
+        { QStringLiteral("_socketMessageNotifier"), QStringLiteral("some sender"), reAuthMessage() });
     world.runLoop.settle();
     EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
 }

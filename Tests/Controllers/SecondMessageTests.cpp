@@ -300,8 +300,7 @@ TEST_F(SecondMessageTest, ShowsAgainWhatACountdownHadMadeInvisible) {
 TEST_F(SecondMessageTest, PostedTogetherTheLastOneIsShownAndAllCountDown) {
     // The second message is handled before the first notice is filled.
     for (const auto &message : { firstMessage(Kind::Casb), secondMessage(Kind::Casb) })
-        world.notificationCenter.postNotificationName(
-            world.notificationCenter.observedNames().first(), {}, QVariantMap(message));
+        world.notificationCenter.post({ world.notificationCenter.observedNames().first(), {}, message });
     world.runLoop.settle();
     EXPECT_EQ(lines("window content").size(), 2U);
     EXPECT_EQ(lines("window key and front").size(), 1U); // the notice that is shown alone

@@ -9,25 +9,24 @@
 InMemoryNotificationCenter::InMemoryNotificationCenter(RunLoop &runLoop)
     : runLoop_(runLoop) { }
 
-void InMemoryNotificationCenter::addObserver(
-    const void *observer, Handler handler, const QString &name, const QString &object) {
+void InMemoryNotificationCenter::addObserver(const void *observer, Handler handler, const QString &name) {
     observations_.push_back(
-        std::make_shared<const Observation>(Observation { observer, std::move(handler), name, object }));
+        std::make_shared<const Observation>(Observation { observer, std::move(handler), name }));
 }
 
-void InMemoryNotificationCenter::removeObserver(
-    const void *observer, const QString &name, const QString &object) {
-    std::erase_if(observations_, [&](const auto &each) {
-        return each->observer == observer && each->name == name && each->object == object;
-    });
+void InMemoryNotificationCenter::removeObserver(const void *observer, const QString &name) {
+    std::erase_if(
+        observations_, [&](const auto &each) { return each->observer == observer && each->name == name; });
 }
 
-void InMemoryNotificationCenter::postNotificationName(
-    const QString &name, const QString &object, const std::optional<QVariantMap> &userInfo) {
-    const Notification notification { name, object, userInfo };
+void InMemoryNotificationCenter::postNotificationName(const QString &name) {
+    post({ name, {}, std::nullopt });
+}
+
+void InMemoryNotificationCenter::post(const Notification &notification) {
     posted_.push_back(notification);
     for (const auto &observation : observations_) {
-        if (observation->name != name || (!observation->object.isEmpty() && observation->object != object))
+        if (observation->name != notification.name)
             continue;
         // Weak: it is in force as long as the centre holds it.
         runLoop_.async([weak = std::weak_ptr(observation), notification] {

@@ -15,11 +15,12 @@ public:
     /// @param runLoop  outlives the centre
     explicit InMemoryNotificationCenter(RunLoop &runLoop);
 
-    void addObserver(
-        const void *observer, Handler handler, const QString &name, const QString &object = {}) override;
-    void removeObserver(const void *observer, const QString &name, const QString &object = {}) override;
-    void postNotificationName(const QString &name, const QString &object = {},
-        const std::optional<QVariantMap> &userInfo = {}) override;
+    void addObserver(const void *observer, Handler handler, const QString &name) override;
+    void removeObserver(const void *observer, const QString &name) override;
+    void postNotificationName(const QString &name) override;
+
+    /// Posts as another program does.
+    void post(const Notification &notification);
 
     /// Everything that was posted, whether or not anybody observed it.
     const std::vector<Notification> &posted() const { return posted_; }
@@ -32,7 +33,6 @@ private:
         const void *observer;
         Handler handler;
         QString name;
-        QString object;
     };
 
     RunLoop &runLoop_;

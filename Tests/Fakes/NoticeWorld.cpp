@@ -21,29 +21,21 @@ void resetProcessWideValues() {
     ViewController::autoCloseSeconds = 30;
 }
 
-QString withObject(const QString &name, const QString &object) {
-    return object.isEmpty() ? name : name + QStringLiteral(" of ") + object;
-}
-
 } // namespace
 
-void JournalingNotificationCenter::addObserver(
-    const void *observer, Handler handler, const QString &name, const QString &object) {
-    InMemoryNotificationCenter::addObserver(observer, std::move(handler), name, object);
-    journal_.add(QStringLiteral("observe ") + withObject(name, object));
+void JournalingNotificationCenter::addObserver(const void *observer, Handler handler, const QString &name) {
+    InMemoryNotificationCenter::addObserver(observer, std::move(handler), name);
+    journal_.add(QStringLiteral("observe ") + name);
 }
 
-void JournalingNotificationCenter::removeObserver(
-    const void *observer, const QString &name, const QString &object) {
-    InMemoryNotificationCenter::removeObserver(observer, name, object);
-    journal_.add(QStringLiteral("unobserve ") + withObject(name, object));
+void JournalingNotificationCenter::removeObserver(const void *observer, const QString &name) {
+    InMemoryNotificationCenter::removeObserver(observer, name);
+    journal_.add(QStringLiteral("unobserve ") + name);
 }
 
-void JournalingNotificationCenter::postNotificationName(
-    const QString &name, const QString &object, const std::optional<QVariantMap> &userInfo) {
-    InMemoryNotificationCenter::postNotificationName(name, object, userInfo);
-    journal_.add(QStringLiteral("post ") + withObject(name, object)
-        + (userInfo ? QStringLiteral(" with user info") : QString()));
+void JournalingNotificationCenter::postNotificationName(const QString &name) {
+    InMemoryNotificationCenter::postNotificationName(name);
+    journal_.add(QStringLiteral("post ") + name);
 }
 
 QtApplicationExists::QtApplicationExists() {
@@ -93,9 +85,8 @@ void NoticeWorld::launch() {
 
 void NoticeWorld::receive(const QVariantMap &message) {
     const auto names = notificationCenter.observedNames();
-    // Past the journal: the message comes from another program.
     for (const auto &name : names)
-        notificationCenter.InMemoryNotificationCenter::postNotificationName(name, {}, message);
+        notificationCenter.post({ name, {}, message });
     runLoop.settle();
 }
 

@@ -29,11 +29,9 @@ public:
         : InMemoryNotificationCenter(runLoop)
         , journal_(journal) { }
 
-    void addObserver(
-        const void *observer, Handler handler, const QString &name, const QString &object = {}) override;
-    void removeObserver(const void *observer, const QString &name, const QString &object = {}) override;
-    void postNotificationName(const QString &name, const QString &object = {},
-        const std::optional<QVariantMap> &userInfo = {}) override;
+    void addObserver(const void *observer, Handler handler, const QString &name) override;
+    void removeObserver(const void *observer, const QString &name) override;
+    void postNotificationName(const QString &name) override;
     void giveBackNames() override { journal_.add(QStringLiteral("give back names")); }
 
 private:

@@ -7,8 +7,7 @@ import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
-INTERFACES = ["Platform/Desktop.h", "Platform/ExecutablePath.h", "Platform/LibraryFile.h",
-              "Platform/SystemNotificationCenter.h"]
+INTERFACES = ["Platform/Desktop.h", "Platform/ExecutablePath.h", "Platform/SystemNotificationCenter.h"]
 SYSTEMS = {"Linux": "*.cpp", "macOS": "*.[cm]*"}
 COMMENT = re.compile(r"//[^\n]*")
 FUNCTION = re.compile(r"^[\w:<>]+[ *&]+(\w+)\(([^;{]*)\);", re.MULTILINE)

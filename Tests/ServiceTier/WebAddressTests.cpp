@@ -62,33 +62,3 @@ TEST(WebAddress, RequestTargetIsPathAndQuery) {
     for (const auto &row : rows)
         EXPECT_EQ(WebAddress::requestTarget(row.url), row.target) << row.url;
 }
-
-TEST(WebAddress, ParametersBecomeAnEncodedQuery) {
-    using Parameters = portalGatewayServiceTier::Parameters;
-    struct Row {
-        const char *url;
-        Parameters parameters;
-        const char *result;
-    };
-    const std::vector<Row> rows {
-        { "http://a/x", {}, "http://a/x" },
-        { "http://a/x", { { "b", "1" }, { "a", "2" } }, "http://a/x?a=2&b=1" },
-        { "http://a/x?", { { "a", "2" } }, "http://a/x?a=2" },
-        { "http://a/x?k", { { "a", "2" } }, "http://a/x?k&a=2" },
-        { "http://a/x?k&", { { "a", "2" } }, "http://a/x?k&a=2" },
-        { "http://a/x#end", { { "a", "2" } }, "http://a/x?a=2#end" },
-        { "http://a/x", { { "a b", "c&d=e?f#g/h+i%" } }, "http://a/x?a%20b=c%26d%3De%3Ff%23g%2Fh%2Bi%25" },
-        { "http://a/x", { { "AZaz09-._~", "\xc3\xa9" } }, "http://a/x?AZaz09-._~=%C3%A9" },
-        { "http://a/x", { { "zero", std::string("\0", 1) } }, "http://a/x?zero=%00" },
-    };
-    for (const auto &row : rows)
-        EXPECT_EQ(WebAddress::withQuery(row.url, row.parameters), row.result);
-}
-
-TEST(WebAddress, MethodIsCapitalLettersOnly) {
-    for (const char *text : { "GET", "POST", "A", "Z" })
-        EXPECT_TRUE(WebAddress::isMethod(text)) << text;
-    for (const char *text : { "", "get", "GET ", " GET", "GET\r\nX: y", "G3T", "M-SEARCH", "\xc3\x84" })
-        EXPECT_FALSE(WebAddress::isMethod(text)) << text;
-    EXPECT_FALSE(WebAddress::isMethod(std::string("GET\0", 4)));
-}

@@ -46,10 +46,9 @@ private:
 /// Nobody else is there: nothing is heard, and what is posted reaches no one.
 class SilentNotificationCenter final : public DistributedNotificationCenter {
 public:
-    void addObserver(const void *, Handler, const QString &, const QString &) override { }
-    void removeObserver(const void *, const QString &, const QString &) override { }
-    void postNotificationName(const QString &, const QString &, const std::optional<QVariantMap> &) override {
-    }
+    void addObserver(const void *, Handler, const QString &) override { }
+    void removeObserver(const void *, const QString &) override { }
+    void postNotificationName(const QString &) override { }
 };
 
 /// One window; a notice that wants to end the process ends nothing.
