@@ -1,35 +1,34 @@
-#include "Client/SessionState.h"
+#include "Client/AgentProgram.h"
+#include "Client/BusConnection.h"
+#include "Contract/Bus.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
 #include <string_view>
-#include <system_error>
 
 namespace NoticeClient {
 
 namespace {
 
 using std::chrono::milliseconds;
-using Clock = std::chrono::steady_clock;
+using Clock = BusConnection::Clock;
 
-constexpr auto program = "/Contents/Linux/NoticeAgent";
+// How long the bus and the agent may take for an answer.
+constexpr std::chrono::seconds patience(10);
 
-BusMessage callOf(const char *method) {
-    BusMessage message(
-        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, method));
-    require(message != nullptr);
+BusMessage busCall(const char *method) {
+    return methodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, method);
+}
+
+BusMessage busCall(const char *method, const std::string &text) {
+    auto message = busCall(method);
+    const char *bytes = text.c_str();
+    require(dbus_message_append_args(message.get(), DBUS_TYPE_STRING, &bytes, DBUS_TYPE_INVALID));
     return message;
 }
 
-BusMessage callOf(const char *method, const char *text) {
-    auto message = callOf(method);
-    require(dbus_message_append_args(message.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID));
-    return message;
-}
-
-// A quote inside a quoted value ends the quotes, stands behind a backslash, and begins them again.
-std::string quoted(std::string_view value) {
+// Of a match rule: a quote inside a quoted value ends the quotes, stands behind a backslash, and begins them
+// again.
+std::string quotedForRule(std::string_view value) {
     std::string result = "'";
     for (const char letter : value) {
         if (letter == '\'')
@@ -40,15 +39,22 @@ std::string quoted(std::string_view value) {
     return result + '\'';
 }
 
+std::string ruleOfOwner(const std::string &name) {
+    return "type='signal',sender='" DBUS_SERVICE_DBUS "',interface='" DBUS_INTERFACE_DBUS
+           "',member='NameOwnerChanged',arg0="
+        + quotedForRule(name);
+}
+
+std::string ruleOfNotification(const std::string &name) {
+    return "type='signal',path='" + std::string(Contract::centerPath) + "',interface='"
+        + std::string(Contract::centerInterface) + "',member='" + std::string(Contract::postedSignal)
+        + "',arg0=" + quotedForRule(name);
+}
+
 bool startsWithArgument(DBusMessage *message, const std::string &text) {
     const char *first = nullptr;
     return dbus_message_get_args(message, nullptr, DBUS_TYPE_STRING, &first, DBUS_TYPE_INVALID)
         && text == first;
-}
-
-milliseconds until(Clock::time_point deadline) {
-    constexpr milliseconds longest = std::chrono::hours(1); // fits the system's integer
-    return std::clamp(std::chrono::ceil<milliseconds>(deadline - Clock::now()), milliseconds(0), longest);
 }
 
 // A time-out of years is one without an end.
@@ -57,56 +63,90 @@ Clock::time_point deadlineOf(milliseconds timeout) {
     return Clock::now() + std::min(timeout, longest);
 }
 
-Error busLost() {
-    return { ErrorCode::BusLost, "the session bus went away" };
+Error busLost(std::string why = "the session bus went away") {
+    return { ErrorCode::BusLost, std::move(why) };
+}
+
+// Whom a call was meant for is not there any more, or went without answering it.
+bool isGone(const BusError &error) {
+    return error.is(DBUS_ERROR_SERVICE_UNKNOWN) || error.is(DBUS_ERROR_NAME_HAS_NO_OWNER)
+        || error.is(DBUS_ERROR_NO_REPLY);
 }
 
 } // namespace
 
 struct [[gnu::visibility("hidden")]] Agent::State {
-    State(Session itsSession, Brand itsBrand, std::unique_ptr<BusConnection> itsBus)
-        : session(std::move(itsSession))
-        , brand(std::move(itsBrand))
-        , bus(std::move(itsBus)) { }
+    State(Brand itsBrand, BusConnection itsBus)
+        : brand(std::move(itsBrand))
+        , busName(Contract::brandName(brand.logFolderName))
+        , bus(std::move(itsBus)) {
+        if (busName.empty())
+            busName = Contract::agentName;
+    }
 
-    Session session;
     Brand brand;
-    std::unique_ptr<BusConnection> bus;
-    std::optional<ChildProcess> child;
+    std::string busName; ///< of the brand's agent
+    BusConnection bus;
+    std::optional<AgentProgram> program;
     std::function<void()> handler;
 
     // What has been heard on the bus.
     bool observesOwner = false;
     bool observesReauthentication = false;
-    enum class Presence { Unknown, There, Vanished } presence = Presence::Unknown;
-    int reauthentications = 0; ///< not told yet
+    bool isOwned = false; ///< kept up to date from `observesOwner` on
+    std::string listener; ///< the connection of the agent that is to answer
+    bool listenerEnded = false;
+    int reauthentications = 0; ///< not reported yet
 
+    /// Asks the bus itself. BusLost, also for an answer that is an error.
     Result<BusMessage> ask(const BusMessage &question) {
-        return call(*bus, question.get(), [this](DBusMessage *message) { handle(message); });
+        auto answer = bus.call(question, deadlineOf(patience));
+        if (!answer)
+            return busLost(answer.error().message);
+        BusError error;
+        if (dbus_set_error_from_message(error, answer->get()))
+            return busLost("the session bus refuses a call: " + error.text());
+        return answer;
     }
 
     Result<void> observe(const std::string &rule) {
-        if (auto answer = ask(callOf("AddMatch", rule.c_str())); !answer)
+        if (auto answer = ask(busCall("AddMatch", rule)); !answer)
             return answer.error();
         return {};
     }
 
-    Result<void> observeOwner() {
-        if (observesOwner)
+    /// The connection that owns the agent's name; empty when there is none.
+    Result<std::string> owner() {
+        const auto answer = bus.call(busCall("GetNameOwner", busName), deadlineOf(patience));
+        if (!answer)
+            return busLost(answer.error().message);
+        BusError error;
+        const char *name = nullptr;
+        if (!dbus_set_error_from_message(error, answer->get())
+            && dbus_message_get_args(answer->get(), error, DBUS_TYPE_STRING, &name, DBUS_TYPE_INVALID))
+            return std::string(name);
+        if (error.is(DBUS_ERROR_NAME_HAS_NO_OWNER))
+            return std::string();
+        return busLost("the session bus refuses a call: " + error.text());
+    }
+
+    /// From here on the end of that agent is heard.
+    Result<void> setListener(const std::string &connection) {
+        if (connection.empty() || connection == listener)
             return {};
-        auto observed
-            = observe(std::string("type='signal',sender='" DBUS_SERVICE_DBUS
-                                  "',interface='" DBUS_INTERFACE_DBUS "',member='NameOwnerChanged',arg0=")
-                + quoted(agentName));
-        observesOwner = static_cast<bool>(observed);
-        return observed;
+        if (!listener.empty()) {
+            if (auto removed = ask(busCall("RemoveMatch", ruleOfOwner(listener))); !removed)
+                return removed.error();
+        }
+        listener = connection;
+        listenerEnded = false;
+        return observe(ruleOfOwner(listener));
     }
 
     void handle(DBusMessage * message) {
-        if (dbus_message_is_signal(message, centerInterface, postedSignal)) {
-            const bool isOurs = dbus_message_has_sender(message, bus->uniqueName().c_str());
-            if (observesReauthentication && !isOurs
-                && startsWithArgument(message, brand.reauthenticationName()))
+        if (dbus_message_is_signal(
+                message, Contract::centerInterface.data(), Contract::postedSignal.data())) {
+            if (observesReauthentication && startsWithArgument(message, brand.reauthenticationName()))
                 ++reauthentications;
         } else if (dbus_message_is_signal(message, DBUS_INTERFACE_DBUS, "NameOwnerChanged")
             && dbus_message_has_sender(message, DBUS_SERVICE_DBUS)) {
@@ -118,14 +158,17 @@ struct [[gnu::visibility("hidden")]] Agent::State {
         const char *name = nullptr;
         const char *oldOwner = nullptr;
         const char *newOwner = nullptr;
-        if (dbus_message_get_args(message, nullptr, DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &oldOwner,
-                DBUS_TYPE_STRING, &newOwner, DBUS_TYPE_INVALID)
-            && std::string_view(name) == agentName)
-            presence = *newOwner ? Presence::There : Presence::Vanished;
+        if (!dbus_message_get_args(message, nullptr, DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &oldOwner,
+                DBUS_TYPE_STRING, &newOwner, DBUS_TYPE_INVALID))
+            return;
+        if (name == busName)
+            isOwned = *newOwner != '\0';
+        else if (name == listener)
+            listenerEnded = true;
     }
 
     void handleWhatCame() {
-        while (const BusMessage message = bus->pop())
+        while (const BusMessage message = bus.pop())
             handle(message.get());
     }
 
@@ -141,8 +184,12 @@ struct [[gnu::visibility("hidden")]] Agent::State {
             const auto left = until(deadline);
             if (left == milliseconds::zero())
                 return false;
-            isThere = bus->read(left);
+            isThere = bus.read(left);
         }
+    }
+
+    Error nobodyThere() const {
+        return { ErrorCode::NotListening, "no agent is there that owns " + busName };
     }
 };
 
@@ -153,63 +200,42 @@ Agent::Agent(Agent &&) noexcept = default;
 Agent &Agent::operator=(Agent &&) noexcept = default;
 Agent::~Agent() = default;
 
-Result<Agent> Agent::connect(const Session &session, Brand brand) {
-    auto bus = session.state_->connect();
+Result<Agent> Agent::connect(Brand brand, milliseconds timeout) {
+    auto bus = BusConnection::open(deadlineOf(timeout));
     if (!bus)
         return bus.error();
-    return Agent(std::make_unique<State>(session, std::move(brand), std::move(*bus)));
+    return Agent(std::make_unique<State>(std::move(brand), std::move(*bus)));
 }
 
 Result<bool> Agent::isListening() {
-    const auto answer = state_->ask(callOf("NameHasOwner", agentName));
+    const auto owner = state_->owner();
+    if (!owner)
+        return owner.error();
+    return !owner->empty();
+}
+
+Result<void> Agent::ensureListening(milliseconds timeout) {
+    const auto isThere = isListening();
+    if (!isThere)
+        return isThere.error();
+    if (*isThere)
+        return {};
+    const auto call = busCall("StartServiceByName", state_->busName);
+    const dbus_uint32_t flags = 0;
+    require(dbus_message_append_args(call.get(), DBUS_TYPE_UINT32, &flags, DBUS_TYPE_INVALID));
+    const auto answer = state_->bus.call(call, deadlineOf(timeout));
+    if (!answer && answer.error().code == ErrorCode::TimedOut)
+        return Error { ErrorCode::TimedOut, "no agent came in time" };
     if (!answer)
         return answer.error();
-    dbus_bool_t isOwned = FALSE;
     BusError error;
-    if (!dbus_message_get_args(answer->get(), error, DBUS_TYPE_BOOLEAN, &isOwned, DBUS_TYPE_INVALID))
-        return Error { ErrorCode::BusLost, error.text() };
-    return isOwned != FALSE;
-}
-
-Result<void> Agent::start(const std::string &bundle) {
-    const auto &session = *state_->session.state_;
-    if (session.user && !session.hasDisplay())
-        return Error { ErrorCode::NoDisplay, "no session of " + session.user->name + " has a display" };
-    // The agent gets another current folder, and finds its bundle from the path it is started with.
-    const auto path = bundle + program;
-    const std::unique_ptr<char, decltype(&std::free)> absolute(::realpath(path.c_str(), nullptr), &std::free);
-    if (!absolute)
-        return Error { ErrorCode::CannotStart, path + ": " + std::generic_category().message(errno) };
-    auto child = ChildProcess::start(absolute.get(), session.environment, session.user);
-    if (!child)
-        return child.error();
-    state_->child = std::move(*child);
-    return {};
-}
-
-Result<void> Agent::waitUntilListening(milliseconds timeout) {
-    constexpr milliseconds betweenLooks(50);
-    const auto deadline = deadlineOf(timeout);
-    if (auto observed = state_->observeOwner(); !observed)
-        return observed;
-    const auto isListeningNow = isListening();
-    if (!isListeningNow)
-        return isListeningNow.error();
-    state_->presence = *isListeningNow ? State::Presence::There : State::Presence::Unknown;
-    for (;;) {
-        const auto look = Clock::now() + betweenLooks;
-        const auto came = state_->waitFor([this] { return state_->presence == State::Presence::There; },
-            state_->child ? std::min(deadline, look) : deadline);
-        if (!came)
-            return came.error();
-        if (*came)
-            return {};
-        const auto ending = state_->child ? state_->child->ending() : std::nullopt;
-        if (ending)
-            return Error { ErrorCode::AgentEnded, "the agent " + *ending + " before it was ready" };
-        if (Clock::now() >= deadline)
-            return Error { ErrorCode::TimedOut, "no agent came in time" };
-    }
+    if (!dbus_set_error_from_message(error, answer->get()))
+        return {};
+    if (error.is(DBUS_ERROR_SERVICE_UNKNOWN))
+        return Error { ErrorCode::NotInstalled, "no agent is installed that owns " + state_->busName };
+    if (error.is(DBUS_ERROR_SPAWN_CHILD_EXITED) || error.is(DBUS_ERROR_SPAWN_CHILD_SIGNALED))
+        return Error { ErrorCode::AgentEnded, "the agent ended before it was ready: " + error.text() };
+    return Error { ErrorCode::CannotStart, "the session bus cannot start the agent: " + error.text() };
 }
 
 Result<void> Agent::ensureListening(const std::string &bundle, milliseconds timeout) {
@@ -223,22 +249,78 @@ Result<void> Agent::ensureListening(const std::string &bundle, milliseconds time
     return waitUntilListening(timeout);
 }
 
+Result<void> Agent::start(const std::string &bundle) {
+    auto program = AgentProgram::start(bundle);
+    if (!program)
+        return program.error();
+    state_->program = std::move(*program);
+    return {};
+}
+
+Result<void> Agent::waitUntilListening(milliseconds timeout) {
+    constexpr milliseconds betweenLooks(50);
+    const auto deadline = deadlineOf(timeout);
+    if (!state_->observesOwner) {
+        if (auto observed = state_->observe(ruleOfOwner(state_->busName)); !observed)
+            return observed;
+        state_->observesOwner = true;
+    }
+    for (;;) {
+        const auto ending = state_->program ? state_->program->ending() : std::nullopt;
+        // Behind the look at the program: it ends when another one that owns the name came before it.
+        const auto isThere = isListening();
+        if (!isThere)
+            return isThere.error();
+        if (*isThere)
+            return {};
+        if (ending)
+            return Error { ErrorCode::AgentEnded, "the agent " + *ending + " before it was ready" };
+        if (Clock::now() >= deadline)
+            return Error { ErrorCode::TimedOut, "no agent came in time" };
+        state_->isOwned = false;
+        const auto came = state_->waitFor([this] { return state_->isOwned; },
+            state_->program ? std::min(deadline, Clock::now() + betweenLooks) : deadline);
+        if (!came)
+            return came.error();
+    }
+}
+
 Result<void> Agent::post(const Message &message) {
-    auto signal = postedSignalOf(message, message.name.value_or(state_->brand.messageName()));
+    auto signal = postedSignalOf(message, state_->brand.messageName());
     if (!signal)
         return signal.error();
-    if (!state_->bus->send(signal->get()))
-        return busLost();
+    const auto owner = state_->owner();
+    if (!owner)
+        return owner.error();
+    if (owner->empty())
+        return state_->nobodyThere();
+    if (state_->observesReauthentication) {
+        if (auto observed = state_->setListener(*owner); !observed)
+            return observed;
+    }
+    const auto deadline = deadlineOf(patience);
+    if (const auto sent = state_->bus.send(signal->get(), deadline); !sent)
+        return busLost("the session bus did not take the message: " + sent.error().message);
     signal->reset();
 
-    // The bus works in order: once it answers this, it has taken the message, and not closed the connection
-    // on it.
-    const BusMessage ping(
-        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_PEER, "Ping"));
-    require(ping != nullptr);
-    if (const auto answer = state_->ask(ping); !answer)
-        return Error { ErrorCode::BusLost,
-            "the session bus did not take the message: " + answer.error().message };
+    // The agent takes what comes in order: once it answers this, it has the message.
+    const auto ping = methodCall(owner->c_str(), "/", DBUS_INTERFACE_PEER, "Ping");
+    dbus_message_set_auto_start(ping.get(), FALSE);
+    const auto answer = state_->bus.call(ping, deadline);
+    if (!answer && answer.error().code == ErrorCode::TimedOut)
+        return Error { ErrorCode::TimedOut, "the agent does not answer" };
+    if (!answer)
+        return busLost("the session bus did not take the message");
+    BusError error;
+    if (dbus_set_error_from_message(error, answer->get()) && isGone(error))
+        return Error { ErrorCode::AgentEnded, "the agent ended before it could show the message" };
+
+    // An agent whose notice is done gives its name back, and ends a second later with whatever it shows.
+    const auto stillOwner = state_->owner();
+    if (!stillOwner)
+        return stillOwner.error();
+    if (*stillOwner != *owner)
+        return state_->nobodyThere();
     return {};
 }
 
@@ -248,11 +330,11 @@ Result<void> Agent::observeReauthentication() {
     const auto name = state_->brand.reauthenticationName();
     if (!isText(name))
         return Error { ErrorCode::InvalidArgument, "the vendor is not UTF-8 text" };
-    if (auto observed = state_->observeOwner(); !observed)
+    if (auto observed = state_->observe(ruleOfNotification(name)); !observed)
         return observed;
     state_->observesReauthentication = true;
-    return state_->observe(std::string("type='signal',path='") + centerPath + "',interface='"
-        + centerInterface + "',member='" + postedSignal + "',arg0=" + quoted(name));
+    const auto owner = state_->owner();
+    return owner ? state_->setListener(*owner) : owner.error();
 }
 
 Result<void> Agent::waitForReauthentication(milliseconds timeout) {
@@ -260,8 +342,7 @@ Result<void> Agent::waitForReauthentication(milliseconds timeout) {
     if (auto observed = observeReauthentication(); !observed)
         return observed;
     const auto came = state_->waitFor(
-        [this] { return state_->reauthentications > 0 || state_->presence == State::Presence::Vanished; },
-        deadline);
+        [this] { return state_->reauthentications > 0 || state_->listenerEnded; }, deadline);
     if (!came)
         return came.error();
     if (!*came)
@@ -278,8 +359,8 @@ void Agent::onReauthentication(std::function<void()> handler) {
 
 Result<void> Agent::processEvents(milliseconds timeout) {
     const auto deadline = deadlineOf(timeout);
-    if (state_->child && state_->child->ending())
-        state_->child.reset();
+    if (state_->program && state_->program->ending())
+        state_->program.reset();
     for (bool isThere = true, isLast = false;;) {
         state_->handleWhatCame();
         while (state_->handler && state_->reauthentications > 0) {
@@ -293,12 +374,12 @@ Result<void> Agent::processEvents(milliseconds timeout) {
             return {};
         const auto left = until(deadline);
         isLast = left == milliseconds::zero();
-        isThere = state_->bus->read(left);
+        isThere = state_->bus.read(left);
     }
 }
 
 int Agent::descriptor() const {
-    return state_->bus->descriptor();
+    return state_->bus.descriptor();
 }
 
 } // namespace NoticeClient

@@ -2,75 +2,53 @@
 
 #include "Client/BusMessage.h"
 
-#include <algorithm>
 #include <chrono>
+#include <deque>
 #include <memory>
-#include <string>
 
 namespace NoticeClient {
 
-/// A connection to a session bus as a stream of messages both ways. Owned by the `Agent`.
+/// A connection to the session bus on which nothing waits longer than it is told: the blocking calls of
+/// libdbus wait without end for a bus that accepts a connection and says nothing.
 class BusConnection {
 public:
-    virtual ~BusConnection() = default;
-    BusConnection() = default;
-    BusConnection(const BusConnection &) = delete;
-    BusConnection &operator=(const BusConnection &) = delete;
+    using Clock = std::chrono::steady_clock;
 
-    /// Gives the message its serial number and writes it out. False when the bus is gone.
-    virtual bool send(DBusMessage *message) = 0;
+    /// NoBus
+    static Result<BusConnection> open(Clock::time_point deadline);
+
+    /// Sends a message. BusLost; TimedOut when the bus does not take it in time.
+    Result<void> send(DBusMessage *message, Clock::time_point deadline);
+    /// Sends a call and waits for its answer, which may be an error; what else comes meanwhile is popped
+    /// later. BusLost; TimedOut when there is no answer in time.
+    Result<BusMessage> call(const BusMessage &message, Clock::time_point deadline);
+
     /// The next message that has come; null when there is none.
-    virtual BusMessage pop() = 0;
-    /// Waits that long for bytes to come, and reads them. False when the bus is gone; what had come before is
-    /// still there to be popped.
-    virtual bool read(std::chrono::milliseconds timeout) = 0;
-    virtual int descriptor() const = 0;
+    BusMessage pop();
+    /// Waits that long for something to come, and reads it. False when the bus is gone; what had come before
+    /// is still there to be popped.
+    bool read(std::chrono::milliseconds timeout);
+    /// Readable when something has come. Owned by this object.
+    int descriptor() const;
 
-    /// What the bus calls this connection.
-    const std::string &uniqueName() const { return uniqueName_; }
+private:
+    struct Close {
+        void operator()(DBusConnection *connection) const {
+            dbus_connection_close(connection);
+            dbus_connection_unref(connection);
+        }
+    };
 
-protected:
-    std::string uniqueName_;
+    explicit BusConnection(DBusConnection *connection)
+        : connection_(connection) { }
+
+    bool isOpen() const { return dbus_connection_get_is_connected(connection_.get()); }
+
+    std::unique_ptr<DBusConnection, Close> connection_;
+    std::deque<BusMessage> cameBeforeAnAnswer_;
 };
 
-/// This process's own connection, over the bus library; an empty address is the environment's bus.
-/// NoBus.
-Result<std::unique_ptr<BusConnection>> connectToBus(const std::string &address);
-
-/// Over a socket that another process has connected, as this user: the bus knows the connection by who opened
-/// it. Takes the descriptor over, which does not block. NoBus.
-Result<std::unique_ptr<BusConnection>> adoptConnection(int descriptor, uid_t user);
-
-/// Sends a call and waits for its answer. What comes meanwhile is handed to `handleOther`. BusLost, also for
-/// an answer that is an error.
-template <class Handler>
-Result<BusMessage> call(BusConnection &bus, DBusMessage *message, const Handler &handleOther) {
-    using Clock = std::chrono::steady_clock;
-    constexpr std::chrono::seconds longest(25);
-    constexpr std::chrono::hours noEnd(1);
-    if (!bus.send(message))
-        return Error { ErrorCode::BusLost, "the session bus went away" };
-    const auto serial = dbus_message_get_serial(message);
-    const auto deadline = Clock::now() + longest;
-    bool isThere = true;
-    for (;;) {
-        while (BusMessage answer = bus.pop()) {
-            if (dbus_message_get_reply_serial(answer.get()) != serial) {
-                handleOther(answer.get());
-                continue;
-            }
-            BusError error;
-            if (dbus_set_error_from_message(error, answer.get()))
-                return Error { ErrorCode::BusLost, "the session bus refuses a call: " + error.text() };
-            return answer;
-        }
-        if (!isThere)
-            return Error { ErrorCode::BusLost, "the session bus went away" };
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        if (left <= std::chrono::milliseconds::zero())
-            return Error { ErrorCode::BusLost, "the session bus does not answer" };
-        isThere = bus.read(std::min<std::chrono::milliseconds>(left, noEnd));
-    }
-}
+/// How long it is until then, at least zero and no longer than the system's integers hold.
+std::chrono::milliseconds until(BusConnection::Clock::time_point deadline);
 
 } // namespace NoticeClient

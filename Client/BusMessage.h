@@ -7,13 +7,7 @@
 #include <memory>
 #include <string>
 
-/// What stands on the bus: the contract's names, and messages in the bus library's form.
 namespace NoticeClient {
-
-inline constexpr auto centerPath = "/com/tevanic/DistributedNotificationCenter";
-inline constexpr auto centerInterface = "com.tevanic.DistributedNotificationCenter";
-inline constexpr auto postedSignal = "Posted";
-inline constexpr auto agentName = "com.tevanic.NoticeAgent";
 
 struct UnreferenceMessage {
     void operator()(DBusMessage *message) const { dbus_message_unref(message); }
@@ -27,15 +21,20 @@ public:
     BusError(const BusError &) = delete;
     BusError &operator=(const BusError &) = delete;
     operator DBusError *() { return &error_; }
-    bool isSet() const { return dbus_error_is_set(&error_); }
-    std::string text() const; ///< in one line
+    bool is(const char *name) const { return dbus_error_has_name(&error_, name); }
+    bool isSpawnError() const; ///< the bus could not start a service
+    /// In one line of printable ASCII, since it may be shown on a terminal.
+    std::string text() const;
 
 private:
     DBusError error_ {};
 };
 
-/// The library's way to say that memory ran out.
+/// Turns the false with which libdbus reports that memory ran out into `std::bad_alloc`.
 void require(dbus_bool_t done);
+
+/// A call of the bus itself, or of the process that owns `destination`.
+BusMessage methodCall(const char *destination, const char *path, const char *interface, const char *method);
 
 /// The signal that posts it. InvalidArgument, TooLarge.
 Result<BusMessage> postedSignalOf(const Message &message, const std::string &name);

@@ -2,12 +2,18 @@
 
 #include "Client/NoticeClient.h"
 
+#include "Contract/Bus.h"
+#include "Contract/Message.h"
+#include "Contract/NoticeDocument.h"
+
 #include <algorithm>
 #include <array>
 
 namespace NoticeClient {
 
 namespace {
+
+namespace Element = Contract::NoticeDocument;
 
 Error invalid(std::string message) {
     return { ErrorCode::InvalidArgument, std::move(message) };
@@ -53,6 +59,10 @@ bool isAllowedInDocument(std::string_view text) {
 /// Writes a notice document from top to bottom; the first text that cannot stand in one is its failure.
 class Document {
 public:
+    Document() {
+        begin(Element::root);
+        begin(Element::notifications);
+    }
     void element(std::string_view name, std::string_view text) {
         begin(name);
         if (!failure_ && !(isText(text) && isAllowedInDocument(text)))
@@ -63,57 +73,53 @@ public:
     void begin(std::string_view name) { (content_ += '<').append(name) += '>'; }
     void end(std::string_view name) { (content_ += "</").append(name) += '>'; }
 
-    Result<std::string> finished() const {
+    Result<std::string> finished() && {
         if (failure_)
             return invalid(*failure_);
-        constexpr auto head = R"(<?xml version="1.0" encoding="UTF-8"?>)"
-                              "\n<zelvik-secure-access><notifications>";
-        return head + content_ + "</notifications></zelvik-secure-access>\n";
+        end(Element::notifications);
+        end(Element::root);
+        return std::move(content_) + '\n';
     }
 
 private:
-    std::string content_;
+    std::string content_ = R"(<?xml version="1.0" encoding="UTF-8"?>)"
+                           "\n";
     std::optional<std::string> failure_;
 };
 
 void writeHeading(
     Document &document, const std::string &module, const std::string &head, const std::string &body) {
-    document.element("module", module);
-    document.element("head", head);
-    document.element("body", body);
+    document.element(Element::module, module);
+    document.element(Element::head, head);
+    document.element(Element::body, body);
 }
 
-// The texts are looked at when the message is posted, all at one place; here only what asks for it earlier.
+Dictionary entries(std::initializer_list<std::pair<std::string_view, Value>> values) {
+    return { values.begin(), values.end() };
+}
+
+// A text that is none is refused here already, where the caller sees which one it was.
 Result<Message> messageOf(Dictionary userInfo, const Look &look) {
     if (!look.language.empty())
-        setEntry(userInfo, Key::language, { look.language });
+        userInfo.emplace(Contract::webSocketappLanguageKey, look.language);
     if (look.headerLogo)
-        setEntry(userInfo, Key::headerLogo, { *look.headerLogo });
-    for (const auto &entry : userInfo) {
-        const auto *text = std::get_if<std::string>(&entry.value.content);
+        userInfo.emplace(Contract::HeaderLogoImage, *look.headerLogo);
+    for (const auto &[key, value] : userInfo) {
+        const auto *text = std::get_if<std::string>(&value);
         if (text && !isText(*text))
-            return invalid("the text of " + entry.key + " is not UTF-8");
+            return invalid("the text of " + key + " is not UTF-8");
     }
-    return Message { std::move(userInfo), std::nullopt, {} };
+    return Message { std::move(userInfo), {} };
 }
 
 } // namespace
 
-void setEntry(Dictionary &dictionary, std::string key, Value value) {
-    const auto found = std::find_if(
-        dictionary.begin(), dictionary.end(), [&key](const Entry &entry) { return entry.key == key; });
-    if (found != dictionary.end())
-        found->value = std::move(value);
-    else
-        dictionary.push_back({ std::move(key), std::move(value) });
-}
-
 std::string Brand::messageName() const {
-    return logFolderName + "_socketMessageNotifier";
+    return Contract::messageName(logFolderName);
 }
 
 std::string Brand::reauthenticationName() const {
-    return vendor + "_webSocketToMainAppNotifier";
+    return Contract::mainAppNotifierName(vendor);
 }
 
 Result<std::string> CasbNotice::document() const {
@@ -122,62 +128,65 @@ Result<std::string> CasbNotice::document() const {
     Document result;
     writeHeading(result, module, head, body);
     if (timeout)
-        result.element("timeout", std::to_string(timeout->count()));
+        result.element(Element::timeout, std::to_string(timeout->count()));
     // The rows go by their place, so that each of them is there as soon as one is.
     const std::array rows { &activity, &application, &url };
     if (std::any_of(rows.begin(), rows.end(), [](const Row *row) { return !row->value.empty(); })) {
-        result.begin("metadata");
+        result.begin(Element::metadata);
         for (const Row *row : rows) {
-            result.begin("md");
-            result.element("name", row->caption);
-            result.element("val", row->value);
-            result.end("md");
+            result.begin(Element::entry);
+            result.element(Element::entryName, row->caption);
+            result.element(Element::entryValue, row->value);
+            result.end(Element::entry);
         }
-        result.end("metadata");
+        result.end(Element::metadata);
     }
     if (!activityUrl.empty()) {
-        result.begin("url");
-        result.element("ok", activityUrl);
-        result.end("url");
+        result.begin(Element::url);
+        result.element(Element::ok, activityUrl);
+        result.end(Element::url);
     }
-    return result.finished();
+    return std::move(result).finished();
 }
 
 Result<Message> CasbNotice::message() const {
     auto text = document();
     if (!text)
         return text.error();
-    return messageOf({ { Key::document, { std::move(*text) } } }, look);
+    return messageOf(entries({ { Contract::webSocketResponse, std::move(*text) } }), look);
 }
 
 Result<Message> ReauthenticationNotice::message() const {
-    return messageOf({ { Key::reauthentication, { true } } }, look);
+    return messageOf(entries({ { Contract::WebSocketReAuthType, true } }), look);
 }
 
 Result<Message> AutoDisconnectNotice::message() const {
-    return messageOf({ { Key::autoDisconnect, { true } }, { Key::autoDisconnectText, { text } },
-                         { Key::vpnStatus, { vpn == Vpn::Connected } } },
+    return messageOf(entries({ { Contract::AutoDisconnectWebSocketType, true },
+                         { Contract::AutoDisconnectMessageKey, text },
+                         { Contract::AutoDisconnectVPNStatus, vpn == Vpn::Connected } }),
         look);
 }
 
 Result<std::string> ConcurrentSessionNotice::document() const {
     Document result;
     writeHeading(result, module, head, body);
-    return result.finished();
+    return std::move(result).finished();
 }
 
 Result<Message> ConcurrentSessionNotice::message() const {
     auto text = document();
     if (!text)
         return text.error();
-    return messageOf({ { Key::concurrentSession, { true } }, { Key::document, { std::move(*text) } } }, look);
+    return messageOf(entries({ { Contract::WebSocketAdminDisconnect, true },
+                         { Contract::webSocketResponse, std::move(*text) } }),
+        look);
 }
 
 Result<Message> MaintenanceNotice::message() const {
-    Dictionary userInfo { { Key::maintenance, { true } }, { Key::maintenanceText, { text } } };
+    auto userInfo = entries({ { Contract::WebSocketType, true }, { Contract::MaintenanceMessageKey, text } });
     // The agent looks at this notice's logo only when there is a document, whatever that says.
     if (look.headerLogo)
-        setEntry(userInfo, Key::document, { std::string() });
+        userInfo.emplace(Contract::webSocketResponse, std::string());
     return messageOf(std::move(userInfo), look);
 }
 

@@ -1,6 +1,6 @@
-#include "Client/macOS/AgentProgram.h"
-#include "Client/macOS/MacSessionState.h"
+#include "Client/AgentProgram.h"
 #include "Client/macOS/MessageObjects.h"
+#include "Contract/Bus.h"
 
 #include <algorithm>
 
@@ -56,11 +56,14 @@ void turn() {
 }
 
 // The agent names a message port as soon as it hears messages.
-bool agentIsThere() {
+bool agentIsThere(const Brand &brand) {
+    auto name = Contract::brandName(brand.logFolderName);
+    if (name.empty())
+        name = Contract::agentName;
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
     @autoreleasepool {
-        return [[NSMessagePortNameServer sharedInstance] portForName:@"com.tevanic.NoticeAgent"] != nil;
+        return [[NSMessagePortNameServer sharedInstance] portForName:stringOf(name)] != nil;
     }
 #pragma clang diagnostic pop
 }
@@ -87,7 +90,7 @@ struct [[gnu::visibility("hidden")]] Agent::State {
     bool agentWasThere = false;
 
     bool seesAgent() {
-        const bool isThere = agentIsThere();
+        const bool isThere = agentIsThere(brand);
         agentWasThere = agentWasThere || isThere;
         return isThere;
     }
@@ -107,7 +110,7 @@ Agent::Agent(Agent &&) noexcept = default;
 Agent &Agent::operator=(Agent &&) noexcept = default;
 Agent::~Agent() = default;
 
-Result<Agent> Agent::connect(const Session &, Brand brand) {
+Result<Agent> Agent::connect(Brand brand, milliseconds) {
     return Agent(std::make_unique<State>(std::move(brand)));
 }
 
@@ -136,6 +139,12 @@ Result<void> Agent::waitUntilListening(milliseconds timeout) {
     }
 }
 
+Result<void> Agent::ensureListening(milliseconds) {
+    if (state_->seesAgent())
+        return {};
+    return Error { ErrorCode::NotInstalled, "no agent is there, and nothing that starts one by itself" };
+}
+
 Result<void> Agent::ensureListening(const std::string &bundle, milliseconds timeout) {
     if (state_->seesAgent())
         return {};
@@ -145,9 +154,11 @@ Result<void> Agent::ensureListening(const std::string &bundle, milliseconds time
 }
 
 Result<void> Agent::post(const Message &message) {
-    const auto name = message.name.value_or(state_->brand.messageName());
+    const auto name = state_->brand.messageName();
     if (!isText(name) || !isText(message.object))
         return Error { ErrorCode::InvalidArgument, "the message's name or object is not UTF-8 text" };
+    if (!state_->seesAgent())
+        return Error { ErrorCode::NotListening, "no agent is there" };
     @autoreleasepool {
         NSDictionary *userInfo = nil;
         if (message.userInfo) {

@@ -10,7 +10,7 @@ namespace NoticeClient::MessageObjects {
 /// Nil for what is not UTF-8.
 NSString *stringOf(const std::string &text);
 
-/// A key or a text that is no text is an `InvalidArgument`; a date that is none is left out.
+/// A key or a text that is no text is an `InvalidArgument`.
 Result<NSDictionary *> dictionaryOf(const Dictionary &dictionary);
 
 } // namespace NoticeClient::MessageObjects

@@ -44,6 +44,7 @@ BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus
 <busconfig>
   <type>session</type>
   <listen>unix:dir={folder}</listen>
+  <servicedir>{folder}/services</servicedir>
   <auth>EXTERNAL</auth>
   <policy context="default">
     <allow send_destination="*" eavesdrop="true"/>
@@ -110,6 +111,8 @@ class Bus:
     """
 
     def __init__(self, folder):
+        self._services = os.path.join(folder, "services")
+        os.mkdir(self._services)
         configuration = os.path.join(folder, "bus.conf")
         with open(configuration, "w", encoding="utf-8") as file:
             file.write(BUS_CONFIGURATION.format(folder=folder))
@@ -145,6 +148,15 @@ class Bus:
 
     def flush(self):
         self.connection.flush()
+
+    def install(self, name, program, environment):
+        """Has the bus start that program, with that environment, for whoever asks for the name."""
+        with open(os.path.join(self._services, f"{name}.service"), "w", encoding="utf-8") as file:
+            file.write(f"[D-BUS Service]\nName={name}\nExec={program}\n")
+        for method, signature, arguments in (("ReloadConfig", "", ()),
+                                             ("UpdateActivationEnvironment", "a{ss}", (environment,))):
+            self.connection.call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                          method, signature, arguments)
 
     def process_of(self, name):
         """The process that owns a name, or None."""

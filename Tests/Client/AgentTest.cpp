@@ -1,11 +1,12 @@
 #include "Client/NoticeClient.h"
 
+#include "Contract/Bus.h"
+#include "Tests/Client/FakeAgent.h"
 #include "Tests/Contracts/PrivateBus.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -15,18 +16,22 @@
 #include <thread>
 
 #include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
 
 using namespace NoticeClient;
 using namespace std::chrono_literals;
+using AtMessage = FakeAgent::AtMessage;
 using Clock = std::chrono::steady_clock;
 
 // How long a thing may take that happens at once on an idle machine.
 constexpr auto patience = 20s;
 
-const auto agentName = QStringLiteral("com.tevanic.NoticeAgent");
+const std::string agentName(Contract::agentName);
+const auto brandsName = Contract::brandName("zelvik");
 const auto answer = QStringLiteral("zelvik_webSocketToMainAppNotifier");
 
 Message maintenance() {
@@ -56,6 +61,21 @@ int endedChildren() {
     return count;
 }
 
+/// The bus that the environment names while it lives.
+class BusAddress {
+public:
+    explicit BusAddress(const QByteArray &address)
+        : before_(qgetenv("DBUS_SESSION_BUS_ADDRESS")) {
+        qputenv("DBUS_SESSION_BUS_ADDRESS", address);
+    }
+    ~BusAddress() { qputenv("DBUS_SESSION_BUS_ADDRESS", before_); }
+    BusAddress(const BusAddress &) = delete;
+    BusAddress &operator=(const BusAddress &) = delete;
+
+private:
+    QByteArray before_;
+};
+
 class AgentTest : public testing::Test {
 protected:
     static Agent connected() {
@@ -67,19 +87,10 @@ protected:
 
     void say(const QString &name) { somebody.emitSignal(texts({ name, QString() })); }
 
-    /// The signatures of the notifications posted since `watch()`, once there are so many.
-    QStringList heard(int count) {
-        QStringList signatures;
-        const auto end = Clock::now() + patience;
-        while (signatures.size() < count && Clock::now() < end)
-            signatures += somebody.signaturesGot();
-        return signatures + somebody.signaturesGot();
-    }
-
     /// A bundle whose program is that shell script.
     std::string bundleOf(const std::string &script) {
         const auto program
-            = std::filesystem::path(folder_.path().toStdString()) / "NoticeAgent.app/Contents/Linux";
+            = std::filesystem::path(folder.path().toStdString()) / "NoticeAgent.app/Contents/Linux";
         std::filesystem::create_directories(program);
         std::ofstream(program / "NoticeAgent") << "#!/bin/sh\n" << script << "\n";
         std::filesystem::permissions(program / "NoticeAgent", std::filesystem::perms::owner_all);
@@ -88,94 +99,52 @@ protected:
 
     PrivateBus bus;
     BusClient somebody;
-
-private:
-    QTemporaryDir folder_;
+    QTemporaryDir folder;
 };
 
 TEST_F(AgentTest, ConnectingToNoBusSaysSo) {
-    Session::Overrides overrides;
-    overrides.busAddress = "unix:path=/nowhere/at/all";
-    EXPECT_EQ(codeOf(Agent::connect(Session::current(overrides))), ErrorCode::NoBus);
-    overrides.busAddress = "no address";
-    EXPECT_EQ(codeOf(Agent::connect(Session::current(overrides))), ErrorCode::NoBus);
-}
-
-TEST_F(AgentTest, BusOfAnAddress) {
-    Session::Overrides overrides;
-    overrides.busAddress = qgetenv("DBUS_SESSION_BUS_ADDRESS").toStdString();
-    const auto session = Session::current(overrides);
-    EXPECT_EQ(session.busAddress(), overrides.busAddress);
-    EXPECT_EQ(session.environment("DBUS_SESSION_BUS_ADDRESS"), overrides.busAddress);
-    auto agent = Agent::connect(session);
-    ASSERT_TRUE(agent);
-    somebody.watch();
-    EXPECT_TRUE(agent->post(maintenance()));
-    EXPECT_EQ(heard(1), QStringList({ QStringLiteral("ssa{sv}") }));
-}
-
-// One's own session as if it were another user's: over a socket, and by the same steps but for the rights.
-TEST_F(AgentTest, OwnSessionByNumberAndByName) {
-    Session::Overrides overrides;
-    overrides.busAddress = qgetenv("DBUS_SESSION_BUS_ADDRESS").toStdString();
-    overrides.display = ":77";
-    const auto session = Session::forUser(::getuid(), overrides);
-    ASSERT_TRUE(session) << session.error().message;
-    EXPECT_EQ(session->user(), ::getuid());
-    EXPECT_EQ(session->environment("DISPLAY"), ":77");
-    auto agent = Agent::connect(*session);
-    ASSERT_TRUE(agent) << agent.error().message;
-    somebody.watch();
-    EXPECT_TRUE(agent->post(maintenance()));
-    EXPECT_EQ(heard(1), QStringList({ QStringLiteral("ssa{sv}") }));
-    EXPECT_TRUE(agent->observeReauthentication());
-    say(answer);
-    EXPECT_TRUE(agent->waitForReauthentication(patience));
-}
-
-TEST_F(AgentTest, MessagesOfAnySizeGoOverASocket) {
-    Session::Overrides overrides;
-    overrides.busAddress = qgetenv("DBUS_SESSION_BUS_ADDRESS").toStdString();
-    const auto session = Session::forUser(::getuid(), overrides);
-    ASSERT_TRUE(session) << session.error().message;
-    auto agent = Agent::connect(*session);
-    ASSERT_TRUE(agent) << agent.error().message;
-    somebody.watch();
-    Message message = maintenance();
-    setEntry(*message.userInfo, "HeaderLogoImage", { Data { std::string(8 * 1024 * 1024, 'x') } });
-    EXPECT_TRUE(agent->post(message));
-    EXPECT_EQ(heard(1).size(), 1);
-}
-
-TEST_F(AgentTest, UsersThatAreNot) {
-    EXPECT_EQ(codeOf(Session::forUser("nobody of that name")), ErrorCode::NoSuchUser);
-    EXPECT_EQ(codeOf(Session::forUser(uid_t { 4'000'000'123 })), ErrorCode::NoSuchUser);
-}
-
-TEST_F(AgentTest, AddressesThatAreNoSocketOfThisMachine) {
-    for (const auto *address :
-        { "tcp:host=localhost,port=1", "unixexec:path=/bin/true", "nonsense", "unix:" }) {
-        SCOPED_TRACE(address);
-        Session::Overrides overrides;
-        overrides.busAddress = address;
-        EXPECT_EQ(codeOf(Session::forUser(::getuid(), overrides)), ErrorCode::InvalidArgument);
+    for (const auto *address : { "unix:path=/nowhere/at/all", "no address" }) {
+        const BusAddress given(address);
+        EXPECT_EQ(codeOf(Agent::connect()), ErrorCode::NoBus) << address;
     }
-    Session::Overrides overrides;
-    overrides.busAddress = "unix:path=/nowhere/at/all";
-    EXPECT_EQ(codeOf(Session::forUser(::getuid(), overrides)), ErrorCode::NoSession);
-    overrides.busAddress = "unix:abstract=" + std::string(200, 'x');
-    EXPECT_EQ(codeOf(Session::forUser(::getuid(), overrides)), ErrorCode::NoSession);
 }
 
-TEST_F(AgentTest, ListensWhileSomebodyOwnsTheName) {
+TEST_F(AgentTest, BusThatAcceptsAndSaysNothingIsGivenUpInTime) {
+    const auto path = folder.filePath(QStringLiteral("silent")).toUtf8();
+    sockaddr_un place {};
+    place.sun_family = AF_UNIX;
+    path.toStdString().copy(place.sun_path, sizeof place.sun_path - 1);
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::bind(socket, reinterpret_cast<const sockaddr *>(&place), sizeof place), 0);
+    ASSERT_EQ(::listen(socket, 1), 0);
+    const BusAddress given("unix:path=" + path);
+    const auto begin = Clock::now();
+    const auto result = Agent::connect({}, 200ms);
+    EXPECT_GE(Clock::now() - begin, 200ms);
+    EXPECT_LT(Clock::now() - begin, 5s);
+    ASSERT_FALSE(result);
+    EXPECT_EQ(codeOf(result), ErrorCode::NoBus);
+    EXPECT_THAT(result.error().message, testing::HasSubstr("does not answer"));
+    ::close(socket);
+}
+
+TEST_F(AgentTest, ListensWhileSomebodyOwnsTheBrandsName) {
     auto agent = connected();
+    const FakeAgent ofAnotherBrand({ agentName, Contract::brandName("acme") });
     EXPECT_FALSE(*agent.isListening());
-    somebody.own(agentName);
-    EXPECT_TRUE(*agent.isListening());
-    EXPECT_TRUE(agent.waitUntilListening(0ms));
-    somebody.release(agentName);
-    EXPECT_FALSE(*agent.isListening());
+    {
+        const FakeAgent ours({ brandsName });
+        EXPECT_TRUE(*agent.isListening());
+        EXPECT_TRUE(agent.waitUntilListening(0ms));
+    }
     EXPECT_EQ(codeOf(agent.waitUntilListening(0ms)), ErrorCode::TimedOut);
+}
+
+TEST_F(AgentTest, BrandWithoutAFolderHasTheCommonName) {
+    auto agent = Agent::connect({ {}, {} });
+    ASSERT_TRUE(agent);
+    const FakeAgent fake({ agentName });
+    EXPECT_TRUE(*agent->isListening());
 }
 
 TEST_F(AgentTest, WaitsUntilTheNameComes) {
@@ -183,61 +152,64 @@ TEST_F(AgentTest, WaitsUntilTheNameComes) {
     const auto begin = Clock::now();
     EXPECT_EQ(codeOf(agent.waitUntilListening(200ms)), ErrorCode::TimedOut);
     EXPECT_GE(Clock::now() - begin, 200ms);
-    std::atomic<bool> isWaiting = false;
-    std::thread owner([this, &isWaiting] {
-        while (!isWaiting)
-            std::this_thread::yield();
-        std::this_thread::sleep_for(50ms);
-        somebody.own(agentName);
+    std::thread owner([this] {
+        std::this_thread::sleep_for(50ms); // most often the other is waiting by then
+        somebody.own(QString::fromStdString(brandsName));
     });
-    isWaiting = true;
     EXPECT_TRUE(agent.waitUntilListening(std::chrono::hours(24 * 365 * 1000)));
     owner.join();
 }
 
-TEST_F(AgentTest, PostsTheMessageWithItsUserInfoOrWithoutAny) {
+TEST_F(AgentTest, PostedMeansThatTheAgentHasIt) {
     auto agent = connected();
+    const FakeAgent fake({ brandsName });
     somebody.watch();
     EXPECT_TRUE(agent.post(maintenance()));
+    EXPECT_EQ(fake.heard(), 1);
     EXPECT_TRUE(agent.post({}));
-    EXPECT_EQ(heard(2), QStringList({ QStringLiteral("ssa{sv}"), QStringLiteral("ss") }));
+    EXPECT_EQ(fake.heard(), 2);
+    EXPECT_EQ(somebody.signaturesGot(), QStringList({ QStringLiteral("ssa{sv}"), QStringLiteral("ss") }));
+}
+
+TEST_F(AgentTest, NothingIsPostedToNobody) {
+    auto agent = connected();
+    const FakeAgent ofAnotherBrand({ agentName, Contract::brandName("acme") });
+    EXPECT_EQ(codeOf(agent.post(maintenance())), ErrorCode::NotListening);
+    say(answer); // comes after whatever may have been posted
+    while (ofAnotherBrand.heard() == 0)
+        std::this_thread::yield();
+    EXPECT_EQ(ofAnotherBrand.heard(), 1);
+}
+
+TEST_F(AgentTest, AgentThatEndsAtTheMessageHasNotShownIt) {
+    auto agent = connected();
+    const FakeAgent fake({ brandsName }, AtMessage::End);
+    EXPECT_EQ(codeOf(agent.post(maintenance())), ErrorCode::AgentEnded);
+}
+
+TEST_F(AgentTest, AgentThatWasAboutToEndHasNotHeardIt) {
+    auto agent = connected();
+    const FakeAgent fake({ brandsName }, AtMessage::GiveNamesBack);
+    EXPECT_EQ(codeOf(agent.post(maintenance())), ErrorCode::NotListening);
+    EXPECT_EQ(fake.heard(), 1);
 }
 
 TEST_F(AgentTest, MessagesThatCannotBePostedAreRefusedAndNothingIsSent) {
     auto agent = connected();
-    somebody.watch();
+    const FakeAgent fake({ brandsName });
     const auto refusal = [&agent](Value value) {
-        return codeOf(agent.post({ Dictionary { { "key", std::move(value) } }, std::nullopt, {} }));
+        return codeOf(agent.post({ Dictionary { { "key", std::move(value) } }, {} }));
     };
-    EXPECT_EQ(refusal({ std::string("\xFF") }), ErrorCode::InvalidArgument);
-    EXPECT_EQ(refusal({ std::string("a\0b", 3) }), ErrorCode::InvalidArgument);
-    EXPECT_EQ(refusal({ Date { "\xFF" } }), ErrorCode::InvalidArgument);
-    EXPECT_EQ(refusal({ List { { Dictionary { { "\xFF", { true } } } } } }), ErrorCode::InvalidArgument);
-    Value nested { true };
-    for (int depth = 0; depth < 100; ++depth)
-        nested = { List { nested } };
-    EXPECT_EQ(refusal(nested), ErrorCode::InvalidArgument);
-    EXPECT_EQ(refusal({ Data { std::string(mostBytes, 'x') } }), ErrorCode::TooLarge);
-    EXPECT_EQ(codeOf(agent.post({ std::nullopt, "\xFF", {} })), ErrorCode::InvalidArgument);
-    EXPECT_EQ(codeOf(agent.post({ std::nullopt, std::nullopt, "\xFF" })), ErrorCode::InvalidArgument);
+    EXPECT_EQ(refusal("\xFF"), ErrorCode::InvalidArgument);
+    EXPECT_EQ(refusal(std::string("a\0b", 3)), ErrorCode::InvalidArgument);
+    EXPECT_EQ(codeOf(agent.post({ Dictionary { { "\xFF", true } }, {} })), ErrorCode::InvalidArgument);
+    EXPECT_EQ(refusal(Data { std::string(maxBytes, 'x') }), ErrorCode::TooLarge);
+    EXPECT_EQ(codeOf(agent.post({ std::nullopt, "\xFF" })), ErrorCode::InvalidArgument);
     EXPECT_TRUE(agent.post({}));
-    EXPECT_EQ(heard(1), QStringList({ QStringLiteral("ss") }));
+    EXPECT_EQ(fake.heard(), 1);
 }
 
-TEST_F(AgentTest, ValuesOfEveryKindAreTaken) {
-    auto agent = connected();
-    Value nested { true };
-    for (int depth = 0; depth < 15; ++depth)
-        nested = { Dictionary { { "k", nested } } };
-    EXPECT_TRUE(
-        agent.post({ Dictionary { { "boolean", { true } }, { "signed", { std::int64_t { -1 } } },
-                         { "unsigned", { std::uint64_t { 1 } } }, { "real", { 0.5 } }, { "text", { "" } },
-                         { "data", { Data { std::string("\0", 1) } } }, { "date", { Date { "now" } } },
-                         { "list", { List {} } }, { "nested", nested } },
-            "a name", "an object" }));
-}
-
-TEST_F(AgentTest, EachReauthenticationIsToldOnce) {
+TEST_F(AgentTest, EachReauthenticationIsReportedOnce) {
     auto agent = connected();
     ASSERT_TRUE(agent.observeReauthentication());
     ASSERT_TRUE(agent.observeReauthentication());
@@ -249,48 +221,51 @@ TEST_F(AgentTest, EachReauthenticationIsToldOnce) {
     EXPECT_EQ(codeOf(agent.waitForReauthentication(100ms)), ErrorCode::TimedOut);
 }
 
-TEST_F(AgentTest, AnswerBeforeItsMessageIsWaitedForIsKept) {
+TEST_F(AgentTest, AnswerThatComesWhileTheMessageIsPostedIsKept) {
     auto agent = connected();
+    const FakeAgent fake({ brandsName }, AtMessage::Answer);
     ASSERT_TRUE(agent.observeReauthentication());
-    say(answer);
     EXPECT_TRUE(agent.post(maintenance()));
-    EXPECT_TRUE(agent.isListening());
     EXPECT_TRUE(agent.waitForReauthentication(0ms));
-}
-
-TEST_F(AgentTest, OwnMessageIsNoAnswer) {
-    auto agent = connected();
-    ASSERT_TRUE(agent.observeReauthentication());
-    EXPECT_TRUE(agent.post({ std::nullopt, answer.toStdString(), {} }));
-    EXPECT_EQ(codeOf(agent.waitForReauthentication(100ms)), ErrorCode::TimedOut);
 }
 
 TEST_F(AgentTest, AgentThatEndsAnswersNoMore) {
     auto agent = connected();
-    somebody.own(agentName);
     ASSERT_TRUE(agent.observeReauthentication());
-    say(answer);
-    somebody.release(agentName);
-    EXPECT_TRUE(agent.waitForReauthentication(patience)); // it came before the end
-    EXPECT_EQ(codeOf(agent.waitForReauthentication(patience)), ErrorCode::AgentEnded);
-    somebody.own(agentName);
-    EXPECT_TRUE(agent.waitUntilListening(patience));
+    for (int round = 0; round < 2; ++round) {
+        auto fake = std::make_unique<FakeAgent>(std::vector { brandsName }, AtMessage::Answer);
+        EXPECT_TRUE(agent.post(maintenance()));
+        fake.reset();
+        EXPECT_TRUE(agent.waitForReauthentication(patience)); // it came before the end
+        EXPECT_EQ(codeOf(agent.waitForReauthentication(patience)), ErrorCode::AgentEnded);
+    }
+}
+
+// It gives its name back as soon as its end is settled, and may answer after that.
+TEST_F(AgentTest, NameGivenBackIsNotTheEnd) {
+    auto agent = connected();
+    somebody.own(QString::fromStdString(brandsName));
+    ASSERT_TRUE(agent.observeReauthentication());
+    somebody.release(QString::fromStdString(brandsName));
     EXPECT_EQ(codeOf(agent.waitForReauthentication(100ms)), ErrorCode::TimedOut);
+    say(answer);
+    EXPECT_TRUE(agent.waitForReauthentication(patience));
 }
 
 TEST_F(AgentTest, BrandNamesTheNotification) {
-    auto agent = Agent::connect(Session::current(), { "acme", "brand 'x'" });
+    auto agent = Agent::connect({ "acme", "brand 'x'" });
     ASSERT_TRUE(agent);
     ASSERT_TRUE(agent->observeReauthentication());
     say(QStringLiteral("brand 'x'_webSocketToMainAppNotifier"));
     EXPECT_TRUE(agent->waitForReauthentication(patience));
-    auto wrong = Agent::connect(Session::current(), { "acme", "\xFF" });
+    auto wrong = Agent::connect({ "acme", "\xFF" });
     ASSERT_TRUE(wrong);
     EXPECT_EQ(codeOf(wrong->observeReauthentication()), ErrorCode::InvalidArgument);
 }
 
 TEST_F(AgentTest, HandlerIsCalledWhileEventsAreProcessed) {
     auto agent = connected();
+    const FakeAgent fake({ brandsName });
     ASSERT_TRUE(agent.observeReauthentication());
     int calls = 0;
     agent.onReauthentication([&] {
@@ -310,7 +285,7 @@ TEST_F(AgentTest, HandlerIsCalledWhileEventsAreProcessed) {
     EXPECT_EQ(calls, 11);
 }
 
-TEST_F(AgentTest, BusThatGoesIsSaidByEveryCall) {
+TEST_F(AgentTest, BusThatGoesIsReportedByEveryCall) {
     auto agent = connected();
     auto waiting = connected();
     ASSERT_TRUE(waiting.observeReauthentication());
@@ -320,19 +295,12 @@ TEST_F(AgentTest, BusThatGoesIsSaidByEveryCall) {
     EXPECT_EQ(codeOf(agent.post(maintenance())), ErrorCode::BusLost);
     EXPECT_EQ(codeOf(agent.post(maintenance())), ErrorCode::BusLost);
     EXPECT_EQ(codeOf(agent.isListening()), ErrorCode::BusLost);
+    EXPECT_EQ(codeOf(agent.ensureListening(patience)), ErrorCode::BusLost);
     EXPECT_EQ(codeOf(agent.waitUntilListening(patience)), ErrorCode::BusLost);
     EXPECT_EQ(codeOf(agent.processEvents(patience)), ErrorCode::BusLost);
     EXPECT_TRUE(waiting.waitForReauthentication(patience));
     EXPECT_EQ(codeOf(waiting.waitForReauthentication(patience)), ErrorCode::BusLost);
     bus.start();
-}
-
-TEST_F(AgentTest, ProgramThatCannotBeStarted) {
-    auto agent = connected();
-    EXPECT_EQ(codeOf(agent.start("/nowhere/NoticeAgent.app")), ErrorCode::CannotStart);
-    const auto bundle = bundleOf("true");
-    std::filesystem::permissions(bundle + "/Contents/Linux/NoticeAgent", std::filesystem::perms::owner_read);
-    EXPECT_EQ(codeOf(agent.start(bundle)), ErrorCode::CannotStart);
 }
 
 TEST_F(AgentTest, ProgramThatEndsIsNotWaitedForAndLeavesNoEntry) {
@@ -347,7 +315,7 @@ TEST_F(AgentTest, ProgramThatEndsIsNotWaitedForAndLeavesNoEntry) {
     EXPECT_EQ(endedChildren(), 0);
 }
 
-TEST_F(AgentTest, ProgramThatOutlivesItsAgentIsTakenByALaterStart) {
+TEST_F(AgentTest, ProgramThatOutlivesItsAgentIsReapedByALaterStart) {
     const auto bundle = bundleOf("exec sleep 0.3");
     for (int round = 0; round < 5; ++round) {
         auto agent = connected();
@@ -360,41 +328,17 @@ TEST_F(AgentTest, ProgramThatOutlivesItsAgentIsTakenByALaterStart) {
     EXPECT_EQ(endedChildren(), 0);
 }
 
-// A service may have the kernel take the ends of its children.
+// A service may have the kernel reap its children.
 TEST_F(AgentTest, ProgramThatIgnoresTheEndsOfItsChildrenIsServedAsWell) {
     const auto before = std::signal(SIGCHLD, SIG_IGN);
-    Session::Overrides overrides;
-    overrides.busAddress = qgetenv("DBUS_SESSION_BUS_ADDRESS").toStdString();
-    const auto session = Session::forUser(::getuid(), overrides);
-    EXPECT_TRUE(session);
     auto agent = connected();
     EXPECT_EQ(codeOf(agent.ensureListening(bundleOf("exit 7"), 60s)), ErrorCode::AgentEnded);
     EXPECT_EQ(codeOf(agent.start("/nowhere/NoticeAgent.app")), ErrorCode::CannotStart);
     std::signal(SIGCHLD, before);
 }
 
-TEST_F(AgentTest, SessionsAreFoundFromManyThreadsAtOnce) {
-    Session::Overrides overrides;
-    overrides.busAddress = qgetenv("DBUS_SESSION_BUS_ADDRESS").toStdString();
-    std::vector<std::thread> threads;
-    for (int count = 0; count < 4; ++count)
-        threads.emplace_back([&overrides] {
-            const auto session = Session::forUser(::getuid(), overrides);
-            ASSERT_TRUE(session) << session.error().message;
-            EXPECT_TRUE(Agent::connect(*session));
-        });
-    for (auto &thread : threads)
-        thread.join();
-}
-
-TEST_F(AgentTest, NothingIsStartedWhenAnAgentIsThere) {
-    auto agent = connected();
-    somebody.own(agentName);
-    EXPECT_TRUE(agent.ensureListening("/nowhere/NoticeAgent.app", 0ms));
-}
-
 TEST_F(AgentTest, AnAgentEachForTwoThreads) {
-    somebody.watch();
+    const FakeAgent fake({ brandsName });
     const auto work = [] {
         auto agent = connected();
         for (int count = 0; count < 50; ++count)
@@ -404,7 +348,7 @@ TEST_F(AgentTest, AnAgentEachForTwoThreads) {
     std::thread second(work);
     first.join();
     second.join();
-    EXPECT_EQ(heard(100).size(), 100);
+    EXPECT_EQ(fake.heard(), 100);
 }
 
 TEST_F(AgentTest, MovesWithEverythingItHas) {

@@ -1,12 +1,12 @@
 #include "Client/NoticeClient.h"
 
-#include "Support/CustomAPPManager.h"
+#include "Contract/Brand.h"
+#include "Contract/Message.h"
 #include "Support/NoticeParser.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <limits>
 #include <set>
@@ -40,7 +40,7 @@ SocketPayload read(const Result<std::string> &document) {
     return payload.value_or(SocketPayload());
 }
 
-/// A message's entries, each as KEY=VALUE, sorted.
+/// A message's entries, each as KEY=VALUE.
 std::vector<std::string> entries(const Result<Message> &message) {
     if (!message)
         return { message.error().message };
@@ -48,17 +48,10 @@ std::vector<std::string> entries(const Result<Message> &message) {
         std::string operator()(bool value) const { return value ? "true" : "false"; }
         std::string operator()(const std::string &value) const { return value; }
         std::string operator()(const Data &value) const { return "data:" + value.bytes; }
-        std::string operator()(std::int64_t) const { return "another type"; }
-        std::string operator()(std::uint64_t) const { return "another type"; }
-        std::string operator()(double) const { return "another type"; }
-        std::string operator()(const Date &) const { return "another type"; }
-        std::string operator()(const List &) const { return "another type"; }
-        std::string operator()(const Dictionary &) const { return "another type"; }
     };
     std::vector<std::string> result;
     for (const auto &[key, value] : message->userInfo.value_or(Dictionary()))
-        result.push_back(key + "=" + std::visit(Shown(), value.content));
-    std::sort(result.begin(), result.end());
+        result.push_back(key + "=" + std::visit(Shown(), value));
     return result;
 }
 
@@ -186,18 +179,17 @@ TEST(NoticeClientMessages, KeysAreThoseThatTheAgentReads) {
         notice.look = { "de", Data { "logo" } };
         const auto message = notice.message();
         for (const auto &entry : *message->userInfo)
-            keys.insert(entry.key);
+            keys.insert(entry.first);
     };
     collect(casb());
     collect(ReauthenticationNotice());
     collect(AutoDisconnectNotice());
     collect(ConcurrentSessionNotice());
     collect(MaintenanceNotice());
-    using Keys = CustomAPPManager;
-    const std::array known { Keys::webSocketResponse, Keys::MaintenanceMessageKey, Keys::HeaderLogoImage,
-        Keys::WebSocketType, Keys::WebSocketAdminDisconnect, Keys::AutoDisconnectWebSocketType,
-        Keys::AutoDisconnectMessageKey, Keys::AutoDisconnectVPNStatus, Keys::webSocketappLanguageKey,
-        Keys::WebSocketReAuthType };
+    using namespace Contract;
+    const std::array known { webSocketResponse, MaintenanceMessageKey, HeaderLogoImage, WebSocketType,
+        WebSocketAdminDisconnect, AutoDisconnectWebSocketType, AutoDisconnectMessageKey,
+        AutoDisconnectVPNStatus, webSocketappLanguageKey, WebSocketReAuthType };
     std::set<std::string> expected;
     for (const auto key : known)
         expected.insert(key.data());
@@ -229,14 +221,9 @@ TEST(NoticeClientMessages, NamesBeginWithTheBrandsWords) {
     EXPECT_EQ(brand.reauthenticationName(), "ACME_webSocketToMainAppNotifier");
 }
 
-TEST(NoticeClientMessages, AnEntryIsReplacedInItsPlace) {
-    Dictionary dictionary;
-    setEntry(dictionary, "a", { true });
-    setEntry(dictionary, "b", { std::string("1") });
-    setEntry(dictionary, "a", { std::string("2") });
-    ASSERT_EQ(dictionary.size(), 2U);
-    EXPECT_EQ(dictionary[0].key, "a");
-    EXPECT_EQ(std::get<std::string>(dictionary[0].value.content), "2");
+TEST(NoticeClientMessages, BrandIsTheOneThatIsShippedUnlessAnotherIsGiven) {
+    EXPECT_EQ(Brand().logFolderName, Contract::Brand::defaultLogFolderName);
+    EXPECT_EQ(Brand().vendor, Contract::Brand::defaultVendor);
 }
 
 } // namespace

@@ -23,6 +23,8 @@ BUILD = Path(os.environ.get("NOTICE_BUILD", ROOT / "build/release")).resolve()
 BUNDLE = BUILD / "NoticeAgent.app"
 EXAMPLES = ROOT / "Client/Examples"
 HEADER = ROOT / "Client/NoticeClient.h"
+CONTRACT = ROOT / "Contract/Message.h"
+PAGE = ROOT / "docs/integration.md"
 # What the library was built with, so that a program fits it.
 FLAGS = os.environ.get("NOTICE_FLAGS", "")
 BLOCKED = "Files <10 MB & more> may not leave the company."
@@ -51,6 +53,8 @@ class InstalledTest(unittest.TestCase):
         cls.library = next(cls.prefix.rglob("libNoticeClient.so")).parent
         cls.desktop = Desktop()
         cls.addClassCleanup(cls.desktop.close)
+        cls.desktop.bus.install("com.tevanic.NoticeAgent.zelvik", BUNDLE / "Contents/Linux/NoticeAgent",
+                                cls.desktop.environment)
 
     # --- what is shown
 
@@ -108,15 +112,15 @@ class InstalledTest(unittest.TestCase):
     def test_program_against_the_cmake_package(self):
         program = self.build_with_cmake("shared")
         self.assertIn("libNoticeClient.so.1", run("readelf", "-d", program))
-        self.assert_shows(BLOCKED, program, BUNDLE, "blocked")
-        self.assert_asks_for_sign_in(program, BUNDLE, "sign-in")
+        self.assert_shows(BLOCKED, program, "blocked")
+        self.assert_asks_for_sign_in(program, "sign-in")
 
     def test_program_with_the_static_library(self):
         program = self.build_with_cmake("static", "-DSTATIC_CLIENT=ON")
         needed = re.findall(r"\(NEEDED\).*\[(.*)\]", run("readelf", "-d", program))
         self.assertNotIn("libNoticeClient.so.1", needed)
         self.assertIn("libdbus-1.so.3", needed)
-        self.assert_shows(BLOCKED, program, BUNDLE, "blocked")
+        self.assert_shows(BLOCKED, program, "blocked")
 
     def test_program_with_pkg_config(self):
         program = self.folder / "with-pkg-config"
@@ -124,7 +128,7 @@ class InstalledTest(unittest.TestCase):
         # Quoted by pkg-config, since the prefix holds a blank.
         run("sh", "-c", f'eval c++ -std=c++20 {FLAGS} "$1" -o "$2" $(pkg-config --cflags --libs NoticeClient)', "sh",
             EXAMPLES / "Cpp/main.cpp", program, env=environment)
-        self.assert_shows(BLOCKED, program, BUNDLE, "blocked")
+        self.assert_shows(BLOCKED, program, "blocked")
 
     def test_wrong_version_is_not_found(self):
         source = self.folder / "another"
@@ -147,7 +151,7 @@ class InstalledTest(unittest.TestCase):
         self.assertNotRegex(HEADER.read_text(encoding="utf-8"), r"#include <(Q|dbus)")
 
     def test_program_of_the_integration_page(self):
-        page = (ROOT / "docs/integration.md").read_text(encoding="utf-8")
+        page = PAGE.read_text(encoding="utf-8")
         (program,) = re.findall(r"^```cpp\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)
         source = self.folder / "page.cpp"
         source.write_text(program, encoding="utf-8")
@@ -160,7 +164,7 @@ class InstalledTest(unittest.TestCase):
         names = [line.split(" ", 2)[2] for line in symbols]
         ours = [name for name in names if "NoticeClient::" in name and not name.startswith(("std::", "void std::"))]
         self.assertTrue(any(name.startswith("NoticeClient::Agent::post(") for name in ours))
-        hidden = re.compile(r"::State::|\(anonymous|BusConnection|ChildProcess|UserProcess|LoginSession")
+        hidden = re.compile(r"::State::|\(anonymous|BusConnection|AgentProgram")
         self.assertEqual([name for name in ours if hidden.search(name)], [])
         self.assertEqual([name for name in names if name.startswith(("dbus_", "Q"))], [])
 
@@ -181,28 +185,26 @@ class InstalledTest(unittest.TestCase):
         (signal,) = interface.findall("signal")
         self.assertEqual(signal.get("name"), "Posted")
         self.assertEqual([argument.get("type") for argument in signal.findall("arg")], ["s", "s", "a{sv}"])
-        # The keys that it tells of are the header's, each with the type that README.md gives.
-        told = dict(re.findall(r"^ {13}(\w+) +(b|s|ay) {2}", text, re.MULTILINE))
-        keys = re.search(r"namespace Key \{(.*?)\n\}", HEADER.read_text(encoding="utf-8"), re.DOTALL).group(1)
-        self.assertEqual(sorted(told), sorted(re.findall(r'"(\w+)"', keys)))
-        table = dict(re.findall(r"^\| `(\w+)` \| `(\w+)` \|", (ROOT / "README.md").read_text(encoding="utf-8"),
-                                re.MULTILINE))
-        self.assertEqual(told, {key: table[key] for key in told})
+        # Its keys are those of the contract, each with the type that docs/integration.md gives.
+        keys = dict(re.findall(r"^ {13}(\w+) +(b|s|ay) {2}", text, re.MULTILINE))
+        self.assertEqual(sorted(keys), sorted(re.findall(r'= "(\w+)";', CONTRACT.read_text(encoding="utf-8"))))
+        table = dict(re.findall(r"^\| `(\w+)` \| `(\w+)` \|", PAGE.read_text(encoding="utf-8"), re.MULTILINE))
+        self.assertEqual(keys, {key: table[key] for key in keys})
 
     # --- Python and the shell
 
     def test_python(self):
         script = EXAMPLES / "Python/notice.py"
-        self.assert_shows("Back at 18:00.", script, BUNDLE, "maintenance", "Back at 18:00.")
-        self.assert_asks_for_sign_in(script, BUNDLE, "sign-in")
+        self.assert_shows("Back at 18:00.", script, "maintenance", "Back at 18:00.")
+        self.assert_asks_for_sign_in(script, "sign-in")
 
     def test_shell(self):
         script = EXAMPLES / "Shell/notice.sh"
-        self.assert_shows("Eight hours are over.", script, BUNDLE, "disconnected", "Eight hours are over.")
-        self.assert_asks_for_sign_in(script, BUNDLE, "sign-in")
+        self.assert_shows("Eight hours are over.", script, "disconnected", "Eight hours are over.")
+        self.assert_asks_for_sign_in(script, "sign-in")
 
     def test_gdbus(self):
-        self.assert_shows("Back at 18:00.", EXAMPLES / "Shell/notice-gdbus.sh", BUNDLE)
+        self.assert_shows("Back at 18:00.", EXAMPLES / "Shell/notice-gdbus.sh")
 
 
 if __name__ == "__main__":

@@ -323,7 +323,7 @@ class BrandedBundleTest(BrandTestCase):
         for arguments, header in ((("--maintenance", "Back at 18:00."), HEADER),
                                   (("--concurrent-session", ROOT / "Tools/samples/concurrent-session.xml"), ACCENT)):
             with self.subTest(arguments[0]):
-                notices.show(post_notice, "--start", out, "--folder", name, *arguments)
+                notices.show(post_notice, "--start", out, *arguments)
                 notices.wait_pixel(436, 58, header)
                 for y in (45, 58, 71):
                     notices.wait_pixel(30, y, (255, 201, 77))
@@ -333,10 +333,11 @@ class BrandedBundleTest(BrandTestCase):
             self.assertIn("Default APP Termination Time is set to 90", log.read_text(encoding="utf-8"))
 
         # A message by the name of the unbranded agent is none of its business.
-        run(post_notice, "--start", out, "--maintenance", "Not for this one.", env=dict(notices.desktop.environment))
-        run(post_notice, "--folder", name, "--auto-disconnect", "For this one.", env=dict(notices.desktop.environment))
-        notices.attach()
-        notices.wait_text("For this one.")
+        notices.show(post_notice, "--start", out, "--maintenance", "For this one.")
+        notices.desktop.bus.emit("ssa{sv}", "zelvik_socketMessageNotifier", "",
+                                 {"WebSocketType": True, "MaintenanceMessageKey": "Not for this one."})
+        run(post_notice, "--start", out, "--auto-disconnect", "And this.", env=dict(notices.desktop.environment))
+        notices.wait_text("And this.")
         if os.access("/private/var/log", os.W_OK):
             self.assertNotIn("Not for this one.", log.read_text(encoding="utf-8"))
 

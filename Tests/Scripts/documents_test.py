@@ -26,6 +26,7 @@ DOCUMENTS += sorted((ROOT / "docs").rglob("*.md"))
 INTERFACE = "com.tevanic.DistributedNotificationCenter"
 PATH = "/com/tevanic/DistributedNotificationCenter"
 ANSWER = "zelvik_webSocketToMainAppNotifier"
+AGENT_NAME = "com.tevanic.NoticeAgent.zelvik"
 
 
 def blocks(language, document="README.md"):
@@ -34,8 +35,8 @@ def blocks(language, document="README.md"):
 
 
 def keys_of_the_table():
-    """The user info as README.md has it: from key to bus type."""
-    text = (ROOT / "README.md").read_text(encoding="utf-8")
+    """The user info as the contract has it: from key to bus type."""
+    text = (ROOT / "docs/integration.md").read_text(encoding="utf-8")
     table = re.search(r"^\| key \| type \| meaning \|\n\|[-|]+\n((?:\|.*\n)+)", text, re.MULTILINE)
     return dict(re.findall(r"^\| `(\w+)` \| `(\w+)` \|", table.group(1), re.MULTILINE))
 
@@ -49,8 +50,9 @@ class Agent:
             address,
             Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
         self.bus.signal_subscribe(None, INTERFACE, "Posted", PATH, None, Gio.DBusSignalFlags.NONE, self._note)
-        self.bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-                           GLib.Variant("(su)", ("com.tevanic.NoticeAgent", 0)), None, Gio.DBusCallFlags.NONE, -1)
+        for name in ("com.tevanic.NoticeAgent", AGENT_NAME):
+            self.bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+                               GLib.Variant("(su)", (name, 0)), None, Gio.DBusCallFlags.NONE, -1)
 
     def _note(self, _bus, _sender, _path, _interface, _signal, arguments):
         if arguments[0] == ANSWER:
@@ -71,8 +73,14 @@ class CommandsTest(unittest.TestCase):
         for name in ("Tools", "Resources"):
             (self.folder / name).symlink_to(ROOT / name)
         (self.folder / "NoticeAgent.app").symlink_to(POST_NOTICE.parent.parent / "NoticeAgent.app")
+        # The agent counts as installed; nobody starts it, since it is there.
+        services = self.folder / "dbus-1/services"
+        services.mkdir(parents=True)
+        (services / f"{AGENT_NAME}.service").write_text(f"[D-BUS Service]\nName={AGENT_NAME}\nExec=/bin/false\n",
+                                                        encoding="utf-8")
         bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"],
-                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+                               env={**os.environ, "XDG_DATA_HOME": str(self.folder)})
         self.addCleanup(bus.stdout.close)
         self.addCleanup(bus.wait)
         self.addCleanup(bus.terminate)
@@ -134,18 +142,18 @@ class CommandsTest(unittest.TestCase):
             self.assert_is_message(self.run_command(["/usr/bin/python3", "-c", program]))
 
     def test_commands_of_the_integration_page(self):
-        start, for_a_user = blocks("sh", "docs/integration.md")
-        self.assert_is_message(self.run_command(["bash", "-ec", start]))
+        *own, for_a_user = blocks("sh", "docs/integration.md")
+        self.assertEqual(len(own), 3)
+        for command in own:
+            with self.subTest(command):
+                self.assert_is_message(self.run_command(["bash", "-ec", command]))
         # Whoever runs this may have no session of their own; the test's is given.
-        own = 'USER=$(id -un); ' + for_a_user.replace("--user", f"--bus '{self.address}' --user")
-        self.assert_is_message(self.run_command(["bash", "-ec", own]))
+        for_test = 'USER=$(id -un); ' + for_a_user.replace("--user", f"--bus '{self.address}' --user")
+        self.assert_is_message(self.run_command(["bash", "-ec", for_test]))
 
     def test_table_of_keys_is_whole(self):
-        keys = keys_of_the_table()
-        header = (ROOT / "Support" / "CustomAPPManager.h").read_text(encoding="utf-8")
-        self.assertEqual(len(keys), 10)
-        for key in keys:
-            self.assertIn(f'"{key}"', header)
+        header = (ROOT / "Contract/Message.h").read_text(encoding="utf-8")
+        self.assertEqual(sorted(keys_of_the_table()), sorted(re.findall(r'= "(\w+)";', header)))
 
 
 class DocumentsTest(unittest.TestCase):

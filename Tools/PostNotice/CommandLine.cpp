@@ -1,22 +1,21 @@
 #include "Tools/PostNotice/CommandLine.h"
 
+#include "Contract/Bus.h"
+#include "Contract/Message.h"
 #include "Tools/PostNotice/Failure.h"
-#include "Tools/PostNotice/RealNumber.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <limits>
+#include <cstdlib>
 #include <string_view>
 
 namespace {
 
-namespace Key = NoticeClient::Key;
 using NoticeClient::Value;
 
-constexpr CommandLine::Duration defaultWait = std::chrono::seconds(10);
 constexpr CommandLine::Duration defaultReauthenticationWait = std::chrono::seconds(60);
-constexpr double longestWait = 1'000'000;
+constexpr CommandLine::Duration defaultWait = std::chrono::seconds(10);
+constexpr double maxWait = 1'000'000; // seconds
 
 [[noreturn]] void fail(const std::string &line) {
     throw Failure(line, ExitStatus::UsageError);
@@ -29,7 +28,7 @@ struct Given {
 
     const std::string &text() const {
         if (!NoticeClient::isText(*value))
-            fail(option + ": not UTF-8 text");
+            fail(option + " must be UTF-8 text");
         return *value;
     }
 
@@ -41,56 +40,49 @@ struct Given {
     Pair pair(const char *form) const {
         const auto equals = value->find('=');
         if (equals == std::string::npos || equals == 0)
-            fail(option + ": " + *value + ": not of the form " + form);
+            fail(option + " takes " + form + ", not " + *value);
         Pair result { value->substr(0, equals), value->substr(equals + 1) };
         checkKey(result.key);
         return result;
     }
     void checkKey(const std::string &key) const {
         if (key.empty() || !NoticeClient::isText(key))
-            fail(option + ": a key must be UTF-8 text that is not empty");
+            fail(option + ": the key must be UTF-8 text and not empty");
     }
 
+    // Decimal, as in "2.5".
     CommandLine::Duration duration() const {
-        const auto seconds
-            = value->find_first_of("eE") == std::string::npos ? realNumber(*value) : std::nullopt;
-        if (!seconds || !(*seconds >= 0 && *seconds <= longestWait))
-            fail(option + ": " + *value + ": not a number of seconds");
-        return std::chrono::ceil<CommandLine::Duration>(std::chrono::duration<double>(*seconds));
+        const bool isDecimal = value->find_first_not_of("0123456789.") == std::string::npos
+            && value->find_first_of("0123456789") != std::string::npos
+            && std::count(value->begin(), value->end(), '.') <= 1;
+        const double seconds = isDecimal ? std::strtod(value->c_str(), nullptr) : -1;
+        if (!(seconds >= 0 && seconds <= maxWait))
+            fail(option + ": " + *value + " is not a number of seconds");
+        return std::chrono::ceil<CommandLine::Duration>(std::chrono::duration<double>(seconds));
     }
 };
 
-Value flagValue(const Given &given, const std::string &word) {
+bool flagValue(const Given &given, const std::string &word) {
     if (word != "true" && word != "false")
-        fail(given.option + ": " + word + ": neither true nor false");
-    return { word == "true" };
+        fail(given.option + ": " + word + " is neither true nor false");
+    return word == "true";
 }
 
-// A whole number where the text is one, a real one where it has a fraction or an exponent.
-Value numberValue(const Given &given, const std::string &text) {
-    const char *const begin = text.data();
-    const char *const end = begin + text.size();
-    const auto isWhole = [end](const std::from_chars_result &result) {
-        return result.ec == std::errc() && result.ptr == end;
-    };
-    std::int64_t whole = 0;
-    if (isWhole(std::from_chars(begin, end, whole)))
-        return { whole };
-    std::uint64_t large = 0;
-    if (isWhole(std::from_chars(begin, end, large)))
-        return { large };
-    if (const auto real = realNumber(text))
-        return { *real };
-    fail(given.option + ": " + text + ": not a number");
+using Source = decltype(CommandLine::EntryOption::source);
+
+void add(CommandLine &line, const Given &given, std::string_view key, Source source) {
+    line.entries.push_back({ given.option, std::string(key), std::move(source) });
 }
 
-void add(CommandLine &line, const Given &given, const std::string &key,
-    std::variant<Value, CommandLine::TextFile, CommandLine::DataFile> source) {
-    line.entries.push_back({ given.option, key, std::move(source) });
-}
-
-void addFlag(CommandLine &line, const Given &given, const std::string &key) {
+void addFlag(CommandLine &line, const Given &given, std::string_view key) {
     add(line, given, key, Value { true });
+}
+
+// A message shows one notice; the agent would choose one of several by an order of its own.
+void choose(CommandLine &line, const Given &given) {
+    if (!line.notice.empty() && line.notice != given.option)
+        fail(given.option + " cannot be combined with " + line.notice);
+    line.notice = given.option;
 }
 
 enum class Argument { None, Optional, Required };
@@ -130,44 +122,49 @@ constexpr std::array options {
             const auto [key, path] = given.pair("KEY=FILE");
             add(line, given, key, CommandLine::DataFile { path });
         } },
-    Option { "--number", Argument::Required,
-        [](CommandLine &line, const Given &given) {
-            const auto [key, text] = given.pair("KEY=N");
-            add(line, given, key, numberValue(given, text));
-        } },
     Option { "--no-user-info", Argument::None,
         [](CommandLine &line, const Given &) { line.userInfo = CommandLine::UserInfo::LeftOut; } },
     // The notices.
     Option { "--maintenance", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            addFlag(line, given, Key::maintenance);
-            add(line, given, Key::maintenanceText, Value { given.text() });
+            choose(line, given);
+            addFlag(line, given, Contract::WebSocketType);
+            add(line, given, Contract::MaintenanceMessageKey, Value { given.text() });
         } },
     Option { "--auto-disconnect", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            addFlag(line, given, Key::autoDisconnect);
-            add(line, given, Key::autoDisconnectText, Value { given.text() });
+            choose(line, given);
+            addFlag(line, given, Contract::AutoDisconnectWebSocketType);
+            add(line, given, Contract::AutoDisconnectMessageKey, Value { given.text() });
         } },
     Option { "--vpn-connected", Argument::None,
-        [](CommandLine &line, const Given &given) { addFlag(line, given, Key::vpnStatus); } },
+        [](CommandLine &line, const Given &given) {
+            line.vpnConnected = true;
+            addFlag(line, given, Contract::AutoDisconnectVPNStatus);
+        } },
     Option { "--re-authenticate", Argument::None,
-        [](CommandLine &line, const Given &given) { addFlag(line, given, Key::reauthentication); } },
+        [](CommandLine &line, const Given &given) {
+            choose(line, given);
+            addFlag(line, given, Contract::WebSocketReAuthType);
+        } },
     Option { "--concurrent-session", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            addFlag(line, given, Key::concurrentSession);
-            add(line, given, Key::document, CommandLine::TextFile { *given.value });
+            choose(line, given);
+            addFlag(line, given, Contract::WebSocketAdminDisconnect);
+            add(line, given, Contract::webSocketResponse, CommandLine::TextFile { *given.value });
         } },
     Option { "--casb", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            add(line, given, Key::document, CommandLine::TextFile { *given.value });
+            choose(line, given);
+            add(line, given, Contract::webSocketResponse, CommandLine::TextFile { *given.value });
         } },
     Option { "--language", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            add(line, given, Key::language, Value { given.text() });
+            add(line, given, Contract::webSocketappLanguageKey, Value { given.text() });
         } },
     Option { "--logo", Argument::Required,
         [](CommandLine &line, const Given &given) {
-            add(line, given, Key::headerLogo, CommandLine::DataFile { *given.value });
+            add(line, given, Contract::HeaderLogoImage, CommandLine::ImageFile { *given.value });
         } },
     // Whom it is for.
     Option { "--folder", Argument::Required,
@@ -179,9 +176,7 @@ constexpr std::array options {
     Option { "--user", Argument::Required,
         [](CommandLine &line, const Given &given) { line.user = given.text(); } },
     Option { "--bus", Argument::Required,
-        [](CommandLine &line, const Given &given) { line.session.busAddress = given.text(); } },
-    Option { "--display", Argument::Required,
-        [](CommandLine &line, const Given &given) { line.session.display = given.text(); } },
+        [](CommandLine &line, const Given &given) { line.busAddress = given.text(); } },
     // What happens before and after.
     Option { "--start", Argument::Required,
         [](CommandLine &line, const Given &given) { line.bundleToStart = *given.value; } },
@@ -194,7 +189,7 @@ constexpr std::array options {
             line.waitForReauthentication = given.value ? given.duration() : defaultReauthenticationWait;
         } },
     Option { "--vendor", Argument::Required,
-        [](CommandLine &line, const Given &given) { line.brand.vendor = given.text(); } },
+        [](CommandLine &line, const Given &given) { line.vendor = given.text(); } },
     // About the command.
     Option { "--quiet", Argument::None,
         [](CommandLine &line, const Given &) { line.progress = CommandLine::Progress::Silent; } },
@@ -204,19 +199,31 @@ constexpr std::array options {
         [](CommandLine &line, const Given &) { line.task = CommandLine::Task::ShowHelp; } },
 };
 
+// The folder whose message is named so.
+std::string folderOf(const std::string &name) {
+    const auto ending = Contract::messageName({});
+    if (!name.ends_with(ending))
+        fail("--name must end in " + ending);
+    return name.substr(0, name.size() - ending.size());
+}
+
 void checkTogether(CommandLine &line) {
-    const bool hasEntries = line.propertyList || !line.entries.empty();
-    if (line.userInfo == CommandLine::UserInfo::LeftOut && hasEntries)
-        fail("--no-user-info: the message has entries");
-    if (line.userInfo == CommandLine::UserInfo::Sent && !hasEntries)
+    if (line.userInfo == CommandLine::UserInfo::LeftOut && (line.propertyList || !line.entries.empty()))
+        fail("--no-user-info cannot be combined with an entry of the message");
+    const auto isMessage = [](const CommandLine::EntryOption &entry) {
+        return entry.option != "--language" && entry.option != "--logo";
+    };
+    if (line.userInfo == CommandLine::UserInfo::Sent && !line.propertyList
+        && std::none_of(line.entries.begin(), line.entries.end(), isMessage))
         fail("no message: give a notice, --plist, an entry or --no-user-info; see --help");
+    if (line.vpnConnected && line.notice != "--auto-disconnect")
+        fail("--vpn-connected needs --auto-disconnect");
     if (line.name && line.folder)
-        fail("--name: given together with --folder");
-    if (line.folder)
-        line.brand.logFolderName = *line.folder;
-    // A message that is posted before the agent observes is lost.
-    if (line.bundleToStart && !line.wait)
-        line.wait = defaultWait;
+        fail("--name cannot be combined with --folder");
+    if (line.name)
+        line.folder = folderOf(*line.name);
+    if (line.bundleToStart && line.user)
+        fail("--start cannot be combined with --user: the user's session starts the installed agent");
 }
 
 } // namespace
@@ -225,22 +232,22 @@ CommandLine CommandLine::parse(const std::vector<std::string> &arguments) {
     CommandLine line;
     for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
         if (!argument->starts_with("--"))
-            fail(*argument + ": not an option; see --help");
+            fail(*argument + " is not an option; see --help");
         const auto equals = std::min(argument->find('='), argument->size());
         const auto name = argument->substr(0, equals);
         const auto option = std::find_if(options.begin(), options.end(),
             [&name](const Option &candidate) { return candidate.name == name; });
         if (option == options.end())
-            fail(name + ": no such option; see --help");
+            fail("unknown option " + name + "; see --help");
 
         Given given { name, std::nullopt };
         if (equals < argument->size())
             given.value = argument->substr(equals + 1);
         if (given.value && option->argument == Argument::None)
-            fail(name + ": takes no value");
+            fail(name + " takes no value");
         if (!given.value && option->argument == Argument::Required) {
             if (++argument == arguments.end())
-                fail(name + ": its value is missing");
+                fail(name + " needs a value");
             given.value = *argument;
         }
         option->apply(line, given);
@@ -254,56 +261,61 @@ CommandLine CommandLine::parse(const std::vector<std::string> &arguments) {
 const char *CommandLine::help() {
     return R"(Usage: post-notice [OPTION]...
 
-Posts one message to the notice agent over the session bus.
+Shows one notice: starts the notice agent unless it is running, and posts a
+message to it over the session bus.
 
-Notices:
+Notices (one of them):
   --maintenance TEXT          the maintenance notice
   --auto-disconnect TEXT      the auto-disconnect notice
-  --vpn-connected             with it: the VPN is still connected
   --re-authenticate           the re-authentication notice
   --concurrent-session FILE   the concurrent-session notice, from an XML file
   --casb FILE                 the CASB notice, from an XML file
-  --language CODE             the notice's language, for example de
-  --logo FILE                 the header logo, an image file
+
+With a notice:
+  --vpn-connected             with --auto-disconnect: the VPN is still connected
+  --language CODE             language of the notice, for example de
+  --logo FILE                 logo in its header, an image file
 
 Message, entry by entry:
-  --plist FILE                a property list, XML or binary; other options
-                              add to its entries and override them
-  --flag KEY[=true|false]     a boolean; true when not said
-  --text KEY=VALUE            a text
-  --text-file KEY=FILE        a text from a UTF-8 file
+  --plist FILE                property list, XML or binary; other options add to
+                              its entries and override them
+  --flag KEY[=true|false]     boolean (default: true)
+  --text KEY=VALUE            text
+  --text-file KEY=FILE        text from a UTF-8 file
   --data KEY=FILE             binary data from a file
-  --number KEY=N              a number
   --no-user-info              a message without any entries
 
 Receiver:
-  --folder NAME               the brand's log folder name, which the message's
-                              name begins with (zelvik)
-  --name FULLNAME             the message's whole name instead
-  --object OBJECT             the message's object (none)
-  --user USER                 that user's session, by name or number; another
-                              user's is for root alone
-  --bus ADDRESS               the session bus, for example
-                              unix:path=/run/user/1000/bus (found out)
-  --display DISPLAY           the X11 display of an agent that is started, for
-                              example :0 (found out)
+  --folder NAME               log folder name of the brand (default: zelvik, or
+                              that of the bundle given with --start)
+  --name FULLNAME             the same by the name of the brand's messages: NAME
+                              followed by _socketMessageNotifier
+  --object OBJECT             object of the message (default: none)
+  --user USER                 post in the session of this user, by name or
+                              number; for root
+  --bus ADDRESS               session bus, for example
+                              unix:path=/run/user/1000/bus (default: the
+                              session's own)
 
 Agent:
-  --start BUNDLE              start the agent of that NoticeAgent.app unless one
-                              is there, and wait for it; an installed one goes
-                              by the name of its package, such as notice-agent
-  --wait[=SECONDS]            wait until an agent is there (10)
+  --start BUNDLE              start the agent of this NoticeAgent.app instead of
+                              the installed one: a folder, or the name of a
+                              package such as notice-agent
+  --wait[=SECONDS]            wait for an agent also when none is installed that
+                              could be started (default: 10)
   --wait-reauthentication[=SECONDS]
                               after posting, wait for the notification that the
-                              user is to authenticate again (60)
-  --vendor NAME               the brand's vendor word, which that notification's
-                              name begins with (zelvik)
+                              user is to sign in again (default: 60)
+  --vendor NAME               vendor word of the brand, which the name of that
+                              notification begins with (default: zelvik, or that
+                              of the bundle given with --start)
 
-  --quiet                     say nothing but errors
-  --version                   show the version
-  --help                      show this
+  --quiet                     print errors only
+  --version                   print the version
+  --help                      print this help
 
-Exit status: 0 posted; 1 failed; 2 wrong usage; 3 posted, but no
-re-authentication notification came; 4 the user has no session.
+Exit status: 0 the agent has the message; 1 failed; 2 wrong usage; 3 posted, but
+no re-authentication notification came; 4 the user of --user has no session;
+5 no agent is there and none is installed; 6 nobody heard the message.
 )";
 }

@@ -18,31 +18,36 @@ struct CommandLine {
     struct DataFile {
         std::string path;
     };
+    struct ImageFile {
+        std::string path;
+    };
     /// One entry of the message, and the option that asked for it.
     struct EntryOption {
         std::string option;
         std::string key;
-        std::variant<NoticeClient::Value, TextFile, DataFile> source;
+        std::variant<NoticeClient::Value, TextFile, DataFile, ImageFile> source;
     };
 
     enum class Task { Post, ShowHelp, ShowVersion };
     enum class UserInfo { Sent, LeftOut };
-    enum class Progress { Told, Silent };
+    enum class Progress { Shown, Silent };
 
     Task task = Task::Post;
+    std::string notice; ///< the option of the one notice that was asked for
+    bool vpnConnected = false;
     std::optional<std::string> propertyList;
     std::vector<EntryOption> entries;
     UserInfo userInfo = UserInfo::Sent;
-    std::optional<std::string> folder;
-    std::optional<std::string> name;
     std::string object;
-    std::optional<std::string> user; ///< whose session, by name or number; nothing for the own one
-    NoticeClient::Session::Overrides session;
-    NoticeClient::Brand brand;
+    std::optional<std::string> folder;
+    std::optional<std::string> name; ///< stands for the folder that it begins with
+    std::optional<std::string> vendor;
+    std::optional<std::string> user; ///< whose session, by name or number
+    std::optional<std::string> busAddress;
     std::optional<std::string> bundleToStart;
     std::optional<Duration> wait;
     std::optional<Duration> waitForReauthentication;
-    Progress progress = Progress::Told;
+    Progress progress = Progress::Shown;
 
     /// Throws `Failure` with the usage status, naming the option.
     static CommandLine parse(const std::vector<std::string> &arguments);

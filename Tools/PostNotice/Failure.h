@@ -4,7 +4,15 @@
 #include <string>
 
 /// What the command's exit status says; part of its interface.
-enum class ExitStatus { Posted = 0, Failed = 1, UsageError = 2, NoReauthentication = 3, NoSession = 4 };
+enum class ExitStatus {
+    Heard = 0,
+    Failed = 1,
+    UsageError = 2,
+    NoReauthentication = 3,
+    NoSession = 4,
+    NotInstalled = 5,
+    NotHeard = 6,
+};
 
 /// Ends the command: `main()` prints the one line and exits with the status.
 class Failure : public std::runtime_error {

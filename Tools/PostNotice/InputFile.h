@@ -11,4 +11,7 @@ std::string read(const std::string &option, const std::string &path);
 /// The same for a text, which must be UTF-8 without a zero byte.
 std::string readText(const std::string &option, const std::string &path);
 
+/// The same for a picture: PNG, JPEG, GIF, ICO, BMP or SVG by its first bytes.
+std::string readImage(const std::string &option, const std::string &path);
+
 } // namespace InputFile

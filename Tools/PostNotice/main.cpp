@@ -1,22 +1,25 @@
-// post-notice: posts one message to the notice agent over the session bus.
+// post-notice: shows one notice.
 //
-//   CommandLine       what the user asked for
+//   CommandLine       what the caller asked for
+//   BecomeUser        what --user does, before anything else
 //   PropertyListFile  a message's entries from a property list; InputFile reads every file
 //   Bundle            the agent that --start names
 //   Failure           how every part ends the command
 //
-// The library NoticeClient does the rest.
+// NoticeClient does the rest.
 
 #include "Client/NoticeClient.h"
+#include "Tools/PostNotice/BecomeUser.h"
 #include "Tools/PostNotice/Bundle.h"
 #include "Tools/PostNotice/CommandLine.h"
 #include "Tools/PostNotice/Failure.h"
 #include "Tools/PostNotice/InputFile.h"
 #include "Tools/PostNotice/PropertyListFile.h"
 
+#include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <optional>
 #include <string>
@@ -24,95 +27,143 @@
 
 namespace {
 
+using namespace std::chrono_literals;
 using NoticeClient::Agent;
+using NoticeClient::Brand;
 using NoticeClient::ErrorCode;
 using NoticeClient::Message;
-using NoticeClient::Session;
+using NoticeClient::Result;
 using NoticeClient::Value;
+using Clock = std::chrono::steady_clock;
+using Duration = CommandLine::Duration;
 
-[[noreturn]] void fail(const std::string &option, const NoticeClient::Error &error) {
-    const bool isNoSession = error.code == ErrorCode::NoSession || error.code == ErrorCode::NoDisplay;
-    throw Failure(option + error.message, isNoSession ? ExitStatus::NoSession : ExitStatus::Failed);
+constexpr Duration defaultWait = 10s;
+
+ExitStatus statusOf(ErrorCode code) {
+    switch (code) {
+    case ErrorCode::NotInstalled:
+        return ExitStatus::NotInstalled;
+    case ErrorCode::NotListening:
+    case ErrorCode::AgentEnded:
+    case ErrorCode::TimedOut:
+        return ExitStatus::NotHeard;
+    default:
+        return ExitStatus::Failed;
+    }
 }
 
-std::string inSeconds(CommandLine::Duration duration) {
+template <class Value>
+void check(const Result<Value> &result, const std::string &prefix = {}) {
+    if (!result)
+        throw Failure(prefix + result.error().message, statusOf(result.error().code));
+}
+
+std::string inSeconds(Duration duration) {
     std::array<char, 32> text {};
     std::snprintf(text.data(), text.size(), "%g s", std::chrono::duration<double>(duration).count());
     return text.data();
 }
 
-void tell(const CommandLine &line, const std::string &progress) {
-    if (line.progress == CommandLine::Progress::Told)
-        std::printf("%s\n", progress.c_str());
+void show(const CommandLine &line, const std::string &progress) {
+    if (line.progress == CommandLine::Progress::Silent)
+        return;
+    std::printf("%s\n", progress.c_str());
+    std::fflush(stdout); // a pipe's reader need not wait for the end
 }
 
 Value valueOf(const CommandLine::EntryOption &entry) {
     if (const auto *file = std::get_if<CommandLine::TextFile>(&entry.source))
-        return { InputFile::readText(entry.option, file->path) };
+        return InputFile::readText(entry.option, file->path);
     if (const auto *file = std::get_if<CommandLine::DataFile>(&entry.source))
-        return { NoticeClient::Data { InputFile::read(entry.option, file->path) } };
+        return NoticeClient::Data { InputFile::read(entry.option, file->path) };
+    if (const auto *file = std::get_if<CommandLine::ImageFile>(&entry.source))
+        return NoticeClient::Data { InputFile::readImage(entry.option, file->path) };
     return std::get<Value>(entry.source);
 }
 
 Message messageOf(const CommandLine &line) {
-    Message message { std::nullopt, line.name, line.object };
+    Message message { std::nullopt, line.object };
     if (line.userInfo == CommandLine::UserInfo::LeftOut)
         return message;
     message.userInfo
         = line.propertyList ? readPropertyList("--plist", *line.propertyList) : NoticeClient::Dictionary();
     for (const auto &entry : line.entries)
-        setEntry(*message.userInfo, entry.key, valueOf(entry));
+        message.userInfo->insert_or_assign(entry.key, valueOf(entry));
     return message;
 }
 
-Session sessionOf(const CommandLine &line) {
-    if (!line.user)
-        return Session::current(line.session);
-    uid_t number = 0;
-    const char *const end = line.user->data() + line.user->size();
-    const auto [rest, error] = std::from_chars(line.user->data(), end, number);
-    const bool isNumber = error == std::errc() && rest == end;
-    auto session
-        = isNumber ? Session::forUser(number, line.session) : Session::forUser(*line.user, line.session);
-    if (!session)
-        fail("--user: ", session.error());
-    return std::move(*session);
+Brand brandOf(const CommandLine &line, const std::optional<std::string> &bundle) {
+    auto brand = bundle ? brandOfBundle(*bundle) : Brand();
+    brand.logFolderName = line.folder.value_or(brand.logFolderName);
+    brand.vendor = line.vendor.value_or(brand.vendor);
+    return brand;
 }
 
-Agent connect(const CommandLine &line) {
-    auto agent = Agent::connect(sessionOf(line), line.brand);
-    if (!agent)
-        fail(line.user ? "--user: " : "no session bus: ", agent.error());
+void enterSession(const CommandLine &line) {
+    if (line.user)
+        becomeUser(*line.user);
+    if (line.busAddress)
+        ::setenv("DBUS_SESSION_BUS_ADDRESS", line.busAddress->c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+}
+
+Agent connect(const CommandLine &line, const Brand &brand) {
+    auto agent = Agent::connect(brand, std::clamp<Duration>(line.wait.value_or(defaultWait), 1s, 10s));
+    if (!agent && line.user)
+        throw Failure(*line.user + " has no session: " + agent.error().message, ExitStatus::NoSession);
+    check(agent, "no session bus: ");
     return std::move(*agent);
 }
 
-void startUnlessThere(Agent &agent, const CommandLine &line) {
-    const auto isThere = agent.isListening();
-    if (!isThere)
-        fail("", isThere.error());
-    if (*isThere)
-        return;
-    const auto bundle = bundleNamed(*line.bundleToStart);
-    if (const auto started = agent.start(bundle); !started)
-        fail("--start: ", started.error());
-    tell(line, "started " + bundle + "/Contents/" AGENT_FOLDER "/NoticeAgent");
-}
+/// Has an agent listen, in the way that was asked for.
+class Starter {
+public:
+    Starter(const CommandLine &line, std::optional<std::string> bundle)
+        : line_(line)
+        , bundle_(std::move(bundle))
+        , timeout_(line.wait.value_or(defaultWait))
+        , deadline_(Clock::now() + timeout_) { }
 
-void waitForAgent(Agent &agent, const CommandLine &line) {
-    if (line.bundleToStart)
-        startUnlessThere(agent, line);
-    const auto came = agent.waitUntilListening(*line.wait);
-    if (came)
-        return;
-    if (came.error().code == ErrorCode::TimedOut)
-        throw Failure("--wait: no agent within " + inSeconds(*line.wait));
-    fail(line.bundleToStart ? "--start: " + *line.bundleToStart + ": " : "--wait: ", came.error());
-}
+    bool isInTime() const { return Clock::now() < deadline_; }
 
-void waitForReauthentication(Agent &agent, const CommandLine &line) {
+    void ensureListening(Agent &agent) const {
+        const auto result = bundle_ ? startBundle(agent) : startInstalled(agent);
+        if (!result && result.error().code == ErrorCode::TimedOut)
+            throw Failure("no agent came within " + inSeconds(timeout_), ExitStatus::NotHeard);
+        check(result, bundle_ ? "--start: " : "");
+    }
+
+private:
+    Duration left() const {
+        return std::max<Duration>(std::chrono::ceil<Duration>(deadline_ - Clock::now()), 0s);
+    }
+
+    Result<void> startBundle(Agent &agent) const {
+        const auto isThere = agent.isListening();
+        check(isThere);
+        if (*isThere)
+            return {};
+        if (auto started = agent.start(*bundle_); !started)
+            return started;
+        show(line_, "started " + *bundle_ + "/Contents/" AGENT_FOLDER "/NoticeAgent");
+        return agent.waitUntilListening(left());
+    }
+
+    Result<void> startInstalled(Agent &agent) const {
+        auto result = agent.ensureListening(left());
+        const bool isAwaited = line_.wait && !result && result.error().code == ErrorCode::NotInstalled;
+        return isAwaited ? agent.waitUntilListening(left()) : result;
+    }
+
+    const CommandLine &line_;
+    std::optional<std::string> bundle_;
+    Duration timeout_;
+    Clock::time_point deadline_;
+};
+
+void waitForReauthentication(Agent &agent, const CommandLine &line, const Brand &brand) {
     const auto came = agent.waitForReauthentication(*line.waitForReauthentication);
     if (came)
-        return tell(line, "received " + line.brand.reauthenticationName());
+        return show(line, "received " + brand.reauthenticationName());
     const auto reason = came.error().code == ErrorCode::TimedOut
         ? "no notification within " + inSeconds(*line.waitForReauthentication)
         : came.error().message;
@@ -120,20 +171,26 @@ void waitForReauthentication(Agent &agent, const CommandLine &line) {
 }
 
 void post(const CommandLine &line) {
+    enterSession(line);
     // Before anything is reached, so that a wrong file starts no agent.
     const auto message = messageOf(line);
-    auto agent = connect(line);
-    if (line.waitForReauthentication) {
-        if (const auto observed = agent.observeReauthentication(); !observed)
-            fail("", observed.error());
-    }
-    if (line.wait)
-        waitForAgent(agent, line);
-    if (const auto posted = agent.post(message); !posted)
-        fail("", posted.error());
-    tell(line, "posted " + message.name.value_or(line.brand.messageName()));
+    const auto bundle = line.bundleToStart ? std::optional(bundleNamed(*line.bundleToStart)) : std::nullopt;
+    const auto brand = brandOf(line, bundle);
+
+    auto agent = connect(line, brand);
     if (line.waitForReauthentication)
-        waitForReauthentication(agent, line);
+        check(agent.observeReauthentication());
+    const Starter starter(line, bundle);
+    Result<void> posted;
+    do {
+        starter.ensureListening(agent);
+        posted = agent.post(message);
+        // An agent that was about to end did not take it; the next one will.
+    } while (!posted && posted.error().code == ErrorCode::NotListening && starter.isInTime());
+    check(posted);
+    show(line, "posted " + brand.messageName());
+    if (line.waitForReauthentication)
+        waitForReauthentication(agent, line, brand);
 }
 
 ExitStatus run(const std::vector<std::string> &arguments) {
@@ -149,11 +206,10 @@ ExitStatus run(const std::vector<std::string> &arguments) {
         post(line);
         break;
     }
-    return ExitStatus::Posted;
+    return ExitStatus::Heard;
 }
 
 int printed(const std::string &line, ExitStatus status) {
-    std::fflush(stdout);
     std::fprintf(stderr, "post-notice: %s\n", line.c_str());
     return static_cast<int>(status);
 }

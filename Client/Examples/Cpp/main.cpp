@@ -1,9 +1,7 @@
 // Shows a notice from a program that knows nothing of a desktop:
 //
-//   notice-example BUNDLE blocked              an upload was blocked
-//   notice-example BUNDLE sign-in [USER]       USER is to sign in again; prints what comes of it
-//
-// BUNDLE is the folder NoticeAgent.app. USER is another user's name, for a service of root's.
+//   notice-example blocked      an upload was blocked
+//   notice-example sign-in      the user is to sign in again; prints what comes of it
 
 #include <NoticeClient/NoticeClient.h>
 
@@ -59,22 +57,15 @@ int askForSignIn(NoticeClient::Agent &agent) {
 } // namespace
 
 int main(int count, char **arguments) {
-    const std::string kind = count > 2 ? arguments[2] : "";
-    if (count > 4 || (kind != "blocked" && kind != "sign-in")) {
-        std::fputs("Usage: notice-example BUNDLE blocked|sign-in [USER]\n", stderr);
+    const std::string kind = count == 2 ? arguments[1] : "";
+    if (kind != "blocked" && kind != "sign-in") {
+        std::fputs("Usage: notice-example blocked|sign-in\n", stderr);
         return 2;
     }
-    auto session = NoticeClient::Session::current();
-    if (count == 4) {
-        const auto other = NoticeClient::Session::forUser(std::string(arguments[3]));
-        if (!other)
-            return failed(other.error());
-        session = *other;
-    }
-    auto agent = NoticeClient::Agent::connect(session);
+    auto agent = NoticeClient::Agent::connect();
     if (!agent)
         return failed(agent.error());
-    if (const auto ready = agent->ensureListening(arguments[1], 10s); !ready)
+    if (const auto ready = agent->ensureListening(10s); !ready)
         return failed(ready.error());
     return kind == "blocked" ? showBlockedUpload(*agent) : askForSignIn(*agent);
 }

@@ -1,14 +1,10 @@
 #!/usr/bin/python3
-"""Shows a notice from Python, with the package python3-dbus and no library of the agent's.
+"""Shows a notice from Python, with the packages python3-dbus and python3-gi and no library of the agent's.
 
-    notice.py BUNDLE maintenance TEXT     tells of maintenance
-    notice.py BUNDLE sign-in              the user is to sign in again; prints what comes of it
-
-BUNDLE is the folder NoticeAgent.app.
+    notice.py maintenance TEXT     tells of maintenance
+    notice.py sign-in              the user is to sign in again; prints what comes of it
 """
 
-import os
-import subprocess
 import sys
 
 import dbus
@@ -16,74 +12,70 @@ import dbus.lowlevel
 from dbus.mainloop.glib import DBusGMainLoop
 from gi.repository import GLib
 
-AGENT = "com.tevanic.NoticeAgent"
 INTERFACE = "com.tevanic.DistributedNotificationCenter"
 PATH = "/com/tevanic/DistributedNotificationCenter"
 
-# The brand's LogFolderName and Vendor begin these.
+# The brand's LogFolderName and Vendor are in these.
+AGENT = "com.tevanic.NoticeAgent.zelvik"
 MESSAGE = "zelvik_socketMessageNotifier"
 SIGN_IN = "zelvik_webSocketToMainAppNotifier"
 
 
-def ensure_agent(bus, bundle, seconds=10):
-    """Starts the agent unless one is there, and waits until it hears messages."""
-    loop = GLib.MainLoop()
-    watch = bus.watch_name_owner(AGENT, lambda owner: owner and loop.quit())
+def start_agent(bus):
+    """Has the bus start the agent unless it is there; returns its connection."""
     if not bus.name_has_owner(AGENT):
-        # A session of its own, so that it outlives this program's terminal.
-        subprocess.Popen([os.path.join(os.path.abspath(bundle), "Contents/Linux/NoticeAgent")], start_new_session=True,
-                         stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        timer = GLib.timeout_add_seconds(seconds, loop.quit)
-        loop.run()
-        GLib.source_remove(timer)
-    watch.cancel()
-    if not bus.name_has_owner(AGENT):
-        sys.exit("notice.py: no agent came in time")
+        bus.start_service_by_name(AGENT)
+    return bus.get_name_owner(AGENT)
 
 
-def post(bus, **user_info):
+def post(bus, agent, **user_info):
     """Posts one message. The values' types are those of the bus: bool, str, dbus.ByteArray."""
     signal = dbus.lowlevel.SignalMessage(PATH, INTERFACE, "Posted")
     signal.append(MESSAGE, "", dbus.Dictionary(user_info, signature="sv"), signature="ssa{sv}")
     bus.send_message(signal)
-    bus.flush()
+    # The agent takes what comes in order: once it answers, it has the message.
+    bus.call_blocking(agent, "/", dbus.PEER_IFACE, "Ping", "", ())
+    if not bus.name_has_owner(AGENT):
+        sys.exit("notice.py: the agent was about to end; post again")
 
 
-def wait_for_sign_in(bus, seconds=90):
-    """To be called around the posting: returns a function that waits."""
-    loop = GLib.MainLoop()
-    answers = []
+class SignIn:
+    """Listens for the answer of that agent from here on."""
 
-    def heard(name, *_rest):
-        if name == SIGN_IN:
-            answers.append(name)
-            loop.quit()
-    bus.add_signal_receiver(heard, "Posted", INTERFACE, path=PATH, arg0=SIGN_IN)
+    def __init__(self, bus, agent):
+        self.loop = GLib.MainLoop()
+        self.is_wanted = False
+        bus.add_signal_receiver(self.heard, "Posted", INTERFACE, path=PATH, arg0=SIGN_IN)
+        bus.watch_name_owner(agent, lambda owner: owner or self.loop.quit())
 
-    def wait():
-        if not answers:
-            GLib.timeout_add_seconds(seconds, loop.quit)
-            loop.run()
-        return bool(answers)
-    return wait
+    def heard(self, *_arguments):
+        self.is_wanted = True
+        self.loop.quit()
+
+    def wait(self, seconds=90):
+        """Whether the user is to sign in now; over as soon as the agent ends."""
+        if not self.is_wanted:
+            GLib.timeout_add_seconds(seconds, self.loop.quit)
+            self.loop.run()
+        return self.is_wanted
 
 
 def main(arguments):
-    if len(arguments) == 3 and arguments[1] == "maintenance":
+    if arguments[:1] == ["maintenance"] and len(arguments) == 2:
+        bus = dbus.SessionBus()
+        post(bus, start_agent(bus), WebSocketType=True, MaintenanceMessageKey=arguments[1])
+    elif arguments == ["sign-in"]:
         bus = dbus.SessionBus(mainloop=DBusGMainLoop())
-        ensure_agent(bus, arguments[0])
-        post(bus, WebSocketType=True, MaintenanceMessageKey=arguments[2])
-    elif len(arguments) == 2 and arguments[1] == "sign-in":
-        bus = dbus.SessionBus(mainloop=DBusGMainLoop())
-        ensure_agent(bus, arguments[0])
-        wait = wait_for_sign_in(bus)
-        post(bus, WebSocketReAuthType=True)
-        if not wait():
-            sys.exit("notice.py: no answer came in time")
-        print("the user is to sign in now")
+        agent = start_agent(bus)
+        sign_in = SignIn(bus, agent)
+        post(bus, agent, WebSocketReAuthType=True)
+        print("the user is to sign in now" if sign_in.wait() else "no answer came")
     else:
         sys.exit(__doc__.strip())
 
 
 if __name__ == "__main__":
-    main(sys.argv[1:])
+    try:
+        main(sys.argv[1:])
+    except dbus.DBusException as error:
+        sys.exit(f"notice.py: {error.get_dbus_message()}")

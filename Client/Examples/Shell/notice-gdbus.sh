@@ -1,21 +1,13 @@
 #!/bin/sh
 # Shows a maintenance notice with nothing but gdbus (package libglib2.0-bin).
 #
-#   notice-gdbus.sh BUNDLE
-#
-# BUNDLE is the folder NoticeAgent.app. gdbus reads the message in the text form of its values, where a text that
-# comes from elsewhere would have to be quoted; so this one is fixed.
+# gdbus reads the message in the text form of its values, where a text that comes from elsewhere would have to be
+# quoted; so this one is fixed.
 set -eu
 
-[ "$#" = 1 ] || {
-    echo "Usage: notice-gdbus.sh BUNDLE" >&2
-    exit 2
-}
-agent=com.tevanic.NoticeAgent
-if ! gdbus wait --session --timeout 1 "$agent" 2>/dev/null; then
-    setsid "$1/Contents/Linux/NoticeAgent" </dev/null >/dev/null 2>&1 &
-    gdbus wait --session --timeout 10 "$agent"
-fi
+# An answer of 1 or 2: started, or there already.
+gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
+    --method org.freedesktop.DBus.StartServiceByName com.tevanic.NoticeAgent.zelvik 0 >/dev/null
 gdbus emit --session \
     --object-path /com/tevanic/DistributedNotificationCenter \
     --signal com.tevanic.DistributedNotificationCenter.Posted \
