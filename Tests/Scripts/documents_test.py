@@ -26,6 +26,7 @@ DOCUMENTS += sorted((ROOT / "docs").rglob("*.md"))
 INTERFACE = "com.tevanic.DistributedNotificationCenter"
 PATH = "/com/tevanic/DistributedNotificationCenter"
 ANSWER = "zelvik_webSocketToMainAppNotifier"
+AGENT_NAME = "com.tevanic.NoticeAgent.zelvik"
 
 
 def blocks(language, document="README.md"):
@@ -49,7 +50,7 @@ class Agent:
             address,
             Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
         self.bus.signal_subscribe(None, INTERFACE, "Posted", PATH, None, Gio.DBusSignalFlags.NONE, self._note)
-        for name in ("com.tevanic.NoticeAgent", "com.tevanic.NoticeAgent.zelvik"):
+        for name in ("com.tevanic.NoticeAgent", AGENT_NAME):
             self.bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
                                GLib.Variant("(su)", (name, 0)), None, Gio.DBusCallFlags.NONE, -1)
 
@@ -72,14 +73,14 @@ class CommandsTest(unittest.TestCase):
         for name in ("Tools", "Resources"):
             (self.folder / name).symlink_to(ROOT / name)
         (self.folder / "NoticeAgent.app").symlink_to(POST_NOTICE.parent.parent / "NoticeAgent.app")
-        # The bus starts by name only what has a service file, also when it runs already.
-        name = "com.tevanic.NoticeAgent.zelvik"
-        service = self.folder / f"dbus-1/services/{name}.service"
-        service.parent.mkdir(parents=True)
-        service.write_text(f"[D-BUS Service]\nName={name}\nExec=/bin/false\n")
+        # The agent counts as installed; nobody starts it, since it is there.
+        services = self.folder / "dbus-1/services"
+        services.mkdir(parents=True)
+        (services / f"{AGENT_NAME}.service").write_text(f"[D-BUS Service]\nName={AGENT_NAME}\nExec=/bin/false\n",
+                                                        encoding="utf-8")
         bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"],
-                               env=dict(os.environ, XDG_DATA_DIRS=str(self.folder)), stdout=subprocess.PIPE,
-                               stderr=subprocess.DEVNULL, text=True)
+                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
+                               env={**os.environ, "XDG_DATA_HOME": str(self.folder)})
         self.addCleanup(bus.stdout.close)
         self.addCleanup(bus.wait)
         self.addCleanup(bus.terminate)
