@@ -1,6 +1,7 @@
 // What every notice window promises. One suite of behaviours, run over the one on the screen and the
 // stand-in.
 
+#include "Platform/Desktop.h"
 #include "Platform/NoticeController.h"
 #include "Platform/Qt/QtNoticeWindow.h"
 #include "Platform/Views/LayerView.h"
@@ -79,7 +80,10 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Kinds, NoticeWindowContract,
     testing::Values(WindowKind { "QtNoticeWindow",
-                        [](Journal &) { return std::unique_ptr<NoticeWindow>(new QtNoticeWindow); } },
+                        [](Journal &) {
+                            static const auto desktop = makeDesktop();
+                            return std::unique_ptr<NoticeWindow>(new QtNoticeWindow(*desktop));
+                        } },
         WindowKind { "FakeNoticeWindow",
             [](Journal &journal) { return std::unique_ptr<NoticeWindow>(new FakeNoticeWindow(journal)); } }),
     [](const auto &kind) { return std::string(kind.param.name); });
