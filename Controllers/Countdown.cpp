@@ -62,7 +62,6 @@ struct RunningCountdown {
 void Countdown::start(const NoticeServices &services, NoticeController &controller,
     const Outlet<TextField> &label, const Outlet<PushButton> &button, Countdown countdown) {
     const auto seconds = countdown.seconds;
-    label->setProperty(countdownStartProperty, countdown.text(seconds));
     auto running = std::make_shared<RunningCountdown>(RunningCountdown {
         services.application, controller.shared_from_this(), label, button, std::move(countdown), seconds });
     auto &runLoop = services.runLoop;

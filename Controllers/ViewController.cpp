@@ -132,6 +132,8 @@ void ViewController::collapseEmptyRows() {
 
 void ViewController::startCountdown(const SocketPayload &data) {
     closeActivityUrl = data.activityUrl;
+    // Hidden until the first tick: what a screen reader says of it by then.
+    autoCloseLabel->setProperty(countdownStartProperty, countdownText(data.timeout));
     Countdown::start(services_, *this, autoCloseLabel, okButton,
         Countdown {
             .seconds = data.timeout,

@@ -80,9 +80,9 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Kinds, NoticeWindowContract,
     testing::Values(WindowKind { "QtNoticeWindow",
-                        [](Journal &) -> std::unique_ptr<NoticeWindow> {
+                        [](Journal &) {
                             static const auto desktop = makeDesktop();
-                            return std::make_unique<QtNoticeWindow>(*desktop);
+                            return std::unique_ptr<NoticeWindow>(new QtNoticeWindow(*desktop));
                         } },
         WindowKind { "FakeNoticeWindow",
             [](Journal &journal) { return std::unique_ptr<NoticeWindow>(new FakeNoticeWindow(journal)); } }),

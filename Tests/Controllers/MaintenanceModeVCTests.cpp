@@ -160,14 +160,6 @@ TEST_F(MaintenanceModeVCTest, SettingsReload_ComesBehindTheTextAndTheButtonsStyl
     EXPECT_TRUE(looked);
 }
 
-TEST_F(MaintenanceModeVCTest, SettingsReload_AFileThatIsGoneChangesNothing) {
-    world.files.setSettings(NoticeWorld::settings(QStringLiteral("KORVANE")));
-    const auto controller = world.instantiate("MaintenanceModeVC", maintenanceMessage());
-    world.files.removeSettings();
-    world.window.setContentViewController(controller);
-    EXPECT_EQ(world.window.backgroundColor(), QColor(0, 0, 0));
-}
-
 TEST_F(MaintenanceModeVCTest, SettingsReload_HappensAlsoWithoutAWindow) {
     world.instantiate("MaintenanceModeVC", maintenanceMessage());
     world.files.setSettings(NoticeWorld::settings(QStringLiteral("other")));
@@ -176,8 +168,4 @@ TEST_F(MaintenanceModeVCTest, SettingsReload_HappensAlsoWithoutAWindow) {
     controller->applyVendorWindowBackground();
     EXPECT_EQ(CustomAPPManager::Vendor, "other");
     EXPECT_THAT(lines("window"), IsEmpty());
-}
-
-TEST_F(MaintenanceModeVCTest, TextMessage_IsEmptyAndStaysSo) {
-    EXPECT_EQ(appear()->textMessage, "");
 }

@@ -138,14 +138,6 @@ protected:
             world.runLoop.advance(1ms);
         return events;
     }
-
-    std::string contentText(const char *label) const {
-        return world.window.contentViewController()
-            ->view()
-            ->findChild<TextField *>(QString::fromLatin1(label))
-            ->stringValue()
-            .toStdString();
-    }
 };
 
 class SecondMessageTable : public SecondMessageTest, public testing::WithParamInterface<std::size_t> { };
@@ -214,19 +206,6 @@ TEST_F(SecondMessageTest, ANoticeThatDoesNotCountDownGoes) {
         world.receive(maintenanceMessage());
         EXPECT_TRUE(controller.expired());
     }
-}
-
-TEST_F(SecondMessageTest, AReplacedCountdownChangesNothingInTheWindow) {
-    world.receive(firstMessage(Kind::Casb));
-    const auto first = world.window.contentViewController();
-    world.runLoop.advance(secondComesAt);
-    world.receive(maintenanceMessage());
-    world.journal.clear();
-    world.runLoop.advance(17s); // past its 0, before its end
-    EXPECT_THAT(lines("window"), IsEmpty());
-    EXPECT_EQ(world.window.alphaValue(), 1.0);
-    // Its own view, in no window, still follows.
-    EXPECT_TRUE(first->view()->findChild<TextField *>(QStringLiteral("autoCloseLabel"))->isHidden());
 }
 
 TEST_F(SecondMessageTest, AReplacedCountdownSpeaksTheLanguageOfTheSecondMessage) {
@@ -306,15 +285,6 @@ TEST_F(SecondMessageTest, PostedTogetherTheLastOneIsShownAndAllCountDown) {
     EXPECT_EQ(lines("window key and front").size(), 1U); // the notice that is shown alone
     EXPECT_EQ(eventsToTheEnd(),
         (std::vector<std::string> { "7000 request second", "12000 invisible", "13000 terminate" }));
-}
-
-TEST_F(SecondMessageTest, TheSecondNoticeReadsNothingOfTheFirstMessage) {
-    world.receive(autoDisconnectMessage().withLogo(logoBytes(payloadLogoColor)));
-    world.receive(emptyMessage().with("AutoDisconnectWebSocketType", true));
-    EXPECT_EQ(contentText("policyDisconnectLabel"), "");
-    EXPECT_EQ(contentText("headerLabel"), "VPN Disconnected");
-    const auto *logo = world.window.contentViewController()->view()->findChild<ImageView *>();
-    EXPECT_EQ(logoColor(*logo), NoticeWorld::brandLogoColor());
 }
 
 TEST_F(SecondMessageTest, AThousandMessagesLeaveOneNotice) {

@@ -68,11 +68,6 @@ TEST_F(ViewControllerTest, Appearing_StylesReadsAndShowsInThisOrder) {
         ElementsAre(parsedLine, "window alpha 1.0", "window key and front", "window level 3"));
 }
 
-TEST_F(ViewControllerTest, Appearing_WithTheFlagAndWithoutAResponseStaysTransparent) {
-    appear(emptyMessage().with("WebSocketType", true));
-    EXPECT_THAT(lines("window alpha"), ElementsAre("window alpha 0.0", "window alpha 0.0"));
-}
-
 TEST_F(ViewControllerTest, NoResponse_IsAnErrorAndTheWindowIsInvisibleWithoutATimer) {
     for (const QVariant &response :
         { QVariant(), QVariant(5), QVariant(true), QVariant(QByteArray("<a/>")) }) {
@@ -97,16 +92,6 @@ TEST_F(ViewControllerTest, PayloadLogo_IsSetAlsoWhenTheTextIsNoXml) {
     const auto controller
         = appear(emptyMessage().withResponse(QStringLiteral("no XML")).withLogo(logoBytes(payloadLogoColor)));
     EXPECT_EQ(logoColor(*controller->headerLogoImageView), payloadLogoColor);
-}
-
-TEST_F(ViewControllerTest, NoXml_LeavesTheWindowAsItWasWithoutAWord) {
-    const auto controller = install(emptyMessage().withResponse(QStringLiteral("<a><b></a>")));
-    world.journal.clear();
-    EXPECT_FALSE(world.runLoop.turn());
-    EXPECT_THAT(world.journal.lines(), IsEmpty());
-    EXPECT_EQ(controller->SocketHeaderTitleLabel->stringValue(), "");
-    EXPECT_EQ(controller->activityTitleLabel->stringValue(), "Activity");
-    EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
 }
 
 // updateNotificationWindow(xmlStr:)
@@ -169,41 +154,47 @@ TEST_F(ViewControllerTest, Setup_ShowsTitleBodyAndTheThreeRows) {
     EXPECT_EQ(controller->urlText->stringValue(), "https://filebox.example/up");
 }
 
-// Deliberate: the entries go by their place alone.
-TEST_F(ViewControllerTest, Setup_EntriesGoByTheirPlace) {
+// Deliberate: the entries go by their place alone, and only the activity decides on the URL's being hidden
+// and on the gap above OK.
+TEST_F(ViewControllerTest, Setup_EntriesGoByTheirPlaceAndEmptyRowsCollapse) {
     const struct {
         Entries entries;
         std::array<const char *, 3> captions; // activity, application, URL
         std::array<const char *, 3> values;
     } rows[] {
         { {}, { "Activity", "Application", "URL" }, { "", "", "" } },
+        { { { "A", "" } }, { "A", "Application", "A" }, { "", "", "" } },
         { { { "A", "a" } }, { "A", "Application", "A" }, { "a", "", "a" } },
+        { { { "A", "" }, { "B", "b" } }, { "A", "B", "B" }, { "", "b", "b" } },
         { { { "A", "a" }, { "B", "b" } }, { "A", "B", "B" }, { "a", "b", "b" } },
+        { { { "A", "a" }, { "B", "" } }, { "A", "B", "B" }, { "a", "", "" } },
         { { { "A", "a" }, { "B", "b" }, { "C", "c" } }, { "A", "B", "C" }, { "a", "b", "c" } },
+        { { { "A", "" }, { "B", "b" }, { "C", "c" } }, { "A", "B", "C" }, { "", "b", "c" } },
+        { { { "A", "a" }, { "B", "" }, { "C", "c" } }, { "A", "B", "C" }, { "a", "", "c" } },
+        { { { "A", "a" }, { "B", "b" }, { "C", "" } }, { "A", "B", "C" }, { "a", "b", "" } },
+        { { { "A", " " }, { "B", " " }, { "C", " " } }, { "A", "B", "C" }, { " ", " ", " " } },
         { { { "A", "a" }, { "B", "b" }, { "C", "c" }, { "D", "d" } }, { "A", "B", "D" }, { "a", "b", "d" } },
         { { { "", "a" }, { "", "b" }, { "", "c" } }, { "", "", "" }, { "a", "b", "c" } },
     };
     for (const auto &row : rows) {
         const auto controller = appear(casbMessage().withEntries(row.entries));
-        EXPECT_EQ(controller->activityTitleLabel->stringValue(), row.captions[0]);
-        EXPECT_EQ(controller->applicationTitleLabel->stringValue(), row.captions[1]);
-        EXPECT_EQ(controller->urlTitleLabel->stringValue(), row.captions[2]);
-        EXPECT_EQ(controller->activityText->stringValue(), row.values[0]);
-        EXPECT_EQ(controller->applicationText->stringValue(), row.values[1]);
-        EXPECT_EQ(controller->urlText->stringValue(), row.values[2]);
+        const auto &notice = *controller;
+        const std::array captions { notice.activityTitleLabel.get(), notice.applicationTitleLabel.get(),
+            notice.urlTitleLabel.get() };
+        const std::array values { notice.activityText.get(), notice.applicationText.get(),
+            notice.urlText.get() };
+        const std::array heights { notice.activityHeightConstant.get(),
+            notice.applicationHeightConstant.get(), notice.urlHeightConstant.get() };
+        for (std::size_t place = 0; place < values.size(); ++place) {
+            EXPECT_EQ(captions[place]->stringValue(), row.captions[place]);
+            EXPECT_FALSE(captions[place]->isHidden());
+            EXPECT_EQ(values[place]->stringValue(), row.values[place]);
+            EXPECT_EQ(heights[place]->constant() == 0.0, row.values[place][0] == '\0');
+        }
+        const bool hasNoActivity = row.values[0][0] == '\0';
+        EXPECT_EQ(notice.urlText->isHidden(), hasNoActivity);
+        EXPECT_EQ(notice.OkButtonTopConstraints->constant() == 25.0, hasNoActivity);
     }
-}
-
-TEST_F(ViewControllerTest, Setup_CaptionsAndValuesAreCountedApart) {
-    const auto controller = install(emptyMessage());
-    SocketPayload data;
-    data.titleLabels = QStringList { QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C") };
-    data.details = QStringList { QStringLiteral("a") };
-    controller->setupView(data);
-    EXPECT_EQ(controller->applicationTitleLabel->stringValue(), "B");
-    EXPECT_EQ(controller->applicationText->stringValue(), "");
-    EXPECT_EQ(controller->urlTitleLabel->stringValue(), "C");
-    EXPECT_EQ(controller->urlText->stringValue(), "a");
 }
 
 TEST_F(ViewControllerTest, Setup_CaptionsTakenForGrantedAreEnglishInEveryLanguage) {
@@ -315,44 +306,6 @@ TEST_F(ViewControllerTest, Rows_NonEmptyOnesKeepTheFormsHeights) {
     EXPECT_FALSE(controller->urlText->isHidden());
 }
 
-TEST_F(ViewControllerTest, Rows_EmptyOnesCollapse) {
-    const struct {
-        Entries entries;
-        std::array<bool, 3> collapsed; // activity, application, URL
-    } rows[] {
-        { {}, { true, true, true } }, { { { "A", "" } }, { true, true, true } },
-        { { { "A", "a" } }, { false, true, false } },
-        { { { "A", "" }, { "B", "b" } }, { true, false, false } },
-        { { { "A", "a" }, { "B", "" } }, { false, true, true } },
-        { { { "A", "" }, { "B", "b" }, { "C", "c" } }, { true, false, false } },
-        { { { "A", "a" }, { "B", "" }, { "C", "c" } }, { false, true, false } },
-        { { { "A", "a" }, { "B", "b" }, { "C", "" } }, { false, false, true } },
-        { { { "A", " " }, { "B", " " }, { "C", " " } }, { false, false, false } }, // a blank is a text
-    };
-    for (const auto &row : rows) {
-        const auto controller = appear(casbMessage().withEntries(row.entries));
-        EXPECT_EQ(controller->activityHeightConstant->constant() == 0.0, row.collapsed[0]);
-        EXPECT_EQ(controller->applicationHeightConstant->constant() == 0.0, row.collapsed[1]);
-        EXPECT_EQ(controller->urlHeightConstant->constant() == 0.0, row.collapsed[2]);
-        // Only the activity decides on these.
-        EXPECT_EQ(controller->urlText->isHidden(), row.collapsed[0]);
-        EXPECT_EQ(controller->OkButtonTopConstraints->constant() == 25.0, row.collapsed[0]);
-        // Captions are never hidden.
-        EXPECT_FALSE(controller->activityTitleLabel->isHidden());
-        EXPECT_FALSE(controller->applicationTitleLabel->isHidden());
-        EXPECT_FALSE(controller->urlTitleLabel->isHidden());
-    }
-}
-
-TEST_F(ViewControllerTest, Rows_InformationHeightIsNeverChanged) {
-    auto controller = std::dynamic_pointer_cast<ViewController>(
-        world.instantiate("ViewController", casbMessage().withEntries({}).withoutBody()));
-    const double before = controller->informationHeightConstant->constant();
-    world.window.setContentViewController(controller);
-    world.runLoop.settle();
-    EXPECT_EQ(controller->informationHeightConstant->constant(), before);
-}
-
 TEST_F(ViewControllerTest, Rows_NothingIsEverSetBack) {
     const auto controller = appear(casbMessage().withEntries({}));
     controller->updateNotificationWindow(casbMessage().document());
@@ -462,7 +415,7 @@ TEST_F(ViewControllerTest, Countdown_TimeOutsDecideOnRequestHidingAndEnd) {
         if (row.timeout)
             message.withTimeout(*row.timeout);
         else
-            message.withoutTimeout();
+            message.withTimeout(std::nullopt);
         const auto controller = appear(message);
         world.journal.clear();
         const auto endsBefore = world.application.terminations().size();

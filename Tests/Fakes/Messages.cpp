@@ -45,53 +45,33 @@ Message::Document &Message::editDocument() {
     return *document_;
 }
 
-Message &Message::withHead(const QString &head) {
-    editDocument().head = head;
+Message &Message::withHead(std::optional<QString> head) {
+    editDocument().head = std::move(head);
     return *this;
 }
 
-Message &Message::withModule(const QString &module) {
-    editDocument().module = module;
+Message &Message::withModule(std::optional<QString> module) {
+    editDocument().module = std::move(module);
     return *this;
 }
 
-Message &Message::withBody(const QString &body) {
-    editDocument().body = body;
+Message &Message::withBody(std::optional<QString> body) {
+    editDocument().body = std::move(body);
     return *this;
 }
 
-Message &Message::withTimeout(const QString &timeout) {
-    editDocument().timeout = timeout;
+Message &Message::withTimeout(std::optional<QString> timeout) {
+    editDocument().timeout = std::move(timeout);
     return *this;
 }
 
-Message &Message::withUrl(const QString &url) {
-    editDocument().url = url;
+Message &Message::withUrl(std::optional<QString> url) {
+    editDocument().url = std::move(url);
     return *this;
 }
 
 Message &Message::withEntries(std::vector<std::pair<QString, QString>> entries) {
     editDocument().entries = std::move(entries);
-    return *this;
-}
-
-Message &Message::withoutHead() {
-    editDocument().head.reset();
-    return *this;
-}
-
-Message &Message::withoutModule() {
-    editDocument().module.reset();
-    return *this;
-}
-
-Message &Message::withoutBody() {
-    editDocument().body.reset();
-    return *this;
-}
-
-Message &Message::withoutTimeout() {
-    editDocument().timeout.reset();
     return *this;
 }
 

@@ -20,17 +20,13 @@ public:
     /// "webSocketResponse" as it is, instead of the document that the following steps make.
     Message &withResponse(const QVariant &response);
 
-    // The document of the notice. What is not given has no element in it.
-    Message &withHead(const QString &head);
-    Message &withModule(const QString &module);
-    Message &withBody(const QString &body);
-    Message &withTimeout(const QString &timeout);
-    Message &withUrl(const QString &url);
+    // The document of the notice. What is not given, or nothing, has no element in it.
+    Message &withHead(std::optional<QString> head);
+    Message &withModule(std::optional<QString> module);
+    Message &withBody(std::optional<QString> body);
+    Message &withTimeout(std::optional<QString> timeout);
+    Message &withUrl(std::optional<QString> url);
     Message &withEntries(std::vector<std::pair<QString, QString>> entries);
-    Message &withoutHead();
-    Message &withoutModule();
-    Message &withoutBody();
-    Message &withoutTimeout();
 
     /// The document's text.
     QString document() const;
