@@ -93,6 +93,8 @@ public:
         set(CURLOPT_FOLLOWLOCATION, 0L); // each redirect is judged here, since https must not lead to http
         set(CURLOPT_PATH_AS_IS, 1L);
         set(CURLOPT_SSL_VERIFYPEER, 1L);
+        if (const auto *file = certificates())
+            set(CURLOPT_CAINFO, file);
         set(CURLOPT_SSL_VERIFYHOST, 2L);
         set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
         set(CURLOPT_NOSIGNAL, 1L);

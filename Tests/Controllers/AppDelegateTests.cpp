@@ -242,17 +242,6 @@ TEST_F(AppDelegateTest, WillTerminate_EndsTheObservationUnderTheNameOfTheLaunch)
     EXPECT_TRUE(world.notificationCenter.observedNames().isEmpty());
 }
 
-<<<<<<< HEAD
-TEST_F(AppDelegateTest, WillTerminate_AMessageOnItsWayIsNotHandledAnyMore) {
-    launchWithoutSettings();
-    world.notificationCenter.post({ QStringLiteral("_socketMessageNotifier"), {}, reAuthMessage() });
-    world.delegate.applicationWillTerminate();
-    world.runLoop.settle();
-    EXPECT_EQ(world.window.content(), "");
-}
-
-=======
->>>>>>> controllers
 // A message
 
 TEST_F(AppDelegateTest, Message_OfAnySenderIsHandled) {
