@@ -64,7 +64,7 @@ public:
     /// Called each time after the window was mapped.
     virtual void didMap(QWindow *window) = 0;
 
-    /// Called before a visible window is unmapped.
+    /// Called before a visible window is unmapped, and at the end of the process.
     virtual void willUnmap(QWindow *window) = 0;
 
     /// Gives the keyboard to the mapped window.

@@ -82,6 +82,7 @@ private:
     Keyboard mappedFor_ = Keyboard::Leave;
     X11::Window focusBefore_ = X11::noWindow; ///< what had the keyboard before an unmanaged notice took it
     std::function<void()> shown_;
+    int pendingMarks_ = 0; ///< sent and not yet answered
     X11::Window markedWindow_ = X11::noWindow;
 };
 
@@ -225,9 +226,10 @@ void LinuxDesktop::didMap(QWindow *window) {
 
 // The window manager gives the keyboard back for the windows that it manages.
 void LinuxDesktop::willUnmap(QWindow *window) {
-    const X11 x;
     const auto before = std::exchange(focusBefore_, X11::noWindow);
-    if (x.isConnected() && before != X11::noWindow && x.focus() == window->winId())
+    if (before == X11::noWindow)
+        return;
+    if (const X11 x; x.focus() == window->winId())
         x.setFocus(before);
 }
 
@@ -254,7 +256,7 @@ void LinuxDesktop::whenShown(QWindow *window, std::function<void()> shown) {
     const X11 x;
     if (!x.isConnected())
         return shown();
-    if (!shown_)
+    if (pendingMarks_++ == 0)
         QCoreApplication::instance()->installNativeEventFilter(this);
     shown_ = std::move(shown);
     markedWindow_ = static_cast<X11::Window>(window->winId());
@@ -264,6 +266,8 @@ void LinuxDesktop::whenShown(QWindow *window, std::function<void()> shown) {
 
 bool LinuxDesktop::nativeEventFilter(const QByteArray &, void *message, qintptr *) {
     if (X11().isChangeOf(static_cast<const xcb_generic_event_t *>(message), markedWindow_, X11::shownMark)) {
+        if (--pendingMarks_ > 0)
+            return false;
         QCoreApplication::instance()->removeNativeEventFilter(this);
         std::exchange(shown_, nullptr)();
     }

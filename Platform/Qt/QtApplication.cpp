@@ -127,6 +127,8 @@ void QtApplication::endWithoutDesktop(const QString &reason) {
 void QtApplication::endProcess() {
     if (auto *delegate = std::exchange(delegate_, nullptr))
         delegate->applicationWillTerminate();
+    if (window_)
+        window_->giveKeyboardBack();
     std::fflush(stdout);
 #if defined(__SANITIZE_ADDRESS__)
     TerminationSignals::cancelEnd();

@@ -89,6 +89,9 @@ QtNoticeWindow::QtNoticeWindow(Desktop &desktop)
     connect(titleStrip_->closeButton(), &QAbstractButton::clicked, this, &QtNoticeWindow::dismiss);
     connect(titleStrip_, &TitleStrip::dragged, this, &QtNoticeWindow::drag);
     connect(&placement_, &NoticePlacement::screenChanged, this, &QtNoticeWindow::fitToContent);
+    settling_.setSingleShot(true);
+    settling_.setInterval(pauseBeforeKeysCount);
+    connect(&settling_, &QTimer::timeout, this, &QtNoticeWindow::settle);
     announcement_.setSingleShot(true);
     connect(&announcement_, &QTimer::timeout, this, [this] { NoticeAccessibility::announce(*this); });
     // The window system's part of it, so that a notice need only be filled and mapped.
@@ -244,9 +247,13 @@ void QtNoticeWindow::announce() {
 
 void QtNoticeWindow::takeOffScreen() {
     announcement_.stop();
+    giveKeyboardBack();
+    hide();
+}
+
+void QtNoticeWindow::giveKeyboardBack() {
     if (isVisible())
         desktop_.willUnmap(windowHandle());
-    hide();
 }
 
 void QtNoticeWindow::putOnScreen(Keyboard keyboard) {
@@ -301,11 +308,15 @@ void QtNoticeWindow::arrange() {
 void QtNoticeWindow::wasShown() {
     isShown_ = true;
     quiet_.start();
+    settling_.start();
+}
+
+// What nobody misses in a notice's first moments, and what a burst of messages does once.
+void QtNoticeWindow::settle() {
+    if (!isVisible())
+        return;
     setWindowIcon(contentView_ ? iconOf(*contentView_) : QIcon());
-    QTimer::singleShot(pauseBeforeKeysCount, this, [this] {
-        if (isVisible())
-            desktop_.acceptKeyboard(windowHandle());
-    });
+    desktop_.acceptKeyboard(windowHandle());
 }
 
 bool QtNoticeWindow::event(QEvent *event) {
@@ -349,8 +360,7 @@ bool QtNoticeWindow::isInputForIt(const QEvent &event) {
 }
 
 void QtNoticeWindow::keyPressEvent(QKeyEvent *event) {
-    if (auto *scrollView = contentView_ ? contentView_->findChild<ScrollView *>() : nullptr;
-        scrollView) {
+    if (auto *scrollView = contentView_ ? contentView_->findChild<ScrollView *>() : nullptr; scrollView) {
         QCoreApplication::sendEvent(scrollView->verticalScrollBar(), event);
         if (event->isAccepted())
             return;

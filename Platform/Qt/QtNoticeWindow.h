@@ -26,6 +26,9 @@ public:
     /// Closed by the window manager: it never comes back.
     bool isClosed() const { return closed_; }
 
+    /// To the window that had it, where no window manager does so when this one goes.
+    void giveKeyboardBack();
+
     /// The notice without its shadow.
     QRect cardRect() const { return placement_.cardRect(); }
 
@@ -60,6 +63,7 @@ private:
     QSize maxContentSize() const;
     void announce();
     void wasShown();
+    void settle();
     bool isInputForIt(const QEvent &event);
 
     Desktop &desktop_;
@@ -75,6 +79,7 @@ private:
     bool keyWanted_ = false;
     bool contentIsNew_ = false;
     bool isShown_ = false; ///< all input from here on came after the present content
+    QTimer settling_;
     QTimer announcement_;
     QElapsedTimer quiet_; ///< since the notice was shown, got the keyboard, and was last typed into
     bool keysCount_ = false;
