@@ -5,12 +5,7 @@ option(NOTICE_COVERAGE "Instrument for gcov" OFF)
 option(NOTICE_FUZZ "Build the libFuzzer targets (clang)" OFF)
 set(NOTICE_SANITIZE "" CACHE STRING "Sanitizers, as given to -fsanitize=")
 
-# Until every build folder was configured by its preset.
-set(isDebug OFF)
-if(CMAKE_BUILD_TYPE STREQUAL Debug)
-    set(isDebug ON)
-endif()
-option(NOTICE_WARNINGS_ARE_ERRORS "Stop at a compiler's warning" ${isDebug})
+option(NOTICE_WARNINGS_ARE_ERRORS "Stop at a warning of the compiler" OFF)
 set(NOTICE_WARNING_ERRORS $<$<BOOL:${NOTICE_WARNINGS_ARE_ERRORS}>:-Werror>)
 
 set(CMAKE_CXX_STANDARD 20)
