@@ -123,8 +123,9 @@ std::optional<Image> Image::named(const Bundle &bundle, const QString &name) {
         File { "", "jpg", 1 }, File { "", "svg", 1 } };
     Image image;
     for (const auto &file : files) {
-        const auto path
-            = bundle.pathForResource(name + QLatin1String(file.suffix), QString::fromLatin1(file.type));
+        const auto type = QString::fromLatin1(file.type);
+        const auto base = name.endsWith(u'.' + type) ? name.chopped(type.size() + 1) : name;
+        const auto path = bundle.pathForResource(base + QLatin1String(file.suffix), type);
         const auto bytes = path ? Formats::readFile(QFile::encodeName(*path).toStdString()) : std::nullopt;
         auto found = bytes ? representation(QByteArray::fromStdString(*bytes), !image.size_.isEmpty())
                            : std::nullopt;

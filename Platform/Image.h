@@ -15,8 +15,9 @@ class QImage;
 /// Nothing that a picture refers to is ever fetched.
 class Image {
 public:
-    /// The application's image of that name: `name.svg`, `name.png` and `name@2x.png` (and @3x) among the
-    /// bundle's resources. Nothing when there is none.
+    /// The application's image of that name: `name.png`, `name@2x.png`, `name@3x.png`, `name.jpg` and
+    /// `name.svg` among the bundle's resources. A name with one of these endings stands for files of that kind
+    /// alone. Nothing when there is none.
     static std::optional<Image> named(const Bundle &bundle, const QString &name);
 
     /// Nothing when the bytes are no image of a known format, or one of unreasonable size.

@@ -117,6 +117,18 @@ TEST_F(ImageTest, ALargeSizeAloneCountsAtItsScale) {
     EXPECT_EQ(image->size(), QSize(60, 20));
 }
 
+TEST_F(ImageTest, ANameMayHaveItsEnding) {
+    add("logo.png", bytesOf({ 60, 20 }, Qt::red));
+    add("logo@2x.png", bytesOf({ 120, 40 }, Qt::blue));
+    add("logo.svg", drawing(fullGreen));
+    const auto image = named(QStringLiteral("logo.png"));
+    ASSERT_TRUE(image.has_value());
+    EXPECT_EQ(centre(image->scaledToFit({ 60, 20 }, 2)), QColor(Qt::blue));
+    EXPECT_EQ(centre(image->scaledToFit({ 60, 20 }, 3)), QColor(Qt::blue)) << "no file of another kind";
+    EXPECT_EQ(named(QStringLiteral("logo.svg")).value_or(Image()).size(), QSize(64, 32));
+    EXPECT_FALSE(named(QStringLiteral("logo.jpg")).has_value());
+}
+
 TEST_F(ImageTest, ADrawingStandsInForSizesThatAreMissing) {
     add("logo.png", bytesOf({ 64, 32 }, Qt::red));
     add("logo.svg", drawing(fullGreen));
