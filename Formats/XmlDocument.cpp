@@ -25,7 +25,9 @@ class XmlDocument::Builder {
 public:
     explicit Builder(std::size_t length)
         : parser_("UTF-8", *this) {
+        constexpr std::size_t bytesOfANode = 16; // in the text of a notice with many entries
         document_.content_.reserve(length);
+        document_.nodes_.reserve(length / bytesOfANode + 1);
         document_.nodes_.emplace_back();
         auto *parser = parser_.get();
         XML_SetStartCdataSectionHandler(parser, [](void *self) { of(self).characters({}); });
@@ -127,7 +129,7 @@ std::optional<std::string> XmlDocument::textOf(std::size_t element) const {
     std::optional<std::string> text;
     for (auto child = nodes_[element].firstChild; child != 0; child = nodes_[child].next) {
         if (nodes_[child].isText)
-            text = text.value_or(std::string()).append(contentOf(child));
+            (text ? *text : text.emplace()).append(contentOf(child));
     }
     return text;
 }
