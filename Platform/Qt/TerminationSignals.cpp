@@ -71,6 +71,7 @@ void handle(int signal, void (*handler)(int)) {
 } // namespace
 
 TerminationSignals::TerminationSignals() {
+    cancelEnd(); // of whoever started this process, whose timer goes on in it
     handle(SIGALRM, endNow);
     std::array<int, 2> ends { -1, -1 };
     if (::pipe(ends.data()) != 0)

@@ -302,48 +302,17 @@ void appendNumber(DBusMessageIter &arguments) {
     dbus_message_iter_append_basic(&arguments, DBUS_TYPE_INT32, &number);
 }
 
-void appendEmptyArray(DBusMessageIter &arguments, const char *element) {
-    DBusMessageIter array;
-    dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, element, &array);
-    dbus_message_iter_close_container(&arguments, &array);
-}
-
 TEST_F(DBusNotificationCenterTest, AWrongShapeIsDroppedWithOneErrorLine) {
     launch();
     const int other = 0;
     center_->addObserver(
         &other, [](const Notification &) {}, messageName); // there is one line all the same
-    const std::vector<BusClient::Append> shapes {
-        texts({ messageName }),
-        texts({ messageName, QStringLiteral("object"), QStringLiteral("third") }),
-        [](DBusMessageIter &arguments) {
-            texts({ messageName })(arguments);
-            appendNumber(arguments);
-        },
-        [](DBusMessageIter &arguments) {
-            texts({ messageName })(arguments);
-            appendEmptyArray(arguments, "{sv}");
-        },
-        [](DBusMessageIter &arguments) {
-            texts({ messageName, QString() })(arguments);
-            appendEmptyArray(arguments, "{ss}");
-        },
-        [](DBusMessageIter &arguments) {
-            texts({ messageName, QString() })(arguments);
-            appendEmptyArray(arguments, "{sv}");
-            appendNumber(arguments);
-        },
-    };
-    for (const auto &shape : shapes)
-        client_.emitSignal(shape);
+    client_.emitSignal(texts({ messageName }));
     client_.emitSignal(texts({ messageName, QStringLiteral("right") }));
     ASSERT_TRUE(waitFor(1));
     EXPECT_THAT(objects(), ElementsAre("right"));
-    ASSERT_EQ(errors_.size(), shapes.size());
-    for (const auto &line : errors_) {
-        EXPECT_FALSE(line.empty());
-        EXPECT_EQ(line.find('\n'), std::string::npos);
-    }
+    EXPECT_THAT(
+        errors_, ElementsAre("Dropped a notification of a wrong shape: (s) instead of (ss) or (ssa{sv})."));
 }
 
 TEST_F(DBusNotificationCenterTest, ASignalForItAloneIsNoWayPastTheName) {
