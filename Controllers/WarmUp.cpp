@@ -6,6 +6,7 @@
 #include "Platform/Storyboard.h"
 #include "Platform/Views/TextField.h"
 #include "Support/CustomAPPManager.h"
+#include "Support/Logger.h"
 
 #include <QImage>
 
@@ -14,6 +15,8 @@
 #include <utility>
 
 namespace {
+
+constexpr LogSource logSource("Controllers/WarmUp");
 
 using Steps = std::deque<RunLoop::Block>;
 
@@ -48,7 +51,11 @@ void warmUp(RunLoop &runLoop, const Bundle &mainBundle, const Storyboard &mainSt
     Steps steps {
         [&mainStoryboard] { drawOneNotice(mainStoryboard); },
         [&mainBundle] {
-            constexpr QSize box(100, 32);
+            const auto unreadable = Image::unreadableFormats();
+            for (const auto &format : unreadable)
+                logSource.error(
+                    "warmUp()", QStringLiteral("Nothing installed reads images of the format ") + format);
+            constexpr QSize box(100, 28);
             if (const auto logo = Image::named(mainBundle, CustomAPPManager::AppLogo))
                 logo->scaledToFit(box, 1);
         },

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 
+class QLocale;
 class QScreen;
 class QWindow;
 
@@ -28,6 +29,10 @@ public:
 
     /// Waits for the end of that. Called before the first text is measured.
     virtual void finishLoadingFonts() = 0;
+
+    /// The font family with the letter forms of a language that shares its letters with others, such as
+    /// Chinese with Japanese. Empty for any other language.
+    virtual QString fontFamilyFor(const QLocale &locale) const = 0;
 
     /// Whether there is anything to connect to.
     virtual bool isPresent() const = 0;

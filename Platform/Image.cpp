@@ -2,6 +2,7 @@
 
 #include "Formats/File.h"
 #include "Platform/Bundle.h"
+#include "Platform/ImageBounds.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -11,14 +12,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 
 namespace {
 
-// A logo of more pixels than this a side is refused before it is decoded.
-constexpr int largestSide = 8192;
-constexpr qint64 mostPixels = 4096LL * 4096LL;
-constexpr int mostMegabytes = 80;
+constexpr int maxMegabytes = 80;
+
+// Of a message's picture no more is kept than is ever drawn: a logo is 28 pixels high at scale 1.
+constexpr QSize maxKept(2048, 256);
 
 struct Format {
     const char *name;
@@ -43,44 +43,6 @@ std::optional<Format> formatOf(const QByteArray &bytes) {
     return std::nullopt;
 }
 
-// The name of the tag at a place, without its prefix: what stands between the sign and a blank or an end.
-QByteArray tagNameAt(const QByteArray &svg, qsizetype sign) {
-    auto end = sign + 1;
-    while (end < svg.size() && !std::strchr(" \t\r\n/>", svg[end]))
-        ++end;
-    const auto name = svg.mid(sign + 1, end - sign - 1);
-    return name.mid(name.lastIndexOf(':') + 1);
-}
-
-// A drawing that declares entities, refers to anything outside itself, runs, or multiplies itself is not
-// drawn at all.
-bool isHarmlessTag(const QByteArray &name) {
-    constexpr std::array forbidden { "!ENTITY", "?xml-stylesheet", "image", "foreignObject", "script",
-        "use" };
-    return !name.startsWith("animate")
-        && std::find(forbidden.begin(), forbidden.end(), name) == forbidden.end();
-}
-
-// Tags are looked for byte by byte. That is right only where every byte below 128 is the character it seems.
-bool isReadAsItSeems(const QByteArray &svg) {
-    const auto declaration = svg.left(svg.indexOf("?>")).toLower();
-    constexpr std::array encodings { "utf-8", "us-ascii", "iso-8859-1" };
-    return !declaration.contains("encoding")
-        || std::any_of(encodings.begin(), encodings.end(),
-            [&declaration](const char *encoding) { return declaration.contains(encoding); });
-}
-
-bool isSelfContained(const QByteArray &svg) {
-    constexpr qsizetype largestDrawing = 1024 * 1024;
-    if (svg.size() > largestDrawing || svg.contains("@import") || !isReadAsItSeems(svg))
-        return false;
-    for (auto sign = svg.indexOf('<'); sign >= 0; sign = svg.indexOf('<', sign + 1)) {
-        if (!isHarmlessTag(tagNameAt(svg, sign)))
-            return false;
-    }
-    return true;
-}
-
 QImage decoded(const QByteArray &bytes, const QByteArray &format, const QSize &scaledSize = {}) {
     QBuffer buffer;
     buffer.setData(bytes);
@@ -93,24 +55,29 @@ QImage decoded(const QByteArray &bytes, const QByteArray &format, const QSize &s
 
 } // namespace
 
+QImage Image::Representation::picture() const {
+    return kept.isNull() ? decoded(bytes, format) : kept;
+}
+
 std::optional<Image::Representation> Image::representation(const QByteArray &bytes, bool sizeIsKnown) {
     const auto format = formatOf(bytes);
-    if (!format || (format->isVector && !isSelfContained(bytes)))
+    if (!format || (format->isVector && !ImageBounds::allowDrawing(bytes)))
         return std::nullopt;
     if (format->isVector && sizeIsKnown)
-        return Representation { bytes, format->name, {}, true };
-    QImageReader::setAllocationLimit(mostMegabytes);
+        return Representation { .bytes = bytes, .format = format->name, .isVector = true };
+    const QByteArray name(format->name);
+    const auto bare = name == "png" ? ImageBounds::withoutExtras(bytes) : bytes;
+    QImageReader::setAllocationLimit(maxMegabytes);
     QBuffer buffer;
-    buffer.setData(bytes);
-    QImageReader reader(&buffer, format->name);
+    buffer.setData(bare);
+    QImageReader reader(&buffer, name);
     reader.setAutoDetectImageFormat(false);
     QSize pixels = reader.size();
-    if (!pixels.isValid())
-        pixels = decoded(bytes, format->name).size();
-    if (pixels.isEmpty() || pixels.width() > largestSide || pixels.height() > largestSide
-        || qint64(pixels.width()) * pixels.height() > mostPixels)
+    if (!pixels.isValid() && !format->isVector)
+        pixels = decoded(bare, name).size();
+    if (!ImageBounds::allowPixels(bare, pixels))
         return std::nullopt;
-    return Representation { bytes, format->name, pixels, format->isVector };
+    return Representation { .bytes = bare, .format = name, .pixels = pixels, .isVector = format->isVector };
 }
 
 std::optional<Image> Image::named(const Bundle &bundle, const QString &name) {
@@ -144,13 +111,30 @@ std::optional<Image> Image::withData(const QByteArray &bytes) {
     auto found = representation(bytes, false);
     if (!found)
         return std::nullopt;
-    // A header alone is no picture.
-    if (!found->isVector && decoded(bytes, found->format).isNull())
-        return std::nullopt;
     Image image;
     image.size_ = found->pixels;
+    // A header alone is no picture.
+    if (!found->isVector) {
+        found->kept = decoded(found->bytes, found->format);
+        if (found->kept.isNull())
+            return std::nullopt;
+        if (found->kept.width() > maxKept.width() || found->kept.height() > maxKept.height())
+            found->kept = found->kept.scaled(maxKept, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        found->pixels = found->kept.size();
+        found->bytes.clear();
+    }
     image.representations_.push_back(std::move(*found));
     return image;
+}
+
+QStringList Image::unreadableFormats() {
+    const auto readable = QImageReader::supportedImageFormats();
+    QStringList unreadable;
+    for (const char *format : { "png", "jpeg", "gif", "ico", "bmp", "svg" }) {
+        if (!readable.contains(format))
+            unreadable << QString::fromLatin1(format);
+    }
+    return unreadable;
 }
 
 QImage Image::scaledToFit(const QSize &box, double scale) const {
@@ -168,16 +152,16 @@ QImage Image::scaledToFit(const QSize &box, double scale) const {
 
     QImage image;
     if (exact != representations_.end())
-        image = decoded(exact->bytes, exact->format);
+        image = exact->picture();
     else if (vector != representations_.end())
         image = decoded(vector->bytes, vector->format, pixels);
     if (image.isNull()) {
         const auto largest = std::find_if(representations_.rbegin(), representations_.rend(),
             [](const auto &each) { return !each.isVector; });
         if (enough != representations_.end())
-            image = decoded(enough->bytes, enough->format);
+            image = enough->picture();
         else if (largest != representations_.rend())
-            image = decoded(largest->bytes, largest->format);
+            image = largest->picture();
         if (!image.isNull())
             image = image.scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     }

@@ -1,14 +1,15 @@
 #pragma once
 
 #include <QByteArray>
+#include <QImage>
 #include <QSize>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 #include <vector>
 
 class Bundle;
-class QImage;
 
 /// A picture: bytes of one of the formats that are shipped (PNG, JPEG, GIF, SVG, ICO, BMP), or the several
 /// sizes of one picture. It is decoded when it is drawn, for the size and the scale that are asked for.
@@ -20,8 +21,13 @@ public:
     /// alone. Nothing when there is none.
     static std::optional<Image> named(const Bundle &bundle, const QString &name);
 
-    /// Nothing when the bytes are no image of a known format, or one of unreasonable size.
+    /// An image from outside. Nothing when the bytes are no image of a known format, or are one that could
+    /// take more than a second to draw or ask for anything outside itself. The bytes are not kept, but for
+    /// those of a drawing.
     static std::optional<Image> withData(const QByteArray &bytes);
+
+    /// Those of the formats named above that nothing installed can read.
+    static QStringList unreadableFormats();
 
     /// In pixels at scale 1.
     QSize size() const { return size_; }
@@ -33,10 +39,13 @@ public:
 
 private:
     struct Representation {
-        QByteArray bytes;
-        QByteArray format;
-        QSize pixels; ///< empty for a drawing whose size nobody needed
+        QByteArray bytes {};
+        QByteArray format {};
+        QSize pixels {}; ///< empty for a drawing whose size nobody needed
         bool isVector = false;
+        QImage kept {}; ///< in place of the bytes
+
+        QImage picture() const;
     };
 
     // A drawing beside pictures of known size is not opened until it is drawn: that loads a plug-in.

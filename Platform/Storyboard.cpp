@@ -40,8 +40,10 @@ std::shared_ptr<NoticeController> Storyboard::instantiateControllerWithIdentifie
 }
 
 void Storyboard::translate(const NoticeController &controller) const {
-    // The message's language decides which way the notice runs, not the system's.
-    controller.view()->setLayoutDirection(QLocale(bundle_.localization()).textDirection());
+    // The message's language decides which way the notice runs and what its letters look like.
+    const QLocale locale(bundle_.localization());
+    controller.view()->setLocale(locale);
+    controller.view()->setLayoutDirection(locale.textDirection());
     const auto translated
         = [this](const QString &text) { return bundle_.localizedStringForKey(text, text, name_); };
     // What the window is called where the notice has no heading.

@@ -56,6 +56,7 @@ public:
     void prepare() override;
     void beginLoadingFonts() override;
     void finishLoadingFonts() override;
+    QString fontFamilyFor(const QLocale &locale) const override { return LinuxFonts::familyFor(locale); }
     bool isPresent() const override;
     QString displayNames() const override;
     void willAppear() override;

@@ -15,6 +15,26 @@ struct FreeConfiguration {
     void operator()(FcConfig *configuration) const { FcConfigDestroy(configuration); }
 };
 
+struct DestroyPattern {
+    void operator()(FcPattern *pattern) const { FcPatternDestroy(pattern); }
+};
+
+// The font library's name of a language whose letters look otherwise in another one; null for all others.
+const char *sharedLettersLanguage(const QLocale &locale) {
+    switch (locale.language()) {
+    case QLocale::Chinese:
+        return locale.script() == QLocale::TraditionalChineseScript ? "zh-tw" : "zh-cn";
+    case QLocale::Japanese:
+        return "ja";
+    case QLocale::Korean:
+        return "ko";
+    case QLocale::Urdu:
+        return "ur";
+    default:
+        return nullptr;
+    }
+}
+
 struct FaceProperty {
     const char *name;
     double value;
@@ -99,4 +119,22 @@ void LinuxFonts::load() {
             configuration.get(), reinterpret_cast<const FcChar8 *>(text.constData()), FcFalse)
         && FcConfigBuildFonts(configuration.get()))
         FcConfigSetCurrent(configuration.get());
+}
+
+QString LinuxFonts::familyFor(const QLocale &locale) {
+    const auto *language = sharedLettersLanguage(locale);
+    if (!language)
+        return {};
+    const std::unique_ptr<FcPattern, DestroyPattern> wanted(FcPatternCreate());
+    FcPatternAddString(wanted.get(), FC_FAMILY, reinterpret_cast<const FcChar8 *>("sans-serif"));
+    FcPatternAddString(wanted.get(), FC_LANG, reinterpret_cast<const FcChar8 *>(language));
+    FcConfigSubstitute(nullptr, wanted.get(), FcMatchPattern);
+    FcDefaultSubstitute(wanted.get());
+    FcResult result = FcResultNoMatch;
+    const std::unique_ptr<FcPattern, DestroyPattern> found(FcFontMatch(nullptr, wanted.get(), &result));
+    FcLangSet *languages = nullptr;
+    if (!found || FcPatternGetLangSet(found.get(), FC_LANG, 0, &languages) != FcResultMatch
+        || FcLangSetHasLang(languages, reinterpret_cast<const FcChar8 *>(language)) == FcLangDifferentLang)
+        return {};
+    return QString::fromStdString(familyOf(found.get()));
 }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QLocale>
+#include <QString>
+
 /// The faces that the desktop's font library offers to this process.
 namespace LinuxFonts {
 
@@ -10,5 +13,9 @@ namespace LinuxFonts {
 ///
 /// Any thread, once, before anything asks for a font.
 void load();
+
+/// The family that the font library has for Chinese (simplified or traditional), Japanese, Korean or Urdu.
+/// Empty for any other language, and where the library has none. Main thread, after `load()`.
+QString familyFor(const QLocale &locale);
 
 } // namespace LinuxFonts

@@ -17,6 +17,7 @@
 #include <QIcon>
 #include <QLayout>
 #include <QPainter>
+#include <QRawFont>
 #include <QScrollBar>
 #include <QWindow>
 
@@ -65,6 +66,22 @@ QIcon iconOf(const QWidget &view) {
     QPainter(&square).drawImage(
         (iconSize.width() - drawn.width()) / 2, (iconSize.height() - drawn.height()) / 2, drawn);
     return square;
+}
+
+// The desktop's font, with the letter forms of the language: in its place where it has such letters itself,
+// in the forms of another language, and beside it where it has none.
+QFont fontFor(const QLocale &locale, const Desktop &desktop) {
+    QFont font;
+    const auto family = desktop.fontFamilyFor(locale);
+    if (family.isEmpty())
+        return font;
+    auto families = QApplication::font().families();
+    const auto letters = locale.nativeLanguageName();
+    const auto desktopFont = QRawFont::fromFont(QApplication::font());
+    const bool hasSuchLetters = !letters.isEmpty() && desktopFont.supportsCharacter(letters[0]);
+    families.insert(hasSuchLetters ? 0 : families.size(), family);
+    font.setFamilies(families);
+    return font;
 }
 
 } // namespace
@@ -179,6 +196,7 @@ void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
     setLayoutDirection(newView->layoutDirection());
     titleStrip_->closeButton()->setAccessibleName(newView->property(closeButtonNameProperty).toString());
     newView->setParent(this);
+    newView->setFont(fontFor(newView->locale(), desktop_));
     // As wide as it will be on the screen, and as high as it can be, so that what measures itself on
     // appearing measures right.
     const auto max = maxContentSize();

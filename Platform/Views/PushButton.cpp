@@ -68,12 +68,14 @@ void PushButton::paintEvent(QPaintEvent *) {
     painter.setBrush(groundColor());
     painter.drawRoundedRect(QRectF(rect()), cornerRadius_, cornerRadius_);
 
-    // By the capitals of the desktop's font: a box around letters of another font would move the text.
+    // By the height of a capital: a box around letters of another font, or with long descenders, would move
+    // the text.
     const QFontMetricsF metrics(font());
+    const double capital = std::min(metrics.capHeight(), -metrics.tightBoundingRect(text()).top());
     const double left = (width() - metrics.horizontalAdvance(text())) / 2;
     painter.setPen(textColor());
     painter.setFont(font());
-    painter.drawText(QPointF(left, std::round((height() + metrics.capHeight()) / 2)), text());
+    painter.drawText(QPointF(left, std::round((height() + capital) / 2)), text());
 
     if (NoticeStyle::showsFocusRing(*this))
         NoticeStyle::drawFocusRing(painter, inset(rect(), focusRingInset), textColor());

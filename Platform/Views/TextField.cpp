@@ -306,6 +306,14 @@ QString TextField::cutText(double width) const {
         + metrics.elidedText(last + ellipsis, Qt::ElideRight, width - 1);
 }
 
+bool TextField::breaksAtBlanks() const {
+    for (int index = 1; index < layout_.lineCount(); ++index) {
+        if (!layout_.text()[layout_.lineAt(index).textStart() - 1].isSpace())
+            return false;
+    }
+    return true;
+}
+
 // The width in which the text has as many lines as in the whole one and looks better: the lines of a heading
 // are about equally long, and no text ends in a line of one short word.
 double TextField::fittedWidth(double width, int lines) const {
@@ -314,19 +322,20 @@ double TextField::fittedWidth(double width, int lines) const {
         return width;
     constexpr double step = 0.03;
     constexpr double narrowest = 0.5;
-    constexpr double shortLine = 0.25;
+    constexpr double shortLine = 0.35;
     double fitted = width;
-    for (double part = 1; part > narrowest; part -= step) {
-        if (breakLines(part * width, lines + 1) > lines)
-            break;
+    double fittedAtBlanks = 0;
+    for (double part = 1; part > narrowest && breakLines(part * width, lines + 1) == lines; part -= step) {
+        const bool endsWell = layout_.lineAt(lines - 1).naturalTextWidth() > shortLine * width;
+        if (style_ == Style::Body && endsWell)
+            return part * width;
         fitted = part * width;
-        if (style_ == Style::Body && layout_.lineAt(lines - 1).naturalTextWidth() > shortLine * width)
-            break;
+        if (breaksAtBlanks())
+            fittedAtBlanks = fitted;
     }
-    if (style_ == Style::Heading)
-        return fitted;
-    breakLines(fitted, unlimited);
-    return layout_.lineAt(lines - 1).naturalTextWidth() > shortLine * width ? fitted : width;
+    if (style_ == Style::Body)
+        return width;
+    return fittedAtBlanks > 0 ? fittedAtBlanks : fitted;
 }
 
 void TextField::layOutFor(double width) const {

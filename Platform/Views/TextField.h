@@ -84,6 +84,7 @@ private:
     void shape(const QString &text) const;
     int breakLines(double width, int limit) const;
     QString cutText(double width) const;
+    bool breaksAtBlanks() const;
     double fittedWidth(double width, int lines) const;
     void layOutFor(double width) const;
     double top() const;

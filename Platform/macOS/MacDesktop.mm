@@ -25,6 +25,8 @@ public:
     void beginLoadingFonts() override { }
     void finishLoadingFonts() override { }
 
+    // The system's fallback goes by the user's languages.
+    QString fontFamilyFor(const QLocale &) const override { return {}; }
     bool isPresent() const override {
         // There is none in a session without a login window, such as one over the network.
         const auto session = CGSessionCopyCurrentDictionary();

@@ -150,4 +150,18 @@ TEST(LinuxFontsOfThisMachineTest, LosesNoFamily) {
     EXPECT_EQ(families(), before);
 }
 
+TEST(LinuxFontsOfThisMachineTest, KnowsTheFamilyOfALanguageThatSharesItsLetters) {
+    FcConfigSetCurrent(FcInitLoadConfigAndFonts());
+    std::set<QString> families;
+    for (const auto *language : { "zh-Hans", "zh-Hant", "ja", "ko" }) {
+        const auto family = LinuxFonts::familyFor(QLocale(QString::fromLatin1(language)));
+        if (family.isEmpty())
+            GTEST_SKIP() << "no font for " << language << " is installed";
+        families.insert(family);
+    }
+    EXPECT_EQ(families.size(), 4U) << "each has its own letter forms";
+    for (const auto *language : { "en", "ar", "hi", "ru" })
+        EXPECT_EQ(LinuxFonts::familyFor(QLocale(QString::fromLatin1(language))), "") << language;
+}
+
 } // namespace

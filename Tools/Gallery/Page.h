@@ -5,4 +5,5 @@
 #include <QByteArray>
 
 /// The page that shows the pictures side by side, each with its name, as HTML.
-QByteArray galleryPage(const std::vector<Picture> &pictures);
+/// @param title  the bundle's name and version
+QByteArray galleryPage(const QString &title, const std::vector<Picture> &pictures);

@@ -23,7 +23,7 @@
 #include <QFile>
 #include <QPainter>
 #include <QProcess>
-#include <QTemporaryFile>
+#include <QTemporaryDir>
 #include <QTextStream>
 
 #include <algorithm>
@@ -70,14 +70,20 @@ QStringList languagesOf(const QString &contents) {
     return folders;
 }
 
+QString titleOf(const Bundle &bundle) {
+    const auto text = [&bundle](const char *key) {
+        return bundle.objectForInfoDictionaryKey(QString::fromLatin1(key)).toString();
+    };
+    return (text("CFBundleName") + u' ' + text("CFBundleShortVersionString")).trimmed();
+}
+
 // Big enough at every scale that the notices are as on a desktop.
-QString screenDescription(QTemporaryFile &file) {
-    if (!file.open())
-        fail(file.errorString());
-    file.write("{\"screens\": [{\"name\": \"gallery\", \"x\": 0, \"y\": 0, \"width\": 2560, \"height\": 2048,"
-               " \"logicalDpi\": 96, \"logicalBaseDpi\": 96, \"dpr\": 1}]}\n");
-    file.flush();
-    return QStringLiteral("offscreen:configfile=") + file.fileName();
+QString screenDescription(const QDir &folder) {
+    const auto path = folder.filePath(QStringLiteral("screens.json"));
+    write(path,
+        "{\"screens\": [{\"name\": \"gallery\", \"x\": 0, \"y\": 0, \"width\": 2560, \"height\": 2048,"
+        " \"logicalDpi\": 96, \"logicalBaseDpi\": 96, \"dpr\": 1}]}\n");
+    return QStringLiteral("offscreen:configfile=") + path;
 }
 
 void drawInAnotherProcess(int scale) {
@@ -164,9 +170,13 @@ void writePreview(const FileBundle &bundle, const QString &path) {
 
 int main(int argumentCount, char **arguments) {
     qInstallMessageHandler(handleQtMessage);
-    QTemporaryFile screenFile;
+    // Static, so that it goes however the process ends.
+    static const QTemporaryDir scratch;
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", screenDescription(screenFile).toLocal8Bit());
+        qputenv("QT_QPA_PLATFORM", screenDescription(QDir(scratch.path())).toLocal8Bit());
+    // Where there is none, as for root, the toolkit would make one and leave it behind.
+    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
+        qputenv("XDG_RUNTIME_DIR", scratch.path().toLocal8Bit());
     // Set for a process of ours that draws one scale alone.
     const int ownScale = qEnvironmentVariableIntValue("GALLERY_SCALE");
     if (ownScale == 0)
@@ -265,7 +275,7 @@ int main(int argumentCount, char **arguments) {
         qputenv("GALLERY_SCALE", QByteArray::number(scale));
         drawInAnotherProcess(scale);
     }
-    write(out.filePath(QStringLiteral("index.html")), galleryPage(pictures));
+    write(out.filePath(QStringLiteral("index.html")), galleryPage(titleOf(bundle), pictures));
     QTextStream(stdout) << pictures.size()
                         << " pictures: " << out.absoluteFilePath(QStringLiteral("index.html")) << '\n';
     return EXIT_SUCCESS;
