@@ -154,7 +154,8 @@ set(CPACK_RPM_PACKAGE_URL https://notice-agent.example)
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION /usr/lib/tmpfiles.d /usr/share/applications
     /usr/share/bash-completion /usr/share/bash-completion/completions /usr/share/dbus-1 /usr/share/dbus-1/interfaces
     /usr/share/dbus-1/services /usr/share/icons /usr/share/icons/hicolor /usr/share/icons/hicolor/scalable
-    /usr/share/icons/hicolor/scalable/apps /usr/share/licenses /usr/share/metainfo /usr/lib/cmake /usr/lib/pkgconfig)
+    /usr/share/icons/hicolor/scalable/apps /usr/share/licenses /usr/share/man /usr/share/man/man1 /usr/share/man/man3
+    /usr/share/man/man5 /usr/share/man/man8 /usr/share/metainfo /usr/lib/cmake /usr/lib/pkgconfig)
 
 # package(<name> <component> SECTION <section> [PROGRAMS] SUMMARY <line> DESCRIPTION <text>
 #     [DEBIAN <field> <value>...] [RPM <field> <value>...])
@@ -261,6 +262,7 @@ files for CMake and pkg-config, the bus interface, and examples."
     SUGGESTS notice-agent-doc
     RPM REQUIRES "libnoticeclient1 = ${PROJECT_VERSION}")
 set(CPACK_RPM_DEVELOPMENT_PACKAGE_NAME libnoticeclient-devel)
+set(CPACK_RPM_DEVELOPMENT_PACKAGE_PROVIDES "pkgconfig(NoticeClient) = ${PROJECT_VERSION}")
 foreach(script postinst postrm)
     configure_file(${packaging}/debian/${script}.in packaging/${script} @ONLY
         FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
