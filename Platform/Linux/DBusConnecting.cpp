@@ -23,24 +23,46 @@ public:
     Error(const Error &) = delete;
     Error &operator=(const Error &) = delete;
     operator DBusError *() { return &error_; }
-    bool isSet() const { return dbus_error_is_set(&error_) != FALSE; }
     QString text() const { return QString::fromUtf8(error_.message); }
 
 private:
     DBusError error_ {};
 };
 
-std::optional<pid_t> processOf(DBusConnection *connection, const std::string &name) {
-    const BusMessage call(dbus_message_new_method_call(
-        DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetConnectionUnixProcessID"));
-    const char *text = name.c_str();
-    dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
-    const BusMessage reply(
-        dbus_connection_send_with_reply_and_block(connection, call.get(), DBUS_TIMEOUT_USE_DEFAULT, nullptr));
-    dbus_uint32_t process = 0;
-    if (!reply || !dbus_message_get_args(reply.get(), nullptr, DBUS_TYPE_UINT32, &process, DBUS_TYPE_INVALID))
+struct UnreferencePending {
+    void operator()(DBusPendingCall *pending) const { dbus_pending_call_unref(pending); }
+};
+using PendingReply = std::unique_ptr<DBusPendingCall, UnreferencePending>;
+
+// The calls are sent without waiting for one another's replies: what is on its way to the bus is worked
+// through in order, and each wait costs a busy machine milliseconds.
+PendingReply call(DBusConnection *connection, const char *method, const std::string &argument) {
+    const BusMessage message(
+        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, method));
+    const char *text = argument.c_str();
+    dbus_message_append_args(message.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
+    if (std::string_view(method) == "RequestName") {
+        const dbus_uint32_t queueWhenTaken = 0;
+        dbus_message_append_args(message.get(), DBUS_TYPE_UINT32, &queueWhenTaken, DBUS_TYPE_INVALID);
+    }
+    DBusPendingCall *pending = nullptr;
+    dbus_connection_send_with_reply(connection, message.get(), &pending, DBUS_TIMEOUT_USE_DEFAULT);
+    return PendingReply(pending);
+}
+
+// Null when the connection is gone.
+BusMessage wait(const PendingReply &pending) {
+    if (!pending)
+        return nullptr;
+    dbus_pending_call_block(pending.get());
+    return BusMessage(dbus_pending_call_steal_reply(pending.get()));
+}
+
+std::optional<dbus_uint32_t> numberIn(const BusMessage &reply) {
+    dbus_uint32_t number = 0;
+    if (!reply || !dbus_message_get_args(reply.get(), nullptr, DBUS_TYPE_UINT32, &number, DBUS_TYPE_INVALID))
         return std::nullopt;
-    return static_cast<pid_t>(process);
+    return number;
 }
 
 // The path of a program whose file was replaced meanwhile ends in a mark of the system's.
@@ -76,25 +98,28 @@ DBusConnecting::Result connect(const DBusConnecting::Wish &wish) {
         return result;
     dbus_connection_set_exit_on_disconnect(connection, FALSE);
     dbus_connection_set_max_message_unix_fds(connection, maxDescriptorsOfMessage);
-    for (const auto &rule : wish.matchRules) {
+    std::vector<PendingReply> matches;
+    for (const auto &rule : wish.matchRules)
+        matches.push_back(call(connection, "AddMatch", rule));
+    const auto brandReply
+        = wish.brandName.empty() ? nullptr : call(connection, "RequestName", wish.brandName);
+    if (!wish.commonName.empty())
+        call(connection, "RequestName", wish.commonName);
+
+    for (const auto &match : matches) {
         Error error;
-        dbus_bus_add_match(connection, rule.c_str(), error);
-        if (error.isSet())
+        if (const auto reply = wait(match); reply && dbus_set_error_from_message(error, reply.get()))
             result.refusals
                 << QStringLiteral("The session bus refuses to pass on messages: %1").arg(error.text());
     }
+    if (numberIn(wait(brandReply)) == DBUS_REQUEST_NAME_REPLY_IN_QUEUE) {
+        const auto owner = numberIn(wait(call(connection, "GetConnectionUnixProcessID", wish.brandName)));
+        result.anotherRuns = owner && isAnotherOfThisProgram(static_cast<pid_t>(*owner));
+    }
     if (!dbus_connection_get_is_connected(connection))
         return {};
-    if (!wish.brandName.empty()) {
-        const bool isQueued = dbus_bus_request_name(connection, wish.brandName.c_str(), 0, nullptr)
-            == DBUS_REQUEST_NAME_REPLY_IN_QUEUE;
-        const auto owner = isQueued ? processOf(connection, wish.brandName) : std::nullopt;
-        result.anotherRuns = owner && isAnotherOfThisProgram(*owner);
-    }
     if (result.anotherRuns)
         result.connection.reset();
-    else if (!wish.commonName.empty())
-        dbus_bus_request_name(connection, wish.commonName.c_str(), 0, nullptr);
     return result;
 }
 
