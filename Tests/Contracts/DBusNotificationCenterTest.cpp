@@ -17,6 +17,7 @@
 #include <csignal>
 #include <cstdlib>
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -219,7 +220,7 @@ TEST_F(DBusNotificationCenterTest, SignalsThatCarryDescriptorsAreAllHeardAndKeep
     constexpr int inEach = 20;
     launch();
     const auto open = [] { return QDir(QStringLiteral("/proc/self/fd")).count(); };
-    const auto before = open();
+    const auto openBefore = open();
     const auto sender = ::fork(); // apart, so that the descriptors on their way are not this process's
     if (sender == 0) {
         const BusClient client;
@@ -227,11 +228,19 @@ TEST_F(DBusNotificationCenterTest, SignalsThatCarryDescriptorsAreAllHeardAndKeep
             client.emitSignal(withDescriptors(messageName, inEach));
         std::_Exit(0);
     }
+    ::waitpid(sender, nullptr, 0); // all of them wait in the bus
+    rlimit before {};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    auto few = before;
+    few.rlim_cur = 256;
+    ::setrlimit(RLIMIT_NOFILE, &few);
+    for (int turn = 0; turn < 200; ++turn)
+        QCoreApplication::processEvents(); // read, and not handled yet
     EXPECT_TRUE(waitFor(count));
-    ::waitpid(sender, nullptr, 0);
+    ::setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(got_.size(), count);
     EXPECT_THAT(errors_, IsEmpty());
-    EXPECT_LE(open(), before);
+    EXPECT_LE(open(), openBefore);
 }
 
 TEST_F(DBusNotificationCenterTest, WhatItPostsHasTwoArguments) {
