@@ -84,7 +84,7 @@ private:
     X11::Window focusBefore_ = X11::noWindow; ///< what had the keyboard before an unmanaged notice took it
     std::function<void()> shown_;
     int pendingMarks_ = 0; ///< sent and not yet answered
-    X11::Window markedWindow_ = X11::noWindow;
+    X11::Window window_ = X11::noWindow; ///< the notice's, once it was mapped
 };
 
 void LinuxDesktop::prepare() {
@@ -164,8 +164,9 @@ bool LinuxDesktop::decideMapping(QWindow *window, Keyboard keyboard) {
     if (manager == WindowManager::CoversNotices) {
         // A notice with the keyboard hides which other window is in use.
         const auto active = x.activeWindow();
-        isManaged_ = active == window->winId() || x.focus() == window->winId() ? wasManaged
-                                                                               : !x.isFullScreen(active);
+        isManaged_ = active == window->winId() || x.focus() == window->winId()
+            ? wasManaged
+            : !x.hasState(active, "_NET_WM_STATE_FULLSCREEN");
     }
     // Some give the keyboard to an unmanaged window only when it appears.
     const bool canTakeKeyboard = isManaged_ || mappedFor_ == Keyboard::Take || keyboard == Keyboard::Leave;
@@ -206,6 +207,8 @@ void LinuxDesktop::willMap(QWindow *window, Keyboard keyboard) {
                         : std::vector<std::string_view> { "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION",
                             "_NET_WM_WINDOW_TYPE_NOTIFICATION" });
     mappedFor_ = keyboard;
+    if (std::exchange(window_, id) == X11::noWindow)
+        QCoreApplication::instance()->installNativeEventFilter(this);
     x.takeFocusFromUserOnly(id);
     x.setAcceptsFocus(id, keyboard == Keyboard::Take);
     x.setUnmanaged(id, !isManaged_);
@@ -216,12 +219,11 @@ void LinuxDesktop::didMap(QWindow *window) {
     if (!x.isConnected() || !isManaged_)
         return;
     // Asked for as well: a window manager that has not yet seen the window go takes off what was set for its
-    // coming back. And some mark every window that does not get the keyboard.
+    // coming back.
     const auto id = static_cast<X11::Window>(window->winId());
     if (window->flags() & Qt::WindowStaysOnTopHint)
         x.changeState(id, X11::Change::Add, "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY");
     x.changeState(id, X11::Change::Add, "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER");
-    x.changeState(id, X11::Change::Remove, "_NET_WM_STATE_DEMANDS_ATTENTION", "");
     x.request(id, "_NET_WM_DESKTOP", { allWorkspaces, X11::fromApplication });
 }
 
@@ -257,21 +259,21 @@ void LinuxDesktop::whenShown(QWindow *window, std::function<void()> shown) {
     const X11 x;
     if (!x.isConnected())
         return shown();
-    if (pendingMarks_++ == 0)
-        QCoreApplication::instance()->installNativeEventFilter(this);
+    ++pendingMarks_;
     shown_ = std::move(shown);
-    markedWindow_ = static_cast<X11::Window>(window->winId());
-    x.setNumbers(markedWindow_, X11::shownMark, XCB_ATOM_CARDINAL, { 1 });
+    x.setNumbers(static_cast<X11::Window>(window->winId()), X11::shownMark, XCB_ATOM_CARDINAL, { 1 });
     x.flush();
 }
 
 bool LinuxDesktop::nativeEventFilter(const QByteArray &, void *message, qintptr *) {
-    if (X11().isChangeOf(static_cast<const xcb_generic_event_t *>(message), markedWindow_, X11::shownMark)) {
-        if (--pendingMarks_ > 0)
-            return false;
-        QCoreApplication::instance()->removeNativeEventFilter(this);
-        std::exchange(shown_, nullptr)();
-    }
+    const X11 x;
+    const auto *event = static_cast<const xcb_generic_event_t *>(message);
+    if (x.isChangeOf(event, window_, X11::shownMark) && --pendingMarks_ == 0)
+        shown_();
+    // Some window managers mark every window that comes up without the keyboard, after it was mapped.
+    constexpr auto demand = "_NET_WM_STATE_DEMANDS_ATTENTION";
+    if (x.isChangeOf(event, window_, "_NET_WM_STATE") && isManaged_ && x.hasState(window_, demand))
+        x.changeState(window_, X11::Change::Remove, demand, "");
     return false;
 }
 

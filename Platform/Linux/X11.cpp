@@ -128,11 +128,11 @@ QByteArray X11::nameOf(Window window) const {
         xcb_get_property_value_length(reply.get()) };
 }
 
-bool X11::isFullScreen(Window window) const {
+bool X11::hasState(Window window, std::string_view state) const {
     if (window == noWindow)
         return false;
     const auto states = values(window, "_NET_WM_STATE", XCB_ATOM_ATOM);
-    return std::find(states.begin(), states.end(), atom("_NET_WM_STATE_FULLSCREEN")) != states.end();
+    return std::find(states.begin(), states.end(), atom(state)) != states.end();
 }
 
 std::optional<QRect> X11::frameOf(Window window) const {

@@ -40,6 +40,11 @@ const QColor initialBackgroundColor(30, 34, 52);
 // After every ordinary event of this turn, among them the blocks of the main queue.
 const auto commitEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 
+bool isScrollKey(int key) {
+    return key == Qt::Key_Up || key == Qt::Key_Down || key == Qt::Key_PageUp || key == Qt::Key_PageDown
+        || key == Qt::Key_Home || key == Qt::Key_End;
+}
+
 QString headingOf(const QWidget &view) {
     const auto fields = view.findChildren<TextField *>();
     for (const auto *field : fields) {
@@ -378,10 +383,11 @@ bool QtNoticeWindow::isInputForIt(const QEvent &event) {
 }
 
 void QtNoticeWindow::keyPressEvent(QKeyEvent *event) {
-    if (auto *scrollView = contentView_ ? contentView_->findChild<ScrollView *>() : nullptr; scrollView) {
+    // No other key: what the bar does not take would come back here.
+    if (auto *scrollView = contentView_ ? contentView_->findChild<ScrollView *>() : nullptr;
+        scrollView && isScrollKey(event->key())) {
         QCoreApplication::sendEvent(scrollView->verticalScrollBar(), event);
-        if (event->isAccepted())
-            return;
+        return;
     }
     // Keys that were meant for another window do nothing.
     if (!keysCount_ || event->isAutoRepeat())
