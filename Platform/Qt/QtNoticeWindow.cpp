@@ -379,7 +379,10 @@ bool QtNoticeWindow::isInputForIt(const QEvent &event) {
 
 void QtNoticeWindow::keyPressEvent(QKeyEvent *event) {
     if (auto *scrollView = contentView_ ? contentView_->findChild<ScrollView *>() : nullptr; scrollView) {
-        QCoreApplication::sendEvent(scrollView->verticalScrollBar(), event);
+        // Called and not sent: what the scroll bar leaves would come back here through its parents.
+        QObject *bar = scrollView->verticalScrollBar();
+        event->accept();
+        bar->event(event);
         if (event->isAccepted())
             return;
     }
