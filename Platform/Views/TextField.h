@@ -3,7 +3,6 @@
 #include <QTextLayout>
 #include <QWidget>
 
-
 /// What a countdown says where it begins: a property of its field, which is hidden until the first tick.
 inline constexpr auto countdownStartProperty = "countdownStart";
 
