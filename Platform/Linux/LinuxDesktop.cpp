@@ -44,7 +44,7 @@ WindowManager windowManagerOf(const QByteArray &name) {
         return std::any_of(beginnings.begin(), beginnings.end(),
             [&name](const char *beginning) { return name.startsWith(beginning); });
     };
-    if (isAnyOf({ "KWin", "Xfwm4", "GNOME Shell", "Mutter", "Muffin", "Metacity", "Marco" }))
+    if (isAnyOf({ "KWin", "Xfwm4", "GNOME Shell", "Mutter", "Muffin", "Metacity" }))
         return WindowManager::KeepsNotices;
     if (isAnyOf({ "wlroots wm", "awesome", "i3" }))
         return WindowManager::ArrangesNotices;
@@ -63,7 +63,8 @@ public:
     bool isComposited() override;
     QScreen *activeScreen() override;
     bool decideMapping(QWindow *window, Keyboard keyboard) override;
-    bool isManaged() const override { return isManaged_; }
+    // Many window managers refuse to move a notification.
+    bool movesWindows() const override { return !X11().isConnected(); }
     void setShadow(QWindow *window, const QRect &card, const QMargins &shadow) override;
     void willMap(QWindow *window, Keyboard keyboard) override;
     void didMap(QWindow *window) override;
