@@ -44,6 +44,8 @@ WindowManager windowManagerOf(const QByteArray &name) {
         return std::any_of(beginnings.begin(), beginnings.end(),
             [&name](const char *beginning) { return name.startsWith(beginning); });
     };
+    if (isAnyOf({ "Metacity (Marco)" }))
+        return WindowManager::CoversNotices;
     if (isAnyOf({ "KWin", "Xfwm4", "GNOME Shell", "Mutter", "Muffin", "Metacity" }))
         return WindowManager::KeepsNotices;
     if (isAnyOf({ "wlroots wm", "awesome", "i3" }))
@@ -217,12 +219,11 @@ void LinuxDesktop::didMap(QWindow *window) {
     if (!x.isConnected() || !isManaged_)
         return;
     // Asked for as well: a window manager that has not yet seen the window go takes off what was set for its
-    // coming back. And some mark every window that does not get the keyboard.
+    // coming back.
     const auto id = static_cast<X11::Window>(window->winId());
     if (window->flags() & Qt::WindowStaysOnTopHint)
         x.changeState(id, X11::Change::Add, "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY");
     x.changeState(id, X11::Change::Add, "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER");
-    x.changeState(id, X11::Change::Remove, "_NET_WM_STATE_DEMANDS_ATTENTION", "");
     x.request(id, "_NET_WM_DESKTOP", { allWorkspaces, X11::fromApplication });
 }
 
@@ -249,8 +250,14 @@ void LinuxDesktop::takeKeyboard(QWindow *window) {
 }
 
 void LinuxDesktop::acceptKeyboard(QWindow *window) {
-    if (const X11 x; x.isConnected())
-        x.setAcceptsFocus(static_cast<X11::Window>(window->winId()), true);
+    const X11 x;
+    if (!x.isConnected())
+        return;
+    const auto id = static_cast<X11::Window>(window->winId());
+    x.setAcceptsFocus(id, true);
+    // Some mark every window that did not get the keyboard, and do so after it is mapped.
+    if (isManaged_)
+        x.changeState(id, X11::Change::Remove, "_NET_WM_STATE_DEMANDS_ATTENTION", "");
 }
 
 // The display answers a change of a property behind all input that it has sent before.

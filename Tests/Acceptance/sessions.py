@@ -25,10 +25,10 @@ PROGRAM_COLOR = (40, 160, 60)
 # Not so large that a window manager would maximize it.
 PROGRAM_SIZE = (1040, 960)
 
-# Places of the screen where no notice stands: one in every program's window, one that only a window over the
-# whole screen covers.
+# Places of the screen where no notice stands: one in every program's window, and some that only a window over the
+# whole screen covers all.
 INSIDE = (300, 900)
-OUTSIDE = (1270, 8)
+OUTSIDE = ((1270, 8), (640, 1018))
 
 # A desktop that draws with two processors for all.
 START_LIMIT = 60.0
@@ -224,7 +224,7 @@ class MetacitySession(X11Session):
 class I3Session(X11Session):
     programs = ("i3",)
     command = ("i3", "-c", "{config}/i3.conf")
-    files = {"i3.conf": "font pango:monospace 8\ngaps outer 12\n"}
+    files = {"i3.conf": "font pango:monospace 8\n"}
 
     def go_to_workspace(self, number):
         subprocess.run(["i3-msg", "workspace", str(number + 1)], env=self.environment, check=True,
