@@ -37,6 +37,7 @@ enum class WindowManager {
     KeepsNotices, ///< of the type notification, above everything, also above a full-screen window
     CoversNotices, ///< by a full-screen window
     ArrangesNotices, ///< like every other window: in tiles, in its own places, with its own title bar
+    TakesFocusBack, ///< arranges them, and lets no window that it does not manage have the input focus
 };
 
 WindowManager windowManagerOf(const QByteArray &name) {
@@ -48,7 +49,9 @@ WindowManager windowManagerOf(const QByteArray &name) {
         return WindowManager::CoversNotices;
     if (isAnyOf({ "KWin", "Xfwm4", "GNOME Shell", "Mutter", "Muffin", "Metacity" }))
         return WindowManager::KeepsNotices;
-    if (isAnyOf({ "wlroots wm", "awesome", "i3" }))
+    if (isAnyOf({ "wlroots wm" }))
+        return WindowManager::TakesFocusBack;
+    if (isAnyOf({ "awesome", "i3" }))
         return WindowManager::ArrangesNotices;
     return WindowManager::CoversNotices;
 }
@@ -240,6 +243,9 @@ void LinuxDesktop::takeKeyboard(QWindow *window) {
     const X11 x;
     if (!x.isConnected())
         return window->requestActivate();
+    // A window that loses the focus under a click lets go of its pressed button.
+    if (windowManager_ == WindowManager::TakesFocusBack)
+        return;
     const auto id = static_cast<X11::Window>(window->winId());
     x.setAcceptsFocus(id, true);
     if (isManaged_ && x.windowManagerCheck() != X11::noWindow)

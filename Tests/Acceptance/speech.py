@@ -47,8 +47,7 @@ class SpeakingDesktop(Desktop):
         self._start_program(sys.executable, "-c", EDITOR)
         wait_until(lambda: self.screen.active_window(), "the program in use has its window")
         self._start_program("orca", f"--debug-file={self.output}", "--replace")
-        # The last that it says when it starts: where the keyboard is.
-        wait_until(lambda: "text." in self.spoken(), "the screen reader has begun to speak", 60, interval=0.1)
+        wait_until(lambda: "Editor frame." in self.spoken(), "the screen reader has begun to speak", 60, interval=0.1)
 
     def raw(self):
         try:
