@@ -55,8 +55,8 @@ public:
     /// @return whether a window that is mapped already was mapped in that way
     virtual bool decideMapping(QWindow *window, Keyboard keyboard) = 0;
 
-    /// Whether the window manager moves the window, by the last decision.
-    virtual bool isManaged() const = 0;
+    /// Whether the window system moves a window that the user drags; else it moves itself.
+    virtual bool movesWindows() const = 0;
 
     /// Tells that a margin of the window is shadow, which is no part of the notice: clicks in it go through.
     /// Called with each new size of the window.

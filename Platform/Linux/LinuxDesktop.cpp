@@ -37,6 +37,7 @@ enum class WindowManager {
     KeepsNotices, ///< of the type notification, above everything, also above a full-screen window
     CoversNotices, ///< by a full-screen window
     ArrangesNotices, ///< like every other window: in tiles, in its own places, with its own title bar
+    TakesFocusBack, ///< arranges them, and lets no window that it does not manage have the input focus
 };
 
 WindowManager windowManagerOf(const QByteArray &name) {
@@ -44,9 +45,13 @@ WindowManager windowManagerOf(const QByteArray &name) {
         return std::any_of(beginnings.begin(), beginnings.end(),
             [&name](const char *beginning) { return name.startsWith(beginning); });
     };
-    if (isAnyOf({ "KWin", "Xfwm4", "GNOME Shell", "Mutter", "Muffin", "Metacity", "Marco" }))
+    if (isAnyOf({ "Metacity (Marco)" }))
+        return WindowManager::CoversNotices;
+    if (isAnyOf({ "KWin", "Xfwm4", "GNOME Shell", "Mutter", "Muffin", "Metacity" }))
         return WindowManager::KeepsNotices;
-    if (isAnyOf({ "wlroots wm", "awesome", "i3" }))
+    if (isAnyOf({ "wlroots wm" }))
+        return WindowManager::TakesFocusBack;
+    if (isAnyOf({ "awesome", "i3" }))
         return WindowManager::ArrangesNotices;
     return WindowManager::CoversNotices;
 }
@@ -63,7 +68,8 @@ public:
     bool isComposited() override;
     QScreen *activeScreen() override;
     bool decideMapping(QWindow *window, Keyboard keyboard) override;
-    bool isManaged() const override { return isManaged_; }
+    // Many window managers refuse to move a notification.
+    bool movesWindows() const override { return !X11().isConnected(); }
     void setShadow(QWindow *window, const QRect &card, const QMargins &shadow) override;
     void willMap(QWindow *window, Keyboard keyboard) override;
     void didMap(QWindow *window) override;
@@ -240,6 +246,9 @@ void LinuxDesktop::takeKeyboard(QWindow *window) {
     const X11 x;
     if (!x.isConnected())
         return window->requestActivate();
+    // A window that loses the focus under a click lets go of its pressed button.
+    if (windowManager_ == WindowManager::TakesFocusBack)
+        return;
     const auto id = static_cast<X11::Window>(window->winId());
     x.setAcceptsFocus(id, true);
     if (isManaged_ && x.windowManagerCheck() != X11::noWindow)
@@ -250,8 +259,14 @@ void LinuxDesktop::takeKeyboard(QWindow *window) {
 }
 
 void LinuxDesktop::acceptKeyboard(QWindow *window) {
-    if (const X11 x; x.isConnected())
-        x.setAcceptsFocus(static_cast<X11::Window>(window->winId()), true);
+    const X11 x;
+    if (!x.isConnected())
+        return;
+    const auto id = static_cast<X11::Window>(window->winId());
+    x.setAcceptsFocus(id, true);
+    // Some mark every window that did not get the keyboard, and do so after it is mapped.
+    if (isManaged_)
+        x.changeState(id, X11::Change::Remove, "_NET_WM_STATE_DEMANDS_ATTENTION", "");
 }
 
 // The display answers a change of a property behind all input that it has sent before.

@@ -180,7 +180,7 @@ void QtNoticeWindow::invalidateCursorRectsForView(QWidget *view) {
 
 void QtNoticeWindow::drag(const QPoint &distance) {
     placement_.dragBegan();
-    if (desktop_.isManaged() && windowHandle()->startSystemMove())
+    if (desktop_.movesWindows() && windowHandle()->startSystemMove())
         titleStrip_->endDrag();
     else
         placement_.dragBy(distance);

@@ -47,7 +47,7 @@ public:
 
     // Every notice floats in one way.
     bool decideMapping(QWindow *, Keyboard) override { return true; }
-    bool isManaged() const override { return true; }
+    bool movesWindows() const override { return true; }
 
     void setShadow(QWindow *, const QRect &, const QMargins &) override { }
 

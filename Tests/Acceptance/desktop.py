@@ -47,6 +47,7 @@ BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus
   <servicedir>{folder}/services</servicedir>
   <auth>EXTERNAL</auth>
   <policy context="default">
+    <allow user="*"/>
     <allow send_destination="*" eavesdrop="true"/>
     <allow eavesdrop="true"/>
     <allow own="*"/>
@@ -186,9 +187,12 @@ class Bus:
 class Screen:
     """A virtual screen and what an X client can see and do there."""
 
-    def __init__(self, folder):
+    process = None  # of a virtual screen
+
+    @classmethod
+    def virtual(cls, folder):
         reading, writing = os.pipe()
-        self.process = subprocess.Popen(
+        process = subprocess.Popen(
             ["Xvfb", "-displayfd", str(writing), "-screen", "0", f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}x24",
              "-dpi", "96", "-nolisten", "tcp", "-noreset"],
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=[writing])
@@ -197,15 +201,20 @@ class Screen:
             number = pipe.readline().strip()
         if not number:
             raise RuntimeError("Xvfb did not start")
-        self.name = f":{number}"
         authority = os.path.join(folder, "authority")
         open(authority, "w").close()
+        screen = cls(f":{number}", authority)
+        screen.process = process
+        screen.park_pointer()
+        return screen
+
+    def __init__(self, name, authority):
+        self.name = name
         os.environ["XAUTHORITY"] = authority
         with contextlib.redirect_stdout(io.StringIO()):  # it warns that the authority file is empty
             self.display = xdisplay.Display(self.name)
         self.display.set_error_handler(lambda *arguments: None)
         self.root = self.display.screen().root
-        self.park_pointer()
 
     def atom(self, name):
         return self.display.intern_atom(name)
@@ -338,7 +347,8 @@ class Screen:
         try:
             self.display.close()
         finally:
-            end_process(self.process)
+            if self.process:
+                end_process(self.process)
 
 
 @dataclass
@@ -468,8 +478,10 @@ class Accessibility:
 class Desktop:
     """All of it together, with the environment that a program started there gets."""
 
+    parent_folder = None  # the one for temporary files
+
     def __init__(self, window_manager="openbox", accessibility=True, compositor=False):
-        self.folder = tempfile.mkdtemp(prefix="notice-desktop-")
+        self.folder = tempfile.mkdtemp(prefix="notice-desktop-", dir=self.parent_folder)
         self._closing = [lambda: shutil.rmtree(self.folder, ignore_errors=True)]
         try:
             self._start(window_manager, accessibility, compositor)
@@ -480,7 +492,7 @@ class Desktop:
     def _start(self, window_manager, accessibility, compositor):
         self.bus = Bus(self.folder)
         self._closing.append(self.bus.close)
-        self.screen = Screen(self.folder)
+        self.screen = Screen.virtual(self.folder)
         self._closing.append(self.screen.close)
         self.environment = self._private_environment()
         if window_manager:
@@ -495,9 +507,7 @@ class Desktop:
     def _private_environment(self):
         environment = {
             "PATH": os.environ.get("PATH", "/usr/bin:/bin"),
-            "DISPLAY": self.screen.name,
             "DBUS_SESSION_BUS_ADDRESS": self.bus.address,
-            "XAUTHORITY": os.environ["XAUTHORITY"],
             "GSETTINGS_BACKEND": "memory",
             "LANG": "C.UTF-8",
             "TZ": "UTC",
@@ -506,6 +516,8 @@ class Desktop:
                                ("XDG_DATA_HOME", "data"), ("XDG_RUNTIME_DIR", "runtime"), ("TMPDIR", "tmp")):
             environment[variable] = os.path.join(self.folder, name)
             os.mkdir(environment[variable], mode=0o700)
+        if self.screen:
+            environment.update(DISPLAY=self.screen.name, XAUTHORITY=os.environ["XAUTHORITY"])
         # What a sanitized or a measured build needs from outside.
         kept = re.compile(r"(A|UB|L|T)SAN_OPTIONS$|GCOV_|LLVM_PROFILE_FILE$")
         environment.update({name: value for name, value in os.environ.items() if kept.match(name)})

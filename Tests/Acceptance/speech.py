@@ -4,7 +4,6 @@ import os
 import re
 import subprocess
 import sys
-import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "Acceptance"))
 
@@ -48,8 +47,7 @@ class SpeakingDesktop(Desktop):
         self._start_program(sys.executable, "-c", EDITOR)
         wait_until(lambda: self.screen.active_window(), "the program in use has its window")
         self._start_program("orca", f"--debug-file={self.output}", "--replace")
-        wait_until(lambda: "Editor" in "".join(self.spoken()) or len(self.spoken()) > 1, "the screen reader speaks", 40)
-        time.sleep(2)  # what it says when it starts
+        wait_until(lambda: "Editor frame." in self.spoken(), "the screen reader has begun to speak", 60, interval=0.1)
 
     def raw(self):
         try:

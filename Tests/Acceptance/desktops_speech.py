@@ -1,0 +1,119 @@
+"""What the Orca screen reader would speak, word for word. Run by `Scripts/test --desktops`."""
+
+import atexit
+import re
+import shutil
+import time
+import unittest.mock
+
+from desktop import pump, wait_until
+from harness import NoticeTestCase, THREE_ROWS, notice_xml, takes
+from speech import SpeakingDesktop
+
+_desktops = []
+
+
+def speaking_desktop():
+    if not _desktops:
+        _desktops.append(SpeakingDesktop())
+        atexit.register(_desktops[0].close)
+    return _desktops[0]
+
+
+MESSAGES = {
+    "maintenance": dict(WebSocketType=True, MaintenanceMessageKey="The service will be unavailable."),
+    "auto disconnect": dict(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey="The VPN is off."),
+    "concurrent session": dict(WebSocketAdminDisconnect=True, webSocketResponse=notice_xml(
+        head="Ended", module="Control", body="You signed in elsewhere.")),
+    "re-authentication": dict(WebSocketReAuthType=True),
+    "CASB": dict(webSocketResponse=notice_xml(body="The file was not sent.", timeout="60", rows=THREE_ROWS)),
+    # Replaces the one before, and counts down to its end.
+    "last": dict(webSocketResponse=notice_xml(body="Another file was not sent.", timeout="14", rows=THREE_ROWS)),
+}
+
+ROWS = "Activity: Upload Application: Example Drive URL: https://drive.example/x"
+
+# What is said of the program in use, which has the keyboard before and after.
+OF_THE_EDITOR = ("Editor frame.", "text.")
+
+# Utterance for utterance; # is a number of seconds, which a busy machine may say late.
+WORDS = {
+    "en": {
+        "maintenance": ["notification Maintenance.", "The service will be unavailable."],
+        "auto disconnect": ["notification VPN Disconnected.", "The VPN is off."],
+        "concurrent session": ["notification Ended by Control.", "You signed in elsewhere."],
+        "re-authentication": ["notification Please sign in again.",
+                              "Your session has expired. You will be asked to sign in when this window closes. "
+                              "This window will auto close in # seconds."],
+        "CASB": ["notification Upload blocked by Cloud Access Policy.",
+                 f"The file was not sent. {ROWS} This window will auto close in # seconds.", "OK push button."],
+        "last": ["OK push button.", "notification Upload blocked by Cloud Access Policy.",
+                 f"Another file was not sent. {ROWS} This window will auto close in # seconds."],
+        "seconds": "notification This window will auto close in {} seconds.",
+    },
+    "de": {}, "ar": {},
+}
+
+
+class ScreenReaderTest(NoticeTestCase):
+    def setUp(self):
+        for program in ("orca", "speech-dispatcher"):
+            if shutil.which(program) is None:
+                self.skipTest(f"{program} is not installed")
+        self.speaking = speaking_desktop()
+        with unittest.mock.patch("harness.shared_desktop", lambda *arguments: self.speaking):
+            super().setUp()
+        self.heard = self.quiet()
+
+    def quiet(self, seconds=1.5):
+        """How much was spoken when nothing more came for some time."""
+        heard, since = -1, 0
+        while heard != len(self.speaking.spoken()) or time.monotonic() - since < seconds:
+            if heard != len(self.speaking.spoken()):
+                heard, since = len(self.speaking.spoken()), time.monotonic()
+            pump(0.1)
+        return heard
+
+    def spoken(self, count):
+        """What was spoken since the last look, once there are so many utterances, and no more come."""
+        try:
+            wait_until(lambda: len(self.speaking.spoken()) >= self.heard + count, "", 8)
+        except AssertionError:
+            pass  # the comparison says what is missing
+        before, self.heard = self.heard, self.quiet()
+        said = [" ".join(utterance.split()) for utterance in self.speaking.spoken()[before:self.heard]]
+        return [utterance for utterance in said if utterance not in OF_THE_EDITOR]
+
+    @staticmethod
+    def without_seconds(utterances):
+        return [re.sub(r"\b(60|5\d|30|2\d|1[1-4])\b", "#", utterance) for utterance in utterances]
+
+    def check(self, language):
+        words = WORDS[language]
+        agent = self.launch()
+        for name, message in MESSAGES.items():
+            self.post(**message, webSocketappLanguageKey=language)
+            if name == "last":
+                break
+            said = self.without_seconds(self.spoken(len(words.get(name, [1, 2]))))
+            print(repr(said), flush=True)
+            with self.subTest(name):
+                self.assertEqual(words.get(name), said)
+        self.assert_ended(agent, timeout=30)
+        said = self.spoken(0)
+        print(repr(said), flush=True)
+        expected = [*words["last"], words["seconds"].format(10), words["seconds"].format(5)]
+        self.assertEqual(expected, [*self.without_seconds(said[:3]), *said[3:5]])
+        self.assertEqual([], [utterance for utterance in said[5:] if "notification" in utterance])
+
+    @takes(40)
+    def test_english(self):
+        self.check("en")
+
+    @takes(40)
+    def test_german(self):
+        self.check("de")
+
+    @takes(40)
+    def test_arabic(self):
+        self.check("ar")

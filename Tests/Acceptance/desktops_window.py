@@ -1,0 +1,386 @@
+"""The same questions to every desktop: where a notice stands, above what, who has the keyboard, how it goes.
+
+Run by `Scripts/test --desktops`, a desktop at a time; docs/desktops.md shows the answers.
+"""
+
+import functools
+import time
+import unittest.mock
+
+from desktop import holds_for, wait_until
+from harness import ACCENT, MARGIN, TITLE_STRIP, WHITE, WIDTH, NoticeTestCase, Starts, notice_xml, takes
+from sessions import INSIDE, OUTSIDE, PROGRAM_COLOR, SESSIONS, missing_program, shared_session
+
+FLOATING = {
+    "maintenance": dict(WebSocketType=True, MaintenanceMessageKey="text"),
+    "auto disconnect": dict(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey="text"),
+    "re-authentication": dict(WebSocketReAuthType=True),
+    "concurrent session": dict(WebSocketAdminDisconnect=True, webSocketResponse=notice_xml(body="text")),
+}
+CASB = dict(webSocketResponse=notice_xml(body="text", timeout="60"))
+# A concurrent session without a response makes its window invisible.
+INVISIBLE = dict(WebSocketAdminDisconnect=True)
+
+# What a desktop makes impossible, with the reason. The question is asked all the same, and has to fail.
+SWAY_KEEPS_FOCUS = "XWayland under sway takes the input focus back from a window that sway does not manage"
+IMPOSSIBLE = {
+    ("sway", "test_casb_notice_takes_the_keyboard"): SWAY_KEEPS_FOCUS,
+    ("sway", "test_click_gives_it_the_keyboard"): SWAY_KEEPS_FOCUS,
+}
+
+
+class Questions(NoticeTestCase):
+    """All of them. The subclasses name a desktop each."""
+
+    session_name = None
+
+    def setUp(self):
+        missing = missing_program(self.session_name)
+        if missing:
+            self.skipTest(f"{missing} is not installed")
+        self.session = shared_session(self.session_name)
+        with unittest.mock.patch("harness.shared_desktop", lambda *arguments: self.session):
+            super().setUp()
+        self.program = None
+
+    def _end_agents(self):
+        for agent in self.agents:
+            agent.end()
+        self.session.park_pointer()
+
+    def photograph(self, path):
+        self.session.picture().save(path)
+
+    # What the user does.
+
+    def use_program(self):
+        """Another program over most of the screen, in use."""
+        self.program = self.session.open_program()
+        self.addCleanup(self.program.close)
+        wait_until(lambda: self.session.pixel(*INSIDE) == PROGRAM_COLOR, "a program has its window")
+        self.session.click(*INSIDE)
+        self.wait_program_types()
+
+    def wait_program_types(self):
+        def typed():
+            before = self.program.keys()
+            self.session.press_key("x")
+            time.sleep(0.15)  # nobody types faster
+            return self.program.keys() > before
+        wait_until(typed, "the program in use has the keyboard")
+
+    def fill_screen(self, filled=True):
+        self.program.fill_screen(filled)
+        wait_until(lambda: all(self.session.pixel(*place) == PROGRAM_COLOR for place in OUTSIDE) == filled,
+                   "the program fills the screen" if filled else "the program no longer fills the screen")
+
+    def show(self, agent, kind="maintenance"):
+        self.post(**FLOATING[kind])
+        agent.wait_visible()
+
+    def hide(self, agent):
+        self.post(**INVISIBLE)
+        agent.wait_hidden()
+
+    def click_strip(self, agent, from_right):
+        x, y, width, _height = agent.geometry()
+        self.session.click(x + width - from_right, y + TITLE_STRIP // 2)
+
+    def drag(self, agent):
+        """Drags the notice by its strip; returns where it is then."""
+        before = agent.geometry()
+        self.session.drag((before[0] + 100, before[1] + TITLE_STRIP // 2), (-300, 200))
+
+        def followed():
+            x, y, _width, _height = agent.geometry()
+            # The way up to where the window manager took over is lost.
+            return x - before[0] < -200 and y - before[1] > 120
+        wait_until(followed, f"the notice follows the pointer from {before}", 3)
+        places = []
+
+        def at_rest():
+            places.append(agent.geometry())
+            return len(places) > 10 and len(set(places[-10:])) == 1
+        wait_until(at_rest, "the notice comes to rest", 5, interval=0.03)
+        return places[-1][:2]
+
+    # What the user finds.
+
+    def looks_whole(self, agent, picture=None):
+        x, y, width, height = agent.geometry()
+        picture = picture or self.session.picture()
+        strip = picture.getpixel((x + width // 2, y + TITLE_STRIP // 2))
+        corner = picture.getpixel((x + 14, y + height - 14))
+        return strip == ACCENT and corner == WHITE
+
+    def assert_seen(self, agent, what):
+        """Waits until the notice stays in sight; a window manager may need a moment for its order."""
+        since = []
+
+        def stays():
+            if not self.looks_whole(agent):
+                since.clear()
+                return False
+            since.append(time.monotonic())
+            return since[-1] - since[0] >= 0.3
+        wait_until(stays, f"the notice is in sight {what}", interval=0.05)
+
+    def assert_placed(self, agent):
+        """24 pixels from the corner of the work area, and no other width than its own."""
+        left, top, width, _height = self.session.work_area()
+        place = (left + width - MARGIN - WIDTH, top + MARGIN, WIDTH)
+        try:
+            wait_until(lambda: agent.geometry()[:3] == place, "", 3)
+        except AssertionError:
+            self.fail(f"the notice is at {agent.geometry()}, not at {place}")
+
+    def card_width(self, agent):
+        """Of the card in the picture, by the accent of its strip, without the lines of its edge."""
+        picture = self.session.picture()
+        _x, y, _width, _height = agent.geometry()
+        row = [x for x in range(picture.width) if picture.getpixel((x, y + 4 + TITLE_STRIP // 2)) == ACCENT]
+        return row[-1] - row[0] + 1
+
+    def assert_program_keeps_keyboard(self, what):
+        for _ in range(4):
+            before = self.program.keys()
+            self.session.press_key("x")
+            wait_until(lambda: self.program.keys() > before, f"a key comes to the program in use {what}", 3)  # noqa: B023
+            time.sleep(0.15)  # nobody types faster
+
+    def wait_notice_has_keyboard(self, agent, what):
+        def gone():
+            before = self.program.keys()
+            self.session.press_key("x")
+            time.sleep(0.25)  # what a key brings about
+            return self.program.keys() == before
+        wait_until(gone, f"the program in use no longer has the keyboard {what}", 5)
+        self.assertTrue(agent.visible(), "the notice is there")
+        time.sleep(1)  # the pause after which keys count
+
+    def states(self, agent):
+        return self.screen.state_names(agent.window())
+
+    def is_managed(self, agent):
+        return not agent.window().get_attributes().override_redirect
+
+    # The questions.
+
+    @takes(9)
+    def test_placed(self):
+        for kind in ("maintenance", "re-authentication", "auto disconnect"):
+            bundle = self.new_bundle()
+            agent = self.launch(bundle)
+            self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **FLOATING[kind])
+            agent.wait_visible()
+            self.assert_placed(agent)
+            self.assert_seen(agent, "at its place")
+            self.assert_placed(agent)  # the window manager has had its say
+            self.assertLessEqual(WIDTH - 2, self.card_width(agent))
+            self.assertLessEqual(self.card_width(agent), WIDTH)
+            self.assertIn(self.screen.property(agent.window(), "_NET_FRAME_EXTENTS"), ([], [0, 0, 0, 0]))
+            agent.end()
+
+    @takes(6)
+    def test_above(self):
+        agent = self.launch()
+        self.show(agent)
+        self.assert_seen(agent, "on an empty screen")
+        self.use_program()
+        self.assert_seen(agent, "over a program that came after it")
+        self.session.click(*INSIDE)
+        self.assert_seen(agent, "over a program that was clicked on")
+
+    @takes(6)
+    def test_on_all_workspaces(self):
+        self.use_program()
+        agent = self.launch()
+        self.show(agent)
+        self.addCleanup(self.session.go_to_workspace, 0)
+        self.session.go_to_workspace(1)
+        wait_until(lambda: self.session.pixel(*INSIDE) != PROGRAM_COLOR, "the workspace is another one")
+        self.assert_seen(agent, "on the other workspace")
+
+    @takes(9)
+    def test_floating_notices_leave_the_keyboard(self):
+        self.use_program()
+        agent = self.launch()
+        for kind in FLOATING:
+            self.show(agent, kind)
+            self.assert_program_keeps_keyboard(f"under the {kind} notice")
+            self.assert_seen(agent, "over the program in use")
+            self.hide(agent)
+            self.assert_program_keeps_keyboard(f"after the {kind} notice")
+
+    @takes(6)
+    def test_casb_notice_takes_the_keyboard(self):
+        self.use_program()
+        agent = self.launch()
+        self.post(**CASB)
+        agent.wait_visible()
+        self.wait_notice_has_keyboard(agent, "under a CASB notice")
+        self.assert_seen(agent, "with the keyboard")
+        self.session.press_key("Return")
+        self.assert_ended(agent)
+        self.wait_program_types()
+
+    @takes(6)
+    def test_over_full_screen(self):
+        self.use_program()
+        self.fill_screen()
+        agent = self.launch()
+        self.show(agent)
+        self.assert_seen(agent, "over a program that fills the screen")
+        self.assert_placed(agent)
+        self.assert_program_keeps_keyboard("that fills the screen")
+
+    @takes(7)
+    def test_casb_notice_over_full_screen(self):
+        self.use_program()
+        self.fill_screen()
+        agent = self.launch()
+        self.post(**CASB)
+        agent.wait_visible()
+        self.wait_notice_has_keyboard(agent, "that fills the screen")
+        self.assert_seen(agent, "over a program that fills the screen")
+        self.hide(agent)
+        self.wait_program_types()
+
+    @takes(7)
+    def test_full_screen_begun_after_it(self):
+        self.use_program()
+        agent = self.launch()
+        self.show(agent)
+        self.fill_screen()
+        self.show(agent, "re-authentication")
+        self.assert_seen(agent, "over a program that went full screen after it")
+        self.assert_program_keeps_keyboard("that went full screen")
+
+    @takes(8)
+    def test_after_full_screen(self):
+        self.use_program()
+        self.fill_screen()
+        agent = self.launch()
+        self.show(agent)
+        self.fill_screen(False)
+        self.show(agent, "re-authentication")
+        self.assert_seen(agent, "after the full screen")
+        self.assert_placed(agent)
+        self.assert_program_keeps_keyboard("that no longer fills the screen")
+        self.drag(agent)
+
+    @takes(6)
+    def test_dragged(self):
+        self.use_program()
+        agent = self.launch()
+        self.show(agent)
+        self.assert_seen(agent, "before it is dragged")
+        place = self.drag(agent)
+        self.assert_seen(agent, "where it was put")
+        self.post(**FLOATING["re-authentication"])
+        agent.log.wait_for("info", Starts("Message received"), count=2)
+        holds_for(lambda: agent.geometry()[:2] == place, 0.7, f"the next notice is not at {place}")
+
+    @takes(5)
+    def test_dragged_over_full_screen(self):
+        self.use_program()
+        self.fill_screen()
+        agent = self.launch()
+        self.show(agent)
+        self.assert_seen(agent, "before it is dragged")
+        self.drag(agent)
+        self.assert_seen(agent, "where it was put")
+
+    @takes(7)
+    def test_click_gives_it_the_keyboard(self):
+        self.use_program()
+        agent = self.launch()
+        self.show(agent)
+        self.assert_seen(agent, "before the click")
+        time.sleep(1)  # a hand comes no sooner
+        self.click_strip(agent, from_right=WIDTH // 2)
+        self.wait_notice_has_keyboard(agent, "after a click on the notice")
+        self.session.press_key("Escape")
+        agent.wait_hidden()
+        self.assertTrue(agent.running())
+        self.show(agent, "re-authentication")
+        self.assert_seen(agent, "after the one that Escape dismissed")
+
+    @takes(6)
+    def test_closed_by_its_cross(self):
+        self.use_program()
+        agent = self.launch()
+        self.show(agent)
+        self.assert_seen(agent, "before it is closed")
+        self.click_strip(agent, from_right=TITLE_STRIP // 2 + 3)
+        agent.wait_hidden()
+        self.assertTrue(agent.running())
+        self.show(agent, "re-authentication")
+        self.assert_seen(agent, "after the one that was closed")
+        self.assert_placed(agent)
+
+    @takes(5)
+    def test_second_message(self):
+        self.use_program()
+        agent = self.launch()
+        self.show(agent)
+        self.assert_seen(agent, "first")
+        first = agent.geometry()
+        self.post(webSocketResponse=notice_xml(body="text " * 100), WebSocketAdminDisconnect=True)
+        wait_until(lambda: agent.geometry()[3] > first[3] + 20, "the second notice is higher")
+        self.assert_seen(agent, "second")
+        self.assert_placed(agent)
+        self.assertEqual(1, len(agent.visible_windows()))
+
+    @takes(5)
+    def test_hidden_it_is_clicked_through(self):
+        self.use_program()
+        agent = self.launch()
+        self.show(agent)
+        self.assert_seen(agent, "before it is hidden")
+        x, y, _width, _height = agent.geometry()
+        self.hide(agent)
+        spot = (x + 100, y + 60)
+        wait_until(lambda: self.session.pixel(*spot) == PROGRAM_COLOR, "the program below is seen")
+        before = self.program.clicks()
+        self.session.click(*spot)
+        wait_until(lambda: self.program.clicks() > before, "the program below gets the click", 3)
+
+    @takes(7)
+    def test_asks_for_no_attention_and_stands_in_no_list(self):
+        self.use_program()
+        agent = self.launch()
+        for message in (*FLOATING.values(), CASB):
+            self.post(**message)
+            agent.wait_visible()
+            if self.is_managed(agent):
+                self.assertLessEqual({"_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER"}, self.states(agent))
+            # Some mark it when it is mapped; it is in no list where that would be seen, and unmarked soon.
+            time.sleep(1)
+            self.assertNotIn("_NET_WM_STATE_DEMANDS_ATTENTION", self.states(agent))
+            self.assertEqual([], self.session.banners())
+            self.hide(agent)
+
+
+def asked_in_vain(question, reason):
+    """The question where the desktop makes it impossible: it fails, or the table says too little of the desktop."""
+    @functools.wraps(question)
+    def ask(self):
+        try:
+            question(self)
+        except AssertionError:
+            return
+        raise AssertionError(f"it holds, although {reason}")
+    return ask
+
+
+def class_name(session):
+    return "".join(word[0].upper() + word[1:] for word in session.replace("_", " ").split())
+
+
+for _session in SESSIONS:
+    _members = {name: asked_in_vain(getattr(Questions, name), reason)
+                for (session, name), reason in IMPOSSIBLE.items() if session == _session}
+    globals()[class_name(_session)] = type(class_name(_session), (Questions,), {
+        "__module__": __name__, "session_name": _session, **_members})
+del Questions
