@@ -1,7 +1,7 @@
 // The notice's XML as a message brings it, down to the parsed notice.
 
-#include "Fuzz/Check.h"
 #include "Support/NoticeParser.h"
+#include "Fuzz/Check.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -17,8 +17,8 @@ class Bundle;
 class Image {
 public:
     /// The application's image of that name: `name.png`, `name@2x.png`, `name@3x.png`, `name.jpg` and
-    /// `name.svg` among the bundle's resources. A name with one of these endings stands for files of that kind
-    /// alone. Nothing when there is none.
+    /// `name.svg` among the bundle's resources. A name with one of these endings stands for files of that
+    /// kind alone. Nothing when there is none.
     static std::optional<Image> named(const Bundle &bundle, const QString &name);
 
     /// An image from outside. Nothing when the bytes are no image of a known format, or are one that could

@@ -605,8 +605,8 @@ class NoticeTestCase(unittest.TestCase):
     def assert_header_logo(self, agent, color):
         """The payload's one-coloured logo stands at the header's left edge, 28 high."""
         self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + HEADER // 2), color, "logo")
-        self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + 14 + 2), color, "top of the logo")
-        self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + 14 + 29), color, "bottom of the logo")
+        self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + 12 + 2), color, "top of the logo")
+        self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + 12 + 25), color, "bottom of the logo")
 
     def assert_header_empty(self, agent, color):
         """Nothing but the ground is in the header."""

@@ -142,7 +142,7 @@ class SilenceTest(FaultTestCase):
         folder = os.path.join(self.folder, "screen")
         os.mkdir(folder)
         authority = os.environ.get("XAUTHORITY")
-        self.own_screen = Screen(folder)
+        self.own_screen = Screen.virtual(folder)
         if authority is not None:
             os.environ["XAUTHORITY"] = authority
         self.addCleanup(self.own_screen.process.wait)
@@ -253,7 +253,7 @@ class ScreenFaultTest(FaultTestCase):
         folder = os.path.join(self.folder, "screen")
         os.mkdir(folder)
         authority = os.environ.get("XAUTHORITY")
-        screen = Screen(folder)
+        screen = Screen.virtual(folder)
         if authority is not None:
             os.environ["XAUTHORITY"] = authority
         agent = self.launch(environment={"DISPLAY": screen.name})
