@@ -36,7 +36,7 @@ ROWS = "Activity: Upload Application: Example Drive URL: https://drive.example/x
 # What is said of the program in use, which has the keyboard before and after.
 OF_THE_EDITOR = ("Editor frame.", "text.")
 
-# Utterance for utterance; # is a number of seconds, which a busy machine may say late.
+# Utterance for utterance; the re-authentication notice's countdown is deliberately not translated. # is a number of seconds, which a busy machine may say late.
 WORDS = {
     "en": {
         "maintenance": ["notification Maintenance.", "The service will be unavailable."],
@@ -57,7 +57,7 @@ WORDS = {
         "concurrent session": ["notification Ended by Control.", "You signed in elsewhere."],
         "re-authentication": ["notification Bitte melden Sie sich erneut an.",
                               "Ihre Sitzung ist abgelaufen. Sie werden zur Anmeldung aufgefordert, sobald sich dieses Fenster schließt. "
-                              "Sekunden bis zum Schließen: #"],
+                              "This window will auto close in # seconds."],
         "CASB": ["notification Upload blocked by Cloud Access Policy.",
                  f"The file was not sent. {ROWS} Sekunden bis zum Schließen: #", "OK push button."],
         "last": ["OK push button.", "notification Upload blocked by Cloud Access Policy.",
@@ -70,7 +70,7 @@ WORDS = {
         "concurrent session": ["notification Ended by Control.", "You signed in elsewhere."],
         "re-authentication": ["notification يُرجى تسجيل الدخول مجددًا.",
                               "انتهت صلاحية جلستك. سيُطلب منك تسجيل الدخول عند إغلاق هذه النافذة. "
-                              "الثواني المتبقية حتى الإغلاق: #"],
+                              "This window will auto close in # seconds."],
         "CASB": ["notification Upload blocked by Cloud Access Policy.",
                  f"The file was not sent. {ROWS} الثواني المتبقية حتى الإغلاق: #", "موافق push button."],
         "last": ["موافق push button.", "notification Upload blocked by Cloud Access Policy.",
@@ -90,24 +90,28 @@ class ScreenReaderTest(NoticeTestCase):
             super().setUp()
         self.heard = self.quiet()
 
+    def utterances(self):
+        """All of them but those of the program in use."""
+        said = (" ".join(utterance.split()) for utterance in self.speaking.spoken())
+        return [utterance for utterance in said if utterance not in OF_THE_EDITOR]
+
     def quiet(self, seconds=1.5):
-        """How much was spoken when nothing more came for some time."""
+        """How many there were when nothing more came for some time."""
         heard, since = -1, 0
-        while heard != len(self.speaking.spoken()) or time.monotonic() - since < seconds:
-            if heard != len(self.speaking.spoken()):
-                heard, since = len(self.speaking.spoken()), time.monotonic()
+        while heard != len(self.utterances()) or time.monotonic() - since < seconds:
+            if heard != len(self.utterances()):
+                heard, since = len(self.utterances()), time.monotonic()
             pump(0.1)
         return heard
 
     def spoken(self, count):
         """What was spoken since the last look, once there are so many utterances, and no more come."""
         try:
-            wait_until(lambda: len(self.speaking.spoken()) >= self.heard + count, "", 25)
+            wait_until(lambda: len(self.utterances()) >= self.heard + count, "", 15)
         except AssertionError:
             pass  # the comparison says what is missing
         before, self.heard = self.heard, self.quiet()
-        said = [" ".join(utterance.split()) for utterance in self.speaking.spoken()[before:self.heard]]
-        return [utterance for utterance in said if utterance not in OF_THE_EDITOR]
+        return self.utterances()[before:self.heard]
 
     @staticmethod
     def without_seconds(utterances):
