@@ -36,7 +36,8 @@ ROWS = "Activity: Upload Application: Example Drive URL: https://drive.example/x
 # What is said of the program in use, which has the keyboard before and after.
 OF_THE_EDITOR = ("Editor frame.", "text.")
 
-# Utterance for utterance; the re-authentication notice's countdown is deliberately not translated. # is a number of seconds, which a busy machine may say late.
+# Utterance for utterance; the re-authentication notice's countdown is deliberately not translated. # is a number of
+# seconds, which a busy machine may say late.
 WORDS = {
     "en": {
         "maintenance": ["notification Maintenance.", "The service will be unavailable."],
