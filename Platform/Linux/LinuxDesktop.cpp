@@ -207,7 +207,9 @@ void LinuxDesktop::willMap(QWindow *window, Keyboard keyboard) {
     x.setAtoms(id, "_NET_WM_STATE",
         { "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR",
             "_NET_WM_STATE_SKIP_PAGER" });
-    const bool isFocusedByType = !isManaged_ && keyboard == Keyboard::Take;
+    // What would get the keyboard without the input focus would only swallow the keys.
+    const bool isFocusedByType
+        = !isManaged_ && keyboard == Keyboard::Take && windowManager_ != WindowManager::TakesFocusBack;
     x.setAtoms(id, "_NET_WM_WINDOW_TYPE",
         isFocusedByType ? std::vector<std::string_view> { "_NET_WM_WINDOW_TYPE_NORMAL" }
                         : std::vector<std::string_view> { "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION",

@@ -25,6 +25,7 @@ INVISIBLE = dict(WebSocketAdminDisconnect=True)
 SWAY_KEEPS_FOCUS = "XWayland under sway takes the input focus back from a window that sway does not manage"
 IMPOSSIBLE = {
     ("sway", "test_casb_notice_takes_the_keyboard"): SWAY_KEEPS_FOCUS,
+    ("sway", "test_casb_notice_over_full_screen"): SWAY_KEEPS_FOCUS,
     ("sway", "test_click_gives_it_the_keyboard"): SWAY_KEEPS_FOCUS,
 }
 

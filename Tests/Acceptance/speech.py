@@ -11,6 +11,20 @@ from desktop import Desktop, wait_until  # noqa: E402
 
 SPEECH_CONFIGURATION = 'AddModule "dummy" "sd_dummy" ""\nDefaultModule dummy\n'
 
+# The screen reader is to write its log line by line.
+LINE_BY_LINE = """
+import builtins, functools
+plain_open = builtins.open
+
+@functools.wraps(plain_open)
+def open_for_lines(file, mode="r", buffering=-1, *rest, **more):
+    if mode == "w" and str(file).endswith("orca.log"):
+        buffering = 1
+    return plain_open(file, mode, buffering, *rest, **more)
+
+builtins.open = open_for_lines
+"""
+
 # A program with a text field, in which a user of the screen reader works.
 EDITOR = """
 import gi
@@ -44,8 +58,13 @@ class SpeakingDesktop(Desktop):
             file.write(SPEECH_CONFIGURATION)
         self.environment.update(GTK_MODULES="gail:atk-bridge", LANG="C.UTF-8")
         self.output = os.path.join(self.folder, "orca.log")
+        modules = os.path.join(self.folder, "modules")
+        os.mkdir(modules)
+        with open(os.path.join(modules, "sitecustomize.py"), "w", encoding="utf-8") as file:
+            file.write(LINE_BY_LINE)
         self._start_program(sys.executable, "-c", EDITOR)
         wait_until(lambda: self.screen.active_window(), "the program in use has its window")
+        self.environment["PYTHONPATH"] = modules
         self._start_program("orca", f"--debug-file={self.output}", "--replace")
         wait_until(lambda: "Editor frame." in self.spoken(), "the screen reader has begun to speak", 60, interval=0.1)
 
