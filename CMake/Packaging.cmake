@@ -107,7 +107,7 @@ manual(kit Tools/Gallery/gallery.1)
 
 # --- the documents, in the tree's own order so that their links hold -------------------------------
 
-install(FILES README.md ARCHITECTURE.md CONTRIBUTING.md SECURITY.md CHANGELOG.md
+install(FILES LICENSE README.md ARCHITECTURE.md CONTRIBUTING.md SECURITY.md CHANGELOG.md
     DESTINATION ${documents} COMPONENT documents)
 install(FILES ServiceTier/portalGatewayServiceTier.h DESTINATION ${documents}/ServiceTier COMPONENT documents)
 install(DIRECTORY docs DESTINATION ${documents} COMPONENT documents

@@ -79,8 +79,8 @@ class InstalledTest(unittest.TestCase):
                          if element.shown and element.text == text), None)
         return wait_until(found, f"the notice shows {text!r}", 30, interval=0.05)
 
-    def press_ok(self, agent):
-        self.desktop.accessibility.press(self.element(agent, "OK"))
+    def press(self, agent, button):
+        self.desktop.accessibility.press(self.element(agent, button))
 
     def assert_shows(self, text, *command):
         """The command ends well, and the real agent shows the text until OK ends it."""
@@ -89,13 +89,13 @@ class InstalledTest(unittest.TestCase):
         self.element(agent, text)
         output, errors = process.communicate(timeout=30)
         self.assertEqual((process.returncode, errors), (0, ""), output)
-        self.press_ok(agent)
+        self.press(agent, "OK")
         wait_until(lambda: not self.desktop.bus.process_of(AGENT_NAME), "the agent ends", 30)
 
     def assert_asks_for_sign_in(self, *command):
         """The command waits for the agent's answer, and says that it came."""
         process = self.begin(*command)
-        self.press_ok(self.agent())
+        self.press(self.agent(), "Sign in now")
         output, errors = process.communicate(timeout=30)
         self.assertEqual((process.returncode, output, errors), (0, "the user is to sign in now\n", ""))
         wait_until(lambda: not self.desktop.bus.process_of(AGENT_NAME), "the agent ends", 30)
