@@ -134,8 +134,8 @@ class SecondMessageTest(NoticeTestCase):
                 wait_until(lambda: not texts & set(agent.texts()) and agent.texts(),
                            f"the texts of the notice before step {step} of {walk} are gone")
             else:
-                agent.wait_text(self.TEXTS[kind])
-                self.assertEqual({self.TEXTS[kind]}, texts & set(agent.texts()))
+                wait_until(lambda: texts & set(agent.texts()) == {self.TEXTS[kind]},
+                           f"the text of step {step} of {walk} stands alone")
             window = window or agent.window()
             self.assertEqual(window, agent.window(), "the same window, always")
             self.assertEqual(1, len(agent.visible_windows()))
