@@ -4,6 +4,7 @@
 
 #include <QAbstractNativeEventFilter>
 #include <QGuiApplication>
+#include <QPointer>
 #include <QScreen>
 #include <QStringList>
 #include <QWindow>
@@ -30,6 +31,11 @@ QScreen *screenAtNative(const QPoint &point) {
             return screen;
     }
     return nullptr;
+}
+
+QPoint nativePlaceOf(const QWindow &window) {
+    const auto origin = window.screen()->geometry().topLeft();
+    return origin + (window.position() - origin) * window.devicePixelRatio();
 }
 
 /// How a window manager treats a notice.
@@ -91,6 +97,8 @@ private:
     std::function<void()> shown_;
     int pendingMarks_ = 0; ///< sent and not yet answered
     X11::Window window_ = X11::noWindow; ///< the notice's, once it was mapped
+    QPointer<QWindow> notice_; ///< the same
+    QPoint place_; ///< where it was mapped, in the display's pixels
 };
 
 void LinuxDesktop::prepare() {
@@ -215,6 +223,8 @@ void LinuxDesktop::willMap(QWindow *window, Keyboard keyboard) {
                         : std::vector<std::string_view> { "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION",
                             "_NET_WM_WINDOW_TYPE_NOTIFICATION" });
     mappedFor_ = keyboard;
+    notice_ = window;
+    place_ = nativePlaceOf(*window);
     if (std::exchange(window_, id) == X11::noWindow)
         QCoreApplication::instance()->installNativeEventFilter(this);
     x.takeFocusFromUserOnly(id);
@@ -287,6 +297,9 @@ bool LinuxDesktop::nativeEventFilter(const QByteArray &, void *message, qintptr 
     const auto *event = static_cast<const xcb_generic_event_t *>(message);
     if (x.isChangeOf(event, window_, X11::shownMark) && --pendingMarks_ == 0)
         shown_();
+    // A window manager that has not yet let go of a window when it is mapped as unmanaged takes it away late.
+    if (x.isTakenAway(event, window_) && !isManaged_ && notice_ && notice_->isVisible())
+        x.mapAt(window_, place_);
     // Some window managers mark every window that comes up without the keyboard, after it was mapped.
     constexpr auto demand = "_NET_WM_STATE_DEMANDS_ATTENTION";
     if (x.isChangeOf(event, window_, "_NET_WM_STATE") && isManaged_ && x.hasState(window_, demand))

@@ -225,6 +225,31 @@ void X11::request(
     flush();
 }
 
+bool X11::isTakenAway(const xcb_generic_event_t *event, Window window) const {
+    constexpr std::uint8_t sentFlag = 0x80;
+    switch (event->response_type & ~sentFlag) {
+    case XCB_UNMAP_NOTIFY: {
+        xcb_unmap_notify_event_t unmap {};
+        std::memcpy(&unmap, event, sizeof(unmap));
+        return unmap.window == window;
+    }
+    case XCB_REPARENT_NOTIFY: {
+        xcb_reparent_notify_event_t reparent {};
+        std::memcpy(&reparent, event, sizeof(reparent));
+        return reparent.window == window;
+    }
+    default:
+        return false;
+    }
+}
+
+void X11::mapAt(Window window, const QPoint &place) const {
+    const std::array values { static_cast<std::uint32_t>(place.x()), static_cast<std::uint32_t>(place.y()) };
+    xcb_configure_window(connection_, window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values.data());
+    xcb_map_window(connection_, window);
+    flush();
+}
+
 bool X11::isChangeOf(const xcb_generic_event_t *event, Window window, std::string_view property) const {
     constexpr std::uint8_t sentFlag = 0x80;
     if ((event->response_type & ~sentFlag) != XCB_PROPERTY_NOTIFY)

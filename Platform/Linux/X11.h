@@ -62,6 +62,9 @@ public:
     /// Asks the window manager to change something of a mapped window.
     void request(Window window, std::string_view message, std::initializer_list<std::uint32_t> values) const;
 
+    /// Whether the event says that the window was taken off the screen or moved to another parent.
+    bool isTakenAway(const xcb_generic_event_t *event, Window window) const;
+    void mapAt(Window window, const QPoint &place) const;
     bool isChangeOf(const xcb_generic_event_t *event, Window window, std::string_view property) const;
 
 private:
