@@ -63,13 +63,14 @@ void NoticePlacement::setCardSize(const QSize &size) {
         return;
     window_.setFixedSize(fitted);
     desktop_.setShadow(window_.windowHandle(), cardRect(), shadow_);
-    if (window_.isVisible())
-        dragged_ ? moveIntoScreen() : place();
+    if (!window_.isVisible())
+        return;
+    dragged_ ? moveIntoScreen() : place();
+    checkPlace();
 }
 
 void NoticePlacement::windowWillShow() {
     dragged_ ? moveIntoScreen() : place();
-    askedPlace_ = window_.pos();
 }
 
 void NoticePlacement::place() {
@@ -77,8 +78,9 @@ void NoticePlacement::place() {
         return;
     const auto area = screen_->availableGeometry();
     const auto card = cardRect();
-    window_.move(
+    askedPlace_ = QPoint(
         area.right() + 1 - screenMargin - card.width() - card.left(), area.top() + screenMargin - card.top());
+    window_.move(*askedPlace_);
 }
 
 // Grown over an edge of where the user put it, it moves back as far as it must.
@@ -91,6 +93,7 @@ void NoticePlacement::moveIntoScreen() {
         = [](int place, int first, int last) { return std::clamp(place, first, std::max(first, last)); };
     const QPoint inside(kept(card.x(), area.left(), area.right() + 1 - card.width()),
         kept(card.y(), area.top(), area.bottom() + 1 - card.height()));
+    askedPlace_.reset(); // the user's own place
     window_.move(window_.pos() + inside - card.topLeft());
 }
 
@@ -109,14 +112,18 @@ void NoticePlacement::windowWasExposed() {
         QMetaObject::invokeMethod(this, &NoticePlacement::checkPlace, Qt::QueuedConnection);
 }
 
+void NoticePlacement::windowHasSettled() {
+    checkPlace();
+    askedPlace_.reset();
+}
+
 // While a window manager takes the window over, Qt asks the display where it is, and may keep an answer that
 // was true for a moment only: dragged, the window would jump away, and a screen reader would look for it
 // elsewhere. Asked for once more the place comes out right, whatever the window manager makes of it.
 void NoticePlacement::checkPlace() {
-    const auto place = std::exchange(askedPlace_, std::nullopt);
     // On the window below: the widget may know better already.
-    if (place && window_.isVisible() && window_.windowHandle()->position() != *place)
-        window_.windowHandle()->setPosition(*place);
+    if (askedPlace_ && window_.isVisible() && window_.windowHandle()->position() != *askedPlace_)
+        window_.windowHandle()->setPosition(*askedPlace_);
 }
 
 void NoticePlacement::dragBegan() {

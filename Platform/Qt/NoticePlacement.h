@@ -35,6 +35,8 @@ public:
     /// Moves the window to where it is to appear.
     void windowWillShow();
     void windowWasExposed();
+    /// The window manager has had its time: the place is looked at once more, and then left alone.
+    void windowHasSettled();
 
     /// The user drags it, or lets the window manager do so: it stays where it is put until the screens
     /// change.
@@ -56,5 +58,5 @@ private:
     QPointer<QScreen> screen_;
     QMargins shadow_;
     bool dragged_ = false;
-    std::optional<QPoint> askedPlace_; ///< until the window is seen
+    std::optional<QPoint> askedPlace_; ///< until the window has settled
 };

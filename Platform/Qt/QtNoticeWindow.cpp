@@ -338,6 +338,7 @@ void QtNoticeWindow::wasShown() {
 void QtNoticeWindow::settle() {
     if (!isVisible())
         return;
+    placement_.windowHasSettled();
     setWindowIcon(contentView_ ? iconOf(*contentView_) : QIcon());
     desktop_.acceptKeyboard(windowHandle());
 }
