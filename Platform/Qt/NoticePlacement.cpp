@@ -58,6 +58,7 @@ QRect NoticePlacement::cardRect() const {
 }
 
 void NoticePlacement::setCardSize(const QSize &size) {
+    cardSize_ = size;
     const QSize fitted = size.grownBy(shadow_);
     if (window_.size() == fitted)
         return;
@@ -76,10 +77,10 @@ void NoticePlacement::windowWillShow() {
 void NoticePlacement::place() {
     if (!screen_)
         return;
+    // By the card's own size: a stale report of the display may shrink the window for a moment.
     const auto area = screen_->availableGeometry();
-    const auto card = cardRect();
-    askedPlace_ = QPoint(
-        area.right() + 1 - screenMargin - card.width() - card.left(), area.top() + screenMargin - card.top());
+    askedPlace_ = QPoint(area.right() + 1 - screenMargin - cardSize_.width() - shadow_.left(),
+        area.top() + screenMargin - shadow_.top());
     window_.move(*askedPlace_);
 }
 

@@ -57,6 +57,7 @@ private:
     Desktop &desktop_;
     QPointer<QScreen> screen_;
     QMargins shadow_;
+    QSize cardSize_;
     bool dragged_ = false;
     std::optional<QPoint> askedPlace_; ///< until the window has settled
 };
