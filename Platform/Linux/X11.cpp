@@ -128,6 +128,10 @@ QByteArray X11::nameOf(Window window) const {
         xcb_get_property_value_length(reply.get()) };
 }
 
+bool X11::isManaged(Window window) const {
+    return !values(window, "WM_STATE", XCB_ATOM_ANY).empty();
+}
+
 bool X11::hasState(Window window, std::string_view state) const {
     if (window == noWindow)
         return false;

@@ -159,6 +159,11 @@ class Bus:
             self.connection.call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                                           method, signature, arguments)
 
+    def uninstall(self, name):
+        os.remove(os.path.join(self._services, f"{name}.service"))
+        self.connection.call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                      "ReloadConfig", "", ())
+
     def process_of(self, name):
         """The process that owns a name, or None."""
         try:
