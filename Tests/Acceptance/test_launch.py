@@ -48,7 +48,7 @@ class LaunchTest(NoticeTestCase):
         bundle.image("own logo.png", png((0, 200, 0)))
         bundle.settings(AppLogo="own logo")
         agent = self.launch(bundle, environment={"LANG": "C"})
-        self.post(f"{bundle.log_folder_name}_socketMessageNotifier", WebSocketType=True, MaintenanceMessageKey="there")
+        self.post_to(agent, WebSocketType=True, MaintenanceMessageKey="there")
         agent.wait_text("there")
         self.assert_header_logo(agent, (0, 200, 0))
 

@@ -51,9 +51,8 @@ class PlaceTest(NoticeTestCase):
                     head=LONG, module=UNBROKEN, body=LONG, timeout="60",
                     rows=[(LONG, LONG), (UNBROKEN, UNBROKEN), (LONG, UNBROKEN)]))}.items():
             with self.subTest(name):
-                bundle = self.new_bundle()
-                agent = self.launch(bundle)
-                self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **message)
+                agent = self.launch(self.new_bundle())
+                self.post_to(agent, **message)
                 agent.wait_visible()
                 button = agent.ok_button()
                 self.assert_on_screen(agent)
