@@ -66,7 +66,7 @@ class LinuxDesktop final : public Desktop, private QAbstractNativeEventFilter {
 public:
     void prepare() override;
     void beginLoadingFonts() override;
-    void finishLoadingFonts() override;
+    bool finishLoadingFonts() override;
     QString fontFamilyFor(const QLocale &locale) const override { return LinuxFonts::familyFor(locale); }
     bool isPresent() const override;
     QString displayNames() const override;
@@ -88,7 +88,7 @@ private:
     bool nativeEventFilter(const QByteArray &kind, void *message, qintptr *) override;
     WindowManager windowManager(const X11 &x);
 
-    std::future<void> fontLoading_;
+    std::future<bool> fontLoading_;
     std::optional<X11::Window> windowManagerCheck_;
     WindowManager windowManager_ = WindowManager::CoversNotices;
     bool isManaged_ = true;
@@ -119,9 +119,8 @@ void LinuxDesktop::beginLoadingFonts() {
     fontLoading_ = std::async(std::launch::async | std::launch::deferred, LinuxFonts::load);
 }
 
-void LinuxDesktop::finishLoadingFonts() {
-    if (fontLoading_.valid())
-        fontLoading_.get();
+bool LinuxDesktop::finishLoadingFonts() {
+    return fontLoading_.get();
 }
 
 bool LinuxDesktop::isPresent() const {

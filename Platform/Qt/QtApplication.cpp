@@ -74,7 +74,8 @@ void QtApplication::openDesktop() {
     // A system that ends its applications by an event of its own ends this one in the ordinary way.
     QObject::connect(application_.get(), &QCoreApplication::aboutToQuit, [this] { endProcess(); });
     desktopIsOpen = true;
-    desktop_->finishLoadingFonts();
+    if (!desktop_->finishLoadingFonts())
+        reportError_(QStringLiteral("No font is installed: a notice shows boxes in the place of letters"));
     NoticeAccessibility::install();
     window_ = std::make_unique<QtNoticeWindow>(*desktop_);
 }

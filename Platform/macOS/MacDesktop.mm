@@ -23,7 +23,7 @@ public:
 
     // The system has its fonts at hand.
     void beginLoadingFonts() override { }
-    void finishLoadingFonts() override { }
+    bool finishLoadingFonts() override { return true; }
 
     // The system's fallback goes by the user's languages.
     QString fontFamilyFor(const QLocale &) const override { return {}; }
