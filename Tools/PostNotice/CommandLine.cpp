@@ -14,7 +14,6 @@ namespace {
 using NoticeClient::Value;
 
 constexpr CommandLine::Duration defaultReauthenticationWait = std::chrono::seconds(60);
-constexpr CommandLine::Duration defaultWait = std::chrono::seconds(10);
 constexpr double maxWait = 1'000'000; // seconds
 
 [[noreturn]] void fail(const std::string &line) {
