@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr LogSource logSource("Controllers/ConcurrentSessionVC");
+constexpr LogSource concurrentSessionLog("Controllers/ConcurrentSessionVC");
 
 } // namespace
 
@@ -26,17 +26,18 @@ void ConcurrentSessionVC::updateLabel() {
     constexpr auto function = "updateLabel()";
     const auto response = CustomAPPManager::optionalString(CustomAPPManager::webSocketResponse);
     if (!response) {
-        logSource.error(function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
+        concurrentSessionLog.error(
+            function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
         setWindowAlpha(*this, 0.0);
         return;
     }
     setWindowAlpha(*this, 1.0);
-    logSource.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
+    concurrentSessionLog.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
     const auto notice = parseSessionNotice(*response);
-    logSource.debug(function, QStringLiteral("Parsing websocket response: ") + *response);
+    concurrentSessionLog.debug(function, QStringLiteral("Parsing websocket response: ") + *response);
     headerTextLabel->setStringValue(notice.title);
     textMessageLabel->setStringValue(notice.body);
-    setLogoFromPayload(headerLogoImageView, logSource, function);
+    setLogoFromPayload(headerLogoImageView, concurrentSessionLog, function);
 }
 
 void ConcurrentSessionVC::applyNoticeStyle() {

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr LogSource logSource("Controllers/ViewController");
+constexpr LogSource viewControllerLog("Controllers/ViewController");
 
 constexpr std::int64_t secondsLeftAtRequest = 5;
 constexpr double okButtonTopWithoutActivity = 25.0;
@@ -25,7 +25,7 @@ QString statusDescription(std::optional<int> status) {
 }
 
 void logClosed(const ServiceTierResponse &response) {
-    logSource.debug("postUrlOnCloseActivity(url:)",
+    viewControllerLog.debug("postUrlOnCloseActivity(url:)",
         QStringLiteral("Close Activity ") + statusDescription(response.httpStatusCode));
 }
 
@@ -46,14 +46,15 @@ void ViewController::parseWebSocketResponse() {
     constexpr auto function = "parseWebSocketResponse()";
     const auto response = CustomAPPManager::optionalString(CustomAPPManager::webSocketResponse);
     if (!response) {
-        logSource.error(function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
+        viewControllerLog.error(
+            function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
         setWindowAlpha(*this, 0.0);
         return;
     }
     setWindowAlpha(*this, 1.0);
-    logSource.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
+    viewControllerLog.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
     updateNotificationWindow(*response);
-    setLogoFromPayload(headerLogoImageView, logSource, function);
+    setLogoFromPayload(headerLogoImageView, viewControllerLog, function);
 }
 
 void ViewController::updateNotificationWindow(const QString &xmlStr) {
@@ -66,7 +67,7 @@ void ViewController::updateNotificationWindow(const QString &xmlStr) {
 
 void ViewController::setupView(const SocketPayload &data) {
     fillLabels(data);
-    logSource.info("setupView(data:)",
+    viewControllerLog.info("setupView(data:)",
         QStringLiteral("Parsing successful, Creating Timer Instance to update Auto Close UI"));
     updateExpansionToolTips();
     collapseEmptyRows();
@@ -158,7 +159,7 @@ void ViewController::changeToolbarTitle() {
     styleOkButton(*okButton);
     if (auto *noticeWindow = window())
         noticeWindow->setTitlebarAppearsTransparent(true);
-    logSource.info("changeToolbarTitle()", QStringLiteral("Vendor is ") + CustomAPPManager::Vendor);
+    viewControllerLog.info("changeToolbarTitle()", QStringLiteral("Vendor is ") + CustomAPPManager::Vendor);
     services_.printLine(CustomAPPManager::Vendor);
     if (auto *noticeWindow = window())
         noticeWindow->setBackgroundColor(vendorWindowBackground());
@@ -176,7 +177,7 @@ void ViewController::closeWindowAndQuit() {
 
 void ViewController::postUrlOnCloseActivity(const QString &url) {
     // The blank before the comma is part of the text.
-    logSource.info("postUrlOnCloseActivity(url:)",
+    viewControllerLog.info("postUrlOnCloseActivity(url:)",
         QStringLiteral("Closing Active window , Calling Activity URL: ") + url);
     const auto client = services_.makeGatewayClient();
     if (!client)

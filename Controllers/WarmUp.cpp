@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr LogSource logSource("Controllers/WarmUp");
+constexpr LogSource warmUpLog("Controllers/WarmUp");
 
 using Steps = std::deque<RunLoop::Block>;
 
@@ -53,7 +53,7 @@ void warmUp(RunLoop &runLoop, const Bundle &mainBundle, const Storyboard &mainSt
         [&mainBundle] {
             const auto unreadable = Image::unreadableFormats();
             for (const auto &format : unreadable)
-                logSource.error(
+                warmUpLog.error(
                     "warmUp()", QStringLiteral("Nothing installed reads images of the format ") + format);
             constexpr QSize box(100, 28);
             if (const auto logo = Image::named(mainBundle, CustomAPPManager::AppLogo))

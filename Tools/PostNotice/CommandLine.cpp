@@ -181,7 +181,7 @@ constexpr std::array options {
         [](CommandLine &line, const Given &given) { line.bundleToStart = *given.value; } },
     Option { "--wait", Argument::Optional,
         [](CommandLine &line, const Given &given) {
-            line.wait = given.value ? given.duration() : defaultWait;
+            line.wait = given.value ? given.duration() : CommandLine::defaultWait;
         } },
     Option { "--wait-reauthentication", Argument::Optional,
         [](CommandLine &line, const Given &given) {

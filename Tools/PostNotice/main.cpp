@@ -37,7 +37,6 @@ using NoticeClient::Value;
 using Clock = std::chrono::steady_clock;
 using Duration = CommandLine::Duration;
 
-
 ExitStatus statusOf(ErrorCode code) {
     switch (code) {
     case ErrorCode::NotInstalled:
@@ -106,7 +105,8 @@ void enterSession(const CommandLine &line) {
 }
 
 Agent connect(const CommandLine &line, const Brand &brand) {
-    auto agent = Agent::connect(brand, std::clamp<Duration>(line.wait.value_or(CommandLine::defaultWait), 1s, 10s));
+    auto agent
+        = Agent::connect(brand, std::clamp<Duration>(line.wait.value_or(CommandLine::defaultWait), 1s, 10s));
     if (!agent && line.user)
         throw Failure(*line.user + " has no session: " + agent.error().message, ExitStatus::NoSession);
     check(agent, "no session bus: ");
