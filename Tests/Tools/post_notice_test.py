@@ -695,6 +695,19 @@ class PostNoticeTest(unittest.TestCase):
         self.assertEqual(self.run_command("--re-authenticate"), (0, f"posted {MESSAGE}\n", ""))
         self.bus.wait_until(lambda: self.noted(bundle, "heard"), "the next agent hears the message")
 
+    def test_a_message_to_an_agent_that_is_killed_goes_to_the_next(self):
+        killed = self.agent_here()
+        bundle = self.installed("stay")
+
+        def end_at_the_message(connection, message, incoming):
+            if incoming and message.get_member() == "Ping":
+                connection.close(None, None)
+                return None
+            return message
+        killed.add_filter(end_at_the_message)
+        self.assertEqual(self.run_command("--re-authenticate"), (0, f"posted {MESSAGE}\n", ""))
+        self.bus.wait_until(lambda: self.noted(bundle, "heard"), "the next agent hears the message")
+
     # --- starting the agent of a bundle, and waiting for one
 
     @staticmethod
