@@ -29,14 +29,6 @@ IMPOSSIBLE = {
     ("sway", "test_click_gives_it_the_keyboard"): SWAY_KEEPS_FOCUS,
 }
 
-# What a desktop answers now one way, now the other, for a reason not found: not asked.
-SWAY_LOSES_PRESSES = "under sway a press that follows at once on the pointer's arrival may do nothing; cause not found"
-NOT_ASKED = {
-    ("sway", "test_dragged"): SWAY_LOSES_PRESSES,
-    ("sway", "test_dragged_over_full_screen"): SWAY_LOSES_PRESSES,
-    ("sway", "test_closed_by_its_cross"): SWAY_LOSES_PRESSES,
-}
-
 
 class Questions(NoticeTestCase):
     """All of them. The subclasses name a desktop each."""
@@ -392,8 +384,6 @@ def class_name(session):
 for _session in SESSIONS:
     _members = {name: asked_in_vain(getattr(Questions, name), reason)
                 for (session, name), reason in IMPOSSIBLE.items() if session == _session}
-    _members.update({name: unittest.skip(reason)(getattr(Questions, name))
-                     for (session, name), reason in NOT_ASKED.items() if session == _session})
     globals()[class_name(_session)] = type(class_name(_session), (Questions,), {
         "__module__": __name__, "session_name": _session, **_members})
 del Questions

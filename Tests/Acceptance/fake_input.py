@@ -108,8 +108,11 @@ class VirtualDevices(Client):
         self.send(target, request, int(time.monotonic() * 1000) & 0xFFFFFFFF, *arguments)
 
     def move(self, x, y):
-        self.timed(POINTER, 1, x, y, *SCREEN)
-        self.send(POINTER, 4)
+        # By two motions, like a hand that arrives. XWayland keeps the relative motion by which the pointer left its
+        # windows, and adds it to the next event after the one that comes back: a press would land far away.
+        for left in (x - 1 if x else 1, x):
+            self.timed(POINTER, 1, left, y, *SCREEN)
+            self.send(POINTER, 4)
 
     def button(self, pressed):
         self.timed(POINTER, 2, LEFT_BUTTON, pressed)
