@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr LogSource logSource("Controllers/ViewController");
+constexpr LogSource viewControllerLog("Controllers/ViewController");
 
 constexpr std::int64_t secondsLeftAtRequest = 5;
 constexpr double okButtonTopWithoutActivity = 25.0;
@@ -23,14 +23,14 @@ QString statusDescription(std::optional<int> status) {
 }
 
 void logClosed(const ServiceTierResponse &response) {
-    logSource.debug("postUrlOnCloseActivity(url:)",
+    viewControllerLog.debug("postUrlOnCloseActivity(url:)",
         QStringLiteral("Close Activity ") + statusDescription(response.httpStatusCode));
 }
 
 } // namespace
 
 ViewController::ViewController(const NoticeServices &services)
-    : Notice("ViewController", logSource, services) { }
+    : Notice("ViewController", viewControllerLog, services) { }
 
 void ViewController::viewWillAppear() {
     NoticeController::viewWillAppear();
@@ -43,12 +43,13 @@ void ViewController::parseWebSocketResponse() {
     constexpr auto function = "parseWebSocketResponse()";
     const auto response = CustomAPPManager::optionalString(CustomAPPManager::webSocketResponse);
     if (!response) {
-        logSource.error(function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
+        viewControllerLog.error(
+            function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
         setWindowAlpha(0.0);
         return;
     }
     setWindowAlpha(1.0);
-    logSource.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
+    viewControllerLog.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
     updateNotificationWindow(*response);
     setLogoFromPayload(function);
 }
@@ -63,7 +64,7 @@ void ViewController::updateNotificationWindow(const QString &xmlStr) {
 
 void ViewController::setupView(const SocketPayload &data) {
     fillLabels(data);
-    logSource.info("setupView(data:)",
+    viewControllerLog.info("setupView(data:)",
         QStringLiteral("Parsing successful, Creating Timer Instance to update Auto Close UI"));
     updateExpansionToolTips();
     collapseEmptyRows();
@@ -153,7 +154,7 @@ void ViewController::changeToolbarTitle() {
     styleOkButton(*okButton);
     if (window())
         window()->setTitlebarAppearsTransparent(true);
-    logSource.info("changeToolbarTitle()", QStringLiteral("Vendor is ") + CustomAPPManager::Vendor);
+    viewControllerLog.info("changeToolbarTitle()", QStringLiteral("Vendor is ") + CustomAPPManager::Vendor);
     services_.printLine(CustomAPPManager::Vendor);
     if (window())
         window()->setBackgroundColor(vendorWindowBackground());
@@ -171,7 +172,7 @@ void ViewController::closeWindowAndQuit() {
 
 void ViewController::postUrlOnCloseActivity(const QString &url) {
     // The blank before the comma is part of the text.
-    logSource.info("postUrlOnCloseActivity(url:)",
+    viewControllerLog.info("postUrlOnCloseActivity(url:)",
         QStringLiteral("Closing Active window , Calling Activity URL: ") + url);
     const auto client = services_.makeGatewayClient();
     if (!client)

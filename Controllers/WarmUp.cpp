@@ -14,15 +14,14 @@
 
 namespace {
 
-constexpr LogSource logSource("Controllers/WarmUp");
+constexpr LogSource warmUpLog("Controllers/WarmUp");
 
 /// Takes a step in a later turn of the loop, unless a message came meanwhile, which has loaded all this.
 void whenIdle(RunLoop &runLoop, RunLoop::Block step) {
-    runLoop.scheduledTimer(
-        std::chrono::milliseconds::zero(), Repeats::No, [step = std::move(step)](Timer &) {
-            if (CustomAPPManager::payload.isEmpty())
-                step();
-        });
+    runLoop.scheduledTimer(std::chrono::milliseconds::zero(), Repeats::No, [step = std::move(step)](Timer &) {
+        if (CustomAPPManager::payload.isEmpty())
+            step();
+    });
 }
 
 // The notice with the most in it, drawn where nobody sees it.
@@ -39,7 +38,7 @@ void drawOneNotice(const Storyboard &storyboard) {
 void decodeLogo(const Bundle &mainBundle) {
     const auto unreadable = Image::unreadableFormats();
     for (const auto &format : unreadable)
-        logSource.error("warmUp()", QStringLiteral("Nothing installed reads images of the format ") + format);
+        warmUpLog.error("warmUp()", QStringLiteral("Nothing installed reads images of the format ") + format);
     constexpr QSize box(100, 28);
     if (const auto logo = Image::named(mainBundle, CustomAPPManager::AppLogo))
         logo->scaledToFit(box, 1);

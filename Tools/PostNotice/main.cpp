@@ -38,8 +38,6 @@ using NoticeClient::Value;
 using Clock = std::chrono::steady_clock;
 using Duration = CommandLine::Duration;
 
-constexpr Duration defaultWait = 10s;
-
 ExitStatus statusOf(ErrorCode code) {
     switch (code) {
     case ErrorCode::NotInstalled:
@@ -108,7 +106,8 @@ void enterSession(const CommandLine &line) {
 }
 
 Agent connect(const CommandLine &line, const Brand &brand) {
-    auto agent = Agent::connect(brand, std::clamp<Duration>(line.wait.value_or(defaultWait), 1s, 10s));
+    auto agent
+        = Agent::connect(brand, std::clamp<Duration>(line.wait.value_or(CommandLine::defaultWait), 1s, 10s));
     if (!agent && line.user)
         throw Failure(*line.user + " has no session: " + agent.error().message, ExitStatus::NoSession);
     check(agent, "no session bus: ");
@@ -121,7 +120,7 @@ public:
     Starter(const CommandLine &line, std::optional<std::string> bundle)
         : line_(line)
         , bundle_(std::move(bundle))
-        , timeout_(line.wait.value_or(defaultWait))
+        , timeout_(line.wait.value_or(CommandLine::defaultWait))
         , deadline_(Clock::now() + timeout_) { }
 
     bool isInTime() const { return Clock::now() < deadline_; }
