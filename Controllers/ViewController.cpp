@@ -1,14 +1,12 @@
 #include "Controllers/ViewController.h"
 
 #include "Controllers/Countdown.h"
-#include "Controllers/NoticeSteps.h"
 #include "Platform/Application.h"
 #include "Platform/NoticeWindow.h"
 #include "Platform/RunLoop.h"
 #include "Platform/Views/LayOutNow.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 #include "Support/CustomAPPManager.h"
-#include "Support/Logger.h"
 #include "Support/NoticeParser.h"
 
 #include <array>
@@ -32,12 +30,11 @@ void logClosed(const ServiceTierResponse &response) {
 } // namespace
 
 ViewController::ViewController(const NoticeServices &services)
-    : NoticeController("ViewController")
-    , services_(services) { }
+    : Notice("ViewController", viewControllerLog, services) { }
 
 void ViewController::viewWillAppear() {
     NoticeController::viewWillAppear();
-    setWindowAlphaFromPayload(*this);
+    setWindowAlphaFromPayload();
     changeToolbarTitle();
     parseWebSocketResponse();
 }
@@ -48,13 +45,13 @@ void ViewController::parseWebSocketResponse() {
     if (!response) {
         viewControllerLog.error(
             function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
-        setWindowAlpha(*this, 0.0);
+        setWindowAlpha(0.0);
         return;
     }
-    setWindowAlpha(*this, 1.0);
+    setWindowAlpha(1.0);
     viewControllerLog.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
     updateNotificationWindow(*response);
-    setLogoFromPayload(headerLogoImageView, viewControllerLog, function);
+    setLogoFromPayload(function);
 }
 
 void ViewController::updateNotificationWindow(const QString &xmlStr) {
@@ -100,9 +97,8 @@ void ViewController::fillLabels(const SocketPayload &data) {
     urlText->setStringValue(details.isEmpty() ? QString() : details.last());
 
     // Two blanks before the unit, deliberately; the label is hidden until the first tick sets it anew.
-    const auto &bundle = services_.mainBundle;
-    autoCloseLabel->setStringValue(localized(bundle, "This window will auto close in ")
-        + QString::number(data.timeout) + u' ' + u' ' + localized(bundle, "seconds"));
+    autoCloseLabel->setStringValue(localized("This window will auto close in ")
+        + QString::number(data.timeout) + u' ' + u' ' + localized("seconds"));
     autoCloseSeconds = data.timeout;
 }
 
@@ -149,20 +145,19 @@ void ViewController::startCountdown(const SocketPayload &data) {
 }
 
 QString ViewController::countdownText(std::int64_t secondsLeft) const {
-    const auto &bundle = services_.mainBundle;
-    return localized(bundle, "This window will auto close in") + u' ' + QString::number(secondsLeft) + u' '
-        + localized(bundle, "seconds");
+    return localized("This window will auto close in") + u' ' + QString::number(secondsLeft) + u' '
+        + localized("seconds");
 }
 
 void ViewController::changeToolbarTitle() {
-    brandHeader(*this, services_.mainBundle, headerLogoImageView, headerView);
+    brandHeader();
     styleOkButton(*okButton);
-    if (auto *noticeWindow = window())
-        noticeWindow->setTitlebarAppearsTransparent(true);
+    if (window())
+        window()->setTitlebarAppearsTransparent(true);
     viewControllerLog.info("changeToolbarTitle()", QStringLiteral("Vendor is ") + CustomAPPManager::Vendor);
     services_.printLine(CustomAPPManager::Vendor);
-    if (auto *noticeWindow = window())
-        noticeWindow->setBackgroundColor(vendorWindowBackground());
+    if (window())
+        window()->setBackgroundColor(vendorWindowBackground());
 }
 
 void ViewController::okAction() {
@@ -170,9 +165,9 @@ void ViewController::okAction() {
 }
 
 void ViewController::closeWindowAndQuit() {
-    setWindowAlpha(*this, 0.0);
+    setWindowAlpha(0.0);
     postUrlOnCloseActivity(closeActivityUrl);
-    terminateAfterDelay(*this, services_);
+    terminateAfterDelay();
 }
 
 void ViewController::postUrlOnCloseActivity(const QString &url) {

@@ -23,6 +23,7 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -180,12 +181,20 @@ void post(const CommandLine &line) {
     if (line.waitForReauthentication)
         check(agent.observeReauthentication());
     const Starter starter(line, bundle);
+    auto isOld = agent.isListening();
+    check(isOld);
     Result<void> posted;
+    // An agent that was about to end did not take it, and one that was there before may have been killed: the
+    // next one will.
+    const auto isForTheNext = [&] {
+        return !posted && starter.isInTime()
+            && (posted.error().code == ErrorCode::NotListening
+                || (posted.error().code == ErrorCode::AgentEnded && std::exchange(*isOld, false)));
+    };
     do {
         starter.ensureListening(agent);
         posted = agent.post(message);
-        // An agent that was about to end did not take it; the next one will.
-    } while (!posted && posted.error().code == ErrorCode::NotListening && starter.isInTime());
+    } while (isForTheNext());
     check(posted);
     show(line, "posted " + brand.messageName());
     if (line.waitForReauthentication)
