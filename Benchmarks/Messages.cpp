@@ -25,24 +25,35 @@ void appendEntry(DBusMessageIter *dictionary, const char *key, const char *type,
     });
 }
 
-const char *const body
-    = "Your organisation does not allow files to be uploaded to personal storage. The file "
-      "was not sent. Ask your administrator if you need access.";
+struct Texts {
+    const char *language;
+    const char *module;
+    const char *head;
+    const char *body;
+    const char *activity;
+};
 
-std::string document(const std::string &more) {
-    return std::string(
-               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<zelvik-secure-access>\n  <notifications>\n"
-               "    <module>Cloud Access Policy</module>\n    <head>Upload blocked</head>\n    <body>")
-        + body + "</body>\n" + more + "  </notifications>\n</zelvik-secure-access>\n";
+constexpr Texts english { "en", "Cloud Access Policy", "Upload blocked",
+    "Your organisation does not allow files to be uploaded to personal storage. The file was not sent. Ask "
+    "your administrator if you need access.",
+    "Upload" };
+constexpr Texts arabic { "ar", "سياسة الوصول إلى السحابة", "تم حظر التحميل",
+    "لا تسمح مؤسستك بتحميل الملفات إلى وحدات التخزين الشخصية. لم يتم إرسال الملف. اطلب من المسؤول منحك حق "
+    "الوصول إذا كنت بحاجة إليه.",
+    "تحميل" };
+
+std::string rowsAndCountdown(const Texts &texts) {
+    return std::string("<timeout>60</timeout><metadata><md><name>Activity</name><val>") + texts.activity
+        + "</val></md><md><name>Application</name><val>Example Drive</val></md><md><name>URL</name>"
+          "<val>https://drive.example.com/upload/session?id=8f2c41d7</val></md></metadata>"
+          "<url><ok>http://127.0.0.1:9/closed</ok></url>";
 }
 
-std::string rowsAndCountdown(int seconds) {
-    return "    <timeout>" + std::to_string(seconds)
-        + "</timeout>\n    <metadata>\n"
-          "      <md><name>Activity</name><val>Upload</val></md>\n"
-          "      <md><name>Application</name><val>Example Drive</val></md>\n"
-          "      <md><name>URL</name><val>https://drive.example.com/upload/session?id=8f2c41d7</val></md>\n"
-          "    </metadata>\n    <url><ok>http://127.0.0.1:9/closed</ok></url>\n";
+std::string document(const Texts &texts, const std::string &more) {
+    return std::string(
+               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<zelvik-secure-access><notifications><module>")
+        + texts.module + "</module><head>" + texts.head + "</head><body>" + texts.body + "</body>" + more
+        + "</notifications></zelvik-secure-access>\n";
 }
 
 template <class Fill>
@@ -57,39 +68,16 @@ Message posted(const Fill &fillUserInfo) {
     return message;
 }
 
-Message casb(const std::string &response, const std::string &logo = {}) {
-    return posted([&response, &logo](DBusMessageIter *userInfo) {
+Message notice(const Texts &texts, const std::string &more) {
+    return posted([&texts, &more](DBusMessageIter *userInfo) {
         appendEntry(userInfo, "webSocketResponse", DBUS_TYPE_STRING_AS_STRING,
-            [&response](DBusMessageIter *value) { appendText(value, response); });
+            [&](DBusMessageIter *value) { appendText(value, document(texts, more)); });
         appendEntry(userInfo, "webSocketappLanguageKey", DBUS_TYPE_STRING_AS_STRING,
-            [](DBusMessageIter *value) { appendText(value, "en"); });
-        if (logo.empty())
-            return;
-        appendEntry(userInfo, "HeaderLogoImage", "ay", [&logo](DBusMessageIter *value) {
-            appendContainer(value, DBUS_TYPE_ARRAY, "y", [&logo](DBusMessageIter *array) {
-                const char *bytes = logo.data();
-                dbus_message_iter_append_fixed_array(
-                    array, DBUS_TYPE_BYTE, &bytes, static_cast<int>(logo.size()));
-            });
-        });
+            [&](DBusMessageIter *value) { appendText(value, texts.language); });
     });
 }
 
-} // namespace
-
-Message Messages::notice(int seconds) {
-    return casb(document(rowsAndCountdown(seconds)));
-}
-
-Message Messages::noticeWithoutCountdown() {
-    return casb(document({}));
-}
-
-Message Messages::noticeWithLogo(std::size_t bytes) {
-    return casb(document({}), std::string(bytes, 'x'));
-}
-
-Message Messages::hiddenNotice() {
+Message hidingMessage() {
     return posted([](DBusMessageIter *userInfo) {
         appendEntry(
             userInfo, "WebSocketAdminDisconnect", DBUS_TYPE_BOOLEAN_AS_STRING, [](DBusMessageIter *value) {
@@ -99,10 +87,15 @@ Message Messages::hiddenNotice() {
     });
 }
 
-Message Messages::notification() {
-    Message message(dbus_message_new_method_call("org.freedesktop.Notifications",
-        "/org/freedesktop/Notifications", "org.freedesktop.Notifications", "Notify"));
+Message notificationCall(const char *interface, const char *method) {
+    Message message(dbus_message_new_method_call(
+        "org.freedesktop.Notifications", "/org/freedesktop/Notifications", interface, method));
     dbus_message_set_no_reply(message.get(), TRUE);
+    return message;
+}
+
+Message notification() {
+    auto message = notificationCall("org.freedesktop.Notifications", "Notify");
     DBusMessageIter arguments;
     dbus_message_iter_init_append(message.get(), &arguments);
     const dbus_uint32_t replacesNone = 0;
@@ -111,28 +104,27 @@ Message Messages::notification() {
     dbus_message_iter_append_basic(&arguments, DBUS_TYPE_UINT32, &replacesNone);
     appendText(&arguments, {});
     appendText(&arguments, "Upload blocked by Cloud Access Policy");
-    appendText(&arguments, body);
+    appendText(&arguments, english.body);
     appendContainer(&arguments, DBUS_TYPE_ARRAY, "s", [](DBusMessageIter *) {});
     appendContainer(&arguments, DBUS_TYPE_ARRAY, "{sv}", [](DBusMessageIter *) {});
     dbus_message_iter_append_basic(&arguments, DBUS_TYPE_INT32, &staysUntilClosed);
     return message;
 }
 
-Message Messages::closeNotifications() {
-    Message message(dbus_message_new_method_call("org.freedesktop.Notifications",
-        "/org/freedesktop/Notifications", "org.dunstproject.cmd0", "NotificationCloseAll"));
-    dbus_message_set_no_reply(message.get(), TRUE);
-    return message;
-}
+} // namespace
 
 Message Messages::named(const std::string &name) {
     if (name == "notice")
-        return notice();
+        return notice(english, rowsAndCountdown(english));
+    if (name == "arabic")
+        return notice(arabic, rowsAndCountdown(arabic));
+    if (name == "plain")
+        return notice(english, {});
     if (name == "hide")
-        return hiddenNotice();
+        return hidingMessage();
     if (name == "notification")
         return notification();
     if (name == "close-notifications")
-        return closeNotifications();
+        return notificationCall("org.dunstproject.cmd0", "NotificationCloseAll");
     return nullptr;
 }

@@ -1,16 +1,13 @@
-// Watches a program from outside and says, in milliseconds, how long it takes to do what others see of it.
-// The time is taken when the X server or the bus reports an event, never by the program that is watched.
+// Measures a program from outside, in milliseconds: the time is taken when the X server or the bus reports an
+// event, never by the program.
 //
 //   Observer [OPTION]... -- COMMAND [ARGUMENT]...
 //
 //   --name NAME          waits for that name on the session bus: "exec_to_name"
 //   --post-at-name NAME  posts that message as soon as the name is owned, as a waiting client does
 //   --window             waits for the first top-level window: "exec_to_mapped"
-//   --rounds COUNT       then, after each pause, posts with --post and waits for the window: "mapped", for
-//   its
-//                        colours: "pixel"; takes it off the screen with --hide
-//   --post COMMAND       prints the moment of posting, see Post.cpp
-//   --hide COMMAND
+//   --rounds COUNT       then, after each pause, posts the message of --post and waits until every --pixel is
+//                        right: "pixel"; takes the window off the screen with the message of --hide
 //   --pixel X,Y,RRGGBB   a colour expected there in the window; negative numbers count from the far edges
 //   --pause SECONDS      so that what the program does while idle is done
 //   --memory             at the end, after a pause: "pss" in KiB
@@ -31,7 +28,6 @@
 
 #include <array>
 #include <chrono>
-#include <cinttypes>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -41,7 +37,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -100,6 +95,11 @@ public:
         if (!version)
             throw Failure("the display does not report damage");
         firstDamageEvent_ = xcb_get_extension_data(connection_, &xcb_damage_id)->first_event;
+        const std::string name = "_GTK_FRAME_EXTENTS";
+        const ReplyPointer<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(connection_,
+            xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data()), nullptr));
+        if (atom)
+            frameExtents_ = atom->atom;
         xcb_flush(connection_);
     }
     ~Screen() { xcb_disconnect(connection_); }
@@ -111,7 +111,7 @@ public:
     Clock::time_point mappedAt() const { return mappedAt_; }
     std::optional<Clock::time_point> paintedAt() const { return paintedAt_; }
 
-    /// Has every drawing on the screen reported, from now on.
+    /// Requests reports of all drawing on the screen.
     void watchFor(std::vector<ExpectedColor> colors) {
         colors_ = std::move(colors);
         const auto damage = xcb_generate_id(connection_);
@@ -120,11 +120,17 @@ public:
     }
 
     void handleEvents() {
-        bool drawn = false;
-        while (const ReplyPointer<xcb_generic_event_t> event { xcb_poll_for_event(connection_) })
-            drawn = handle(*event) || drawn;
-        if (drawn && hasWindow() && !paintedAt_ && !colors_.empty() && showsColors())
-            paintedAt_ = Clock::now();
+        // The answers of the X server bring events with them, which no descriptor announces again.
+        for (bool came = true; came;) {
+            came = false;
+            bool drawn = false;
+            while (const ReplyPointer<xcb_generic_event_t> event { xcb_poll_for_event(connection_) }) {
+                came = true;
+                drawn = handle(*event) || drawn;
+            }
+            if (drawn && hasWindow() && !paintedAt_ && !colors_.empty() && showsColors())
+                paintedAt_ = Clock::now();
+        }
     }
 
 private:
@@ -166,14 +172,41 @@ private:
         paintedAt_.reset();
     }
 
-    bool showsColors() const {
+    /// The margin of a shadow around the window: left, top, both sides, top and bottom. Of the window itself
+    /// or of the one that a window manager has put into its frame.
+    Geometry marginOf(xcb_window_t top) const {
+        const ReplyPointer<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(connection_, xcb_query_tree(connection_, top), nullptr));
+        std::vector<xcb_window_t> windows { top };
+        if (tree)
+            windows.insert(windows.end(), xcb_query_tree_children(tree.get()),
+                xcb_query_tree_children(tree.get()) + xcb_query_tree_children_length(tree.get()));
+        for (const auto window : windows) {
+            const ReplyPointer<xcb_get_property_reply_t> property(xcb_get_property_reply(connection_,
+                xcb_get_property(connection_, 0, window, frameExtents_, XCB_ATOM_CARDINAL, 0, 4), nullptr));
+            if (!property || xcb_get_property_value_length(property.get()) != 16)
+                continue;
+            const auto *extents = static_cast<const std::uint32_t *>(xcb_get_property_value(property.get()));
+            const auto left = static_cast<int>(extents[0]);
+            const auto upper = static_cast<int>(extents[2]);
+            return { left, upper, left + static_cast<int>(extents[1]), upper + static_cast<int>(extents[3]) };
+        }
+        return {};
+    }
+
+    bool showsColors() {
         const auto &geometry = geometries_.at(window_);
+        const auto margin = margin_ ? *margin_ : marginOf(window_);
+        const auto inside = [](int position, int size, int before, int both) {
+            return before + (position < 0 ? size - both + position : position);
+        };
         for (const auto &expected : colors_) {
-            const int x = geometry.x + (expected.x < 0 ? geometry.width + expected.x : expected.x);
-            const int y = geometry.y + (expected.y < 0 ? geometry.height + expected.y : expected.y);
+            const int x = geometry.x + inside(expected.x, geometry.width, margin.x, margin.width);
+            const int y = geometry.y + inside(expected.y, geometry.height, margin.y, margin.height);
             if (colorAt(x, y) != expected.color)
                 return false;
         }
+        margin_ = margin;
         return true;
     }
 
@@ -191,6 +224,8 @@ private:
     xcb_connection_t *connection_;
     xcb_window_t root_ = XCB_WINDOW_NONE;
     int firstDamageEvent_ = 0;
+    xcb_atom_t frameExtents_ = XCB_ATOM_NONE;
+    std::optional<Geometry> margin_; ///< known as soon as a notice was right
     std::map<xcb_window_t, Geometry> geometries_;
     std::vector<ExpectedColor> colors_;
     xcb_window_t window_ = XCB_WINDOW_NONE;
@@ -230,8 +265,11 @@ public:
         }
     }
 
-    void send(DBusMessage *message) {
-        dbus_connection_send(connection_, message, nullptr);
+    void post(const std::string &name) {
+        const auto message = Messages::named(name);
+        if (!message)
+            throw Failure("there is no message " + name);
+        dbus_connection_send(connection_, message.get(), nullptr);
         dbus_connection_flush(connection_);
     }
 
@@ -286,30 +324,6 @@ public:
 private:
     pid_t process_ = 0;
     Clock::time_point startedAt_;
-};
-
-/// A command that runs beside and prints when it did what it is for.
-class Command {
-public:
-    explicit Command(const std::string &line)
-        : output_(popen(line.c_str(), "re")) { }
-    ~Command() {
-        if (output_)
-            pclose(output_);
-    }
-    Command(const Command &) = delete;
-    Command &operator=(const Command &) = delete;
-
-    /// Waits for it.
-    Clock::time_point printedTime() const {
-        std::int64_t nanoseconds = 0;
-        if (!output_ || std::fscanf(output_, "%" SCNd64, &nanoseconds) != 1)
-            throw Failure("the posting command failed");
-        return Clock::time_point(std::chrono::nanoseconds(nanoseconds));
-    }
-
-private:
-    FILE *output_;
 };
 
 struct Options {
@@ -380,39 +394,32 @@ public:
             print("exec_to_name", milliseconds(*bus_->ownedAt() - program.startedAt()));
         }
         if (!options_.messageAtName.empty())
-            bus_->send(Messages::named(options_.messageAtName).get());
+            bus_->post(options_.messageAtName);
         if (options_.window) {
             wait("the window", [this] { return screen_.hasWindow(); });
             print("exec_to_mapped", milliseconds(screen_.mappedAt() - program.startedAt()));
         }
+        std::string pixel;
         for (int round = 0; round < options_.rounds; ++round)
-            postOnce();
+            postOnce(pixel);
+        if (!pixel.empty())
+            print("pixel", '[' + pixel + ']');
         if (options_.memory) {
             std::this_thread::sleep_for(options_.pause);
             print("pss", static_cast<double>(program.proportionalMemory()));
         }
-        std::cout << "{" << figures_.str();
-        printList("mapped", mapped_);
-        printList("pixel", pixel_);
-        std::cout << "}" << std::endl;
+        std::cout << '{' << figures_ << '}' << std::endl;
     }
 
 private:
-    void postOnce() {
+    void postOnce(std::string &pixel) {
         std::this_thread::sleep_for(options_.pause);
-        // Not waited for: the window may be there before the command has ended.
-        const Command post(options_.post);
-        wait("the window", [this] { return screen_.hasWindow(); });
-        if (!options_.colors.empty())
-            wait("the colours", [this] { return screen_.paintedAt().has_value(); });
-        const auto postedAt = post.printedTime();
-        mapped_.push_back(milliseconds(screen_.mappedAt() - postedAt));
-        if (!options_.colors.empty())
-            pixel_.push_back(milliseconds(*screen_.paintedAt() - postedAt));
-        if (options_.hide.empty())
-            return;
+        const auto postedAt = Clock::now();
+        bus_->post(options_.post);
+        wait("the colours", [this] { return screen_.hasWindow() && screen_.paintedAt(); });
+        pixel += (pixel.empty() ? "" : ", ") + std::to_string(milliseconds(*screen_.paintedAt() - postedAt));
         std::this_thread::sleep_for(options_.pause);
-        [[maybe_unused]] const auto hidden = Command(options_.hide).printedTime();
+        bus_->post(options_.hide);
         wait("the window's going", [this] { return !screen_.hasWindow(); });
     }
 
@@ -432,31 +439,15 @@ private:
         }
     }
 
-    void print(const char *figure, double value) {
-        if (figures_.tellp() > 0)
-            figures_ << ", ";
-        figures_ << '"' << figure << "\": " << value;
+    void print(const std::string &figure, const std::string &value) {
+        figures_ += (figures_.empty() ? "\"" : ", \"") + figure + "\": " + value;
     }
-
-    void printList(const char *figure, const std::vector<double> &values) {
-        if (values.empty())
-            return;
-        const char *separator = "";
-        std::cout << (figures_.tellp() > 0 || values.data() != mapped_.data() ? ", " : "") << '"' << figure
-                  << "\": [";
-        for (const double value : values) {
-            std::cout << separator << value;
-            separator = ", ";
-        }
-        std::cout << ']';
-    }
+    void print(const std::string &figure, double value) { print(figure, std::to_string(value)); }
 
     Options options_;
     Screen screen_;
     std::optional<Bus> bus_;
-    std::ostringstream figures_;
-    std::vector<double> mapped_;
-    std::vector<double> pixel_;
+    std::string figures_;
 };
 
 } // namespace

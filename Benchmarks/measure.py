@@ -1,19 +1,18 @@
 #!/usr/bin/python3
-"""Runs every benchmark, prints the table and writes the single figures as JSON.
+"""Measures the rows that are asked for, prints one table and writes the single figures as JSON.
 
-Started by Scripts/bench, which makes the bus and the screen. A figure is the median of all
-runs; the runs of the agent and of its peers take turns, so that whatever else the machine
-does meanwhile is the same for all. The first turn, which fills the system's caches, does
-not count.
+Started by Scripts/bench, which makes the bus and the screen. The agent and its peers take
+turns. The first turn, which fills the system's caches, does not count. The processors are
+watched between the turns, while nothing of this runs.
 """
 
 import argparse
+import contextlib
 import datetime
 import itertools
 import json
 import math
 import os
-import platform
 import plistlib
 import re
 import shutil
@@ -23,215 +22,314 @@ import time
 from pathlib import Path
 from statistics import median
 
+from Xlib import X, display, error
+
 NAME = "com.tevanic.NoticeAgent"
 TEXT = "The file was not sent. Ask your administrator if you need access."
+BARE = "a bare Qt window"
 PEERS = {
     "yad": ["yad", "--title=Notice", f"--text={TEXT}", "--button=OK"],
     "kdialog": ["kdialog", "--title", "Notice", "--msgbox", TEXT],
     "zenity": ["zenity", "--info", "--title=Notice", f"--text={TEXT}"],
 }
-NOTICE_HEADER = "10,58,1E2234"
-NOTICE_BODY = "10,110,FFFFFF"
-NOTIFICATION_GROUND = "4,4,2A292F"
-LATER_MESSAGES = 4
+PICOM = ["picom", "--backend", "xrender", "--config", "/dev/null"]
+XFWM4 = ["xfwm4", "--compositor=on", "--vblank=off"]
+NOTICE_PIXELS = ["--pixel", "10,40,1E2234", "--pixel", "10,-12,FFFFFF"]
+FRAME_OF_60_HZ = 16.7
+LATER_TURNS = 4
+SESSIONS = 30
 COUNTDOWN_SECONDS = 30
 # A second's tick may fall just inside or outside of the time that is watched.
 WAKE_UPS_A_SECOND = 1.05
 FLAT = 1.02
 LINEAR_EXPONENT = 1.1
+# The share of the processors that other programs may use, and how long it may be more.
+QUIET = 0.1
+SECONDS_FOR_QUIET = 60
 
 
-def load():
-    return Path("/proc/loadavg").read_text().split()[:3]
+class Failure(Exception):
+    """What the observer says of a program."""
 
 
 def say(text):
     print(text, file=sys.stderr, flush=True)
 
 
+def load():
+    return " ".join(Path("/proc/loadavg").read_text().split()[:3])
+
+
+def busy_share(seconds):
+    def ticks():
+        user, nice, system, idle, waiting, *more = map(int, Path("/proc/stat").read_text().split("\n", 1)[0].split()[1:])
+        return user + nice + system + sum(more[:3]), idle + waiting
+
+    busy, idle = ticks()
+    time.sleep(seconds)
+    busy, idle = (after - before for after, before in zip(ticks(), (busy, idle)))
+    return busy / max(busy + idle, 1)
+
+
+def wait_until(condition, what, seconds=20):
+    deadline = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > deadline:
+            sys.exit(f"measure.py: {what} did not come")
+        time.sleep(0.02)
+
+
+def percentile(values, percent):
+    return sorted(values)[math.ceil(len(values) * percent / 100) - 1]
+
+
 class Row:
-    """One line of the table: a figure of ours, what it is held against, and the most it may be."""
+    """One line of the table. With a peer the limit is one of the ratio, else of the figure; there may be none."""
 
-    def __init__(self, figure, unit, ours, peer=None, theirs=None, target=None, note=""):
-        self.figure, self.unit, self.ours, self.note = figure, unit, list(ours), note
-        self.peer, self.theirs, self.target = peer, list(theirs or []), target
-
-    @property
-    def ratio(self):
-        return median(self.ours) / median(self.theirs) if self.theirs else None
-
-    @property
-    def value(self):
-        return self.ratio if self.theirs else median(self.ours)
-
-    @property
-    def met(self):
-        return self.value <= self.target
+    def __init__(self, figure, unit, ours, peer="", theirs=(), limit=None, of=median):
+        self.figure, self.unit, self.ours, self.of = figure, unit, list(ours), of
+        self.peer, self.theirs, self.limit = peer, list(theirs), limit
+        self.ratio = of(self.ours) / median(self.theirs) if self.theirs else None
 
     def cells(self):
-        def spread(values):
-            if not values:
-                return ""
-            if len(values) == 1:
-                return f"{values[0]:.4g} {self.unit}"
-            return f"{median(values):.4g} ({min(values):.4g} to {max(values):.4g}) {self.unit}"
+        def number(value):
+            return f"{value:.4g}" if value < 10_000 else f"{value:,.0f}"
 
-        factor = "x" if self.theirs else f" {self.unit}"
-        return [self.figure, spread(self.ours), self.peer or "",
-                spread(self.theirs), f"{self.ratio:.2f}x" if self.theirs else "",
-                f"{self.target:g}{factor}".rstrip(), "met" if self.met else "NOT MET"]
+        def spread(values, of):
+            if len(values) < 2:
+                return f"{number(values[0])} {self.unit}".strip() if values else ""
+            return f"{number(of(values))} {self.unit} ({number(min(values))} to {number(max(values))})"
 
-    def record(self):
-        return {"figure": self.figure, "unit": self.unit, "ours": self.ours, "peer": self.peer,
-                "theirs": self.theirs, "ratio": self.ratio, "target": self.target, "met": self.met,
-                "note": self.note}
+        value = self.of(self.ours) if self.ratio is None else self.ratio
+        return [self.figure, spread(self.ours, self.of), self.peer, spread(self.theirs, median),
+                "" if self.ratio is None else f"{self.ratio:.2f}", "" if self.limit is None else f"{self.limit:g}",
+                "" if self.limit is None else "met" if value <= self.limit else "NOT MET"]
 
 
 class Bench:
     def __init__(self, arguments):
         self.build = Path(arguments.build)
         self.scratch = Path(arguments.scratch)
-        self.runs = arguments.runs
-        self.messages = arguments.messages
+        self.runs, self.later_messages = (1, 4) if arguments.trial else (arguments.runs, 200)
+        self.messages = 2000 if arguments.trial else 100_000
+        self.trial = arguments.trial
         self.tools = self.build / "Benchmarks"
         self.bundle = self.build / "NoticeAgent.app"
-        self.agent = [str(self.bundle / "Contents/Linux/NoticeAgent")]
-        self.bare = [str(self.tools / "BareWindow")]
-        self.dunst = ["dunst", "-conf", str(Path(__file__).parent / "dunstrc")]
+        self.agent = [self.bundle / "Contents/Linux/NoticeAgent"]
+        self.bare = [self.tools / "BareWindow"]
+        self.peers = {peer: command for peer, command in PEERS.items() if shutil.which(peer)}
         self.rows = []
-        self.skipped = []
 
-    # --- what runs --------------------------------------------------------------------------------
+    def row(self, *arguments, **named):
+        self.rows.append(Row(*arguments, **named))
 
-    def has(self, program):
-        if shutil.which(program):
-            return True
-        word = f"{program} is not installed and cannot be; what is held against it is left out"
-        if word not in self.skipped:
-            self.skipped.append(word)
-        return False
+    def expect_quiet(self):
+        if self.trial:
+            return
+        deadline = time.monotonic() + SECONDS_FOR_QUIET
+        while (share := busy_share(0.25)) > QUIET:
+            if time.monotonic() > deadline:
+                sys.exit(f"measure.py: no figures: other programs use {share:.0%} of the processors, and at most "
+                         f"{QUIET:.0%} is quiet; load {load()}")
 
-    def observe(self, options, command):
-        done = subprocess.run([str(self.tools / "Observer"), *options, "--", *command],
+    def observe(self, command, *options, **environment):
+        done = subprocess.run([self.tools / "Observer", *options, "--", *command], env={**os.environ, **environment},
                               capture_output=True, text=True, check=False)
         if done.returncode != 0:
-            sys.exit(f"measure.py: {' '.join(command[:1])}: {done.stderr.strip()}")
+            raise Failure(done.stderr.strip())
         return json.loads(done.stdout)
 
-    def take_turns(self, title, takers):
-        """Each taker returns its figures; gives {taker: {figure: [values]}}."""
-        collected = {name: {} for name in takers}
-        for turn in range(self.runs + 1):
-            say(f"{title}: {turn} of {self.runs}" if turn else f"{title}: once to begin with")
+    def take_turns(self, title, takers, turns=None):
+        """Each taker returns a figure, or a list of them; gives {taker: [figure...]}."""
+        turns = turns or self.runs
+        collected = {name: [] for name in takers}
+        for turn in range(turns + 1):
+            say(f"{title}: {turn} of {turns}" if turn else f"{title}: once to begin with")
+            self.expect_quiet()
             for name, take in takers.items():
-                figures = take()
-                if turn == 0:
-                    continue
-                for figure, value in figures.items():
-                    collected[name].setdefault(figure, []).append(value)
+                try:
+                    figures = take()
+                except Failure as failure:
+                    sys.exit(f"measure.py: {title}, {name}: {failure}")
+                if turn:
+                    collected[name] += figures if isinstance(figures, list) else [figures]
         return collected
 
-    # --- the groups -------------------------------------------------------------------------------
+    # --- the rows ---------------------------------------------------------------------------------
 
     def start(self):
         takers = {
-            "listening": lambda: self.observe(["--name", NAME], self.agent),
-            "noticed": lambda: self.observe(["--name", NAME, "--post-at-name", "notice", "--window"], self.agent),
-            "a bare Qt window": lambda: self.observe(["--window"], self.bare),
+            "name": lambda: self.observe(self.agent, "--name", NAME)["exec_to_name"],
+            "notice": lambda: self.observe(self.agent, "--name", NAME, "--post-at-name", "notice",
+                                           "--window")["exec_to_mapped"],
         }
-        for peer, command in PEERS.items():
-            if self.has(peer):
-                takers[peer] = lambda command=command: self.observe(["--window"], command)
+        for peer, command in {BARE: self.bare, **self.peers}.items():
+            takers[peer] = lambda command=command: self.observe(command, "--window")["exec_to_mapped"]
         seen = self.take_turns("start", takers)
-        listening = seen["listening"]["exec_to_name"]
-        noticed = seen["noticed"]["exec_to_mapped"]
-        for figure, ours, targets in [
-            ("exec to observer registered", listening,
-             {"a bare Qt window": 1.15, "yad": 0.65, "kdialog": 0.35, "zenity": 0.3}),
-            ("exec to first notice mapped", noticed, {"a bare Qt window": 1.5, "kdialog": 0.5, "zenity": 0.45}),
-        ]:
-            for peer, target in targets.items():
-                if peer in seen:
-                    self.rows.append(Row(figure, "ms", ours, peer, seen[peer]["exec_to_mapped"], target))
+        self.row("exec to observer registered", "ms", seen["name"], BARE, seen[BARE], 0.3)
+        for peer, limit in {BARE: 0.8, "yad": None, "kdialog": 0.4, "zenity": 0.4}.items():
+            if peer in seen:
+                self.row("exec to first notice mapped", "ms", seen["notice"], peer, seen[peer], limit)
 
-    def post(self):
-        if not self.has("dunst"):
+    def libraries(self):
+        def counts(command):
+            statistics = self.scratch / "statistics"
+            process = subprocess.Popen(command, env={**os.environ, "LD_DEBUG": "statistics",
+                                                     "LD_DEBUG_OUTPUT": str(statistics)})
+            time.sleep(2)
+            maps = Path(f"/proc/{process.pid}/maps").read_text()
+            end(process)
+            # The dynamic linker writes them before main(); what is loaded later comes with the end.
+            text = Path(f"{statistics}.{process.pid}").read_text()
+            relocations = [int(re.search(rf"number of {kind}relocations: (\d+)", text)[1]) for kind in ("", "relative ")]
+            return len(set(re.findall(r"/\S+\.so\b\S*", maps))), *relocations
+
+        self.expect_quiet()
+        ours, theirs = counts(self.agent), counts(self.bare)
+        for figure, our, their in zip(("libraries mapped while idle", "relocations before main()",
+                                       "relative relocations before main()"), ours, theirs):
+            self.row(figure, "", [our], BARE, [their])
+
+    def first(self):
+        def pixel(command, name, post, hide, pixels):
+            return self.observe(command, "--name", name, "--rounds", "1", "--post", post, "--hide", hide,
+                                *pixels)["pixel"][0]
+
+        takers = {"ours": lambda: pixel(self.agent, NAME, "notice", "hide", NOTICE_PIXELS)}
+        if shutil.which("dunst"):
+            takers["dunst"] = lambda: pixel(
+                ["dunst", "-conf", Path(__file__).parent / "dunstrc"], "org.freedesktop.Notifications", "notification",
+                "close-notifications", ["--pixel", "4,4,2A292F"])
+        seen = self.take_turns("first", takers)
+        self.row("post to first right pixel, first message", "ms", seen["ours"], "dunst" if "dunst" in seen else "",
+                 seen.get("dunst", ()), 0.5 if "dunst" in seen else None)
+
+    def later(self):
+        """200 messages in four agents, so that the countdowns of replaced notices stay few."""
+        large_text = self.scratch / "large-text"
+        large_text.mkdir()
+        (large_text / "kdeglobals").write_text("[General]\nfont=Noto Sans,20,-1,5,50,0,0,0,0,0\n")
+        count = self.later_messages // LATER_TURNS
+
+        def pixels(message="notice", compositor=None, **environment):
+            with self.compositor(compositor):
+                return self.observe(self.agent, "--name", NAME, "--rounds", str(1 + count), "--post", message, "--hide",
+                                    "hide", "--pause", "0.06", *NOTICE_PIXELS, **environment)["pixel"][1:]
+
+        seen = self.take_turns("later", {
+            "plain": pixels,
+            "in Arabic": lambda: pixels("arabic"),
+            "at scale 2": lambda: pixels(QT_SCALE_FACTOR="2"),
+            "at 20 pt": lambda: pixels(XDG_CURRENT_DESKTOP="KDE", KDE_FULL_SESSION="true", KDE_SESSION_VERSION="5",
+                                       XDG_CONFIG_HOME=str(large_text)),
+            "with picom": lambda: pixels(compositor=PICOM),
+            "with xfwm4's compositor": lambda: pixels(compositor=XFWM4),
+        }, LATER_TURNS)
+        for variant, values in seen.items():
+            self.row(f"post to first right pixel, later messages, {variant}: median", "ms", values, limit=FRAME_OF_60_HZ)
+            self.row("    99th percentile", "ms", values, limit=FRAME_OF_60_HZ,
+                     of=lambda values: percentile(values, 99))
+
+    @contextlib.contextmanager
+    def compositor(self, command):
+        if not command:
+            yield
             return
-        post = self.tools / "Post"
-
-        def rounds(name, message, hide, pixels, command):
-            options = ["--name", name, "--rounds", str(1 + LATER_MESSAGES), "--post", f"{post} {message}",
-                       "--hide", f"{post} {hide}"]
-            for pixel in pixels:
-                options += ["--pixel", pixel]
-            seen = self.observe(options, command)
-            return {"first mapped": seen["mapped"][0], "later mapped": median(seen["mapped"][1:]),
-                    "first pixel": seen["pixel"][0], "later pixel": median(seen["pixel"][1:])}
-
-        seen = self.take_turns("post", {
-            "ours": lambda: rounds(NAME, "notice", "hide", [NOTICE_HEADER, NOTICE_BODY], self.agent),
-            "dunst": lambda: rounds("org.freedesktop.Notifications", "notification", "close-notifications",
-                                    [NOTIFICATION_GROUND], self.dunst),
-        })
-        for figure, key, target in [
-            ("post to notice mapped, first message", "first mapped", 0.8),
-            ("post to notice mapped, later messages", "later mapped", 0.8),
-            ("post to first correct pixel, first message", "first pixel", 1.0),
-            ("post to first correct pixel, later messages", "later pixel", 1.0),
-        ]:
-            self.rows.append(Row(figure, "ms", seen["ours"][key], "dunst", seen["dunst"][key], target))
+        process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        screen = display.Display()
+        owner = screen.intern_atom("_NET_WM_CM_S0")
+        wait_until(lambda: screen.get_selection_owner(owner) != X.NONE, command[0])
+        screen.close()
+        time.sleep(0.5)
+        yield
+        end(process)
 
     def memory(self):
-        seen = self.take_turns("memory", {
-            "ours": lambda: self.observe(
-                ["--name", NAME, "--post-at-name", "notice", "--window", "--pause", "1", "--memory"], self.agent),
-            "bare": lambda: self.observe(["--window", "--pause", "1", "--memory"], self.bare),
-        })
-        mebibytes = {name: [kibibytes / 1024 for kibibytes in figures["pss"]] for name, figures in seen.items()}
-        self.rows.append(Row("proportional memory, CASB notice shown", "MiB", mebibytes["ours"],
-                             "a bare Qt window", mebibytes["bare"], 1.3))
+        takers = {"ours": lambda: self.observe(self.agent, "--name", NAME, "--post-at-name", "notice", "--window",
+                                               "--memory")["pss"] / 1024}
+        for peer, command in {BARE: self.bare, **self.peers}.items():
+            takers[peer] = lambda command=command: self.observe(command, "--window", "--memory")["pss"] / 1024
+        seen = self.take_turns("memory", takers)
+        for peer in seen:
+            if peer != "ours":
+                self.row("proportional memory, CASB notice shown", "MiB", seen["ours"], peer, seen[peer],
+                         1.0 if peer == BARE else None)
+
+    def sessions(self):
+        """A bus and an agent each, on one screen; the messages come within a second."""
+        say(f"sessions: {SESSIONS} agents")
+        self.expect_quiet()
+        agents = [Agent(self) for _ in range(SESSIONS)]
+        for agent in agents:
+            agent.wait_for_name()
+        time.sleep(3)
+        screen = display.Display()
+        screen.screen().root.change_attributes(event_mask=X.SubstructureNotifyMask)
+        screen.sync()
+        began = time.monotonic()
+        shown, posted, posts = set(), 0, []
+        while len(shown) < SESSIONS:
+            now = time.monotonic() - began
+            if posted < SESSIONS and now >= posted / SESSIONS:
+                posts.append(agents[posted].start_post("notice"))
+                posted += 1
+            elif screen.pending_events():
+                event = screen.next_event()
+                if event.type == X.MapNotify and width_of(event.window) > 120:
+                    shown.add(event.window.id)
+            elif now > 30:
+                sys.exit(f"measure.py: {len(shown)} of {SESSIONS} sessions show a notice")
+            else:
+                time.sleep(0.002)
+        seconds = time.monotonic() - began
+        screen.close()
+        time.sleep(2)
+        memory = [agent.memory("Pss") / 1024 for agent in agents]
+        for process in posts:
+            process.wait()
+        for agent in agents:
+            agent.end()
+        self.row(f"proportional memory of an agent among {SESSIONS} sessions", "MiB", memory, limit=5.5)
+        self.row(f"{SESSIONS} messages within a second: first post to last notice mapped", "s", [seconds])
 
     def countdown(self):
         """As many agents as there are runs, each on a bus of its own, a little apart."""
-        say(f"countdown: {self.runs} agents for {COUNTDOWN_SECONDS} seconds")
-        agents = []
-        for _ in range(self.runs):
-            agent = Agent(self, own_bus=True)
+        say(f"countdown: {self.runs} agents for {COUNTDOWN_SECONDS} seconds, then one that waits")
+        self.expect_quiet()
+        agents = [Agent(self) for _ in range(self.runs)]
+        for agent in agents:
             agent.wait_for_name()
-            time.sleep(0.3)
-            agent.post("notice")
-            agents.append(agent)
+            agent.start_post("notice").wait()
             time.sleep(0.05)
         time.sleep(1.5)
         for agent in agents:
             agent.began = agent.costs()
             time.sleep(0.01)
         time.sleep(COUNTDOWN_SECONDS - 0.01 * len(agents))
-        milliseconds, wake_ups = [], []
+        used = [[after - before for after, before in zip(agent.costs(), agent.began)] for agent in agents]
         for agent in agents:
-            costs = agent.costs()
-            milliseconds.append((costs["nanoseconds"] - agent.began["nanoseconds"]) / 1e6)
-            wake_ups.append((costs["wake-ups"] - agent.began["wake-ups"]) / (costs["time"] - agent.began["time"]))
             agent.end()
-        self.rows.append(Row("processor time of a 30 s countdown", "ms", milliseconds, target=30))
-        self.rows.append(Row("wake-ups while it runs, all threads", "a second", wake_ups,
-                             target=WAKE_UPS_A_SECOND))
-        agent = Agent(self, own_bus=True)
+        self.row(f"processor time of a {COUNTDOWN_SECONDS} s countdown", "ms",
+                 [nanoseconds / 1e6 for nanoseconds, _, _ in used], limit=25)
+        self.row("wake-ups while it runs, all threads", "a second",
+                 [wake_ups / seconds for _, wake_ups, seconds in used], limit=WAKE_UPS_A_SECOND)
+        agent = Agent(self)
         agent.wait_for_name()
         time.sleep(2)
-        began = agent.costs()
+        _, began, _ = agent.costs()
         time.sleep(10)
-        idle = (agent.costs()["wake-ups"] - began["wake-ups"])
+        _, ended, _ = agent.costs()
         agent.end()
-        self.rows.append(Row("wake-ups of an idle agent in 10 s", "times", [idle], target=0))
+        self.row("wake-ups of an agent that waits, in 10 s", "", [ended - began], limit=0)
 
     def flood(self):
-        agent = Agent(self, own_bus=True, patient=True)
+        self.expect_quiet()
+        agent = Agent(self, patient=True)
         agent.wait_for_name()
         first = min(1000, self.messages // 10)
-        memory = []
+        memory = {}
         began = time.monotonic()
-        with subprocess.Popen([str(self.tools / "Post"), "stream"], stdin=subprocess.PIPE, text=True,
+        with subprocess.Popen([self.tools / "Post", "stream"], stdin=subprocess.PIPE, text=True,
                               env=agent.environment) as post:
             sent = 0
             for target in [first, *range(self.messages // 10, self.messages + 1, self.messages // 10)]:
@@ -242,93 +340,85 @@ class Bench:
                     sent += count
                     agent.wait_for_notices(sent)
                 time.sleep(0.5)
-                memory.append((sent, agent.memory()))
-                say(f"messages: {sent} of {self.messages}, {memory[-1][1] / 1024:.1f} MiB")
-            seconds = time.monotonic() - began
+                memory[sent] = agent.memory("Rss") / 1024
+                say(f"messages: {sent} of {self.messages}")
             post.stdin.close()
+        rate = sent / (time.monotonic() - began)
         lost = sent - agent.notices
         agent.end()
-        series = ", ".join(f"{count}: {kibibytes / 1024:.2f}" for count, kibibytes in memory)
-        self.rows.append(Row(f"resident memory after {sent} messages", "MiB", [memory[-1][1] / 1024],
-                             f"after {first}", [memory[0][1] / 1024], FLAT, series))
-        self.rows.append(Row(f"of {sent} messages lost", "messages", [lost], target=0,
-                             note=f"{sent / seconds:.0f} a second"))
+        self.row(f"resident memory after {sent:,} messages", "MiB", [memory[sent]], f"after {first:,}", [memory[first]],
+                 FLAT)
+        self.row(f"messages lost of {sent:,}, at {rate:.0f} a second", "", [lost], limit=0)
 
     def parser(self):
-        micro = self.tools / "Micro"
         say("parser: Google Benchmark")
-        environment = dict(os.environ, QT_QPA_PLATFORM="offscreen")
-        done = subprocess.run(
-            [str(micro), "--benchmark_format=json", f"--benchmark_repetitions={self.runs}",
-             "--benchmark_enable_random_interleaving=true", "--benchmark_min_time=0.02"],
-            capture_output=True, text=True, check=False, env=environment)
-        if done.returncode != 0:
-            sys.exit(f"measure.py: Micro: {done.stderr.strip()}")
-        results = json.loads(done.stdout)["benchmarks"]
+        self.expect_quiet()
+        done = subprocess.run([self.tools / "Parser", "--benchmark_format=json",
+                               f"--benchmark_repetitions={self.runs}", "--benchmark_enable_random_interleaving=true",
+                               "--benchmark_min_time=0.02"], capture_output=True, text=True, check=True)
         times = {}
-        for result in results:
+        for result in json.loads(done.stdout)["benchmarks"]:
             if result["run_type"] == "iteration":
-                times.setdefault(result["run_name"], []).append(result["cpu_time"] / 1e3)
-        self.micro = {name: median(values) for name, values in times.items()}
-        sizes = sorted(int(name.split("/")[1]) for name in times if name.startswith("noticeParser/"))
+                parser, size = result["run_name"].split("/")
+                times.setdefault(parser, {}).setdefault(int(size), []).append(result["cpu_time"] / 1e3)
+        ours = times["noticeParser"]
+        sizes = sorted(ours)
         for size in sizes:
-            self.rows.append(Row(f"notice parser, {size:,} bytes", "us", times[f"noticeParser/{size}"],
-                                 "libxml2's tree", times[f"xmlLibraryAlone/{size}"], 1.0))
-        for name, what in [("noticeParser", "the notice parser"), ("userInfo", "the user info's decoding")]:
-            small, large = sizes[1], sizes[-1]
-            growth = math.log(self.micro[f"{name}/{large}"] / self.micro[f"{name}/{small}"]) / math.log(large / small)
-            self.rows.append(Row(f"growth of {what}, as a power of the size", "", [growth],
-                                 target=LINEAR_EXPONENT))
+            self.row(f"notice parser, {size:,} bytes", "us", ours[size], "libxml2's tree", times["libxml2Tree"][size],
+                     1.0)
+        small, large = sizes[1], sizes[-1]
+        growth = math.log(median(ours[large]) / median(ours[small])) / math.log(large / small)
+        self.row("growth of the notice parser, as a power of the size", "", [growth], limit=LINEAR_EXPONENT)
 
-    # --- the report -------------------------------------------------------------------------------
+    # --- the table --------------------------------------------------------------------------------
 
-    def report(self, loads):
+    def report(self, load_before):
+        if self.trial:
+            say(f"{len(self.rows)} rows were tried; figures need a whole run on a quiet machine.")
         processor = re.search(r"model name\s*: (.*)", Path("/proc/cpuinfo").read_text())
-        machine = f"{os.cpu_count()} x {processor.group(1) if processor else platform.machine()}"
-        print(f"\n{datetime.date.today()}, {machine}; median (least to most) of {self.runs} runs")
-        print(f"load when it began: {' '.join(loads[0])}, when it ended: {' '.join(loads[1])}\n")
-        table = [["figure", "ours", "peer", "the peer's", "ratio", "at most", ""]]
-        table += [row.cells() for row in self.rows]
-        widths = [max(len(cells[column]) for cells in table) for column in range(len(table[0]))]
-        for number, cells in enumerate(table):
-            print("  ".join(cell.ljust(width) for cell, width in zip(cells, widths)).rstrip())
-            if number == 0:
-                print("  ".join("-" * width for width in widths))
-        for row in self.rows:
-            if row.note:
-                print(f"\n{row.figure}: {row.note}")
-        others = {name: value for name, value in getattr(self, "micro", {}).items()
-                  if not name.startswith(("noticeParser", "xmlLibraryAlone"))}
-        if others:
-            print("\nother parts, microseconds: "
-                  + ", ".join(f"{name} {value:.3g}" for name, value in others.items()))
-        for word in self.skipped:
-            print(f"\n{word}")
-        target = self.build / "results.json"
-        target.write_text(json.dumps({
-            "date": datetime.datetime.now().isoformat(timespec="seconds"), "machine": machine, "runs": self.runs,
-            "load": loads, "skipped": self.skipped, "rows": [row.record() for row in self.rows],
-            "micro": getattr(self, "micro", {})}, indent=1) + "\n")
-        print(f"\n{target.relative_to(self.build.parent.parent)} has the single figures.")
+        loads = f"load before: {load_before}; after, with that of this run: {load()}"
+        heading = (f"{datetime.date.today()}, {os.cpu_count()} x {processor[1] if processor else 'processor'}; "
+                   f"median (least to most) of {self.runs} runs")
+        table = [["figure", "agent", "peer", "peer's", "ratio", "limit", ""], *(row.cells() for row in self.rows)]
+        widths = [max(map(len, column)) for column in zip(*table)]
+        lines = ["  ".join(cell.ljust(width) for cell, width in zip(cells, widths)).rstrip() for cells in table]
+        missing = [peer for peer in (*PEERS, "dunst") if not shutil.which(peer)]
+        if not self.trial:
+            print("\n".join(["", heading, loads, "", lines[0], "-" * len(lines[0]), *lines[1:]]))
+            if missing:
+                print(f"Not installed, and so not compared with: {', '.join(missing)}")
+        (self.build / "results.json").write_text(json.dumps(
+            {"heading": heading, "loads": loads, "is trial": self.trial,
+             "rows": [{"ours": row.ours, "theirs": row.theirs, "cells": row.cells()} for row in self.rows]},
+            indent=1) + "\n")
+
+
+def width_of(window):
+    try:
+        return window.get_geometry().width
+    except error.BadDrawable:
+        return 0
+
+
+def end(process):
+    process.terminate()
+    process.wait(10)
 
 
 class Agent:
-    """An agent that is watched through /proc."""
+    """An agent on a bus of its own, watched through /proc."""
 
     numbers = itertools.count()
 
-    def __init__(self, bench, own_bus=False, patient=False):
+    def __init__(self, bench, patient=False):
         self.bench = bench
-        self.environment = dict(os.environ)
-        self.bus = None
-        if own_bus:
-            self.bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"],
-                                        stdout=subprocess.PIPE, text=True)
-            self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.bus.stdout.readline().strip()
-        command = self.patient_bundle() if patient else bench.agent
+        self.bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"],
+                                    stdout=subprocess.PIPE, text=True)
+        self.environment = {**os.environ, "DBUS_SESSION_BUS_ADDRESS": self.bus.stdout.readline().strip()}
         printed = bench.scratch / f"agent-{next(Agent.numbers)}.out"
         with open(printed, "wb") as output:
-            self.process = subprocess.Popen(command, env=self.environment, stdout=output, stderr=subprocess.DEVNULL)
+            self.process = subprocess.Popen(self.patient_bundle() if patient else bench.agent, env=self.environment,
+                                            stdout=output, stderr=subprocess.DEVNULL)
         self.printed = open(printed, "rb")
         self.notices = 0
 
@@ -340,21 +430,16 @@ class Agent:
         properties = plistlib.loads(information.read_bytes())
         properties["Default_App_Timeout"] = 24 * 60 * 60
         information.write_bytes(plistlib.dumps(properties))
-        return [str(bundle / "Contents/Linux/NoticeAgent")]
+        return [bundle / "Contents/Linux/NoticeAgent"]
 
     def wait_for_name(self):
         call = ["dbus-send", "--session", "--print-reply=literal", "--dest=org.freedesktop.DBus", "/",
                 "org.freedesktop.DBus.NameHasOwner", f"string:{NAME}"]
-        deadline = time.monotonic() + 20
-        while "true" not in subprocess.run(call, env=self.environment, capture_output=True, text=True,
-                                           check=False).stdout:
-            if time.monotonic() > deadline:
-                sys.exit("measure.py: the agent did not come up")
-            time.sleep(0.02)
+        wait_until(lambda: "true" in subprocess.run(call, env=self.environment, capture_output=True, text=True,
+                                                    check=False).stdout, "the agent")
 
-    def post(self, message):
-        subprocess.run([str(self.bench.tools / "Post"), message], env=self.environment, check=True,
-                       stdout=subprocess.DEVNULL)
+    def start_post(self, message):
+        return subprocess.Popen([self.bench.tools / "Post", message], env=self.environment)
 
     # For each CASB notice the agent prints the vendor's word on a line.
     def wait_for_notices(self, count):
@@ -365,24 +450,21 @@ class Agent:
                 time.sleep(0.01)
 
     def costs(self):
+        """Nanoseconds of processor time, wake-ups, and the time in seconds."""
         nanoseconds = wake_ups = 0
         for task in Path(f"/proc/{self.process.pid}/task").iterdir():
             nanoseconds += int((task / "schedstat").read_text().split()[0])
-            wake_ups += int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", (task / "status").read_text(),
-                                      re.MULTILINE).group(1))
-        return {"nanoseconds": nanoseconds, "wake-ups": wake_ups, "time": time.monotonic()}
+            wake_ups += int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", (task / "status").read_text(), re.M)[1])
+        return nanoseconds, wake_ups, time.monotonic()
 
-    def memory(self):
-        """What is resident: the proportional part changes with every program that comes and goes."""
+    def memory(self, kind):
+        """In KiB. The proportional part (Pss) changes with every program that comes and goes, the resident one not."""
         rollup = Path(f"/proc/{self.process.pid}/smaps_rollup").read_text()
-        return int(re.search(r"^Rss:\s*(\d+)", rollup, re.MULTILINE).group(1))
+        return int(re.search(rf"^{kind}:\s*(\d+)", rollup, re.M)[1])
 
     def end(self):
-        self.process.terminate()
-        self.process.wait(10)
-        if self.bus:
-            self.bus.terminate()
-            self.bus.wait(10)
+        end(self.process)
+        end(self.bus)
         self.printed.close()
 
 
@@ -391,21 +473,21 @@ def main():
     parser.add_argument("--build", required=True)
     parser.add_argument("--scratch", required=True)
     parser.add_argument("-n", dest="runs", type=int, default=20)
-    parser.add_argument("--messages", type=int, default=100_000)
-    parser.add_argument("groups", nargs="*", metavar="GROUP")
+    parser.add_argument("--try", dest="trial", action="store_true")
+    parser.add_argument("rows", nargs="*", metavar="ROW")
     arguments = parser.parse_args()
     bench = Bench(arguments)
-    groups = {"start": bench.start, "post": bench.post, "memory": bench.memory, "countdown": bench.countdown,
-              "messages": bench.flood, "parser": bench.parser}
-    unknown = [group for group in arguments.groups if group not in groups]
-    if unknown:
-        parser.error(f"there is no group {unknown[0]}; the groups are {', '.join(groups)}")
-    loads = [load()]
-    for name, run in groups.items():
-        if not arguments.groups or name in arguments.groups:
-            run()
-    loads.append(load())
-    bench.report(loads)
+    measures = {"start": bench.start, "libraries": bench.libraries, "first": bench.first, "later": bench.later,
+                "memory": bench.memory, "sessions": bench.sessions, "countdown": bench.countdown,
+                "messages": bench.flood, "parser": bench.parser}
+    if unknown := set(arguments.rows) - set(measures):
+        parser.error(f"there is no row {unknown.pop()}; there are {', '.join(measures)}")
+    load_before = load()
+    bench.expect_quiet()
+    for name, measure in measures.items():
+        if not arguments.rows or name in arguments.rows:
+            measure()
+    bench.report(load_before)
 
 
 if __name__ == "__main__":

@@ -48,8 +48,27 @@ endfunction()
 function(manual component file)
     get_filename_component(name ${file} NAME)
     string(REGEX REPLACE ".*\\." "man" folder ${name})
-    compressed(${PROJECT_SOURCE_DIR}/${file} ${name} packed)
+    compressed(${file} ${name} packed)
     install(FILES ${packed} DESTINATION ${CMAKE_INSTALL_MANDIR}/${folder} COMPONENT ${component})
+endfunction()
+
+find_program(HELP2MAN help2man)
+if(NOT HELP2MAN)
+    message(STATUS "help2man is missing: the commands get no manual pages")
+endif()
+# command_manual(<name> <command> <component>...)   a page made of what the command says with --help
+function(command_manual name command)
+    if(NOT HELP2MAN)
+        return()
+    endif()
+    set(page ${CMAKE_BINARY_DIR}/packaging/${name}.1)
+    set(more ${PROJECT_SOURCE_DIR}/docs/man/${name}.h2m)
+    add_custom_command(OUTPUT ${page}
+        COMMAND ${HELP2MAN} --no-info --source=Notice\ Agent --include=${more} --output=${page} ${command}
+        DEPENDS ${command} ${more} VERBATIM)
+    foreach(component ${ARGN})
+        manual(${component} ${page})
+    endforeach()
 endfunction()
 
 # --- the agent ------------------------------------------------------------------------------------
@@ -75,8 +94,8 @@ install(CODE "
     endforeach()")
 install(FILES ${CMAKE_BINARY_DIR}/packaging/${BUS_NAME}.service DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/services)
 install(FILES ${CMAKE_BINARY_DIR}/packaging/${BUS_NAME}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
-manual(agent docs/man/notice-agent.8)
-manual(agent docs/man/notice-agent.5)
+manual(agent ${PROJECT_SOURCE_DIR}/docs/man/notice-agent.8)
+manual(agent ${PROJECT_SOURCE_DIR}/docs/man/notice-agent.5)
 
 # --- the command ----------------------------------------------------------------------------------
 
@@ -84,8 +103,8 @@ foreach(component agent command)
     install(TARGETS post-notice DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${component})
     install(FILES Packaging/linux/post-notice.completion RENAME post-notice
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT ${component})
-    manual(${component} Tools/PostNotice/post-notice.1)
 endforeach()
+command_manual(post-notice $<TARGET_FILE:post-notice> agent command)
 
 # Its symbols are among those of notice-agent.
 install(CODE "
@@ -102,8 +121,8 @@ install(FILES Packaging/debian/copyright Packaging/debian/postinst.in Packaging/
     Packaging/debian/tmpfiles.conf.in DESTINATION ${kitFolder}/debian COMPONENT kit)
 install(FILES Packaging/linux/service.in Packaging/linux/desktop.in DESTINATION ${kitFolder}/linux COMPONENT kit)
 install(DIRECTORY Packaging/brand/sample DESTINATION ${documents}-brand-kit/examples COMPONENT kit)
-manual(kit Packaging/brand/brand-notices.1)
-manual(kit Tools/Gallery/gallery.1)
+command_manual(brand-notices ${packaging}/brand/brand-notices kit)
+command_manual(gallery $<TARGET_FILE:gallery> kit)
 
 # --- the documents, in the tree's own order so that their links hold -------------------------------
 
@@ -117,7 +136,7 @@ install(FILES Client/NoticeClient.h DESTINATION ${documents}/Client COMPONENT do
 install(DIRECTORY Client/Examples DESTINATION ${documents}/Client COMPONENT documents)
 
 # The library's own files are named in Client/CMakeLists.txt.
-manual(Development docs/man/NoticeClient.3)
+manual(Development ${PROJECT_SOURCE_DIR}/docs/man/NoticeClient.3)
 
 # --- the portable bundle ---------------------------------------------------------------------------
 

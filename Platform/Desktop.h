@@ -27,8 +27,9 @@ public:
     /// window. Called once, after `prepare()`, as early as can be.
     virtual void beginLoadingFonts() = 0;
 
-    /// Waits for the end of that. Called before the first text is measured.
-    virtual void finishLoadingFonts() = 0;
+    /// Waits for the end of that. Called once, before the first text is measured.
+    /// @return whether there is any font
+    virtual bool finishLoadingFonts() = 0;
 
     /// The font family with the letter forms of a language that shares its letters with others, such as
     /// Chinese with Japanese. Empty for any other language.
@@ -49,6 +50,9 @@ public:
 
     /// The screen with the window that the user works in; null when nobody can tell.
     virtual QScreen *activeScreen() = 0;
+
+    /// The part of a screen that panels leave free.
+    virtual QRect workArea(const QScreen &screen) = 0;
 
     /// Decides for a message whether the window manager places, stacks and focuses the notice, or the notice
     /// stands outside its order. Called before the notice is shown.

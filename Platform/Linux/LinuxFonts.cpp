@@ -107,18 +107,17 @@ QByteArray rules(const std::set<std::string> &familiesKept) {
 
 } // namespace
 
-void LinuxFonts::load() {
+bool LinuxFonts::load() {
     const std::unique_ptr<FcConfig, FreeConfiguration> configuration(FcInitLoadConfigAndFonts());
-    if (!configuration)
-        return;
-    const auto *faces = FcConfigGetFonts(configuration.get(), FcSetSystem);
-    if (!faces)
-        return;
+    const auto *faces = configuration ? FcConfigGetFonts(configuration.get(), FcSetSystem) : nullptr;
+    if (!faces || faces->nfont == 0)
+        return false;
     const auto text = rules(familiesOfUnusedFacesOnly(faces));
     if (FcConfigParseAndLoadFromMemory(
             configuration.get(), reinterpret_cast<const FcChar8 *>(text.constData()), FcFalse)
         && FcConfigBuildFonts(configuration.get()))
         FcConfigSetCurrent(configuration.get());
+    return true;
 }
 
 QString LinuxFonts::familyFor(const QLocale &locale) {

@@ -12,7 +12,8 @@ namespace LinuxFonts {
 /// is left to itself.
 ///
 /// Any thread, once, before anything asks for a font.
-void load();
+/// @return whether there is any font
+bool load();
 
 /// The family that the font library has for Chinese (simplified or traditional), Japanese, Korean or Urdu.
 /// Empty for any other language, and where the library has none. Main thread, after `load()`.

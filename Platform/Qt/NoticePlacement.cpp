@@ -46,7 +46,7 @@ void NoticePlacement::chooseScreen() {
 }
 
 QSize NoticePlacement::maxCardSize() const {
-    return screen_ ? screen_->availableSize() - QSize(2 * screenMargin, 2 * screenMargin) : QSize();
+    return screen_ ? desktop_.workArea(*screen_).size() - QSize(2 * screenMargin, 2 * screenMargin) : QSize();
 }
 
 void NoticePlacement::setShadow(const QMargins &shadow) {
@@ -80,7 +80,7 @@ void NoticePlacement::place() {
     if (!screen_)
         return;
     // By the card's own size: a stale report of the display may shrink the window for a moment.
-    const auto area = screen_->availableGeometry();
+    const auto area = desktop_.workArea(*screen_);
     askedPlace_ = QPoint(area.right() + 1 - screenMargin - cardSize_.width() - shadow_.left(),
         area.top() + screenMargin - shadow_.top());
     window_.move(*askedPlace_);
@@ -90,7 +90,7 @@ void NoticePlacement::place() {
 void NoticePlacement::moveIntoScreen() {
     if (!screen_)
         return;
-    const auto area = screen_->availableGeometry();
+    const auto area = desktop_.workArea(*screen_);
     const auto card = cardRect().translated(window_.pos());
     const auto kept
         = [](int place, int first, int last) { return std::clamp(place, first, std::max(first, last)); };

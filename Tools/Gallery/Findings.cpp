@@ -1,32 +1,11 @@
 #include "Tools/Gallery/Findings.h"
 
-#include <QStringList>
 #include <QTextStream>
-
-#include <algorithm>
-#include <numeric>
-#include <vector>
 
 namespace {
 
 void print(const char *kind, const QString &where, const QString &text) {
     QTextStream(stdout) << kind << ": " << where << ": " << text << '\n';
-}
-
-// Letters to insert, delete or replace.
-int distance(const QString &from, const QString &to) {
-    std::vector<int> row(static_cast<std::size_t>(to.size()) + 1);
-    std::iota(row.begin(), row.end(), 0);
-    for (const auto letter : from) {
-        int diagonal = row[0]++;
-        for (std::size_t i = 1; i < row.size(); ++i) {
-            const int above = row[i];
-            const int changed = diagonal + (letter == to[static_cast<int>(i) - 1] ? 0 : 1);
-            row[i] = std::min({ above + 1, row[i - 1] + 1, changed });
-            diagonal = above;
-        }
-    }
-    return row.back();
 }
 
 } // namespace
@@ -44,16 +23,4 @@ void Findings::warning(const QString &where, const QString &text) {
 void Findings::note(const QString &where, const QString &text) const {
     if (notes_ == Notes::Shown)
         print("note", where, text);
-}
-
-QString suggestion(const QString &word, const QStringList &words) {
-    const auto distanceTo
-        = [&word](const QString &candidate) { return distance(word.toLower(), candidate.toLower()); };
-    const auto nearest = std::min_element(
-        words.begin(), words.end(), [&distanceTo](const QString &first, const QString &second) {
-            return distanceTo(first) < distanceTo(second);
-        });
-    if (nearest == words.end() || distanceTo(*nearest) > 1 + nearest->size() / 5)
-        return {};
-    return QStringLiteral("; did you mean \"%1\"?").arg(*nearest);
 }

@@ -25,6 +25,3 @@ private:
     int errors_ = 0;
     int warnings_ = 0;
 };
-
-/// `; did you mean "Vendor"?` when one of the words is much like the given one, else nothing.
-QString suggestion(const QString &word, const QStringList &words);

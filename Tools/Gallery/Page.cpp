@@ -2,9 +2,11 @@
 
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const auto beginning = QStringLiteral(R"(<!DOCTYPE html>
+const auto beginning = uR"(<!DOCTYPE html>
 <html lang="en">
 <meta charset="utf-8">
 <meta name="viewport" content="width=device-width, initial-scale=1">
@@ -27,19 +29,19 @@ tbody th { position: sticky; left: 0; padding: 4px 8px; background: #cfd5e2; ver
 td { min-width: 200px; vertical-align: top; }
 </style>
 <h1>%1</h1>
-)");
+)"_s;
 
-const auto firstLanguage = QStringLiteral("en");
-const auto languages = QStringLiteral("languages");
+const auto firstLanguage = u"en"_s;
+const auto languages = u"languages"_s;
 
 QString titleOf(const QString &section) {
     static const std::map<QString, QString> titles {
-        { languages, QStringLiteral("Every language") },
-        { QStringLiteral("brands"), QStringLiteral("Other brands") },
-        { QStringLiteral("texts"), QStringLiteral("Short, long and odd texts") },
-        { QStringLiteral("scale2"), QStringLiteral("Scale 2") },
-        { QStringLiteral("text14"), QStringLiteral("Text of 14 points") },
-        { QStringLiteral("text20"), QStringLiteral("Text of 20 points") },
+        { languages, u"Every language"_s },
+        { u"brands"_s, u"Other brands"_s },
+        { u"texts"_s, u"Short, long and odd texts"_s },
+        { u"scale2"_s, u"Scale 2"_s },
+        { u"text14"_s, u"Text of 14 points"_s },
+        { u"text20"_s, u"Text of 20 points"_s },
     };
     return titles.at(section);
 }
@@ -47,18 +49,17 @@ QString titleOf(const QString &section) {
 using Pictures = std::vector<const Picture *>;
 
 QString image(const Picture &picture) {
-    return QStringLiteral(
-        "<a href=\"%1\"><img src=\"%1\" srcset=\"%1 %2x\" alt=\"%3 %4\" loading=\"lazy\"></a>")
-        .arg(picture.path().toHtmlEscaped(), QString::number(picture.scale), picture.group.toHtmlEscaped(),
-            picture.name.toHtmlEscaped());
+    return u"<a href=\"%1\"><img src=\"%1\" srcset=\"%1 %2x\" alt=\"%3 %4\" loading=\"lazy\"></a>"_s.arg(
+        picture.path().toHtmlEscaped(), QString::number(picture.scale), picture.group.toHtmlEscaped(),
+        picture.name.toHtmlEscaped());
 }
 
 QString group(const QString &title, const Pictures &pictures) {
-    auto html = QStringLiteral("<h3>%1</h3>\n<div class=\"group\">\n").arg(title.toHtmlEscaped());
+    auto html = u"<h3>%1</h3>\n<div class=\"group\">\n"_s.arg(title.toHtmlEscaped());
     for (const auto *picture : pictures)
-        html += QStringLiteral("<figure><figcaption>%1</figcaption>%2</figure>\n")
-                    .arg(picture->name.toHtmlEscaped(), image(*picture));
-    return html + QStringLiteral("</div>\n");
+        html += u"<figure><figcaption>%1</figcaption>%2</figure>\n"_s.arg(
+            picture->name.toHtmlEscaped(), image(*picture));
+    return html + u"</div>\n"_s;
 }
 
 // One row a language, one column a notice.
@@ -67,25 +68,24 @@ QString table(const std::map<QString, Pictures> &groups) {
     QString rows;
     for (const auto &[code, pictures] : groups) {
         const auto language = code.toHtmlEscaped();
-        links += QStringLiteral("<a href=\"#language-%1\">%1</a>").arg(language);
-        rows += QStringLiteral("<tr id=\"language-%1\"><th>%1</th>").arg(language);
+        links += u"<a href=\"#language-%1\">%1</a>"_s.arg(language);
+        rows += u"<tr id=\"language-%1\"><th>%1</th>"_s.arg(language);
         for (const auto *picture : pictures)
-            rows += QStringLiteral("<td>%1</td>").arg(image(*picture));
-        rows += QStringLiteral("</tr>\n");
+            rows += u"<td>%1</td>"_s.arg(image(*picture));
+        rows += u"</tr>\n"_s;
     }
     QString heads;
     for (const auto *picture : groups.begin()->second)
-        heads += QStringLiteral("<th>%1</th>").arg(picture->name.toHtmlEscaped());
-    return QStringLiteral("<nav>%1</nav>\n<div class=\"table\"><table><thead><tr><th></th>%2</tr></thead>\n"
-                          "<tbody>\n%3</tbody></table></div>\n")
-        .arg(links, heads, rows);
+        heads += u"<th>%1</th>"_s.arg(picture->name.toHtmlEscaped());
+    return u"<nav>%1</nav>\n<div class=\"table\"><table><thead><tr><th></th>%2</tr></thead>\n"
+           "<tbody>\n%3</tbody></table></div>\n"_s.arg(links, heads, rows);
 }
 
 QString section(const QString &name, const Pictures &pictures) {
     std::map<QString, Pictures> groups;
     for (const auto *picture : pictures)
         groups[picture->group].push_back(picture);
-    auto html = QStringLiteral("<h2 id=\"%1\">%2</h2>\n").arg(name, titleOf(name));
+    auto html = u"<h2 id=\"%1\">%2</h2>\n"_s.arg(name, titleOf(name));
     if (name == languages) {
         if (const auto first = groups.find(firstLanguage); first != groups.end())
             html += group(first->first, first->second);
@@ -106,12 +106,11 @@ QByteArray galleryPage(const QString &title, const std::vector<Picture> &picture
             names << picture.section;
         sections[picture.section].push_back(&picture);
     }
-    auto page = beginning.arg(title.toHtmlEscaped())
-        + QStringLiteral("<p>%1 pictures.</p>\n<nav>").arg(pictures.size());
+    auto page = beginning.arg(title.toHtmlEscaped()) + u"<p>%1 pictures.</p>\n<nav>"_s.arg(pictures.size());
     for (const auto &name : names)
-        page += QStringLiteral("<a href=\"#%1\">%2</a>").arg(name, titleOf(name));
-    page += QStringLiteral("</nav>\n");
+        page += u"<a href=\"#%1\">%2</a>"_s.arg(name, titleOf(name));
+    page += u"</nav>\n"_s;
     for (const auto &name : names)
         page += section(name, sections[name]);
-    return (page + QStringLiteral("</html>\n")).toUtf8();
+    return (page + u"</html>\n"_s).toUtf8();
 }

@@ -6,11 +6,13 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Nothing without a file of that language; empty when the file is no string table.
 std::optional<Formats::StringTable> tableOf(const QString &language) {
-    QFile file(QStringLiteral(":/samples/%1.strings").arg(language));
+    QFile file(u":/samples/%1.strings"_s.arg(language));
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
     return Formats::parseStringTable(file.readAll().toStdString()).value_or(Formats::StringTable());

@@ -8,29 +8,27 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const auto unitKey = QStringLiteral("seconds");
-const auto countdownKey = QStringLiteral("This window will auto close in");
+const auto unitKey = u"seconds"_s;
+const auto countdownKey = u"This window will auto close in"_s;
 const auto countdownKeyWithBlank = countdownKey + u' ';
 
-const QRegularExpression &directionMark() {
+// Marks that turn the direction of the text, control characters, and what stands for no character.
+const QRegularExpression &unwanted() {
     static const QRegularExpression expression(
-        QStringLiteral("[\\x{061C}\\x{200E}\\x{200F}\\x{202A}-\\x{202E}\\x{2066}-\\x{2069}]"));
-    return expression;
-}
-
-const QRegularExpression &unreadable() {
-    static const QRegularExpression expression(
-        QStringLiteral("[\\x{FFFD}\\x{00}-\\x{08}\\x{0B}-\\x{1F}\\x{7F}]"));
+        u"[\\x{061C}\\x{200E}\\x{200F}\\x{202A}-\\x{202E}\\x{2066}-\\x{2069}"
+        "\\x{FFFD}\\x{00}-\\x{08}\\x{0B}-\\x{1F}\\x{7F}]"_s);
     return expression;
 }
 
 // Nothing is ever filled in: %@, %1$d, %ld, %1 and {0}, {name} would be shown.
 const QRegularExpression &placeholder() {
     static const QRegularExpression expression(
-        QStringLiteral("%(?:\\d+\\$)?[-+#0]*[\\d*]*(?:\\.\\d+)?(?:hh|h|ll|l|q|z|t|j)?"
-                       "[@dDiuUxXoOfFeEgGcCsSpaAn]|%L?\\d+|\\{[^{}]*\\}"));
+        u"%(?:\\d+\\$)?[-+#0]*[\\d*]*(?:\\.\\d+)?(?:hh|h|ll|l|q|z|t|j)?"
+        "[@dDiuUxXoOfFeEgGcCsSpaAn]|%L?\\d+|\\{[^{}]*\\}"_s);
     return expression;
 }
 
@@ -40,7 +38,7 @@ std::optional<Formats::StringTable> read(const QDir &folder, const QString &tabl
 }
 
 QString codePoint(const QString &text) {
-    return QStringLiteral("U+%1").arg(text.toUcs4().front(), 4, 16, QLatin1Char('0')).toUpper();
+    return u"U+%1"_s.arg(text.toUcs4().front(), 4, 16, QLatin1Char('0')).toUpper();
 }
 
 // Where the number stands before the unit; in all other languages the line ends in the number.
@@ -65,26 +63,24 @@ public:
         key_ = key;
         if (language_ == u"en") {
             if (value != key)
-                error(QStringLiteral("is not the key but \"%1\"").arg(value));
+                error(u"is not the key but \"%1\""_s.arg(value));
             return;
         }
         if (key == unitKey && !namesUnitLast(base_)) {
             if (!value.isEmpty())
-                warning(QStringLiteral("must be empty: let \"%1\" name the unit").arg(countdownKey));
+                warning(u"must be empty: let \"%1\" name the unit"_s.arg(countdownKey));
             return;
         }
         if (value.trimmed().isEmpty()) {
-            error(QStringLiteral("is empty"));
+            error(u"is empty"_s);
             return;
         }
         if (value == key && key.count(u' ') >= 2)
-            error(QStringLiteral("is not translated"));
-        for (const auto *pattern : { &directionMark(), &unreadable() }) {
-            if (const auto found = pattern->match(value); found.hasMatch())
-                error(QStringLiteral("holds the character ") + codePoint(found.captured()));
-        }
+            error(u"is not translated"_s);
+        if (const auto found = unwanted().match(value); found.hasMatch())
+            error(u"holds the character "_s + codePoint(found.captured()));
         if (const auto found = placeholder().match(value); found.hasMatch())
-            error(QStringLiteral("holds the placeholder ") + found.captured());
+            error(u"holds the placeholder "_s + found.captured());
         checkEdges(value);
     }
 
@@ -92,22 +88,20 @@ private:
     // Texts are joined as they stand, so that a blank at an end shows.
     void checkEdges(const QString &value) {
         if (value.front().isSpace())
-            warning(QStringLiteral("begins with a blank"));
+            warning(u"begins with a blank"_s);
         const bool endsWithBlank = value.back().isSpace();
         if (key_ != countdownKeyWithBlank) {
             if (endsWithBlank)
-                warning(QStringLiteral("ends with a blank"));
+                warning(u"ends with a blank"_s);
         } else if (endsWithBlank ? value.size() > 1 && value[value.size() - 2].isSpace()
                                  : !isWithoutBlanks(base_)) {
-            warning(QStringLiteral("must end with one blank, as the key does"));
+            warning(u"must end with one blank, as the key does"_s);
         }
     }
 
     void error(const QString &text) { findings_.error(where_, ofKey(text)); }
     void warning(const QString &text) { findings_.warning(where_, ofKey(text)); }
-    QString ofKey(const QString &text) const {
-        return QStringLiteral("the value of \"%1\" %2").arg(key_, text);
-    }
+    QString ofKey(const QString &text) const { return u"the value of \"%1\" %2"_s.arg(key_, text); }
 
     QString where_;
     QString language_;
@@ -119,9 +113,9 @@ private:
 } // namespace
 
 QString faultOfLanguage(const QString &code) {
-    static const QRegularExpression form(QStringLiteral("\\A[A-Za-z]{2,3}([-_][A-Za-z0-9]+)*\\z"));
+    static const QRegularExpression form(u"\\A[A-Za-z]{2,3}([-_][A-Za-z0-9]+)*\\z"_s);
     if (!form.match(code).hasMatch())
-        return QStringLiteral("is not named after a language, such as de.lproj or pt-BR.lproj");
+        return u"is not named after a language, such as de.lproj or pt-BR.lproj"_s;
     auto parts = QString(code).replace(u'_', u'-').toLower().split(u'-');
     for (int i = 1; i < parts.size(); ++i) {
         if (parts[i].size() == 2)
@@ -130,11 +124,11 @@ QString faultOfLanguage(const QString &code) {
             parts[i][0] = parts[i][0].toUpper();
     }
     const auto usual = parts.join(u'-');
-    return usual == code ? QString() : QStringLiteral("must be spelled %1.lproj").arg(usual);
+    return usual == code ? QString() : u"must be spelled %1.lproj"_s.arg(usual);
 }
 
 QStringList tableNames() {
-    return { QStringLiteral("Localizable.strings"), QStringLiteral("Main.strings") };
+    return { u"Localizable.strings"_s, u"Main.strings"_s };
 }
 
 QStringList keysOf(const QDir &folder, const QString &table) {
@@ -147,12 +141,12 @@ QStringList keysOf(const QDir &folder, const QString &table) {
 void checkTable(const QDir &folder, const QString &table, const QStringList &wanted, Findings &findings) {
     const auto where = folder.dirName() + u'/' + table;
     if (!folder.exists(table)) {
-        findings.error(where, QStringLiteral("is missing"));
+        findings.error(where, u"is missing"_s);
         return;
     }
     const auto texts = read(folder, table);
     if (!texts) {
-        findings.error(where, QStringLiteral("is not a string table that the agent can read"));
+        findings.error(where, u"is not a string table that the agent can read"_s);
         return;
     }
     QStringList missing = wanted;
@@ -164,54 +158,32 @@ void checkTable(const QDir &folder, const QString &table, const QStringList &wan
             unknown << key;
         check.check(key, QString::fromStdString(value));
     }
-    for (const auto &key : unknown) {
-        const auto meant = suggestion(key, missing);
-        const auto text = QStringLiteral("unknown key \"%1\"").arg(key);
-        if (meant.isEmpty()) {
-            findings.warning(where, text);
-            continue;
-        }
-        findings.error(where, text + meant);
-        missing.removeOne(meant.section(u'"', 1, -2));
-    }
     for (const auto &key : missing)
-        findings.error(where, QStringLiteral("the key \"%1\" is missing").arg(key));
+        findings.error(where, u"the key \"%1\" is missing"_s.arg(key));
+    // A misspelt key is one fault: the missing one.
+    if (missing.isEmpty() && !unknown.isEmpty())
+        findings.warning(where, u"unknown key \"%1\""_s.arg(unknown.join(u"\", \"")));
     if (const auto together = QStringList { countdownKey, countdownKeyWithBlank };
         texts->contains(together[0].toStdString()) && texts->contains(together[1].toStdString())) {
         const auto text = [&texts](const QString &key) {
             return QString::fromStdString(texts->find(key.toStdString())->second).trimmed();
         };
         if (text(together[0]) != text(together[1]))
-            findings.warning(where,
-                QStringLiteral("\"%1\" with and without its blank have different values").arg(countdownKey));
+            findings.warning(
+                where, u"\"%1\" with and without its blank have different values"_s.arg(countdownKey));
     }
 }
 
 void checkTables(const QDir &resources, const QDir &wanted, Findings &findings) {
-    const auto languages = resources.entryList({ QStringLiteral("*.lproj") }, QDir::Dirs);
+    const auto english = u"en.lproj"_s;
     for (const auto &table : tableNames()) {
-        QStringList everywhere;
-        for (const auto &language : languages)
-            everywhere << keysOf(QDir(resources.filePath(language)), table);
-        auto keys = keysOf(wanted, table);
-        for (const auto &key : QStringList(keys)) {
-            if (everywhere.contains(key))
-                continue;
-            findings.error(table, QStringLiteral("no language has the key \"%1\"").arg(key));
-            keys.removeOne(key);
-        }
-        everywhere.removeDuplicates();
-        for (const auto &key : everywhere) {
-            if (keys.contains(key)
-                || !keysOf(QDir(resources.filePath(QStringLiteral("en.lproj"))), table).contains(key))
-                continue;
-            findings.warning(table, QStringLiteral("the agent does not use the key \"%1\"").arg(key));
-            keys << key;
-        }
-        for (const auto &language : languages)
-            checkTable(QDir(resources.filePath(language)), table, keys, findings);
+        // What the agent asks for is compared with one language, so that a fault of all is reported once.
+        const auto keys = keysOf(QDir(resources.filePath(english)), table);
+        for (const auto &language : resources.entryList({ u"*.lproj"_s }, QDir::Dirs))
+            checkTable(QDir(resources.filePath(language)), table,
+                language == english ? keysOf(wanted, table) : keys, findings);
     }
-    for (const auto &language : languages) {
+    for (const auto &language : resources.entryList({ u"*.lproj"_s }, QDir::Dirs)) {
         if (const auto fault = faultOfLanguage(language.section(u'.', 0, 0)); !fault.isEmpty())
             findings.error(language, fault);
     }

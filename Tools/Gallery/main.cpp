@@ -31,14 +31,17 @@
 #include <cstdlib>
 #include <set>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const auto description = QStringLiteral(
-    "Draws the five notices as a bundle shows them: in each of its languages, in its own brand and in "
-    "others, at\n"
-    "scale 1 and 2, with short and long texts. Writes a PNG for each into OUT, and one page, OUT/index.html, "
-    "that\n"
-    "shows them side by side. Needs no desktop; it draws with the fonts that are installed.");
+const auto description
+    = u"Draws the five notices as a bundle shows them: in each of its languages, in its own brand and in "
+      "others, at\n"
+      "scale 1 and 2, with short and long texts. Writes a PNG for each into OUT, and one page, "
+      "OUT/index.html, "
+      "that\n"
+      "shows them side by side. Needs no desktop; it draws with the fonts that are installed."_s;
 
 constexpr auto scaleVariable = "QT_SCALE_FACTOR";
 
@@ -50,21 +53,20 @@ constexpr auto scaleVariable = "QT_SCALE_FACTOR";
 void write(const QString &path, const QByteArray &content) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        fail(path + QStringLiteral(": ") + file.errorString());
+        fail(path + u": "_s + file.errorString());
 }
 
 /// The folder `Contents` of what was named: the bundle, or that folder itself.
 QString contentsOf(const QString &bundle) {
-    for (const auto &folder : { bundle + QStringLiteral("/Contents"), bundle }) {
-        if (QFile::exists(folder + QStringLiteral("/Resources")))
+    for (const auto &folder : { bundle + u"/Contents"_s, bundle }) {
+        if (QFile::exists(folder + u"/Resources"_s))
             return QDir(folder).absolutePath();
     }
-    fail(bundle + QStringLiteral(" is no bundle: it has no folder Contents/Resources"));
+    fail(bundle + u" is no bundle: it has no folder Contents/Resources"_s);
 }
 
 QStringList languagesOf(const QString &contents) {
-    auto folders
-        = QDir(contents + QStringLiteral("/Resources")).entryList({ QStringLiteral("*.lproj") }, QDir::Dirs);
+    auto folders = QDir(contents + u"/Resources"_s).entryList({ u"*.lproj"_s }, QDir::Dirs);
     for (auto &folder : folders)
         folder.chop(static_cast<int>(qstrlen(".lproj")));
     return folders;
@@ -79,23 +81,23 @@ QString titleOf(const Bundle &bundle) {
 
 // Big enough at every scale that the notices are as on a desktop.
 QString screenDescription(const QDir &folder) {
-    const auto path = folder.filePath(QStringLiteral("screens.json"));
+    const auto path = folder.filePath(u"screens.json"_s);
     write(path,
         "{\"screens\": [{\"name\": \"gallery\", \"x\": 0, \"y\": 0, \"width\": 2560, \"height\": 2048,"
         " \"logicalDpi\": 96, \"logicalBaseDpi\": 96, \"dpr\": 1}]}\n");
-    return QStringLiteral("offscreen:configfile=") + path;
+    return u"offscreen:configfile="_s + path;
 }
 
 void drawInAnotherProcess(int scale) {
     auto environment = QProcess::systemEnvironment();
-    environment << QStringLiteral("%1=%2").arg(QLatin1String(scaleVariable)).arg(scale);
+    environment << u"%1=%2"_s.arg(QLatin1String(scaleVariable)).arg(scale);
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedChannels);
     process.setEnvironment(environment);
     process.start(QCoreApplication::applicationFilePath(), QCoreApplication::arguments().mid(1));
     if (!process.waitForFinished(-1) || process.exitStatus() != QProcess::NormalExit
         || process.exitCode() != 0)
-        fail(QStringLiteral("the pictures of scale %1 were not drawn").arg(scale));
+        fail(u"the pictures of scale %1 were not drawn"_s.arg(scale));
 }
 
 // The back end that draws into memory says of every window what it cannot do with it.
@@ -105,7 +107,7 @@ void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &
 }
 
 QString counted(int number, const char *word) {
-    return QStringLiteral("%1 %2%3").arg(number).arg(QLatin1String(word), number == 1 ? "" : "s");
+    return u"%1 %2%3"_s.arg(number).arg(QLatin1String(word), number == 1 ? "" : "s");
 }
 
 // Ends with a line of counts; the exit status.
@@ -117,35 +119,31 @@ int report(const QString &folder, const Findings &findings) {
 
 QDir existingFolder(const QString &path) {
     if (!QDir(path).exists())
-        fail(path + QStringLiteral(": no such folder"));
+        fail(path + u": no such folder"_s);
     return QDir(path);
 }
 
 // The bundle of the same build or installation.
 QString ownBundle() {
     const QDir programs(QCoreApplication::applicationDirPath());
-    const auto built = programs.filePath(QStringLiteral("../NoticeAgent.app"));
-    return QDir(built).exists() ? built
-                                : programs.filePath(QStringLiteral("../lib/notice-agent/NoticeAgent.app"));
+    const auto built = programs.filePath(u"../NoticeAgent.app"_s);
+    return QDir(built).exists() ? built : programs.filePath(u"../lib/notice-agent/NoticeAgent.app"_s);
 }
 
 // The notices in English, beside each other.
 void writePreview(const FileBundle &bundle, const QString &path) {
-    const QStringList columns[]
-        = { { QStringLiteral("casb"), QStringLiteral("concurrent-session"), QStringLiteral("maintenance") },
-              { QStringLiteral("re-authentication"), QStringLiteral("auto-disconnect"),
-                  QStringLiteral("auto-disconnected") } };
+    const QStringList columns[] = { { u"casb"_s, u"concurrent-session"_s, u"maintenance"_s },
+        { u"re-authentication"_s, u"auto-disconnect"_s, u"auto-disconnected"_s } };
     constexpr int gap = 24;
     NoticePainter painter(bundle);
     std::vector<std::pair<QPoint, QImage>> notices;
     QSize size;
-    const auto pictures
-        = catalogue({ QStringLiteral("en") }, [](const QString &, const QString &text) { return text; });
+    const auto pictures = catalogue({ u"en"_s }, [](const QString &, const QString &text) { return text; });
     for (int column = 0, x = gap; column < 2; ++column) {
         int y = gap;
         int width = 0;
         for (const auto &name : columns[column]) {
-            const auto wanted = QStringLiteral("languages/en-%1.png").arg(name);
+            const auto wanted = u"languages/en-%1.png"_s.arg(name);
             const auto picture = std::find_if(pictures.begin(), pictures.end(),
                 [&wanted](const Picture &candidate) { return candidate.path() == wanted; });
             const auto notice = painter.paint(*picture);
@@ -163,7 +161,7 @@ void writePreview(const FileBundle &bundle, const QString &path) {
         sheetPainter.drawImage(place, notice);
     sheetPainter.end();
     if (!sheet.save(path))
-        fail(path + QStringLiteral(" cannot be written"));
+        fail(path + u" cannot be written"_s);
 }
 
 } // namespace
@@ -183,7 +181,7 @@ int main(int argumentCount, char **arguments) {
         qputenv(scaleVariable, "1");
     QApplication::setStyle(new NoticeStyle);
     QApplication application(argumentCount, arguments);
-    QApplication::setApplicationName(QStringLiteral("gallery"));
+    QApplication::setApplicationName(u"gallery"_s);
     QApplication::setApplicationVersion(QStringLiteral(NOTICE_VERSION));
     QApplication::setQuitOnLastWindowClosed(false);
 
@@ -191,30 +189,24 @@ int main(int argumentCount, char **arguments) {
     parser.setApplicationDescription(description);
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption onlyOption(QStringLiteral("only"),
-        QStringLiteral("Draws the pictures whose path in OUT contains TEXT, and no others."),
-        QStringLiteral("TEXT"));
+    const QCommandLineOption onlyOption(
+        u"only"_s, u"Draws the pictures whose path in OUT contains TEXT, and no others."_s, u"TEXT"_s);
     parser.addOption(onlyOption);
-    const QCommandLineOption checkOption(QStringLiteral("check"),
-        QStringLiteral(
-            "Checks a brand's folder and draws nothing. BUNDLE is what the brand is made of; it may be left "
-            "out for the installed agent."),
-        QStringLiteral("FOLDER"));
-    const QCommandLineOption quietOption(QStringLiteral("quiet"), QStringLiteral("With --check: no notes."));
-    const QCommandLineOption checkTablesOption(QStringLiteral("check-tables"),
-        QStringLiteral("Checks the string tables below a folder of language folders, and draws nothing."),
-        QStringLiteral("FOLDER"));
-    const QCommandLineOption keysOption(QStringLiteral("keys"),
-        QStringLiteral(
-            "With --check-tables: a language folder with the keys that each table must hold (en.lproj)."),
-        QStringLiteral("FOLDER"));
-    const QCommandLineOption previewOption(QStringLiteral("preview"),
-        QStringLiteral("Draws the notices of BUNDLE in English on one picture, a PNG."),
-        QStringLiteral("FILE"));
+    const QCommandLineOption checkOption(u"check"_s,
+        u"Checks a brand's folder and draws nothing. BUNDLE is what the brand is made of; it may be left "
+        "out for the installed agent."_s,
+        u"FOLDER"_s);
+    const QCommandLineOption quietOption(u"quiet"_s, u"With --check: no notes."_s);
+    const QCommandLineOption checkTablesOption(u"check-tables"_s,
+        u"Checks the string tables below a folder of language folders, and draws nothing."_s, u"FOLDER"_s);
+    const QCommandLineOption keysOption(u"keys"_s,
+        u"With --check-tables: a language folder with the keys that each table must hold (en.lproj)."_s,
+        u"FOLDER"_s);
+    const QCommandLineOption previewOption(
+        u"preview"_s, u"Draws the notices of BUNDLE in English on one picture, a PNG."_s, u"FILE"_s);
     parser.addOptions({ checkOption, quietOption, checkTablesOption, keysOption, previewOption });
-    parser.addPositionalArgument(QStringLiteral("BUNDLE"), QStringLiteral("the bundle, NoticeAgent.app"));
-    parser.addPositionalArgument(
-        QStringLiteral("OUT"), QStringLiteral("the folder to write into; it is made when it is missing"));
+    parser.addPositionalArgument(u"BUNDLE"_s, u"the bundle, NoticeAgent.app"_s);
+    parser.addPositionalArgument(u"OUT"_s, u"the folder to write into; it is made when it is missing"_s);
     parser.process(application);
     const auto folders = parser.positionalArguments();
     if (parser.isSet(checkOption)) {
@@ -227,27 +219,27 @@ int main(int argumentCount, char **arguments) {
     if (parser.isSet(checkTablesOption)) {
         const auto folder = existingFolder(parser.value(checkTablesOption));
         const auto keys = parser.isSet(keysOption) ? existingFolder(parser.value(keysOption))
-                                                   : QDir(folder.filePath(QStringLiteral("en.lproj")));
+                                                   : QDir(folder.filePath(u"en.lproj"_s));
         Findings findings(Findings::Notes::Shown);
         checkTables(folder, keys, findings);
         return report(parser.value(checkTablesOption), findings);
     }
     if (parser.isSet(previewOption)) {
         const FileBundle bundle(
-            contentsOf(folders.value(0, ownBundle())), [] { return QStringList { QStringLiteral("en") }; });
+            contentsOf(folders.value(0, ownBundle())), [] { return QStringList { u"en"_s }; });
         writePreview(bundle, parser.value(previewOption));
         return EXIT_SUCCESS;
     }
     if (folders.size() != 2)
-        fail(QStringLiteral("it takes a bundle and a folder to write into; see --help"));
+        fail(u"it takes a bundle and a folder to write into; see --help"_s);
 
     const auto contents = contentsOf(folders[0]);
     const QDir out(folders[1]);
-    const FileBundle bundle(contents, [] { return QStringList { QStringLiteral("en") }; });
+    const FileBundle bundle(contents, [] { return QStringList { u"en"_s }; });
     auto pictures = catalogue(languagesOf(contents), [&bundle](const QString &language, const QString &text) {
-        const auto path = bundle.pathForResource(language, QStringLiteral("lproj"));
+        const auto path = bundle.pathForResource(language, u"lproj"_s);
         const auto folder = path ? bundle.bundleWithPath(*path) : nullptr;
-        return folder ? folder->localizedStringForKey(text, {}, QStringLiteral("Main")) : text;
+        return folder ? folder->localizedStringForKey(text, {}, u"Main"_s) : text;
     });
     if (const auto wanted = parser.values(onlyOption); !wanted.isEmpty()) {
         std::erase_if(pictures, [&wanted](const Picture &picture) {
@@ -256,7 +248,7 @@ int main(int argumentCount, char **arguments) {
         });
     }
     if (pictures.empty())
-        fail(QStringLiteral("there is nothing to draw"));
+        fail(u"there is nothing to draw"_s);
 
     NoticePainter painter(bundle);
     std::set<int> otherScales;
@@ -267,7 +259,7 @@ int main(int argumentCount, char **arguments) {
         }
         const auto path = out.filePath(picture.path());
         if (!QDir().mkpath(QFileInfo(path).path()) || !painter.paint(picture).save(path))
-            fail(path + QStringLiteral(" cannot be written"));
+            fail(path + u" cannot be written"_s);
     }
     if (ownScale != 0)
         return EXIT_SUCCESS;
@@ -275,8 +267,7 @@ int main(int argumentCount, char **arguments) {
         qputenv("GALLERY_SCALE", QByteArray::number(scale));
         drawInAnotherProcess(scale);
     }
-    write(out.filePath(QStringLiteral("index.html")), galleryPage(titleOf(bundle), pictures));
-    QTextStream(stdout) << pictures.size()
-                        << " pictures: " << out.absoluteFilePath(QStringLiteral("index.html")) << '\n';
+    write(out.filePath(u"index.html"_s), galleryPage(titleOf(bundle), pictures));
+    QTextStream(stdout) << pictures.size() << " pictures: " << out.absoluteFilePath(u"index.html"_s) << '\n';
     return EXIT_SUCCESS;
 }

@@ -23,6 +23,7 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -36,8 +37,6 @@ using NoticeClient::Result;
 using NoticeClient::Value;
 using Clock = std::chrono::steady_clock;
 using Duration = CommandLine::Duration;
-
-constexpr Duration defaultWait = 10s;
 
 ExitStatus statusOf(ErrorCode code) {
     switch (code) {
@@ -107,7 +106,8 @@ void enterSession(const CommandLine &line) {
 }
 
 Agent connect(const CommandLine &line, const Brand &brand) {
-    auto agent = Agent::connect(brand, std::clamp<Duration>(line.wait.value_or(defaultWait), 1s, 10s));
+    auto agent
+        = Agent::connect(brand, std::clamp<Duration>(line.wait.value_or(CommandLine::defaultWait), 1s, 10s));
     if (!agent && line.user)
         throw Failure(*line.user + " has no session: " + agent.error().message, ExitStatus::NoSession);
     check(agent, "no session bus: ");
@@ -120,7 +120,7 @@ public:
     Starter(const CommandLine &line, std::optional<std::string> bundle)
         : line_(line)
         , bundle_(std::move(bundle))
-        , timeout_(line.wait.value_or(defaultWait))
+        , timeout_(line.wait.value_or(CommandLine::defaultWait))
         , deadline_(Clock::now() + timeout_) { }
 
     bool isInTime() const { return Clock::now() < deadline_; }
@@ -181,12 +181,20 @@ void post(const CommandLine &line) {
     if (line.waitForReauthentication)
         check(agent.observeReauthentication());
     const Starter starter(line, bundle);
+    auto isOld = agent.isListening();
+    check(isOld);
     Result<void> posted;
+    // An agent that was about to end did not take it, and one that was there before may have been killed: the
+    // next one will.
+    const auto isForTheNext = [&] {
+        return !posted && starter.isInTime()
+            && (posted.error().code == ErrorCode::NotListening
+                || (posted.error().code == ErrorCode::AgentEnded && std::exchange(*isOld, false)));
+    };
     do {
         starter.ensureListening(agent);
         posted = agent.post(message);
-        // An agent that was about to end did not take it; the next one will.
-    } while (!posted && posted.error().code == ErrorCode::NotListening && starter.isInTime());
+    } while (isForTheNext());
     check(posted);
     show(line, "posted " + brand.messageName());
     if (line.waitForReauthentication)
