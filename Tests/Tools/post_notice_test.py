@@ -30,7 +30,6 @@ sys.path.insert(0, os.path.join(ROOT, "Tests/Acceptance"))
 from desktop import AGENT_NAME, Bus, pump, wait_until  # noqa: E402
 
 COMMAND = os.path.abspath(os.environ.get("POST_NOTICE", os.path.join(ROOT, "build/release/bin/post-notice")))
-MANUAL = os.path.join(ROOT, "Tools/PostNotice/post-notice.1")
 MESSAGE = "zelvik_socketMessageNotifier"
 
 # Stands for the agent. A shell begins, since it changes no signal's handling by itself, but while it starts
@@ -337,18 +336,13 @@ class UsageTest(PostNoticeTestCase):
             version = re.search(r"project\(\w+ VERSION (\S+)", file.read()).group(1)
         self.assertEqual(self.run_command("--version"), (0, f"post-notice {version}\n", ""))
 
-    def test_help_needs_no_bus_and_names_the_options_of_the_manual(self):
+    def test_help_needs_no_bus_and_fits_a_terminal(self):
         status, output, errors = self.run_command(
             "--help", env=self.environment(DBUS_SESSION_BUS_ADDRESS="unix:path=/nowhere"))
         self.assertEqual((status, errors), (0, ""))
         self.assertTrue(output.startswith("Usage: post-notice [OPTION]...\n"))
         self.assertLessEqual(max(map(len, output.splitlines())), 80)
-        with open(MANUAL, encoding="utf-8") as file:
-            manual = file.read().replace("\\-", "-")
-        told = set(re.findall(r"^ +(--[a-z-]+)", output, re.MULTILINE))
-        described = re.findall(r"^\.TP\n\.(?:B|BI|BR) (--[a-z-]+)", manual, re.MULTILINE)
-        self.assertEqual(sorted(described), sorted(told))
-        self.assertIn("--casb", told)
+        self.assertIn("\n  --casb", output)
 
     def test_wrong_usage(self):
         path = self.file("a", "text")
