@@ -72,7 +72,12 @@ void CardEdge::paintEvent(QPaintEvent *event) {
     const double line = NoticeStyle::hairline(*this);
     if (!hasShadow_) {
         painter.setPen(QPen(lineColor, line, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
-        return painter.drawRect(QRectF(card).adjusted(line / 2, line / 2, -line / 2, -line / 2));
+        const auto outline = QRectF(card).adjusted(line / 2, line / 2, -line / 2, -line / 2);
+        painter.drawRect(outline);
+        // At a scale between two whole ones the window may lack its last row and column.
+        if (line != 1)
+            painter.drawRect(outline.adjusted(0, 0, -line, -line));
+        return;
     }
     // The card is opaque but for its corners.
     painter.setClipRegion(
