@@ -334,7 +334,7 @@ class WaylandSession(Session):
     def _script_that_tells(self):
         """The path of a script for the session to run, which lets the tests in and tells its environment."""
         told = os.path.join(self.environment["XDG_RUNTIME_DIR"], "told")
-        path = self._write("tell", f"#!/bin/sh\nxhost +local:\nenv > {told}.new && mv {told}.new {told}\nexec sleep infinity\n")
+        path = self._write("tell", f"#!/bin/sh\nxhost +local:\nenv > {told}.new && mv {told}.new {told}\n")
         os.chmod(path, 0o755)
         return path
 
