@@ -3,8 +3,6 @@
 #include "Formats/File.h"
 #include "Formats/Text.h"
 
-#include <limits>
-
 using namespace Formats;
 
 namespace {
@@ -128,17 +126,11 @@ private:
         }
     }
 
-    // Up to 4 bytes without a sign, 8 bytes with one, 16 bytes for what is past the range of 8.
+    // Up to 4 bytes without a sign, 8 bytes with one, 16 bytes only for what is past the range of 8.
     std::optional<PropertyValue> integer(const Object &object) const {
-        if (object.information == 4) {
-            const auto high = number(object.begin, 8);
-            const auto low = number(object.begin + 8, 8);
-            if (!high || *high != 0 || !low)
-                return std::nullopt;
-            return *low > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())
-                ? PropertyValue()
-                : PropertyValue(static_cast<std::int64_t>(*low));
-        }
+        constexpr unsigned sixteenBytes = 4;
+        if (object.information == sixteenBytes)
+            return PropertyValue();
         const auto value = number(object.begin, std::size_t { 1 } << object.information);
         return value ? std::optional<PropertyValue>(static_cast<std::int64_t>(*value)) : std::nullopt;
     }

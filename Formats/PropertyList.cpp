@@ -1,36 +1,17 @@
 #include "Formats/PropertyList.h"
 
 #include "Formats/BinaryPropertyList.h"
-#include "Formats/Expat.h"
 #include "Formats/File.h"
+#include "Formats/XmlDocument.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <limits>
 #include <utility>
-#include <vector>
 
 using namespace Formats;
 
 namespace {
-
-// From `Key` on they hold text.
-enum class Element { Plist, Dictionary, Array, True, False, Key, String, Integer, Data, Other };
-
-constexpr std::array<std::pair<std::string_view, Element>, 11> elements { {
-    { "plist", Element::Plist },
-    { "dict", Element::Dictionary },
-    { "array", Element::Array },
-    { "key", Element::Key },
-    { "string", Element::String },
-    { "integer", Element::Integer },
-    { "data", Element::Data },
-    { "true", Element::True },
-    { "false", Element::False },
-    { "real", Element::Other },
-    { "date", Element::Other },
-} };
 
 constexpr std::string_view blanks = " \t\r\n";
 
@@ -87,127 +68,53 @@ std::optional<PropertyValue> dataFrom(std::string_view text) {
     return data;
 }
 
-/// Receives the elements from Expat.
-class XmlReader {
-public:
-    explicit XmlReader(const char *encoding)
-        : parser_(encoding, *this) {
-        XML_SetStartDoctypeDeclHandler(
-            parser_.get(), [](void *self, const char *, const char *, const char *, int declaresSomething) {
-                // Entities could make much of a few bytes.
-                if (declaresSomething)
-                    static_cast<XmlReader *>(self)->fail();
-            });
+std::optional<PropertyList> dictionaryFrom(const XmlDocument::Element &element);
+
+bool holdsOnlyElements(const XmlDocument::Element &element) {
+    return element.text({}).value_or(std::string()).find_first_not_of(blanks) == std::string::npos;
+}
+
+/// Nothing when the element is no value or anything in it is wrong.
+std::optional<PropertyValue> valueFrom(const XmlDocument::Element &element) {
+    const auto name = element.name();
+    const auto children = element.children();
+    if (name == "dict")
+        return dictionaryFrom(element) ? std::optional(PropertyValue()) : std::nullopt;
+    if (name == "array") {
+        const bool holdsValues = std::all_of(
+            children.begin(), children.end(), [](const auto &each) { return valueFrom(each).has_value(); });
+        return holdsValues && holdsOnlyElements(element) ? std::optional(PropertyValue()) : std::nullopt;
     }
+    if (!children.empty())
+        return std::nullopt;
+    auto text = element.text({}).value_or(std::string());
+    if (name == "true" || name == "false")
+        return holdsOnlyElements(element) ? std::optional<PropertyValue>(name == "true") : std::nullopt;
+    if (name == "string")
+        return text;
+    if (name == "integer")
+        return integerFrom(text);
+    if (name == "data")
+        return dataFrom(text);
+    return name == "real" || name == "date" ? std::optional(PropertyValue()) : std::nullopt;
+}
 
-    std::optional<PropertyList> read(std::string_view text) {
-        return parser_.parse(text) ? std::move(list_) : std::nullopt;
+std::optional<PropertyList> dictionaryFrom(const XmlDocument::Element &element) {
+    const auto children = element.children();
+    if (element.name() != "dict" || !holdsOnlyElements(element) || children.size() % 2 != 0)
+        return std::nullopt;
+    PropertyList list;
+    for (std::size_t index = 0; index < children.size(); index += 2) {
+        const auto &key = children[index];
+        auto value = valueFrom(children[index + 1]);
+        if (key.name() != "key" || !key.children().empty() || !value)
+            return std::nullopt;
+        list.insert_or_assign(key.text({}).value_or(std::string()), std::move(*value));
     }
+    return list;
+}
 
-    void begin(std::string_view name) {
-        const auto *element = std::find_if(
-            elements.begin(), elements.end(), [name](const auto &each) { return each.first == name; });
-        if (element == elements.end() || !mayBegin(element->second))
-            return fail();
-        levels_.push_back({ element->second });
-        if (isRoot() && element->second == Element::Dictionary)
-            list_.emplace();
-        text_.clear();
-    }
-
-    void end() {
-        if (hasFailed_)
-            return;
-        const auto level = levels_.back();
-        levels_.pop_back();
-        if (level.element == Element::Key) {
-            levels_.back().hasKey = true;
-            if (isRoot())
-                key_ = text_;
-            return;
-        }
-        const bool isComplete = level.element == Element::Plist ? level.hasValue : !level.hasKey;
-        auto value = isComplete ? valueOf(level.element) : std::nullopt;
-        if (!value)
-            return fail();
-        if (isRoot() && levels_.back().element == Element::Dictionary)
-            list_->insert_or_assign(key_, std::move(*value));
-        if (!levels_.empty()) {
-            levels_.back().hasKey = false;
-            levels_.back().hasValue = true;
-        }
-    }
-
-    void characters(std::string_view text) {
-        if (hasFailed_ || levels_.empty())
-            return;
-        if (levels_.back().element >= Element::Key)
-            text_ += text;
-        else if (text.find_first_not_of(blanks) != std::string_view::npos)
-            fail();
-    }
-
-private:
-    struct Level {
-        Element element;
-        bool hasKey = false; ///< a dictionary's, whose value has not come yet
-        bool hasValue = false;
-    };
-
-    void fail() {
-        hasFailed_ = true;
-        parser_.stop();
-    }
-
-    /// Whether the innermost element is the list's root.
-    bool isRoot() const {
-        return !levels_.empty() && levels_.size() == (levels_.front().element == Element::Plist ? 2 : 1);
-    }
-
-    bool mayBegin(Element element) const {
-        if (hasFailed_)
-            return false;
-        if (levels_.empty())
-            return element != Element::Key;
-        const auto &parent = levels_.back();
-        switch (parent.element) {
-        case Element::Plist:
-            return element != Element::Plist && element != Element::Key && !parent.hasValue;
-        case Element::Dictionary:
-            return element != Element::Plist && (element == Element::Key) != parent.hasKey;
-        case Element::Array:
-            return element != Element::Plist && element != Element::Key;
-        default:
-            return false;
-        }
-    }
-
-    /// Nothing when the element's text is none of its kind.
-    std::optional<PropertyValue> valueOf(Element element) const {
-        switch (element) {
-        case Element::True:
-        case Element::False:
-            return element == Element::True;
-        case Element::Integer:
-            return integerFrom(text_);
-        case Element::String:
-            return text_;
-        case Element::Data:
-            return dataFrom(text_);
-        default:
-            return PropertyValue();
-        }
-    }
-
-    std::vector<Level> levels_;
-    std::string text_;
-    std::string key_;
-    std::optional<PropertyList> list_;
-    bool hasFailed_ = false;
-    Expat<XmlReader> parser_;
-};
-
-/// The encoding that a byte order mark names, which overrules the declaration's; null without one.
+// The encoding that a byte order mark names, which overrules the declaration's; null without one.
 const char *encodingOf(std::string_view bytes) {
     if (bytes.starts_with("\xff\xfe") || bytes.starts_with("\xfe\xff"))
         return "UTF-16";
@@ -219,8 +126,16 @@ const char *encodingOf(std::string_view bytes) {
 std::optional<PropertyList> Formats::parsePropertyList(std::string_view bytes) {
     if (bytes.size() > maxFileSize)
         return std::nullopt;
-    return isBinaryPropertyList(bytes) ? parseBinaryPropertyList(bytes)
-                                       : XmlReader(encodingOf(bytes)).read(bytes);
+    if (isBinaryPropertyList(bytes))
+        return parseBinaryPropertyList(bytes);
+    const auto document = XmlDocument::parse(bytes, encodingOf(bytes));
+    if (!document)
+        return std::nullopt;
+    const auto root = document->root().children().front();
+    if (root.name() != "plist")
+        return dictionaryFrom(root);
+    const auto children = root.children();
+    return children.size() == 1 && holdsOnlyElements(root) ? dictionaryFrom(children.front()) : std::nullopt;
 }
 
 std::optional<std::string> Formats::stringOf(const PropertyList &list, std::string_view key) {

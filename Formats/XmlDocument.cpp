@@ -1,6 +1,10 @@
 #include "Formats/XmlDocument.h"
 
-#include "Formats/Expat.h"
+// Expat 2.5 declares its limits on amplification only then.
+#define XML_DTD 1 // NOLINT
+#include <expat.h>
+
+#include <memory>
 
 using namespace Formats;
 
@@ -23,13 +27,20 @@ constexpr std::size_t maxAddedAttributes = 10'000'000;
 /// Receives the document from Expat.
 class XmlDocument::Builder {
 public:
-    explicit Builder(std::size_t length)
-        : parser_("UTF-8", *this) {
+    Builder(std::size_t length, const char *encoding)
+        : parser_(XML_ParserCreate(encoding)) {
         constexpr std::size_t bytesOfANode = 16; // in the text of a notice with many entries
         document_.content_.reserve(length);
         document_.nodes_.reserve(length / bytesOfANode + 1);
         document_.nodes_.emplace_back();
         auto *parser = parser_.get();
+        XML_SetUserData(parser, this);
+        XML_SetElementHandler(
+            parser, [](void *self, const char *name, const char **) { of(self).begin(name); },
+            [](void *self, const char *) { of(self).open_.pop_back(); });
+        XML_SetCharacterDataHandler(parser, [](void *self, const char *text, int length) {
+            of(self).characters({ text, static_cast<std::size_t>(length) });
+        });
         XML_SetStartCdataSectionHandler(parser, [](void *self) { of(self).characters({}); });
         XML_SetEntityDeclHandler(parser,
             [](void *self, const char *, int, const char *, int, const char *, const char *, const char *,
@@ -43,18 +54,31 @@ public:
     }
 
     std::optional<XmlDocument> parse(std::string_view text) {
-        return parser_.parse(text) ? std::optional(std::move(document_)) : std::nullopt;
+        const auto status = XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
+        return status == XML_STATUS_OK ? std::optional(std::move(document_)) : std::nullopt;
     }
+
+private:
+    struct OpenElement {
+        Index node = 0;
+        Index lastChild = 0;
+    };
+    struct FreeParser {
+        void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+    };
+
+    static Builder &of(void *self) { return *static_cast<Builder *>(self); }
+
+    // A handler may be called once more after this.
+    void stop() { XML_StopParser(parser_.get(), XML_FALSE); }
 
     void begin(std::string_view name) {
         addDeclaredAttributes();
         append(name, false);
         open_.push_back({ .node = static_cast<Index>(document_.nodes_.size() - 1) });
         if (open_.size() > maxDepth)
-            parser_.stop();
+            stop();
     }
-
-    void end() { open_.pop_back(); }
 
     // Expat hands a text out in pieces: at line breaks, references and comments.
     void characters(std::string_view text) {
@@ -64,14 +88,6 @@ public:
         document_.content_.append(text);
         document_.nodes_[last].length += static_cast<Index>(text.size());
     }
-
-private:
-    struct OpenElement {
-        Index node = 0;
-        Index lastChild = 0;
-    };
-
-    static Builder &of(void *self) { return *static_cast<Builder *>(self); }
 
     void append(std::string_view content, bool isText) {
         auto &nodes = document_.nodes_;
@@ -87,7 +103,7 @@ private:
 
     void entityDeclared() {
         if (++entities_ > maxEntities)
-            parser_.stop();
+            stop();
     }
 
     void attributeDeclared() {
@@ -98,7 +114,7 @@ private:
     void addDeclaredAttributes() {
         addedAttributes_ += declaredAttributes_;
         if (addedAttributes_ > maxAddedAttributes)
-            parser_.stop();
+            stop();
     }
 
     XmlDocument document_;
@@ -106,7 +122,7 @@ private:
     int entities_ = 0;
     std::size_t declaredAttributes_ = 0;
     std::size_t addedAttributes_ = 0;
-    Expat<Builder> parser_;
+    std::unique_ptr<std::remove_pointer_t<XML_Parser>, FreeParser> parser_;
 };
 
 template <class Found>
@@ -134,8 +150,22 @@ std::optional<std::string> XmlDocument::textOf(std::size_t element) const {
     return text;
 }
 
-std::optional<XmlDocument> XmlDocument::parse(std::string_view text) {
-    return text.size() <= maxSize ? Builder(text.size()).parse(text) : std::nullopt;
+std::optional<XmlDocument> XmlDocument::parse(std::string_view text, const char *encoding) {
+    return text.size() <= maxSize ? Builder(text.size(), encoding).parse(text) : std::nullopt;
+}
+
+std::string_view XmlDocument::Element::name() const {
+    return document_->contentOf(index_);
+}
+
+std::vector<XmlDocument::Element> XmlDocument::Element::children() const {
+    std::vector<Element> elements;
+    const auto &nodes = document_->nodes_;
+    for (auto child = nodes[index_].firstChild; child != 0; child = nodes[child].next) {
+        if (!nodes[child].isText)
+            elements.push_back(Element(*document_, child));
+    }
+    return elements;
 }
 
 std::vector<XmlDocument::Element> XmlDocument::Element::all(Path path) const {

@@ -24,6 +24,10 @@ public:
     /// An element of a document; valid as long as the document is and stays in its place.
     class Element {
     public:
+        std::string_view name() const;
+
+        std::vector<Element> children() const;
+
         /// Every element that the path reaches, in document order.
         std::vector<Element> all(Path path) const;
 
@@ -43,8 +47,8 @@ public:
 
     /// Nothing when the text is not well-formed, is too large or nested too deep, or its declarations
     /// multiply it beyond Expat's limit on amplification.
-    /// @param text  UTF-8; an encoding that it declares does not matter
-    static std::optional<XmlDocument> parse(std::string_view text);
+    /// @param encoding  of the text, whatever it declares; null for the one that it declares
+    static std::optional<XmlDocument> parse(std::string_view text, const char *encoding = "UTF-8");
 
     /// The document itself; the first name of a path below it is the root element's.
     Element root() const { return { *this, 0 }; }

@@ -8,17 +8,6 @@
 
 #include <utility>
 
-OutletBase::OutletBase(NoticeController &owner, const char *name)
-    : owner_(owner)
-    , name_(name) {
-    owner.outlets_.push_back(this);
-}
-
-void OutletBase::stopUnconnected() const {
-    fatalStop(QStringLiteral("%1: the outlet \"%2\" is not connected")
-                  .arg(QLatin1String(owner_.className()), QLatin1String(name_)));
-}
-
 NoticeController::NoticeController(const char *className)
     : className_(className) { }
 
@@ -30,11 +19,14 @@ NoticeController::~NoticeController() {
 
 void NoticeController::loadView(std::unique_ptr<LayerView> view) {
     view_ = view.release();
-    for (auto *outlet : outlets_)
-        outlet->connectTo(view_);
     if (auto *button = view_->findChild<PushButton *>())
         QObject::connect(button, &PushButton::clicked, button, [this] { buttonClicked(); });
     viewDidLoad();
+}
+
+void NoticeController::stopAtOutlet(const char *name) const {
+    fatalStop(QStringLiteral("%1: the outlet \"%2\" is not connected")
+                  .arg(QLatin1String(className_), QLatin1String(name)));
 }
 
 void NoticeController::setWindowAlpha(double alpha) {

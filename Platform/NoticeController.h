@@ -8,52 +8,8 @@
 #include <QVariant>
 
 #include <memory>
-#include <vector>
 
-class NoticeController;
 class NoticeWindow;
-
-/// A weak reference to an object of the controller's form, by the object's name. The form's objects are
-/// connected when the view is loaded. Touching one that is not there stops the process with one line.
-class OutletBase {
-public:
-    OutletBase(const OutletBase &) = delete;
-    OutletBase &operator=(const OutletBase &) = delete;
-
-protected:
-    OutletBase(NoticeController &owner, const char *name);
-    virtual ~OutletBase() = default;
-    [[noreturn]] void stopUnconnected() const;
-
-    NoticeController &owner_;
-    const char *name_;
-
-private:
-    friend class NoticeController;
-    virtual void connectTo(QWidget *view) = 0;
-};
-
-template <class Object>
-class Outlet final : public OutletBase {
-public:
-    Outlet(NoticeController &owner, const char *name)
-        : OutletBase(owner, name) { }
-
-    Object *operator->() const { return get(); }
-    Object &operator*() const { return *get(); }
-    Object *get() const {
-        if (!object_)
-            stopUnconnected();
-        return object_;
-    }
-
-private:
-    void connectTo(QWidget *view) override {
-        object_ = view->findChild<Object *>(QString::fromLatin1(name_));
-    }
-
-    QPointer<Object> object_;
-};
 
 /// The base of a notice's controller: a view loaded from a form, its outlets, and the view's life cycle.
 /// Held by shared pointers: the window holds the controller whose view it shows, and a running timer holds
@@ -66,8 +22,8 @@ public:
     NoticeController(const NoticeController &) = delete;
     NoticeController &operator=(const NoticeController &) = delete;
 
-    /// Takes the view, connects its outlets and its button's action, and calls `viewDidLoad()`. Called once,
-    /// by the storyboard.
+    /// Takes the view, connects its button's action, and calls `viewDidLoad()`. Called once, by the
+    /// storyboard.
     void loadView(std::unique_ptr<LayerView> view);
 
     /// The root view, owned by the controller; null before it is loaded.
@@ -91,17 +47,46 @@ public:
 
     const char *className() const { return className_; }
 
+    /// Stops the process: the code touched an outlet that no object of the form is connected to.
+    [[noreturn]] void stopAtOutlet(const char *name) const;
+
 protected:
     /// The action of the form's button.
     virtual void buttonClicked() { }
 
 private:
-    friend class OutletBase;
     friend class NoticeWindow;
 
     const char *className_;
-    std::vector<OutletBase *> outlets_;
     QPointer<LayerView> view_;
     NoticeWindow *window_ = nullptr;
     QVariant representedObject_;
+};
+
+/// A weak reference to an object of the controller's form, by the object's name. Touching one that is not
+/// there stops the process with one line.
+template <class Object>
+class Outlet final {
+public:
+    /// @param owner  outlives the outlet
+    Outlet(const NoticeController &owner, const char *name)
+        : owner_(owner)
+        , name_(name) { }
+    Outlet(const Outlet &) = delete;
+    Outlet &operator=(const Outlet &) = delete;
+
+    Object *operator->() const { return get(); }
+    Object &operator*() const { return *get(); }
+    Object *get() const {
+        if (!object_ && owner_.view())
+            object_ = owner_.view()->template findChild<Object *>(QString::fromLatin1(name_));
+        if (!object_)
+            owner_.stopAtOutlet(name_);
+        return object_;
+    }
+
+private:
+    const NoticeController &owner_;
+    const char *name_;
+    mutable QPointer<Object> object_;
 };

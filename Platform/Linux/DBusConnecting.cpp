@@ -37,10 +37,7 @@ using PendingReply = std::unique_ptr<DBusPendingCall, UnreferencePending>;
 // The calls are sent without waiting for one another's replies: what is on its way to the bus is worked
 // through in order, and each wait costs a busy machine milliseconds.
 PendingReply call(DBusConnection *connection, const char *method, const std::string &argument) {
-    const BusMessage message(
-        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, method));
-    const char *text = argument.c_str();
-    dbus_message_append_args(message.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
+    const auto message = busCall(method, argument);
     if (std::string_view(method) == "RequestName") {
         const dbus_uint32_t queueWhenTaken = 0;
         dbus_message_append_args(message.get(), DBUS_TYPE_UINT32, &queueWhenTaken, DBUS_TYPE_INVALID);
@@ -118,6 +115,14 @@ DBusConnecting::Result connect(const DBusConnecting::Wish &wish) {
 }
 
 } // namespace
+
+BusMessage busCall(const char *method, const std::string &argument) {
+    BusMessage message(
+        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, method));
+    const char *text = argument.c_str();
+    dbus_message_append_args(message.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
+    return message;
+}
 
 // Shared with the thread, which may outlive the object that started it.
 struct DBusConnecting::Attempt {

@@ -16,6 +16,9 @@ struct UnreferenceMessage {
 };
 using BusMessage = std::unique_ptr<DBusMessage, UnreferenceMessage>;
 
+/// A call of the bus itself, with one argument.
+BusMessage busCall(const char *method, const std::string &argument);
+
 /// A connection of the process's own, closed when it goes.
 struct CloseConnection {
     void operator()(DBusConnection *connection) const {

@@ -34,15 +34,6 @@ std::string matchRule(const QString &name) {
         + quoted.toStdString() + "'";
 }
 
-BusMessage busCall(const char *method, const std::string &argument) {
-    BusMessage call(
-        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, method));
-    const char *text = argument.c_str();
-    dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
-    dbus_message_set_no_reply(call.get(), TRUE);
-    return call;
-}
-
 // The name in a signal whatever its shape; nothing when it does not begin with a text.
 std::optional<QString> firstArgument(DBusMessage *message) {
     DBusMessageIter arguments;
@@ -143,6 +134,12 @@ void DBusNotificationCenter::readSocket() {
     afterTraffic();
 }
 
+void DBusNotificationCenter::tellBus(const char *method, const std::string &argument) {
+    const auto call = busCall(method, argument);
+    dbus_message_set_no_reply(call.get(), TRUE);
+    send(call.get());
+}
+
 void DBusNotificationCenter::send(DBusMessage *message) {
     auto *connection = connection_.get();
     dbus_connection_send(connection, message, nullptr);
@@ -228,7 +225,7 @@ void DBusNotificationCenter::addObserver(const void *observer, Handler handler, 
     observations_.push_back(
         std::make_shared<Observation>(Observation { observer, std::move(handler), name }));
     if (connection_)
-        send(busCall("AddMatch", matchRule(name)).get());
+        tellBus("AddMatch", matchRule(name));
     else if (connecting_)
         connect(); // with this one among them
 }
@@ -237,7 +234,7 @@ void DBusNotificationCenter::removeObserver(const void *observer, const QString 
     const auto count = std::erase_if(
         observations_, [&](const auto &each) { return each->observer == observer && each->name == name; });
     for (auto left = connection_ ? count : 0; left > 0; --left)
-        send(busCall("RemoveMatch", matchRule(name)).get());
+        tellBus("RemoveMatch", matchRule(name));
 }
 
 void DBusNotificationCenter::giveBackNames() {
@@ -245,7 +242,7 @@ void DBusNotificationCenter::giveBackNames() {
         return;
     for (const auto &name : { brandName_, std::string(Contract::agentName) }) {
         if (!name.empty())
-            send(busCall("ReleaseName", name).get());
+            tellBus("ReleaseName", name);
     }
 }
 

@@ -47,6 +47,7 @@ private:
     void miss(const QString &line);
     void watchSocket();
     void readSocket();
+    void tellBus(const char *method, const std::string &argument);
     void send(DBusMessage *message);
     void afterTraffic();
     void dispatchNext();

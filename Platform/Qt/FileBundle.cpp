@@ -52,13 +52,13 @@ FileBundle FileBundle::mainBundle() {
 
 FileBundle::FileBundle(const QString &contents, std::function<QStringList()> preferredLanguages)
     : contents_(contents)
-    , resources_(contents + QLatin1String("/Resources"))
     , preferredLanguages_(std::move(preferredLanguages)) { }
 
 std::optional<QString> FileBundle::pathForResource(const QString &name, const QString &type) const {
     if (!isResourceName(name))
         return std::nullopt;
-    const auto path = resources_ + u'/' + name + (type.isEmpty() ? QString() : u'.' + type);
+    const auto path
+        = contents_ + QLatin1String("/Resources/") + name + (type.isEmpty() ? QString() : u'.' + type);
     return QFileInfo::exists(path) ? std::optional(path) : std::nullopt;
 }
 

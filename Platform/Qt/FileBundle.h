@@ -32,7 +32,6 @@ private:
     std::optional<QString> languageFolder() const;
 
     QString contents_;
-    QString resources_;
     std::function<QStringList()> preferredLanguages_;
     bool isLanguageFolder_ = false; ///< whose tables stand in the folder itself
 };
