@@ -31,7 +31,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -273,18 +272,9 @@ public:
     /// @return TimedOut; BusLost; AgentEnded when the agent ended without it
     Result<void> waitForReauthentication(std::chrono::milliseconds timeout);
 
-    /// The other way to hear of it: `handler` is called within `processEvents()`, in the thread that calls
-    /// it, and each notification is reported once, there or by `waitForReauthentication()`. It may use this
-    /// object, but not destroy or move it. An empty function removes the handler.
-    void onReauthentication(std::function<void()> handler);
-
-    /// Handles what comes within that time, and at least what has come; zero does not wait. For an event
-    /// loop: call it with zero when `descriptor()` is readable, and once after each other call.
-    /// @return BusLost
-    Result<void> processEvents(std::chrono::milliseconds timeout);
-
-    /// Readable when `processEvents()` has something to do. Owned by this object, for waiting only. On macOS
-    /// -1: there the run loop of the thread brings what comes.
+    /// For an event loop: call `waitForReauthentication()` with a time-out of zero when this is readable, and
+    /// once after each other call. Owned by this object, for waiting only. On macOS -1: there the run loop of
+    /// the thread brings what comes.
     int descriptor() const;
 
 private:

@@ -85,7 +85,6 @@ struct [[gnu::visibility("hidden")]] Agent::State {
 
     Brand brand;
     std::optional<AgentProgram> program;
-    std::function<void()> handler;
     NoticeAnswerReceiver *receiver = nil; ///< there as soon as notifications are observed
     bool agentWasThere = false;
 
@@ -210,24 +209,6 @@ Result<void> Agent::waitForReauthentication(milliseconds timeout) {
             return Error { ErrorCode::TimedOut, "no notification came in time" };
         turn();
     }
-}
-
-void Agent::onReauthentication(std::function<void()> handler) {
-    state_->handler = std::move(handler);
-}
-
-Result<void> Agent::processEvents(milliseconds timeout) {
-    const auto deadline = deadlineOf(timeout);
-    if (state_->program && state_->program->ending())
-        state_->program.reset();
-    do {
-        turn();
-        while (state_->handler && state_->takeReauthentication()) {
-            const auto handler = state_->handler; // it may put another in its place
-            handler();
-        }
-    } while (Clock::now() < deadline);
-    return {};
 }
 
 int Agent::descriptor() const {

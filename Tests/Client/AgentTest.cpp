@@ -263,26 +263,15 @@ TEST_F(AgentTest, BrandNamesTheNotification) {
     EXPECT_EQ(codeOf(wrong->observeReauthentication()), ErrorCode::InvalidArgument);
 }
 
-TEST_F(AgentTest, HandlerIsCalledWhileEventsAreProcessed) {
+TEST_F(AgentTest, AnEventLoopAsksWhenTheDescriptorIsReadable) {
     auto agent = connected();
-    const FakeAgent fake({ brandsName });
     ASSERT_TRUE(agent.observeReauthentication());
-    int calls = 0;
-    agent.onReauthentication([&] {
-        ++calls;
-        EXPECT_TRUE(agent.post(maintenance())); // it may use the agent
-        agent.onReauthentication([&calls] { calls += 10; });
-    });
-    EXPECT_TRUE(agent.processEvents(0ms));
-    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(codeOf(agent.waitForReauthentication(0ms)), ErrorCode::TimedOut);
     say(answer);
     pollfd poll { agent.descriptor(), POLLIN, 0 };
     EXPECT_EQ(::poll(&poll, 1, 20'000), 1);
-    EXPECT_TRUE(agent.processEvents(0ms));
-    EXPECT_EQ(calls, 1);
-    say(answer);
-    EXPECT_TRUE(agent.processEvents(300ms));
-    EXPECT_EQ(calls, 11);
+    EXPECT_TRUE(agent.waitForReauthentication(0ms));
+    EXPECT_EQ(codeOf(agent.waitForReauthentication(0ms)), ErrorCode::TimedOut);
 }
 
 TEST_F(AgentTest, BusThatGoesIsReportedByEveryCall) {
@@ -297,7 +286,6 @@ TEST_F(AgentTest, BusThatGoesIsReportedByEveryCall) {
     EXPECT_EQ(codeOf(agent.isListening()), ErrorCode::BusLost);
     EXPECT_EQ(codeOf(agent.ensureListening(patience)), ErrorCode::BusLost);
     EXPECT_EQ(codeOf(agent.waitUntilListening(patience)), ErrorCode::BusLost);
-    EXPECT_EQ(codeOf(agent.processEvents(patience)), ErrorCode::BusLost);
     EXPECT_TRUE(waiting.waitForReauthentication(patience));
     EXPECT_EQ(codeOf(waiting.waitForReauthentication(patience)), ErrorCode::BusLost);
     bus.start();

@@ -120,18 +120,6 @@ TEST_F(MacAgentTest, AnAgentIsStartedAndAnswers) {
     EXPECT_EQ(codeOf(agent_.waitForReauthentication(20s)), ErrorCode::AgentEnded) << "each is reported once";
 }
 
-TEST_F(MacAgentTest, AHandlerIsToldOfTheAnswer) {
-    int calls = 0;
-    agent_.onReauthentication([&calls] { ++calls; });
-    ASSERT_TRUE(agent_.observeReauthentication());
-    ASSERT_TRUE(agent_.ensureListening(FOUNDATION_AGENT_BUNDLE, 20s));
-    ASSERT_TRUE(agent_.post(*ReauthenticationNotice {}.message()));
-    const auto end = std::chrono::steady_clock::now() + 20s;
-    while (calls == 0 && std::chrono::steady_clock::now() < end)
-        EXPECT_TRUE(agent_.processEvents(10ms));
-    EXPECT_EQ(calls, 1);
-}
-
 TEST_F(MacAgentTest, AnAgentThatEndsWithoutAnAnswerIsNoticed) {
     ASSERT_TRUE(agent_.observeReauthentication());
     ASSERT_TRUE(agent_.ensureListening(FOUNDATION_AGENT_BUNDLE, 20s));

@@ -103,7 +103,7 @@ class IncludesTest(unittest.TestCase):
     def assert_passes(self):
         result = self.run_script(self.root)
         self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
-        self.assertRegex(result.stdout, r"\A[1-9]\d* passed, 0 failed\n\Z")
+        self.assertRegex(result.stdout, r"\A[1-9]\d* files, 0 faults\n\Z")
 
     def assert_fault(self, *beginnings):
         result = self.run_script(self.root)
@@ -112,7 +112,7 @@ class IncludesTest(unittest.TestCase):
         self.assertEqual(len(lines), len(beginnings) + 1, result.stdout)
         for line, beginning in zip(lines, beginnings):
             self.assertTrue(line.startswith(beginning), line)
-        self.assertRegex(lines[-1], r"\A\d+ passed, [1-9]\d* failed\Z")
+        self.assertRegex(lines[-1], r"\A\d+ files, [1-9]\d* faults\Z")
 
     def test_includes_that_run_the_right_way(self):
         for path, included in ALLOWED:
@@ -128,7 +128,7 @@ class IncludesTest(unittest.TestCase):
                 self.assert_fault(f"{path}:2: ")
                 file.unlink()
 
-    def test_every_fault_of_a_file_is_told_and_the_file_counted_once(self):
+    def test_every_fault_of_a_file_is_reported(self):
         self.write("Support/A.cpp",
                    '#include "Controllers/AppDelegate.h"\n\n#  include "Platform/Qt/FileBundle.h"\n')
         self.assert_fault("Support/A.cpp:1: ", "Support/A.cpp:3: ")

@@ -28,7 +28,6 @@ from gi.repository import Gio, GLib  # noqa: E402
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 COMMAND = os.path.abspath(os.environ.get("POST_NOTICE", os.path.join(ROOT, "build/release/bin/post-notice")))
-MANUAL = os.path.join(ROOT, "Tools/PostNotice/post-notice.1")
 
 INTERFACE = "com.tevanic.DistributedNotificationCenter"
 PATH = "/com/tevanic/DistributedNotificationCenter"
@@ -387,13 +386,8 @@ class PostNoticeTest(unittest.TestCase):
     def test_default_name_and_object(self):
         self.assertEqual(self.posted("--flag", "A"), (MESSAGE, "", {"A": ("b", True)}))
 
-    def test_folder_name_and_object(self):
+    def test_folder(self):
         self.assertEqual(self.posted("--flag", "A", "--folder", "acme")[0], "acme_socketMessageNotifier")
-        self.assertEqual(self.posted("--flag", "A", "--name", "acme_socketMessageNotifier", "--object", "söme")[:2],
-                         ("acme_socketMessageNotifier", "söme"))
-
-    def test_no_user_info_has_two_arguments(self):
-        self.assertEqual(self.posted("--no-user-info"), (MESSAGE, "", None))
 
     def test_empty_property_list_has_an_empty_user_info(self):
         path = self.file("empty.plist", plistlib.dumps({}))
@@ -412,22 +406,20 @@ class PostNoticeTest(unittest.TestCase):
             {"A": ("s", "plain"), "B": ("s", ""), "C": ("s", "a=b=c"), "D": ("s", " <ü>&\n\t😀 "),
              "Ä": ("s", "key"), "E": ("s", "--flag")})
 
-    def test_text_files_are_sent_as_they_are(self):
+    def test_documents_are_sent_as_they_are(self):
         text = "\ufeff<?xml version='1.0'?>\r\n<a>ü😀</a>\n\n"
-        self.assertEqual(self.entries("--text-file", "A=" + self.file("a=b.xml", text),
-                                      "--text-file", "B=" + self.file("empty", "")),
-                         {"A": ("s", text), "B": ("s", "")})
+        self.assertEqual(self.entries("--casb", self.file("a=b.xml", text)), {"webSocketResponse": ("s", text)})
 
-    def test_a_text_may_come_through_a_pipe(self):
+    def test_a_document_may_come_through_a_pipe(self):
         reading, writing = os.pipe()
         os.write(writing, b"from a pipe")
         os.close(writing)
         self.agent_here()
-        process = self.begin("--text-file", f"A=/dev/fd/{reading}", pass_fds=[reading])
+        process = self.begin("--casb", f"/dev/fd/{reading}", pass_fds=[reading])
         os.close(reading)
         self.assertEqual(self.finish(process)[0], 0)
         self.bus.wait_until(lambda: self.bus.heard, "the message comes")
-        self.assertEqual(typed(self.bus.heard[0][1].get_child_value(2))[1], {"A": ("s", "from a pipe")})
+        self.assertEqual(typed(self.bus.heard[0][1].get_child_value(2))[1], {"webSocketResponse": ("s", "from a pipe")})
 
     def test_data(self):
         every_byte = bytes(range(256)) * 3
@@ -509,22 +501,6 @@ class PostNoticeTest(unittest.TestCase):
         self.assertTrue(output.startswith("Usage: post-notice [OPTION]...\n"))
         self.assertLessEqual(max(map(len, output.splitlines())), 80)
 
-    def test_help_and_manual_tell_of_the_same_options(self):
-        _status, output, _errors = self.run_command("--help")
-        with open(MANUAL, encoding="utf-8") as file:
-            manual = file.read().replace("\\-", "-")
-        told = set(re.findall(r"^ +(--[a-z-]+)", output, re.MULTILINE))
-        described = re.findall(r"^\.TP\n\.(?:B|BI|BR) (--[a-z-]+)", manual, re.MULTILINE)
-        self.assertEqual(sorted(described), sorted(told))
-        self.assertIn("--casb", told)
-
-    @unittest.skipUnless(shutil.which("man"), "there is no man command that could read the manual page")
-    def test_manual_page_is_clean(self):
-        result = subprocess.run(["man", "--warnings", "-l", MANUAL], stdin=subprocess.DEVNULL, capture_output=True,
-                                text=True, env=self.environment(MANWIDTH="80", MANPAGER="cat"), check=False)
-        self.assertEqual((result.returncode, result.stderr), (0, ""))
-        self.assertIn("post-notice - show one notice", result.stdout)
-
     # --- wrong usage
 
     def test_wrong_usage(self):
@@ -548,14 +524,10 @@ class PostNoticeTest(unittest.TestCase):
             ("--flag", ["--flag", "=true"]),
             ("--text", ["--text", "A"]),
             ("--text", ["--text", "=value"]),
-            ("--text-file", ["--text-file", path]),
             ("--data", ["--data", path]),
             *[(option, ["--re-authenticate", f"{option}={text}"])
               for option in ("--wait", "--wait-reauthentication")
               for text in ("", "-1", "x", "1s", "nan", "inf", "1000001", "1e3")],
-            ("--name cannot be combined with --folder",
-             ["--re-authenticate", "--name", "a_socketMessageNotifier", "--folder", "b"]),
-            ("must end in _socketMessageNotifier", ["--re-authenticate", "--name", "acme"]),
             ("--casb cannot be combined with --maintenance", ["--maintenance", "text", "--casb", path]),
             ("--re-authenticate cannot be combined with --auto-disconnect",
              ["--auto-disconnect", "text", "--re-authenticate"]),
@@ -564,8 +536,6 @@ class PostNoticeTest(unittest.TestCase):
             ("--start cannot be combined with --user",
              ["--re-authenticate", "--user", "root", "--start", self.folder]),
             ("no message", ["--language", "de", "--logo", path]),
-            ("--no-user-info", ["--no-user-info", "--flag", "A"]),
-            ("--no-user-info", ["--plist", path, "--no-user-info"]),
             ("--text", ["--text", b"A=\xff"]),
             ("--text", ["--text", b"\xc3=a"]),
             ("--flag", ["--flag", b"\xff"]),
@@ -573,8 +543,6 @@ class PostNoticeTest(unittest.TestCase):
             ("--maintenance", ["--maintenance", b"\xed\xa0\x80"]),
             ("--language", ["--re-authenticate", "--language", b"\xff"]),
             ("--folder", ["--re-authenticate", "--folder", b"\xff"]),
-            ("--name", ["--re-authenticate", "--name", b"\xff"]),
-            ("--object", ["--re-authenticate", "--object", b"\xff"]),
             ("--vendor", ["--re-authenticate", "--vendor", b"\xff"]),
         ]
         for words, arguments in rows:
@@ -588,8 +556,8 @@ class PostNoticeTest(unittest.TestCase):
             ("--plist", "{}", "list.plist", plistlib.dumps(["a"]), "not a property list whose root is a dictionary"),
             ("--plist", "{}", "empty.plist", b"", "not a property list"),
             ("--plist", "{}", "zero.plist", plistlib.dumps({"A": "a\0b"}, fmt=plistlib.FMT_BINARY), "A: a zero byte"),
-            ("--text-file", "A={}", "latin", b"t\xe4xt", "not UTF-8"),
-            ("--text-file", "A={}", "zero", b"a\0b", "not UTF-8"),
+            ("--casb", "{}", "latin", b"t\xe4xt", "not UTF-8"),
+            ("--casb", "{}", "zero", b"a\0b", "not UTF-8"),
             ("--casb", "{}", "utf-16.xml", "<a/>".encode("utf-16"), "not UTF-8"),
         ]
         for option, form, name, content, words in rows:
@@ -599,7 +567,7 @@ class PostNoticeTest(unittest.TestCase):
 
     def test_files_that_are_not_there(self):
         missing = os.path.join(self.folder, "missing file")
-        for option, form in (("--plist", "{}"), ("--text-file", "A={}"), ("--data", "A={}"), ("--casb", "{}"),
+        for option, form in (("--plist", "{}"), ("--data", "A={}"), ("--casb", "{}"),
                              ("--concurrent-session", "{}"), ("--re-authenticate --logo", "{}")):
             with self.subTest(option=option):
                 named = option.split()[-1]
@@ -762,12 +730,6 @@ class PostNoticeTest(unittest.TestCase):
         self.assert_refused(1, [f"--start: {program}", "Permission denied"], "--start", missing, "--re-authenticate")
         os.chmod(program, 0o755)
         self.assert_refused(1, [f"--start: {program}", "Exec format"], "--start", missing, "--re-authenticate")
-
-    def test_a_name_is_an_installed_package(self):
-        program = os.path.join(os.path.dirname(os.path.dirname(os.path.realpath(COMMAND))),
-                               "lib/no-such-brand/NoticeAgent.app/Contents/Linux/NoticeAgent")
-        self.assert_refused(1, [f"--start: {program}", "No such file"], "--start", "no-such-brand", "--folder=zelvik",
-                            "--re-authenticate")
 
     def test_a_started_agent_that_ends_at_once_is_not_waited_for(self):
         begin = time.monotonic()

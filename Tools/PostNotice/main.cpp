@@ -2,19 +2,19 @@
 //
 //   CommandLine       what the caller asked for
 //   BecomeUser        what --user does, before anything else
-//   PropertyListFile  a message's entries from a property list; InputFile reads every file
-//   Bundle            the agent that --start names
+//   InputFile         the files that options name
 //   Failure           how every part ends the command
 //
 // NoticeClient does the rest.
 
 #include "Client/NoticeClient.h"
+#include "Contract/Brand.h"
+#include "Formats/File.h"
+#include "Formats/PropertyList.h"
 #include "Tools/PostNotice/BecomeUser.h"
-#include "Tools/PostNotice/Bundle.h"
 #include "Tools/PostNotice/CommandLine.h"
 #include "Tools/PostNotice/Failure.h"
 #include "Tools/PostNotice/InputFile.h"
-#include "Tools/PostNotice/PropertyListFile.h"
 
 #include <algorithm>
 #include <array>
@@ -83,18 +83,28 @@ Value valueOf(const CommandLine::EntryOption &entry) {
 }
 
 Message messageOf(const CommandLine &line) {
-    Message message { std::nullopt, line.object };
-    if (line.userInfo == CommandLine::UserInfo::LeftOut)
-        return message;
-    message.userInfo
-        = line.propertyList ? readPropertyList("--plist", *line.propertyList) : NoticeClient::Dictionary();
+    auto userInfo = line.propertyList ? InputFile::readPropertyList("--plist", *line.propertyList)
+                                      : NoticeClient::Dictionary();
     for (const auto &entry : line.entries)
-        message.userInfo->insert_or_assign(entry.key, valueOf(entry));
-    return message;
+        userInfo.insert_or_assign(entry.key, valueOf(entry));
+    return { std::move(userInfo), {} };
 }
 
-Brand brandOf(const CommandLine &line, const std::optional<std::string> &bundle) {
-    auto brand = bundle ? brandOfBundle(*bundle) : Brand();
+// The words in the bundle's settings, read as the agent reads them.
+Brand brandOfBundle(const std::string &bundle) {
+    using namespace Contract::Brand;
+    const auto path
+        = bundle + "/Contents/Resources/" + std::string(settingsResource) + '.' + std::string(settingsType);
+    const auto bytes = Formats::readFile(path);
+    const auto settings = bytes ? Formats::parsePropertyList(*bytes) : std::nullopt;
+    if (!settings)
+        return { {}, {} };
+    return { Formats::stringOf(*settings, LogFolderName).value_or(std::string(defaultLogFolderName)),
+        Formats::stringOf(*settings, Vendor).value_or(std::string(defaultVendor)) };
+}
+
+Brand brandOf(const CommandLine &line) {
+    auto brand = line.bundleToStart ? brandOfBundle(*line.bundleToStart) : Brand();
     brand.logFolderName = line.folder.value_or(brand.logFolderName);
     brand.vendor = line.vendor.value_or(brand.vendor);
     return brand;
@@ -118,9 +128,9 @@ Agent connect(const CommandLine &line, const Brand &brand) {
 /// Has an agent listen, in the way that was asked for.
 class Starter {
 public:
-    Starter(const CommandLine &line, std::optional<std::string> bundle)
+    explicit Starter(const CommandLine &line)
         : line_(line)
-        , bundle_(std::move(bundle))
+        , bundle_(line.bundleToStart)
         , timeout_(line.wait.value_or(defaultWait))
         , deadline_(Clock::now() + timeout_) { }
 
@@ -156,7 +166,7 @@ private:
     }
 
     const CommandLine &line_;
-    std::optional<std::string> bundle_;
+    const std::optional<std::string> &bundle_;
     Duration timeout_;
     Clock::time_point deadline_;
 };
@@ -175,13 +185,12 @@ void post(const CommandLine &line) {
     enterSession(line);
     // Before anything is reached, so that a wrong file starts no agent.
     const auto message = messageOf(line);
-    const auto bundle = line.bundleToStart ? std::optional(bundleNamed(*line.bundleToStart)) : std::nullopt;
-    const auto brand = brandOf(line, bundle);
+    const auto brand = brandOf(line);
 
     auto agent = connect(line, brand);
     if (line.waitForReauthentication)
         check(agent.observeReauthentication());
-    const Starter starter(line, bundle);
+    const Starter starter(line);
     auto isOld = agent.isListening();
     check(isOld);
     Result<void> posted;
