@@ -238,17 +238,6 @@ Result<void> Agent::ensureListening(milliseconds timeout) {
     return Error { ErrorCode::CannotStart, "the session bus cannot start the agent: " + error.text() };
 }
 
-Result<void> Agent::ensureListening(const std::string &bundle, milliseconds timeout) {
-    const auto isThere = isListening();
-    if (!isThere)
-        return isThere.error();
-    if (*isThere)
-        return {};
-    if (auto started = start(bundle); !started)
-        return started;
-    return waitUntilListening(timeout);
-}
-
 Result<void> Agent::start(const std::string &bundle) {
     auto program = AgentProgram::start(bundle);
     if (!program)

@@ -242,9 +242,6 @@ public:
     ///         of a display; TimedOut; BusLost
     Result<void> ensureListening(std::chrono::milliseconds timeout);
 
-    /// The same for an agent that is not installed: starts the program of that bundle, see `start()`.
-    Result<void> ensureListening(const std::string &bundle, std::chrono::milliseconds timeout);
-
     /// Starts the program of that bundle, a folder `NoticeAgent.app` of this brand: without a shell, in a
     /// session of its own, with this process's environment and none of its open files, the standard streams
     /// at /dev/null, every signal at its default. It ends by itself when its notice is done, at the latest

@@ -144,14 +144,6 @@ Result<void> Agent::ensureListening(milliseconds) {
     return Error { ErrorCode::NotInstalled, "no agent is there, and nothing that starts one by itself" };
 }
 
-Result<void> Agent::ensureListening(const std::string &bundle, milliseconds timeout) {
-    if (state_->seesAgent())
-        return {};
-    if (auto started = start(bundle); !started)
-        return started;
-    return waitUntilListening(timeout);
-}
-
 Result<void> Agent::post(const Message &message) {
     const auto name = state_->brand.messageName();
     if (!isText(name) || !isText(message.object))

@@ -295,7 +295,8 @@ TEST_F(AgentTest, ProgramThatEndsIsNotWaitedForAndLeavesNoEntry) {
     auto agent = connected();
     const auto bundle = bundleOf("exit 7");
     const auto begin = Clock::now();
-    const auto result = agent.ensureListening(bundle, 60s);
+    ASSERT_TRUE(agent.start(bundle));
+    const auto result = agent.waitUntilListening(60s);
     ASSERT_FALSE(result);
     EXPECT_EQ(codeOf(result), ErrorCode::AgentEnded);
     EXPECT_THAT(result.error().message, testing::HasSubstr("status 7"));
@@ -320,7 +321,8 @@ TEST_F(AgentTest, ProgramThatOutlivesItsAgentIsReapedByALaterStart) {
 TEST_F(AgentTest, ProgramThatIgnoresTheEndsOfItsChildrenIsServedAsWell) {
     const auto before = std::signal(SIGCHLD, SIG_IGN);
     auto agent = connected();
-    EXPECT_EQ(codeOf(agent.ensureListening(bundleOf("exit 7"), 60s)), ErrorCode::AgentEnded);
+    ASSERT_TRUE(agent.start(bundleOf("exit 7")));
+    EXPECT_EQ(codeOf(agent.waitUntilListening(60s)), ErrorCode::AgentEnded);
     EXPECT_EQ(codeOf(agent.start("/nowhere/NoticeAgent.app")), ErrorCode::CannotStart);
     std::signal(SIGCHLD, before);
 }
