@@ -125,51 +125,30 @@ Agent connect(const CommandLine &line, const Brand &brand) {
     return std::move(*agent);
 }
 
+Result<void> startBundle(Agent &agent, const CommandLine &line) {
+    const auto isThere = agent.isListening();
+    check(isThere);
+    if (*isThere)
+        return {};
+    auto started = agent.start(*line.bundleToStart);
+    if (started)
+        show(line, "started " + *line.bundleToStart + "/Contents/" AGENT_FOLDER "/NoticeAgent");
+    return started;
+}
+
 /// Has an agent listen, in the way that was asked for.
-class Starter {
-public:
-    explicit Starter(const CommandLine &line)
-        : line_(line)
-        , bundle_(line.bundleToStart)
-        , timeout_(line.wait.value_or(defaultWait))
-        , deadline_(Clock::now() + timeout_) { }
-
-    bool isInTime() const { return Clock::now() < deadline_; }
-
-    void ensureListening(Agent &agent) const {
-        const auto result = bundle_ ? startBundle(agent) : startInstalled(agent);
-        if (!result && result.error().code == ErrorCode::TimedOut)
-            throw Failure("no agent came within " + inSeconds(timeout_), ExitStatus::NotHeard);
-        check(result, bundle_ ? "--start: " : "");
-    }
-
-private:
-    Duration left() const {
-        return std::max<Duration>(std::chrono::ceil<Duration>(deadline_ - Clock::now()), 0s);
-    }
-
-    Result<void> startBundle(Agent &agent) const {
-        const auto isThere = agent.isListening();
-        check(isThere);
-        if (*isThere)
-            return {};
-        if (auto started = agent.start(*bundle_); !started)
-            return started;
-        show(line_, "started " + *bundle_ + "/Contents/" AGENT_FOLDER "/NoticeAgent");
-        return agent.waitUntilListening(left());
-    }
-
-    Result<void> startInstalled(Agent &agent) const {
-        auto result = agent.ensureListening(left());
-        const bool isAwaited = line_.wait && !result && result.error().code == ErrorCode::NotInstalled;
-        return isAwaited ? agent.waitUntilListening(left()) : result;
-    }
-
-    const CommandLine &line_;
-    const std::optional<std::string> &bundle_;
-    Duration timeout_;
-    Clock::time_point deadline_;
-};
+void ensureListening(Agent &agent, const CommandLine &line, Clock::time_point deadline) {
+    const auto left
+        = [deadline] { return std::max<Duration>(std::chrono::ceil<Duration>(deadline - Clock::now()), 0s); };
+    auto result = line.bundleToStart ? startBundle(agent, line) : agent.ensureListening(left());
+    const bool isAwaited = line.wait && !result && result.error().code == ErrorCode::NotInstalled;
+    if (isAwaited || (line.bundleToStart && result))
+        result = agent.waitUntilListening(left());
+    if (!result && result.error().code == ErrorCode::TimedOut)
+        throw Failure(
+            "no agent came within " + inSeconds(line.wait.value_or(defaultWait)), ExitStatus::NotHeard);
+    check(result, line.bundleToStart ? "--start: " : "");
+}
 
 void waitForReauthentication(Agent &agent, const CommandLine &line, const Brand &brand) {
     const auto came = agent.waitForReauthentication(*line.waitForReauthentication);
@@ -190,19 +169,19 @@ void post(const CommandLine &line) {
     auto agent = connect(line, brand);
     if (line.waitForReauthentication)
         check(agent.observeReauthentication());
-    const Starter starter(line);
+    const auto deadline = Clock::now() + line.wait.value_or(defaultWait);
     auto isOld = agent.isListening();
     check(isOld);
     Result<void> posted;
     // An agent that was about to end did not take it, and one that was there before may have been killed: the
     // next one will.
     const auto isForTheNext = [&] {
-        return !posted && starter.isInTime()
+        return !posted && Clock::now() < deadline
             && (posted.error().code == ErrorCode::NotListening
                 || (posted.error().code == ErrorCode::AgentEnded && std::exchange(*isOld, false)));
     };
     do {
-        starter.ensureListening(agent);
+        ensureListening(agent, line, deadline);
         posted = agent.post(message);
     } while (isForTheNext());
     check(posted);
