@@ -54,7 +54,10 @@ int main(int, char **argv) {
     const auto mainStoryboard = makeMainStoryboard(services);
     AppDelegate delegate(application, runLoop, mainBundle, mainStoryboard, *notificationCenter);
     const auto listen = [&] {
-        notificationCenter->listen(Contract::brandName(CustomAPPManager::LogFolderName.toStdString()),
+        const auto brand = CustomAPPManager::LogFolderName;
+        const auto brandName = Contract::brandName(brand.toStdString());
+        application.setBrand(brand, QString::fromStdString(brandName)); // the package installs it so
+        notificationCenter->listen(brandName,
             {
                 .begun =
                     [&] {

@@ -22,7 +22,7 @@
 
 namespace {
 
-constexpr LogSource logSource("Controllers/AppDelegate");
+constexpr LogSource appDelegateLog("Controllers/AppDelegate");
 constexpr auto messageFunction = "setRootVCForSocketMessageType(sender:)";
 
 RunLoop::Interval intervalOf(std::int64_t seconds) {
@@ -52,7 +52,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     notificationCenter_.addObserver(
         this, [this](const Notification &sender) { setRootVCForSocketMessageType(sender); },
         messageNotificationName_);
-    logSource.info("applicationDidFinishLaunching(_:)",
+    appDelegateLog.info("applicationDidFinishLaunching(_:)",
         QStringLiteral("Initiating a Timer to Terminate the application automatically."));
     TerminateAppBasedOnTimeOut();
 }
@@ -75,12 +75,12 @@ std::int64_t AppDelegate::terminationTimeOut() const {
 void AppDelegate::TerminateAppBasedOnTimeOut() {
     constexpr auto function = "TerminateAppBasedOnTimeOut()";
     const auto seconds = terminationTimeOut();
-    logSource.debug(
+    appDelegateLog.debug(
         function, QStringLiteral("Default APP Termination Time is set to ") + QString::number(seconds));
     application_.endBy(intervalOf(seconds));
     runLoop_.scheduledTimer(intervalOf(seconds), Repeats::No, [this, seconds](Timer &timer) {
         timer.invalidate();
-        logSource.debug(function,
+        appDelegateLog.debug(function,
             QStringLiteral("Terminating Web Socket App after ") + QString::number(seconds)
                 + QStringLiteral(" Seconds."));
         application_.terminate(this);
@@ -90,30 +90,30 @@ void AppDelegate::TerminateAppBasedOnTimeOut() {
 void AppDelegate::setRootVCForSocketMessageType(const Notification &sender) {
     CustomAPPManager::sharedInstance();
     CustomAPPManager::loadSettings(mainBundle_);
-    logSource.info(messageFunction, QStringLiteral("Message received from Main APP."));
+    appDelegateLog.info(messageFunction, QStringLiteral("Message received from Main APP."));
     // The line feed and the blank behind it are part of the text.
-    logSource.debug(messageFunction,
+    appDelegateLog.debug(messageFunction,
         QStringLiteral("Message from Sase Client APP: \n ")
             + (sender.userInfo ? payloadDescription(*sender.userInfo) : QStringLiteral("nil")));
     CustomAPPManager::payload = sender.userInfo.value_or(QVariantMap());
 
     const auto language = CustomAPPManager::optionalString(CustomAPPManager::webSocketappLanguageKey)
                               .value_or(QStringLiteral("en"));
-    logSource.info(messageFunction, QStringLiteral("Bundle Language View ") + language);
+    appDelegateLog.info(messageFunction, QStringLiteral("Bundle Language View ") + language);
     mainBundle_.switchLanguage(language);
 
     // The first flag that is true counts, in this order.
     if (CustomAPPManager::flag(CustomAPPManager::WebSocketType)) {
-        logSource.info(messageFunction, QStringLiteral("Initiating Maintenance Mode View.."));
+        appDelegateLog.info(messageFunction, QStringLiteral("Initiating Maintenance Mode View.."));
         initializeRootVC();
     } else if (CustomAPPManager::flag(CustomAPPManager::AutoDisconnectWebSocketType)) {
-        logSource.info(messageFunction, QStringLiteral("Initiating Auto Disconnect Mode View.."));
+        appDelegateLog.info(messageFunction, QStringLiteral("Initiating Auto Disconnect Mode View.."));
         initializeAutoDisconnectRootVC();
     } else if (CustomAPPManager::flag(CustomAPPManager::WebSocketReAuthType)) {
-        logSource.info(messageFunction, QStringLiteral("Initiating ReAuth Mode.."));
+        appDelegateLog.info(messageFunction, QStringLiteral("Initiating ReAuth Mode.."));
         intializeReAuthVC();
     } else if (CustomAPPManager::flag(CustomAPPManager::WebSocketAdminDisconnect)) {
-        logSource.info(messageFunction, QStringLiteral("Initiating Concurrent session view.."));
+        appDelegateLog.info(messageFunction, QStringLiteral("Initiating Concurrent session view.."));
         intializeConcurrentSessionVC();
     } else {
         routeCASB();
@@ -126,19 +126,19 @@ void AppDelegate::routeCASB() {
         return;
     // Only a check: the notice parses the text again by itself.
     if (!isXml(*response)) {
-        logSource.error(messageFunction, QStringLiteral("Unable to parse xml string : ") + *response);
+        appDelegateLog.error(messageFunction, QStringLiteral("Unable to parse xml string : ") + *response);
         application_.terminate(this);
         return;
     }
-    logSource.debug(messageFunction, QStringLiteral("Parsing websocket response: ") + *response);
-    logSource.info(messageFunction, QStringLiteral("Initiating CASB View.."));
+    appDelegateLog.debug(messageFunction, QStringLiteral("Parsing websocket response: ") + *response);
+    appDelegateLog.info(messageFunction, QStringLiteral("Initiating CASB View.."));
     intializeCASBVC();
 }
 
 template <class Controller>
 void AppDelegate::install(
     const char *function, const char *identifier, Variant variant, const char *message) {
-    logSource.info(function, QLatin1String(message));
+    appDelegateLog.info(function, QLatin1String(message));
     const auto instantiated
         = mainStoryboard_.instantiateControllerWithIdentifier(QString::fromLatin1(identifier));
     const auto controller = std::dynamic_pointer_cast<Controller>(instantiated);

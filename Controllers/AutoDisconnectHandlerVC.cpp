@@ -1,7 +1,6 @@
 #include "Controllers/AutoDisconnectHandlerVC.h"
 
 #include "Controllers/Countdown.h"
-#include "Controllers/NoticeSteps.h"
 #include "Platform/Application.h"
 #include "Support/CustomAPPManager.h"
 
@@ -16,8 +15,7 @@ void AutoDisconnectHandlerVC::setupUI() {
         QStringLiteral("VPN Connection Status :  ")
             + (vpnIsConnected ? QStringLiteral("true") : QStringLiteral("false")));
     Countdown::setHidden(*this, *timerLabel, !vpnIsConnected);
-    headerLabel->setStringValue(
-        localized(services_.mainBundle, vpnIsConnected ? "Attention" : "VPN Disconnected"));
+    headerLabel->setStringValue(localized(vpnIsConnected ? "Attention" : "VPN Disconnected"));
     policyDisconnectLabel->setStringValue(
         CustomAPPManager::string(CustomAPPManager::AutoDisconnectMessageKey));
     if (vpnIsConnected)
@@ -37,13 +35,12 @@ void AutoDisconnectHandlerVC::startCountdown() {
 
 // No blank between the number and the unit, deliberately: a translation that wants one carries it.
 QString AutoDisconnectHandlerVC::countdownText(std::int64_t secondsLeft) const {
-    const auto &bundle = services_.mainBundle;
-    return localized(bundle, "This window will auto close in") + u' ' + QString::number(secondsLeft)
-        + localized(bundle, "seconds");
+    return localized("This window will auto close in") + u' ' + QString::number(secondsLeft)
+        + localized("seconds");
 }
 
 // The countdown, if any, goes on until the application ends.
 void AutoDisconnectHandlerVC::okayAction() {
-    setWindowAlpha(*this, 0.0);
-    terminateAfterDelay(*this, services_);
+    setWindowAlpha(0.0);
+    terminateAfterDelay();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Controllers/HandlerVC.h"
+#include "Controllers/Notice.h"
 
 /// The auto-disconnect notice: the VPN is being, or has been, disconnected by policy. It counts down only
 /// while the VPN is still connected, and sends nothing back. Main thread only.

@@ -1,23 +1,14 @@
 #include "Controllers/ConcurrentSessionVC.h"
 
-#include "Controllers/NoticeSteps.h"
 #include "Support/CustomAPPManager.h"
-#include "Support/Logger.h"
 #include "Support/NoticeParser.h"
 
-namespace {
-
-constexpr LogSource logSource("Controllers/ConcurrentSessionVC");
-
-} // namespace
-
 ConcurrentSessionVC::ConcurrentSessionVC(const NoticeServices &services)
-    : NoticeController("ConcurrentSessionVC")
-    , services_(services) { }
+    : Notice("ConcurrentSessionVC", LogSource("Controllers/ConcurrentSessionVC"), services) { }
 
 void ConcurrentSessionVC::viewWillAppear() {
     NoticeController::viewWillAppear();
-    setWindowAlpha(*this, 1.0);
+    setWindowAlpha(1.0);
     updateLabel();
     applyNoticeStyle();
 }
@@ -26,30 +17,30 @@ void ConcurrentSessionVC::updateLabel() {
     constexpr auto function = "updateLabel()";
     const auto response = CustomAPPManager::optionalString(CustomAPPManager::webSocketResponse);
     if (!response) {
-        logSource.error(function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
-        setWindowAlpha(*this, 0.0);
+        logSource_.error(function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
+        setWindowAlpha(0.0);
         return;
     }
-    setWindowAlpha(*this, 1.0);
-    logSource.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
+    setWindowAlpha(1.0);
+    logSource_.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
     const auto notice = parseSessionNotice(*response);
-    logSource.debug(function, QStringLiteral("Parsing websocket response: ") + *response);
+    logSource_.debug(function, QStringLiteral("Parsing websocket response: ") + *response);
     headerTextLabel->setStringValue(notice.title);
     textMessageLabel->setStringValue(notice.body);
-    setLogoFromPayload(headerLogoImageView, logSource, function);
+    setLogoFromPayload(function);
 }
 
 void ConcurrentSessionVC::applyNoticeStyle() {
-    setLayer(*headerView, CustomAPPManager::noticeAccentColor());
-    setLayer(rootView(*this), Qt::white);
+    headerView->setLayerBackgroundColor(CustomAPPManager::noticeAccentColor());
+    view()->setLayerBackgroundColor(Qt::white);
     styleOkButton(*okButton);
     styleTitleBar();
 }
 
 void ConcurrentSessionVC::styleTitleBar() {
-    styleWindow(*this, QColor(30, 34, 52));
+    styleWindow(QColor(30, 34, 52));
 }
 
 void ConcurrentSessionVC::okAction() {
-    closeAndTerminate(*this, services_.application);
+    closeAndTerminate();
 }

@@ -1,7 +1,7 @@
 #include "Controllers/Countdown.h"
 
 #include "Controllers/NoticeServices.h"
-#include "Controllers/NoticeSteps.h"
+#include "Platform/Application.h"
 #include "Platform/NoticeController.h"
 #include "Platform/RunLoop.h"
 #include "Platform/Views/CountdownLine.h"
@@ -43,7 +43,7 @@ struct RunningCountdown {
         --counter;
         if (counter < 1) {
             application.endIsSettled();
-            setWindowAlpha(*controller, 0.0);
+            controller->setWindowAlpha(0.0);
         }
         Countdown::setHidden(*controller, *label, counter < 1);
         button->setEnabled(counter > 0);

@@ -1,27 +1,18 @@
 #include "Controllers/MaintenanceModeVC.h"
 
-#include "Controllers/NoticeSteps.h"
 #include "Support/CustomAPPManager.h"
-#include "Support/Logger.h"
-
-namespace {
-
-constexpr LogSource logSource("Controllers/MaintenanceModeVC");
-
-} // namespace
 
 MaintenanceModeVC::MaintenanceModeVC(const NoticeServices &services)
-    : NoticeController("MaintenanceModeVC")
-    , services_(services) { }
+    : Notice("MaintenanceModeVC", LogSource("Controllers/MaintenanceModeVC"), services) { }
 
 void MaintenanceModeVC::viewWillAppear() {
     NoticeController::viewWillAppear();
-    setWindowAlpha(*this, 1.0);
+    setWindowAlpha(1.0);
     configureView();
 }
 
 void MaintenanceModeVC::configureView() {
-    brandHeader(*this, services_.mainBundle, headerLogoImageView, headerView);
+    brandHeader();
     textMessageLabel->setStringValue(CustomAPPManager::string(CustomAPPManager::MaintenanceMessageKey));
     styleOkButton(*okButton);
     applyVendorWindowBackground();
@@ -33,7 +24,7 @@ void MaintenanceModeVC::applyVendorWindowBackground() {
     // the reload reaches only the vendor word.
     CustomAPPManager::sharedInstance();
     CustomAPPManager::loadSettings(services_.mainBundle);
-    styleWindow(*this, vendorWindowBackground());
+    styleWindow(vendorWindowBackground());
 }
 
 void MaintenanceModeVC::setHeaderLogo() {
@@ -41,12 +32,12 @@ void MaintenanceModeVC::setHeaderLogo() {
     const auto response = CustomAPPManager::optionalString(CustomAPPManager::webSocketResponse);
     if (!response)
         return;
-    logSource.debug(function, QStringLiteral("Web Socket XML : ") + *response);
+    logSource_.debug(function, QStringLiteral("Web Socket XML : ") + *response);
     // A second time, deliberately.
     textMessageLabel->setStringValue(CustomAPPManager::string(CustomAPPManager::MaintenanceMessageKey));
-    setLogoFromPayload(headerLogoImageView, logSource, function);
+    setLogoFromPayload(function);
 }
 
 void MaintenanceModeVC::okAction() {
-    closeAndTerminate(*this, services_.application);
+    closeAndTerminate();
 }

@@ -1,20 +1,13 @@
 #pragma once
 
-#include "Controllers/NoticeServices.h"
-#include "Platform/NoticeController.h"
-#include "Platform/Views/ImageView.h"
-#include "Platform/Views/LayerView.h"
-#include "Platform/Views/PushButton.h"
-#include "Platform/Views/TextField.h"
+#include "Controllers/Notice.h"
 
 /// The maintenance notice: a text that the message brings, and OK, which ends the application. Main thread
 /// only.
-class MaintenanceModeVC final : public NoticeController {
+class MaintenanceModeVC final : public Notice {
 public:
     explicit MaintenanceModeVC(const NoticeServices &services);
 
-    Outlet<ImageView> headerLogoImageView { *this, "headerLogoImageView" };
-    Outlet<LayerView> headerView { *this, "headerView" };
     Outlet<TextField> textMessageLabel { *this, "textMessageLabel" };
     Outlet<PushButton> okButton { *this, "okButton" };
     QString textMessage; ///< kept for the form's sake; nothing reads or writes it
@@ -28,6 +21,4 @@ public:
 
 private:
     void buttonClicked() override { okAction(); }
-
-    NoticeServices services_;
 };

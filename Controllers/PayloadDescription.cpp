@@ -1,33 +1,20 @@
 #include "Controllers/PayloadDescription.h"
 
-#include <QDateTime>
+#include "Platform/DistributedNotificationCenter.h"
 
 namespace {
 
-QString listDescription(const QVariantList &list);
-
 QString valueDescription(const QVariant &value) {
+    if (value.canConvert<OtherValue>())
+        return u'<' + value.value<OtherValue>().typeName + u'>';
     switch (value.metaType().id()) {
     case QMetaType::QByteArray:
         return QString::number(value.toByteArray().size()) + QStringLiteral(" bytes");
     case QMetaType::QString:
         return u'"' + value.toString() + u'"';
-    case QMetaType::QVariantMap:
-        return payloadDescription(value.toMap());
-    case QMetaType::QVariantList:
-        return listDescription(value.toList());
     default:
-        break;
+        return value.toString();
     }
-    return value.canConvert<QString>() ? value.toString()
-                                       : u'<' + QString::fromLatin1(value.metaType().name()) + u'>';
-}
-
-QString listDescription(const QVariantList &list) {
-    QStringList values;
-    for (const auto &value : list)
-        values << valueDescription(value);
-    return u'(' + values.join(QStringLiteral(", ")) + u')';
 }
 
 } // namespace

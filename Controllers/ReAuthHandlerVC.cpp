@@ -1,7 +1,6 @@
 #include "Controllers/ReAuthHandlerVC.h"
 
 #include "Controllers/Countdown.h"
-#include "Controllers/NoticeSteps.h"
 #include "Platform/DistributedNotificationCenter.h"
 #include "Support/CustomAPPManager.h"
 
@@ -30,12 +29,12 @@ void ReAuthHandlerVC::createTimer(std::int64_t mins) {
 
 // The countdown goes on until the application ends.
 void ReAuthHandlerVC::okayAction() {
-    setWindowAlpha(*this, 0.0);
+    setWindowAlpha(0.0);
     requestReAuthenticationAndQuit("okayAction(_:)");
 }
 
 void ReAuthHandlerVC::requestReAuthenticationAndQuit(const char *function) {
     logSource_.info(function, QStringLiteral("Sending Re-Auth Notification to Main App from Socket app"));
     services_.notificationCenter.postNotificationName(CustomAPPManager::mainAppNotifierName());
-    terminateAfterDelay(*this, services_);
+    terminateAfterDelay();
 }

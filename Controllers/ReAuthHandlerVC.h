@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Controllers/HandlerVC.h"
+#include "Controllers/Notice.h"
 
 /// The re-authentication notice: a countdown, at whose end, or on OK, the main client is told that the user
 /// is to authenticate again. Main thread only.

@@ -1,21 +1,19 @@
 #include "Controllers/ViewController.h"
 
 #include "Controllers/Countdown.h"
-#include "Controllers/NoticeSteps.h"
 #include "Platform/Application.h"
 #include "Platform/NoticeWindow.h"
 #include "Platform/RunLoop.h"
 #include "Platform/Views/LayOutNow.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 #include "Support/CustomAPPManager.h"
-#include "Support/Logger.h"
 #include "Support/NoticeParser.h"
 
 #include <array>
 
 namespace {
 
-constexpr LogSource logSource("Controllers/ViewController");
+constexpr LogSource viewControllerLog("Controllers/ViewController");
 
 constexpr std::int64_t secondsLeftAtRequest = 5;
 constexpr double okButtonTopWithoutActivity = 25.0;
@@ -25,19 +23,18 @@ QString statusDescription(std::optional<int> status) {
 }
 
 void logClosed(const ServiceTierResponse &response) {
-    logSource.debug("postUrlOnCloseActivity(url:)",
+    viewControllerLog.debug("postUrlOnCloseActivity(url:)",
         QStringLiteral("Close Activity ") + statusDescription(response.httpStatusCode));
 }
 
 } // namespace
 
 ViewController::ViewController(const NoticeServices &services)
-    : NoticeController("ViewController")
-    , services_(services) { }
+    : Notice("ViewController", viewControllerLog, services) { }
 
 void ViewController::viewWillAppear() {
     NoticeController::viewWillAppear();
-    setWindowAlphaFromPayload(*this);
+    setWindowAlphaFromPayload();
     changeToolbarTitle();
     parseWebSocketResponse();
 }
@@ -46,14 +43,15 @@ void ViewController::parseWebSocketResponse() {
     constexpr auto function = "parseWebSocketResponse()";
     const auto response = CustomAPPManager::optionalString(CustomAPPManager::webSocketResponse);
     if (!response) {
-        logSource.error(function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
-        setWindowAlpha(*this, 0.0);
+        viewControllerLog.error(
+            function, QStringLiteral("Unable to receive Response from Zelvik Sase Client..."));
+        setWindowAlpha(0.0);
         return;
     }
-    setWindowAlpha(*this, 1.0);
-    logSource.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
+    setWindowAlpha(1.0);
+    viewControllerLog.info(function, QStringLiteral("Response received from Zelvik Sase Client..."));
     updateNotificationWindow(*response);
-    setLogoFromPayload(headerLogoImageView, logSource, function);
+    setLogoFromPayload(function);
 }
 
 void ViewController::updateNotificationWindow(const QString &xmlStr) {
@@ -66,7 +64,7 @@ void ViewController::updateNotificationWindow(const QString &xmlStr) {
 
 void ViewController::setupView(const SocketPayload &data) {
     fillLabels(data);
-    logSource.info("setupView(data:)",
+    viewControllerLog.info("setupView(data:)",
         QStringLiteral("Parsing successful, Creating Timer Instance to update Auto Close UI"));
     updateExpansionToolTips();
     collapseEmptyRows();
@@ -99,9 +97,8 @@ void ViewController::fillLabels(const SocketPayload &data) {
     urlText->setStringValue(details.isEmpty() ? QString() : details.last());
 
     // Two blanks before the unit, deliberately; the label is hidden until the first tick sets it anew.
-    const auto &bundle = services_.mainBundle;
-    autoCloseLabel->setStringValue(localized(bundle, "This window will auto close in ")
-        + QString::number(data.timeout) + u' ' + u' ' + localized(bundle, "seconds"));
+    autoCloseLabel->setStringValue(localized("This window will auto close in ")
+        + QString::number(data.timeout) + u' ' + u' ' + localized("seconds"));
     autoCloseSeconds = data.timeout;
 }
 
@@ -148,20 +145,19 @@ void ViewController::startCountdown(const SocketPayload &data) {
 }
 
 QString ViewController::countdownText(std::int64_t secondsLeft) const {
-    const auto &bundle = services_.mainBundle;
-    return localized(bundle, "This window will auto close in") + u' ' + QString::number(secondsLeft) + u' '
-        + localized(bundle, "seconds");
+    return localized("This window will auto close in") + u' ' + QString::number(secondsLeft) + u' '
+        + localized("seconds");
 }
 
 void ViewController::changeToolbarTitle() {
-    brandHeader(*this, services_.mainBundle, headerLogoImageView, headerView);
+    brandHeader();
     styleOkButton(*okButton);
-    if (auto *noticeWindow = window())
-        noticeWindow->setTitlebarAppearsTransparent(true);
-    logSource.info("changeToolbarTitle()", QStringLiteral("Vendor is ") + CustomAPPManager::Vendor);
+    if (window())
+        window()->setTitlebarAppearsTransparent(true);
+    viewControllerLog.info("changeToolbarTitle()", QStringLiteral("Vendor is ") + CustomAPPManager::Vendor);
     services_.printLine(CustomAPPManager::Vendor);
-    if (auto *noticeWindow = window())
-        noticeWindow->setBackgroundColor(vendorWindowBackground());
+    if (window())
+        window()->setBackgroundColor(vendorWindowBackground());
 }
 
 void ViewController::okAction() {
@@ -169,14 +165,14 @@ void ViewController::okAction() {
 }
 
 void ViewController::closeWindowAndQuit() {
-    setWindowAlpha(*this, 0.0);
+    setWindowAlpha(0.0);
     postUrlOnCloseActivity(closeActivityUrl);
-    terminateAfterDelay(*this, services_);
+    terminateAfterDelay();
 }
 
 void ViewController::postUrlOnCloseActivity(const QString &url) {
     // The blank before the comma is part of the text.
-    logSource.info("postUrlOnCloseActivity(url:)",
+    viewControllerLog.info("postUrlOnCloseActivity(url:)",
         QStringLiteral("Closing Active window , Calling Activity URL: ") + url);
     const auto client = services_.makeGatewayClient();
     if (!client)

@@ -1,22 +1,16 @@
 #pragma once
 
-#include "Controllers/NoticeServices.h"
-#include "Platform/NoticeController.h"
-#include "Platform/Views/ImageView.h"
-#include "Platform/Views/LayerView.h"
+#include "Controllers/Notice.h"
 #include "Platform/Views/LayoutConstraint.h"
-#include "Platform/Views/PushButton.h"
-#include "Platform/Views/TextField.h"
 #include "Support/SocketPayload.h"
 
 /// The CASB activity notice: what was done in which application at which URL, a countdown to an automatic
 /// close, and on close a request of the URL that the notice names. Main thread only, but for
 /// `updateNotificationWindow()`.
-class ViewController final : public NoticeController {
+class ViewController final : public Notice {
 public:
     explicit ViewController(const NoticeServices &services);
 
-    Outlet<ImageView> headerLogoImageView { *this, "headerLogoImageView" };
     Outlet<TextField> autoCloseLabel { *this, "autoCloseLabel" };
     Outlet<PushButton> okButton { *this, "okButton" };
     Outlet<TextField> applicationTitleLabel { *this, "applicationTitleLabel" };
@@ -26,7 +20,6 @@ public:
     Outlet<TextField> applicationText { *this, "applicationText" };
     Outlet<TextField> activityText { *this, "activityText" };
     Outlet<TextField> urlText { *this, "urlText" };
-    Outlet<LayerView> headerView { *this, "headerView" };
     Outlet<TextField> applicationInformationLabel { *this, "applicationInformationLabel" };
     Outlet<LayoutConstraint> activityHeightConstant { *this, "activityHeightConstant" };
     Outlet<LayoutConstraint> urlHeightConstant { *this, "urlHeightConstant" };
@@ -60,9 +53,7 @@ private:
     void updateExpansionToolTips();
     void collapseEmptyRows();
     void startCountdown(const SocketPayload &data);
-    QString countdownText(std::int64_t secondsLeft) const;
     void closeWindowAndQuit();
+    QString countdownText(std::int64_t secondsLeft) const;
     void buttonClicked() override { okAction(); }
-
-    NoticeServices services_;
 };

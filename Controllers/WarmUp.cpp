@@ -10,27 +10,17 @@
 
 #include <QImage>
 
-#include <deque>
-#include <memory>
 #include <utility>
 
 namespace {
 
-constexpr LogSource logSource("Controllers/WarmUp");
+constexpr LogSource warmUpLog("Controllers/WarmUp");
 
-using Steps = std::deque<RunLoop::Block>;
-
-void runNext(RunLoop &runLoop, const std::shared_ptr<Steps> &steps) {
-    if (steps->empty())
-        return;
-    runLoop.scheduledTimer(std::chrono::milliseconds::zero(), Repeats::No, [&runLoop, steps](Timer &) {
-        // A message has loaded all this already.
-        if (!CustomAPPManager::payload.isEmpty())
-            return;
-        const auto step = std::move(steps->front());
-        steps->pop_front();
-        step();
-        runNext(runLoop, steps);
+/// Takes a step in a later turn of the loop, unless a message came meanwhile, which has loaded all this.
+void whenIdle(RunLoop &runLoop, RunLoop::Block step) {
+    runLoop.scheduledTimer(std::chrono::milliseconds::zero(), Repeats::No, [step = std::move(step)](Timer &) {
+        if (CustomAPPManager::payload.isEmpty())
+            step();
     });
 }
 
@@ -45,20 +35,20 @@ void drawOneNotice(const Storyboard &storyboard) {
     view->render(&image);
 }
 
+void decodeLogo(const Bundle &mainBundle) {
+    const auto unreadable = Image::unreadableFormats();
+    for (const auto &format : unreadable)
+        warmUpLog.error("warmUp()", QStringLiteral("Nothing installed reads images of the format ") + format);
+    constexpr QSize box(100, 28);
+    if (const auto logo = Image::named(mainBundle, CustomAPPManager::AppLogo))
+        logo->scaledToFit(box, 1);
+}
+
 } // namespace
 
 void warmUp(RunLoop &runLoop, const Bundle &mainBundle, const Storyboard &mainStoryboard) {
-    Steps steps {
-        [&mainStoryboard] { drawOneNotice(mainStoryboard); },
-        [&mainBundle] {
-            const auto unreadable = Image::unreadableFormats();
-            for (const auto &format : unreadable)
-                logSource.error(
-                    "warmUp()", QStringLiteral("Nothing installed reads images of the format ") + format);
-            constexpr QSize box(100, 28);
-            if (const auto logo = Image::named(mainBundle, CustomAPPManager::AppLogo))
-                logo->scaledToFit(box, 1);
-        },
-    };
-    runNext(runLoop, std::make_shared<Steps>(std::move(steps)));
+    whenIdle(runLoop, [&runLoop, &mainBundle, &mainStoryboard] {
+        drawOneNotice(mainStoryboard);
+        whenIdle(runLoop, [&mainBundle] { decodeLogo(mainBundle); });
+    });
 }

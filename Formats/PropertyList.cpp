@@ -15,7 +15,8 @@ using namespace Formats;
 
 namespace {
 
-enum class Element { Plist, Dictionary, Array, Key, String, Integer, Data, True, False, Other };
+// From `Key` on they hold text.
+enum class Element { Plist, Dictionary, Array, True, False, Key, String, Integer, Data, Other };
 
 constexpr std::array<std::pair<std::string_view, Element>, 11> elements { {
     { "plist", Element::Plist },
@@ -32,19 +33,6 @@ constexpr std::array<std::pair<std::string_view, Element>, 11> elements { {
 } };
 
 constexpr std::string_view blanks = " \t\r\n";
-
-constexpr bool holdsText(Element element) {
-    switch (element) {
-    case Element::Key:
-    case Element::String:
-    case Element::Integer:
-    case Element::Data:
-    case Element::Other:
-        return true;
-    default:
-        return false;
-    }
-}
 
 /// Nothing when it is no integer of 64 bits.
 std::optional<PropertyValue> integerFrom(std::string_view text) {
@@ -153,7 +141,7 @@ public:
     void characters(std::string_view text) {
         if (hasFailed_ || levels_.empty())
             return;
-        if (holdsText(levels_.back().element))
+        if (levels_.back().element >= Element::Key)
             text_ += text;
         else if (text.find_first_not_of(blanks) != std::string_view::npos)
             fail();

@@ -10,7 +10,7 @@ using namespace Formats;
 
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n\v\f";
+constexpr std::string_view tableBlanks = " \t\r\n\v\f";
 constexpr std::string_view bareCharacters
     = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_$/:.-";
 
@@ -56,7 +56,7 @@ private:
     // False when a comment has no end.
     bool skipBlanks() {
         for (;;) {
-            takeUntil(text_.find_first_not_of(blanks));
+            takeUntil(text_.find_first_not_of(tableBlanks));
             if (text_.starts_with("//")) {
                 takeUntil(text_.find_first_of("\r\n"));
             } else if (text_.starts_with("/*")) {

@@ -51,6 +51,9 @@ public:
     /// The screen with the window that the user works in; null when nobody can tell.
     virtual QScreen *activeScreen() = 0;
 
+    /// The part of a screen that panels leave free.
+    virtual QRect workArea(const QScreen &screen) = 0;
+
     /// Decides for a message whether the window manager places, stacks and focuses the notice, or the notice
     /// stands outside its order. Called before the notice is shown.
     /// @return whether a window that is mapped already was mapped in that way

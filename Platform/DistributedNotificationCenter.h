@@ -1,14 +1,23 @@
 #pragma once
 
+#include <QMetaType>
 #include <QString>
 #include <QVariantMap>
 
 #include <functional>
 #include <optional>
 
+/// A value of a type that no key of a message has, kept for the log alone.
+struct OtherValue {
+    QString typeName;
+};
+Q_DECLARE_METATYPE(OtherValue)
+
 struct Notification {
     QString name;
     QString object; ///< empty for none
+    /// Booleans are bool, texts QString, binary data QByteArray, numbers a number type of Qt's; all else is
+    /// an `OtherValue`.
     std::optional<QVariantMap> userInfo;
 };
 

@@ -1,5 +1,6 @@
 #include "Platform/NoticeController.h"
 
+#include "Platform/FatalStop.h"
 #include "Platform/NoticeWindow.h"
 #include "Platform/Views/ImageView.h"
 #include "Platform/Views/PushButton.h"
@@ -27,13 +28,18 @@ NoticeController::~NoticeController() {
         view_->deleteLater();
 }
 
-void NoticeController::loadView(std::unique_ptr<QWidget> view) {
+void NoticeController::loadView(std::unique_ptr<LayerView> view) {
     view_ = view.release();
     for (auto *outlet : outlets_)
         outlet->connectTo(view_);
     if (auto *button = view_->findChild<PushButton *>())
         QObject::connect(button, &PushButton::clicked, button, [this] { buttonClicked(); });
     viewDidLoad();
+}
+
+void NoticeController::setWindowAlpha(double alpha) {
+    if (window_)
+        window_->setAlphaValue(alpha);
 }
 
 void NoticeController::viewDidDisappear() {

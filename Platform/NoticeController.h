@@ -1,12 +1,11 @@
 #pragma once
 
 #include "Platform/Application.h"
-#include "Platform/FatalStop.h"
+#include "Platform/Views/LayerView.h"
 
 #include <QObject>
 #include <QPointer>
 #include <QVariant>
-#include <QWidget>
 
 #include <memory>
 #include <vector>
@@ -69,13 +68,16 @@ public:
 
     /// Takes the view, connects its outlets and its button's action, and calls `viewDidLoad()`. Called once,
     /// by the storyboard.
-    void loadView(std::unique_ptr<QWidget> view);
+    void loadView(std::unique_ptr<LayerView> view);
 
     /// The root view, owned by the controller; null before it is loaded.
-    QWidget *view() const { return view_; }
+    LayerView *view() const { return view_; }
 
     /// The window that the view is in; null while it is in none.
     NoticeWindow *window() const { return window_; }
+
+    /// Skipped while the view is in no window.
+    void setWindowAlpha(double alpha);
 
     virtual void viewDidLoad() { }
     virtual void viewWillAppear() { }
@@ -99,7 +101,7 @@ private:
 
     const char *className_;
     std::vector<OutletBase *> outlets_;
-    QPointer<QWidget> view_;
+    QPointer<LayerView> view_;
     NoticeWindow *window_ = nullptr;
     QVariant representedObject_;
 };

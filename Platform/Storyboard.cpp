@@ -61,7 +61,7 @@ void Storyboard::translate(const NoticeController &controller) const {
     }
     const auto imageViews = controller.view()->findChildren<ImageView *>();
     for (auto *imageView : imageViews) {
-        const auto imageName = imageView->property("imageName").toString();
+        const auto imageName = imageView->parentWidget()->property("imageName").toString();
         if (!imageName.isEmpty())
             imageView->setImage(Image::named(bundle_, imageName));
     }

@@ -1,7 +1,9 @@
 #include "Platform/TimerQueue.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -9,71 +11,49 @@ constexpr RunLoop::Interval shortestPeriod = std::chrono::milliseconds(1);
 
 } // namespace
 
-struct TimerQueue::Entry : Timer {
-    void invalidate() override {
-        valid = false;
-        if (!firing)
-            block = nullptr;
-    }
-    bool isValid() const override { return valid; }
+/// Valid as long as it has a block.
+struct TimerQueue::Entry final : Timer {
+    void invalidate() override { block = nullptr; }
+    bool isValid() const override { return block != nullptr; }
 
-    Clock::time_point deadline;
     RunLoop::Interval interval {};
     Repeats repeats = Repeats::No;
     RunLoop::TimerBlock block;
-    std::uint64_t sequence = 0;
-    bool valid = true;
-    bool firing = false;
 };
-
-TimerQueue::TimerQueue() = default;
-TimerQueue::~TimerQueue() = default;
 
 std::shared_ptr<Timer> TimerQueue::schedule(
     Clock::time_point now, RunLoop::Interval interval, Repeats repeats, RunLoop::TimerBlock block) {
     auto entry = std::make_shared<Entry>();
     entry->interval = std::clamp(interval, RunLoop::Interval::zero(), RunLoop::longestInterval);
-    entry->deadline = now + entry->interval;
     entry->repeats = repeats;
     entry->block = std::move(block);
-    entry->sequence = nextSequence_++;
-    entries_.push_back(entry);
+    entries_.emplace(Key(now + entry->interval, nextNumber_++), entry);
     return entry;
 }
 
 std::optional<TimerQueue::Clock::time_point> TimerQueue::nextDeadline() {
-    std::erase_if(entries_, [](const auto &entry) { return !entry->valid; });
-    const auto first = std::min_element(entries_.begin(), entries_.end(),
-        [](const auto &left, const auto &right) { return left->deadline < right->deadline; });
-    if (first == entries_.end())
-        return std::nullopt;
-    return (*first)->deadline;
+    while (!entries_.empty() && !entries_.begin()->second->isValid())
+        entries_.erase(entries_.begin());
+    return entries_.empty() ? std::nullopt : std::optional(entries_.begin()->first.first);
 }
 
 void TimerQueue::fireDue(Clock::time_point now) {
-    std::vector<std::shared_ptr<Entry>> due;
-    std::copy_if(entries_.begin(), entries_.end(), std::back_inserter(due),
-        [now](const auto &entry) { return entry->valid && entry->deadline <= now; });
-    std::sort(due.begin(), due.end(), [](const auto &left, const auto &right) {
-        return std::pair(left->deadline, left->sequence) < std::pair(right->deadline, right->sequence);
-    });
-
-    for (const auto &entry : due) {
-        if (!entry->valid)
+    const auto end = entries_.upper_bound(Key(now, std::numeric_limits<std::uint64_t>::max()));
+    const std::vector<std::pair<Key, std::shared_ptr<Entry>>> due(entries_.begin(), end);
+    entries_.erase(entries_.begin(), end);
+    for (const auto &[key, entry] : due) {
+        // Out of the entry or copied from it, since the block may end its own timer.
+        const auto block
+            = entry->repeats == Repeats::No ? std::exchange(entry->block, nullptr) : entry->block;
+        if (!block)
             continue; // an earlier block of this turn ended it
-        if (entry->repeats == Repeats::No) {
-            entry->valid = false;
-        } else {
+        if (entry->repeats == Repeats::Yes) {
             const auto period = std::max(entry->interval, shortestPeriod);
-            entry->deadline += period * ((now - entry->deadline) / period + 1);
+            const auto next = key.first + period * ((now - key.first) / period + 1);
+            entries_.emplace(Key(next, key.second), entry);
         }
-        entry->firing = true;
-        entry->block(*entry);
-        entry->firing = false;
-        if (!entry->valid)
-            entry->block = nullptr;
+        block(*entry);
     }
-    std::erase_if(entries_, [](const auto &entry) { return !entry->valid; });
 }
 
 bool TimerQueue::enqueue(RunLoop::Block block) {

@@ -4,20 +4,15 @@
 
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <mutex>
 #include <optional>
-#include <vector>
 
 /// The bookkeeping that every run loop shares: which timers there are, when each is due, and the main queue.
 /// It reads no clock; the time is an argument. Main thread only, but for `enqueue()`.
 class TimerQueue {
 public:
     using Clock = std::chrono::steady_clock;
-
-    TimerQueue();
-    ~TimerQueue();
-    TimerQueue(const TimerQueue &) = delete;
-    TimerQueue &operator=(const TimerQueue &) = delete;
 
     std::shared_ptr<Timer> schedule(
         Clock::time_point now, RunLoop::Interval interval, Repeats repeats, RunLoop::TimerBlock block);
@@ -38,9 +33,10 @@ public:
 
 private:
     struct Entry;
+    using Key = std::pair<Clock::time_point, std::uint64_t>; ///< deadline and number
 
-    std::vector<std::shared_ptr<Entry>> entries_;
-    std::uint64_t nextSequence_ = 0;
+    std::map<Key, std::shared_ptr<Entry>> entries_;
+    std::uint64_t nextNumber_ = 0;
     std::mutex queueMutex_;
     std::deque<RunLoop::Block> queue_;
 };

@@ -1,6 +1,7 @@
 #include "ServiceTier/HttpRequest.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 
+#include <chrono>
 #include <csignal>
 #include <exception>
 #include <mutex>
@@ -13,7 +14,12 @@
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr int maxWorkers = 32;
+
+// Past `maxWorkers` one more is added for a request that comes this long after the last one was.
+constexpr std::chrono::milliseconds extraWorkerInterval(100);
 
 struct Request {
     std::string url;
@@ -46,7 +52,8 @@ void blockSignals() {
 }
 
 /// The requests of the whole process, since every notice makes a client of its own. The latest goes first:
-/// when the user presses OK the process ends a second later.
+/// when the user presses OK the process ends a second later. It is started even when `maxWorkers` requests
+/// hang; `HttpRequest::wholeTime` bounds the workers that are added for such requests.
 class Queue {
 public:
     void add(Request request) {
@@ -61,7 +68,8 @@ public:
 private:
     /// @return false when there are enough, or no thread is to be had
     bool addWorker() {
-        if (workers_ == maxWorkers)
+        const auto now = Clock::now();
+        if (workers_ >= maxWorkers && now - latestWorker_ < extraWorkerInterval)
             return false;
         try {
             // Detached: nothing waits for it, neither a client's end nor the process's.
@@ -70,6 +78,7 @@ private:
             return false;
         }
         ++workers_;
+        latestWorker_ = now;
         return true;
     }
 
@@ -93,6 +102,7 @@ private:
     std::mutex mutex_;
     std::vector<Request> waiting_;
     int workers_ = 0;
+    Clock::time_point latestWorker_;
 };
 
 Queue &queue() {

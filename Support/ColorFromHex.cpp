@@ -2,6 +2,8 @@
 
 #include <QTextBoundaryFinder>
 
+#include <algorithm>
+
 namespace {
 
 qsizetype characterCount(const QString &text) {
@@ -12,28 +14,17 @@ qsizetype characterCount(const QString &text) {
     return count;
 }
 
-int hexDigit(QChar character) {
-    const auto unit = character.unicode();
-    if (unit >= u'0' && unit <= u'9')
-        return unit - u'0';
-    if (unit >= u'A' && unit <= u'F')
-        return unit - u'A' + 10;
-    return -1;
+bool isHexDigit(QChar character) {
+    return (character >= u'0' && character <= u'9') || (character >= u'A' && character <= u'F');
 }
 
 /// Scans a hexadecimal number: a leading "0X" is a prefix, and as many digits as there are count. Without any
-/// digit at the start, also behind a blank, the value stays 0.
+/// digit at the start, also behind a blank, the value is 0.
 quint64 scanHex(QStringView text) {
     if (text.startsWith(u"0X"))
         text = text.mid(2);
-    quint64 value = 0;
-    for (const QChar character : text) {
-        const int digit = hexDigit(character);
-        if (digit < 0)
-            break;
-        value = value * 16 + static_cast<quint64>(digit);
-    }
-    return value;
+    const auto end = std::find_if_not(text.begin(), text.end(), isHexDigit);
+    return text.left(end - text.begin()).toULongLong(nullptr, 16);
 }
 
 } // namespace

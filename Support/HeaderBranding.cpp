@@ -8,8 +8,6 @@
 void applyHeaderBranding(
     const Bundle &bundle, ImageView &headerLogoImageView, LayerView &headerView, LayerView &rootView) {
     headerLogoImageView.setImage(Image::named(bundle, CustomAPPManager::AppLogo));
-    headerView.setWantsLayer(true);
     headerView.setLayerBackgroundColor(colorFromHex(CustomAPPManager::globalAppViewBackgroundColor));
-    rootView.setWantsLayer(true);
     rootView.setLayerBackgroundColor(Qt::white);
 }

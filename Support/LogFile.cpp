@@ -59,9 +59,6 @@ bool LogFile::open() {
         close();
         return false;
     }
-    device_ = static_cast<std::uint64_t>(status.st_dev);
-    inode_ = status.st_ino;
-    isInsideLine_ = false;
     return true;
 }
 
@@ -72,10 +69,11 @@ void LogFile::close() {
 
 /// Negative when the path leads to another file, or to none.
 std::int64_t LogFile::sizeIfStillThere() const {
-    struct stat status { };
-    const bool isThere = isOpen() && ::lstat(path_.c_str(), &status) == 0
-        && static_cast<std::uint64_t>(status.st_dev) == device_ && status.st_ino == inode_;
-    return isThere ? status.st_size : -1;
+    struct stat opened { };
+    struct stat there { };
+    const bool isThere = isOpen() && ::fstat(descriptor_, &opened) == 0 && ::lstat(path_.c_str(), &there) == 0
+        && opened.st_dev == there.st_dev && opened.st_ino == there.st_ino;
+    return isThere ? opened.st_size : -1;
 }
 
 void LogFile::beginAnew() {
@@ -98,22 +96,11 @@ void LogFile::append(std::string_view record) {
     }
     if (size > 0 && size + static_cast<std::int64_t>(record.size()) > largest_)
         beginAnew();
-    if (!isOpen() || (isInsideLine_ && !write("\n")))
-        return;
-    write(record);
-}
-
-bool LogFile::write(std::string_view text) {
-    const auto whole = text.size();
-    while (!text.empty()) {
-        const auto written = ::write(descriptor_, text.data(), text.size());
-        if (written > 0) {
-            text.remove_prefix(static_cast<std::size_t>(written));
-        } else if (errno != EINTR) {
-            isInsideLine_ = isInsideLine_ || text.size() != whole;
-            return false;
-        }
+    while (isOpen() && !record.empty()) {
+        const auto written = ::write(descriptor_, record.data(), record.size());
+        if (written > 0)
+            record.remove_prefix(static_cast<std::size_t>(written));
+        else if (errno != EINTR)
+            return;
     }
-    isInsideLine_ = false;
-    return true;
 }

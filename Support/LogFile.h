@@ -29,12 +29,8 @@ private:
     void close();
     std::int64_t sizeIfStillThere() const;
     void beginAnew();
-    bool write(std::string_view text);
 
     std::string path_;
     std::int64_t largest_;
     int descriptor_ = -1;
-    std::uint64_t device_ = 0;
-    std::uint64_t inode_ = 0;
-    bool isInsideLine_ = false; ///< a full disk cut the latest record
 };

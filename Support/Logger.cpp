@@ -7,7 +7,6 @@
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/spdlog.h>
 
-#include <exception>
 #include <mutex>
 
 namespace {
@@ -21,13 +20,9 @@ void record(spdlog::level::level_enum level, const char *file, const char *funct
     int line) {
     if (!processLogger)
         return;
-    try {
-        const auto text = message.toUtf8();
-        processLogger->log(spdlog::source_loc(file, line, function), level,
-            spdlog::string_view_t(text.constData(), static_cast<std::size_t>(text.size())));
-    } catch (const std::exception &) {
-        // A record that cannot be written is lost; the notice goes on.
-    }
+    const auto text = message.toUtf8();
+    processLogger->log(spdlog::source_loc(file, line, function), level,
+        spdlog::string_view_t(text.constData(), static_cast<std::size_t>(text.size())));
 }
 
 // Not the library's: that one goes on writing to a file that was removed, waits for ever at a FIFO, and ends
@@ -60,39 +55,28 @@ spdlog::sink_ptr fileSink(const QString &filePath) {
 } // namespace
 
 void Logger::resetConfiguration() {
-    try {
-        spdlog::drop_all();
-        spdlog::set_level(spdlog::level::debug);
-    } catch (const std::exception &) {
-        // Nothing that is registered was worth more than the notices.
-    }
+    spdlog::drop_all();
+    spdlog::set_level(spdlog::level::debug);
 }
 
 void Logger::setUp(const QString &filePath, const char *loggerIdentifier) {
     try {
-        const auto sink = fileSink(filePath);
-        if (sink)
-            sink->set_level(spdlog::level::debug);
         auto logger = std::make_shared<spdlog::logger>(loggerIdentifier);
         logger->set_level(spdlog::level::debug);
-        if (sink) {
+        if (const auto sink = fileSink(filePath)) {
             sink->set_pattern(pattern);
             logger->sinks().push_back(sink);
         }
         logger->flush_on(spdlog::level::debug);
         logger->set_error_handler([](const std::string &) {});
         spdlog::register_logger(logger);
-    } catch (const std::exception &) {
-        // As without a log.
+    } catch (const spdlog::spdlog_ex &) {
+        // A logger of that name is registered, and stays the one.
     }
 }
 
 void Logger::adopt(const char *loggerIdentifier) {
-    try {
-        processLogger = spdlog::get(loggerIdentifier);
-    } catch (const std::exception &) {
-        processLogger = nullptr;
-    }
+    processLogger = spdlog::get(loggerIdentifier);
 }
 
 const std::shared_ptr<spdlog::logger> &Logger::current() {

@@ -66,12 +66,12 @@ std::optional<dbus_uint32_t> numberIn(const BusMessage &reply) {
 }
 
 // The executable's name in its bundle, "Contents/Linux/NoticeAgent": the same in every copy of the bundle,
-// and after an upgrade too. The path of a file that was replaced meanwhile ends in a mark of the system's.
-std::filesystem::path programName(const std::string &link) {
+// and after an upgrade too. Empty for a process that is gone or that may not be looked at.
+std::filesystem::path programOf(const std::string &process) {
+    std::error_code error;
+    auto path = std::filesystem::read_symlink("/proc/" + process + "/exe", error).string();
+    // The system's mark on a program whose file was replaced meanwhile.
     constexpr std::string_view replaced = " (deleted)";
-    std::string path(4096, '\0');
-    const auto length = ::readlink(link.c_str(), path.data(), path.size());
-    path.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
     if (path.ends_with(replaced))
         path.resize(path.size() - replaced.size());
     const std::filesystem::path file(path);
@@ -79,10 +79,9 @@ std::filesystem::path programName(const std::string &link) {
     return folder.parent_path().filename() / folder.filename() / file.filename();
 }
 
-// A process that is gone, or that may not be looked at, runs another program.
-bool isAnotherOfThisProgram(pid_t process) {
-    return process != ::getpid()
-        && programName("/proc/" + std::to_string(process) + "/exe") == programName("/proc/self/exe");
+bool isAnotherOfThisProgram(dbus_uint32_t process) {
+    return static_cast<pid_t>(process) != ::getpid()
+        && programOf(std::to_string(process)) == programOf("self");
 }
 
 DBusConnecting::Result connect(const DBusConnecting::Wish &wish) {
@@ -109,7 +108,7 @@ DBusConnecting::Result connect(const DBusConnecting::Wish &wish) {
     }
     if (numberIn(wait(brandReply)) == DBUS_REQUEST_NAME_REPLY_IN_QUEUE) {
         const auto owner = numberIn(wait(call(connection, "GetConnectionUnixProcessID", wish.brandName)));
-        result.anotherRuns = owner && isAnotherOfThisProgram(static_cast<pid_t>(*owner));
+        result.anotherRuns = owner && isAnotherOfThisProgram(*owner);
     }
     if (!dbus_connection_get_is_connected(connection))
         return {};

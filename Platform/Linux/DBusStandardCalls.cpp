@@ -37,9 +37,6 @@ constexpr auto description = DBUS_INTROSPECT_1_0_XML_DOCTYPE_DECL_NODE R"(<node>
       <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="v" direction="out"/>
     </method>
     <method name="GetAll"><arg type="s" direction="in"/><arg type="a{sv}" direction="out"/></method>
-    <method name="Set">
-      <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="v" direction="in"/>
-    </method>
   </interface>
 </node>
 )";
@@ -59,17 +56,12 @@ void appendVersion(DBusMessageIter *iterator) {
     dbus_message_iter_close_container(iterator, &variant);
 }
 
-bool asksForVersion(DBusMessage *call) {
-    const char *interface = nullptr;
-    const char *property = nullptr;
-    return dbus_message_get_args(
-               call, nullptr, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &property, DBUS_TYPE_INVALID)
-        && (*interface == '\0' || interface == versionInterface)
-        && property == std::string_view(versionProperty);
-}
-
 BusMessage get(DBusMessage *call) {
-    if (!asksForVersion(call))
+    const char *interface = nullptr;
+    const char *property = "";
+    dbus_message_get_args(
+        call, nullptr, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &property, DBUS_TYPE_INVALID);
+    if (property != std::string_view(versionProperty))
         return BusMessage(
             dbus_message_new_error(call, DBUS_ERROR_UNKNOWN_PROPERTY, "There is no such property."));
     BusMessage reply(dbus_message_new_method_return(call));
@@ -106,9 +98,6 @@ BusMessage replyTo(DBusMessage *call) {
         return get(call);
     if (dbus_message_is_method_call(call, DBUS_INTERFACE_PROPERTIES, "GetAll"))
         return getAll(call);
-    if (dbus_message_is_method_call(call, DBUS_INTERFACE_PROPERTIES, "Set"))
-        return BusMessage(
-            dbus_message_new_error(call, DBUS_ERROR_PROPERTY_READ_ONLY, "Every property is read only."));
     return nullptr;
 }
 

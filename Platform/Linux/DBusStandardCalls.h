@@ -7,7 +7,7 @@ struct DBusMessage;
 /// Peer interface is answered by libdbus.)
 namespace DBusStandardCalls {
 
-/// Answers Introspectable.Introspect, Properties.Get, GetAll and Set.
+/// Answers Introspectable.Introspect, Properties.Get and GetAll.
 /// @return false for any other message
 bool answer(DBusConnection *connection, DBusMessage *message);
 

@@ -27,8 +27,6 @@ QVariant readBytes(DBusMessageIter *iterator) {
 }
 
 QVariant readOther(DBusMessageIter *iterator) {
-    static const bool isPrintable = QMetaType::registerConverter(&OtherValue::description);
-    Q_UNUSED(isPrintable)
     char *signature = dbus_message_iter_get_signature(iterator);
     const OtherValue other { QString::fromUtf8(signature) };
     dbus_free(signature);

@@ -23,11 +23,14 @@ void setDefault(const char *variable, const char *value) {
         qputenv(variable, value);
 }
 
+QRect nativeRectOf(const QScreen &screen) {
+    return { screen.geometry().topLeft(), screen.geometry().size() * screen.devicePixelRatio() };
+}
+
 QScreen *screenAtNative(const QPoint &point) {
     const auto screens = QGuiApplication::screens();
     for (auto *screen : screens) {
-        const auto geometry = screen->geometry();
-        if (QRect(geometry.topLeft(), geometry.size() * screen->devicePixelRatio()).contains(point))
+        if (nativeRectOf(*screen).contains(point))
             return screen;
     }
     return nullptr;
@@ -73,6 +76,7 @@ public:
     void willAppear() override;
     bool isComposited() override;
     QScreen *activeScreen() override;
+    QRect workArea(const QScreen &screen) override;
     bool decideMapping(QWindow *window, Keyboard keyboard) override;
     // Many window managers refuse to move a notification.
     bool movesWindows() const override { return !X11().isConnected(); }
@@ -96,8 +100,7 @@ private:
     X11::Window focusBefore_ = X11::noWindow; ///< what had the keyboard before an unmanaged notice took it
     std::function<void()> shown_;
     int pendingMarks_ = 0; ///< sent and not yet answered
-    X11::Window window_ = X11::noWindow; ///< the notice's, once it was mapped
-    QPointer<QWindow> notice_; ///< the same
+    QPointer<QWindow> notice_; ///< once it was mapped
     QPoint place_; ///< where it was mapped, in the display's pixels
 };
 
@@ -156,6 +159,21 @@ QScreen *LinuxDesktop::activeScreen() {
         return nullptr;
     const auto frame = x.frameOf(x.activeWindow());
     return frame ? screenAtNative(frame->center()) : nullptr;
+}
+
+// The window manager's one work area spans all screens, so that Qt leaves it out where there are several. It
+// is right for the primary one, which has the panels.
+QRect LinuxDesktop::workArea(const QScreen &screen) {
+    const X11 x;
+    const bool hasPanels = &screen == QGuiApplication::primaryScreen();
+    if (!x.isConnected() || QGuiApplication::screens().size() == 1 || !hasPanels)
+        return screen.availableGeometry();
+    const auto native = nativeRectOf(screen);
+    const auto area = native & x.workArea();
+    if (area.isEmpty())
+        return screen.availableGeometry();
+    const double scale = screen.devicePixelRatio();
+    return { native.topLeft() + (area.topLeft() - native.topLeft()) / scale, area.size() / scale };
 }
 
 WindowManager LinuxDesktop::windowManager(const X11 &x) {
@@ -222,10 +240,10 @@ void LinuxDesktop::willMap(QWindow *window, Keyboard keyboard) {
                         : std::vector<std::string_view> { "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION",
                             "_NET_WM_WINDOW_TYPE_NOTIFICATION" });
     mappedFor_ = keyboard;
+    if (!notice_)
+        QCoreApplication::instance()->installNativeEventFilter(this);
     notice_ = window;
     place_ = nativePlaceOf(*window);
-    if (std::exchange(window_, id) == X11::noWindow)
-        QCoreApplication::instance()->installNativeEventFilter(this);
     x.takeFocusFromUserOnly(id);
     x.setAcceptsFocus(id, keyboard == Keyboard::Take);
     x.setUnmanaged(id, !isManaged_);
@@ -292,17 +310,20 @@ void LinuxDesktop::whenShown(QWindow *window, std::function<void()> shown) {
 }
 
 bool LinuxDesktop::nativeEventFilter(const QByteArray &, void *message, qintptr *) {
+    if (!notice_)
+        return false;
     const X11 x;
     const auto *event = static_cast<const xcb_generic_event_t *>(message);
-    if (x.isChangeOf(event, window_, X11::shownMark) && --pendingMarks_ == 0)
+    const auto id = static_cast<X11::Window>(notice_->winId());
+    if (x.isChangeOf(event, id, X11::shownMark) && --pendingMarks_ == 0)
         shown_();
     // A window manager that has not yet let go of a window when it is mapped as unmanaged takes it away late.
-    if (x.isTakenAway(event, window_) && !isManaged_ && notice_ && notice_->isVisible())
-        x.mapAt(window_, place_);
+    if (x.isTakenAway(event, id) && !isManaged_ && notice_->isVisible())
+        x.mapAt(id, place_);
     // Some window managers mark every window that comes up without the keyboard, after it was mapped.
     constexpr auto demand = "_NET_WM_STATE_DEMANDS_ATTENTION";
-    if (x.isChangeOf(event, window_, "_NET_WM_STATE") && isManaged_ && x.hasState(window_, demand))
-        x.changeState(window_, X11::Change::Remove, demand, "");
+    if (x.isChangeOf(event, id, "_NET_WM_STATE") && isManaged_ && x.hasState(id, demand))
+        x.changeState(id, X11::Change::Remove, demand, "");
     return false;
 }
 

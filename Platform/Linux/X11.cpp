@@ -21,12 +21,13 @@ template <class Reply>
 using ReplyPointer = std::unique_ptr<Reply, FreeReply>;
 
 // All that are used, asked for together: each answer alone would be waited for.
-constexpr std::array<std::string_view, 21> atomNames { "_NET_WM_CM_S0", "_NET_WM_DESKTOP", "_NET_WM_STATE",
-    "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_FULLSCREEN", "_NET_WM_STATE_SKIP_TASKBAR",
-    "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_STATE_DEMANDS_ATTENTION", "_NET_ACTIVE_WINDOW",
-    "_NET_SUPPORTING_WM_CHECK", "_NET_WM_NAME", "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_NORMAL",
-    "_NET_WM_WINDOW_TYPE_NOTIFICATION", "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION", "_GTK_FRAME_EXTENTS",
-    "WM_PROTOCOLS", "WM_TAKE_FOCUS", "WM_HINTS", X11::shownMark };
+constexpr std::array<std::string_view, 22> atomNames { "_NET_WM_CM_S0", "_NET_WORKAREA", "_NET_WM_DESKTOP",
+    "_NET_WM_STATE", "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_FULLSCREEN",
+    "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_STATE_DEMANDS_ATTENTION",
+    "_NET_ACTIVE_WINDOW", "_NET_SUPPORTING_WM_CHECK", "_NET_WM_NAME", "_NET_WM_WINDOW_TYPE",
+    "_NET_WM_WINDOW_TYPE_NORMAL", "_NET_WM_WINDOW_TYPE_NOTIFICATION",
+    "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION", "_GTK_FRAME_EXTENTS", "WM_PROTOCOLS", "WM_TAKE_FOCUS",
+    "WM_HINTS", X11::shownMark };
 
 using Atoms = std::map<std::string_view, xcb_atom_t>;
 
@@ -133,6 +134,12 @@ bool X11::hasState(Window window, std::string_view state) const {
         return false;
     const auto states = values(window, "_NET_WM_STATE", XCB_ATOM_ATOM);
     return std::find(states.begin(), states.end(), atom(state)) != states.end();
+}
+
+QRect X11::workArea() const {
+    const auto area = values(root(), "_NET_WORKAREA", XCB_ATOM_CARDINAL);
+    const auto at = [&area](std::size_t index) { return static_cast<int>(area.at(index)); };
+    return area.size() < 4 ? QRect() : QRect(at(0), at(1), at(2), at(3));
 }
 
 std::optional<QRect> X11::frameOf(Window window) const {

@@ -40,6 +40,8 @@ public:
     Window windowManagerCheck() const;
     QByteArray nameOf(Window window) const;
     bool hasState(Window window, std::string_view state) const;
+    /// What panels leave free of all screens together, in native pixels; empty when nobody says so.
+    QRect workArea() const;
     /// A window's place on the screen, in native pixels.
     std::optional<QRect> frameOf(Window window) const;
 

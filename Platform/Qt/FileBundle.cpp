@@ -24,8 +24,6 @@ bool isResourceName(const QString &name) {
 // The exact code, then the language with its script, then the language alone.
 QStringList candidates(const QString &code) {
     QStringList codes { code };
-    if (code.contains(u'_')) // as locales are written, where folders have a hyphen
-        codes << QString(code).replace(u'_', u'-');
     const QLocale locale(code);
     if (locale.language() == QLocale::C)
         return codes;
@@ -39,40 +37,6 @@ QStringList candidates(const QString &code) {
 std::optional<std::string> readFile(const QString &path) {
     return Formats::readFile(QFile::encodeName(path).toStdString());
 }
-
-QString stringInTable(const QString &folder, const QString &key, const QString &value, const QString &table) {
-    auto fallback = value.isEmpty() ? key : value;
-    const auto name = table.isEmpty() ? QStringLiteral("Localizable") : table;
-    if (!isResourceName(name))
-        return fallback;
-    const auto bytes = readFile(folder + u'/' + name + QLatin1String(".strings"));
-    const auto strings = bytes ? Formats::parseStringTable(*bytes) : std::nullopt;
-    if (!strings)
-        return fallback;
-    const auto entry = strings->find(key.toStdString());
-    return entry == strings->end() ? fallback : QString::fromStdString(entry->second);
-}
-
-/// A language folder opened as a bundle: its tables stand in the folder itself.
-class LanguageFolderBundle final : public Bundle {
-public:
-    explicit LanguageFolderBundle(QString folder)
-        : folder_(std::move(folder)) { }
-
-    std::optional<QString> pathForResource(const QString &, const QString &) const override {
-        return std::nullopt;
-    }
-    QVariant objectForInfoDictionaryKey(const QString &) const override { return {}; }
-    QString localizedStringForKey(
-        const QString &key, const QString &value, const QString &table) const override {
-        return stringInTable(folder_, key, value, table);
-    }
-    QString localization() const override { return QFileInfo(folder_).completeBaseName(); }
-    std::unique_ptr<Bundle> bundleWithPath(const QString &) const override { return nullptr; }
-
-private:
-    QString folder_;
-};
 
 } // namespace
 
@@ -113,6 +77,8 @@ QVariant FileBundle::objectForInfoDictionaryKey(const QString &key) const {
 }
 
 std::optional<QString> FileBundle::languageFolder() const {
+    if (isLanguageFolder_)
+        return contents_;
     QStringList codes;
     const auto languages = preferredLanguages_();
     for (const auto &code : languages)
@@ -127,10 +93,17 @@ std::optional<QString> FileBundle::languageFolder() const {
 
 QString FileBundle::localizedStringForKey(
     const QString &key, const QString &value, const QString &table) const {
+    auto fallback = value.isEmpty() ? key : value;
     const auto folder = languageFolder();
-    if (!folder)
-        return value.isEmpty() ? key : value;
-    return stringInTable(*folder, key, value, table);
+    const auto name = table.isEmpty() ? QStringLiteral("Localizable") : table;
+    if (!folder || !isResourceName(name))
+        return fallback;
+    const auto bytes = readFile(*folder + u'/' + name + QLatin1String(".strings"));
+    const auto strings = bytes ? Formats::parseStringTable(*bytes) : std::nullopt;
+    if (!strings)
+        return fallback;
+    const auto entry = strings->find(key.toStdString());
+    return entry == strings->end() ? fallback : QString::fromStdString(entry->second);
 }
 
 QString FileBundle::localization() const {
@@ -142,5 +115,7 @@ std::unique_ptr<Bundle> FileBundle::bundleWithPath(const QString &path) const {
     const QFileInfo folder(path);
     if (!folder.isDir() || !folder.isReadable() || !folder.isExecutable())
         return nullptr;
-    return std::make_unique<LanguageFolderBundle>(path);
+    auto bundle = std::make_unique<FileBundle>(path, nullptr);
+    bundle->isLanguageFolder_ = true;
+    return bundle;
 }

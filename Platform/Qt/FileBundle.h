@@ -34,6 +34,7 @@ private:
     QString contents_;
     QString resources_;
     std::function<QStringList()> preferredLanguages_;
+    bool isLanguageFolder_ = false; ///< whose tables stand in the folder itself
 };
 
 /// The user's languages as the desktop session gives them.

@@ -29,7 +29,7 @@ QList<TextField *> spokenFields(const QWidget &view) {
     return fields;
 }
 
-QString headingOf(const QWidget &view) {
+QString spokenHeading(const QWidget &view) {
     QStringList headings;
     const auto fields = spokenFields(view);
     for (const auto *field : fields) {
@@ -99,7 +99,7 @@ public:
 
     QString text(QAccessible::Text kind) const override {
         if (kind == QAccessible::Name)
-            return headingOf(*widget());
+            return spokenHeading(*widget());
         if (kind == QAccessible::Description)
             return restOf(*widget());
         return QAccessibleWidget::text(kind);

@@ -46,7 +46,7 @@ void NoticePlacement::chooseScreen() {
 }
 
 QSize NoticePlacement::maxCardSize() const {
-    return screen_ ? screen_->availableSize() - QSize(2 * screenMargin, 2 * screenMargin) : QSize();
+    return screen_ ? desktop_.workArea(*screen_).size() - QSize(2 * screenMargin, 2 * screenMargin) : QSize();
 }
 
 void NoticePlacement::setShadow(const QMargins &shadow) {
@@ -63,7 +63,9 @@ void NoticePlacement::setCardSize(const QSize &size) {
     if (window_.size() == fitted)
         return;
     window_.setFixedSize(fitted);
-    desktop_.setShadow(window_.windowHandle(), cardRect(), shadow_);
+    // By the card's own size: a stale report of the display may have shrunk the window for a moment, and what
+    // lay outside would take no clicks.
+    desktop_.setShadow(window_.windowHandle(), QRect({ shadow_.left(), shadow_.top() }, size), shadow_);
     if (!window_.isVisible())
         return;
     dragged_ ? moveIntoScreen() : place();
@@ -78,7 +80,7 @@ void NoticePlacement::place() {
     if (!screen_)
         return;
     // By the card's own size: a stale report of the display may shrink the window for a moment.
-    const auto area = screen_->availableGeometry();
+    const auto area = desktop_.workArea(*screen_);
     askedPlace_ = QPoint(area.right() + 1 - screenMargin - cardSize_.width() - shadow_.left(),
         area.top() + screenMargin - shadow_.top());
     window_.move(*askedPlace_);
@@ -88,7 +90,7 @@ void NoticePlacement::place() {
 void NoticePlacement::moveIntoScreen() {
     if (!screen_)
         return;
-    const auto area = screen_->availableGeometry();
+    const auto area = desktop_.workArea(*screen_);
     const auto card = cardRect().translated(window_.pos());
     const auto kept
         = [](int place, int first, int last) { return std::clamp(place, first, std::max(first, last)); };

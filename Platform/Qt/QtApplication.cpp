@@ -70,14 +70,21 @@ void QtApplication::openDesktop() {
     QApplication::setStyle(new NoticeStyle);
     application_ = std::make_unique<QApplication>(argumentCount_, arguments_);
     QApplication::setQuitOnLastWindowClosed(false);
-    QApplication::setApplicationName(QStringLiteral("NoticeAgent"));
     // A system that ends its applications by an event of its own ends this one in the ordinary way.
     QObject::connect(application_.get(), &QCoreApplication::aboutToQuit, [this] { endProcess(); });
     desktopIsOpen = true;
     if (!desktop_->finishLoadingFonts())
         reportError_(QStringLiteral("No font is installed: a notice shows boxes in the place of letters"));
     NoticeAccessibility::install();
+    // First the class of X11 windows, by which the desktop entry is found, then what screen readers say.
+    QCoreApplication::setApplicationName(QGuiApplication::desktopFileName());
     window_ = std::make_unique<QtNoticeWindow>(*desktop_);
+    QCoreApplication::setApplicationName(brand_);
+}
+
+void QtApplication::setBrand(const QString &name, const QString &desktopEntry) {
+    brand_ = name;
+    QGuiApplication::setDesktopFileName(desktopEntry);
 }
 
 int QtApplication::run(ApplicationDelegate &delegate, const std::function<void()> &listen,

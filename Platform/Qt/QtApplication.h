@@ -32,6 +32,11 @@ public:
     int run(ApplicationDelegate &delegate, const std::function<void()> &listen,
         const std::function<void()> &whenDesktopIsOpen);
 
+    /// Called before the desktop is opened, in `listen`.
+    /// @param name          what assistive technologies call the application
+    /// @param desktopEntry  the installed file, without its ending, by which the desktop knows the window
+    void setBrand(const QString &name, const QString &desktopEntry);
+
     /// Connects to the desktop's assistive technologies. Qt waits for the session bus in here, and before it
     /// makes its first widget if this was not called: so not before the bus has answered somebody else.
     void beginAccessibility();
@@ -53,6 +58,7 @@ private:
     int argumentCount_;
     char **arguments_;
     ErrorReporter reportError_;
+    QString brand_;
     ApplicationDelegate *delegate_ = nullptr;
     std::unique_ptr<TerminationSignals> terminationSignals_;
     std::unique_ptr<Desktop> desktop_;

@@ -3,14 +3,13 @@
 #include "Platform/RunLoop.h"
 #include "Platform/TimerQueue.h"
 
-#include <memory>
+#include <QTimer>
 
 /// The run loop over Qt's event loop. It may be made, and timers scheduled, before there is a QApplication:
 /// deadlines count from the moment of scheduling, and what came due meanwhile runs when the loop turns.
-class QtRunLoop final : public RunLoop {
+class QtRunLoop final : public QObject, public RunLoop {
 public:
     QtRunLoop();
-    ~QtRunLoop() override;
 
     /// Joins the event loop of the QCoreApplication, which exists by now. Called once.
     void attach();
@@ -20,10 +19,10 @@ public:
     void asyncAfter(Interval delay, Block block) override;
 
 private:
-    class Waker;
-
+    bool event(QEvent *event) override;
     void arm();
 
     TimerQueue timers_;
-    std::unique_ptr<Waker> waker_;
+    QTimer timer_; ///< for the next deadline
+    bool isAttached_ = false;
 };

@@ -1,9 +1,9 @@
 #include "Platform/Views/CardEdge.h"
 
-#include <QImage>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <qdrawutil.h>
 
 #include <array>
 #include <cmath>
@@ -15,14 +15,14 @@ const QColor lineColor(188, 191, 194);
 
 // The shadow of a card that lies a little above the desktop, under a light from above.
 constexpr double shadowBlur = 10; // standard deviation
-constexpr double shadowDrop = 6;
+constexpr int shadowDrop = 6;
 constexpr double shadowAlpha = 0.25;
 constexpr int shadowReach = 24;
 constexpr int shadowInside = 24; // where it is as good as even
 constexpr int shadowCorner = shadowReach + shadowInside;
 
 /// The shadow of a card just large enough for its four corners, with one even row and column between them.
-QImage shadowOfSmallCard() {
+QPixmap shadowOfSmallCard() {
     constexpr int side = 2 * shadowCorner + 1;
     std::array<double, side> profile {};
     for (int index = 0; index < side; ++index) {
@@ -35,31 +35,19 @@ QImage shadowOfSmallCard() {
         for (int x = 0; x < side; ++x)
             line[x] = qRgba(0, 0, 0, qRound(255 * shadowAlpha * profile.at(x) * profile.at(y)));
     }
-    return image;
+    return QPixmap::fromImage(image);
 }
 
-void drawShadow(QPainter &painter, const QRectF &card) {
-    static const auto image = shadowOfSmallCard();
-    const auto outer
-        = card.adjusted(-shadowReach, -shadowReach + shadowDrop, shadowReach, shadowReach + shadowDrop);
-    const std::array<double, 4> xs { outer.left(), outer.left() + shadowCorner, outer.right() - shadowCorner,
-        outer.right() };
-    const std::array<double, 4> ys { outer.top(), outer.top() + shadowCorner, outer.bottom() - shadowCorner,
-        outer.bottom() };
-    constexpr std::array<double, 4> parts { 0, shadowCorner, shadowCorner + 1, 2 * shadowCorner + 1 };
-    for (std::size_t row = 0; row < 3; ++row) {
-        for (std::size_t column = 0; column < 3; ++column)
-            painter.drawImage(
-                QRectF(QPointF(xs.at(column), ys.at(row)), QPointF(xs.at(column + 1), ys.at(row + 1))), image,
-                QRectF(QPointF(parts.at(column), parts.at(row)),
-                    QPointF(parts.at(column + 1), parts.at(row + 1))));
-    }
+void drawShadow(QPainter &painter, const QRect &card) {
+    static const auto shadow = shadowOfSmallCard();
+    constexpr QMargins corners(shadowCorner, shadowCorner, shadowCorner, shadowCorner);
+    qDrawBorderPixmap(&painter, card.marginsAdded(CardEdge::shadowMargins), corners, shadow);
 }
 
 } // namespace
 
-const QMargins CardEdge::shadowMargins(shadowReach, shadowReach - static_cast<int>(shadowDrop), shadowReach,
-    shadowReach + static_cast<int>(shadowDrop));
+const QMargins CardEdge::shadowMargins(
+    shadowReach, shadowReach - shadowDrop, shadowReach, shadowReach + shadowDrop);
 
 CardEdge::CardEdge(QWidget *parent)
     : QWidget(parent) {

@@ -14,9 +14,8 @@ public:
 
     explicit CardEdge(QWidget *parent);
 
-    /// @param hasShadow  whether there are the shadow's margins around the card; the line lies in them, else
-    /// in
-    ///                   the card
+    /// @param hasShadow  whether the shadow's margins are around the card; the line lies in them, else in the
+    ///                   card
     void setHasShadow(bool hasShadow);
 
 protected:

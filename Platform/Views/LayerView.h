@@ -3,15 +3,13 @@
 #include <QColor>
 #include <QWidget>
 
-/// A view with a layer behind its content: one ground colour.
+/// A view with a ground colour behind its content: transparent until one is set.
 class LayerView : public QWidget {
     Q_OBJECT
 
 public:
-    explicit LayerView(QWidget *parent = nullptr);
+    using QWidget::QWidget;
 
-    /// Until the layer is turned on the view paints nothing of its own.
-    void setWantsLayer(bool wantsLayer);
     void setLayerBackgroundColor(const QColor &color);
     QColor layerBackgroundColor() const { return layerBackgroundColor_; }
 
@@ -19,6 +17,5 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    bool wantsLayer_ = false;
     QColor layerBackgroundColor_ = Qt::transparent;
 };

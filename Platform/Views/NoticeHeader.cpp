@@ -17,22 +17,14 @@ const QColor hairlineColor(228, 231, 239);
 } // namespace
 
 NoticeHeader::NoticeHeader(QWidget *parent)
-    : LayerView(parent)
-    , logo_(new ImageView(this)) {
+    : LayerView(parent) {
     setFixedHeight(headerHeight);
-    logo_->setObjectName(QStringLiteral("headerLogoImageView"));
-    logo_->setFixedHeight(logoHeight);
+    auto *logo = new ImageView(this);
+    logo->setObjectName(QStringLiteral("headerLogoImageView"));
+    logo->setFixedHeight(logoHeight);
     auto *layout = new QHBoxLayout(this);
     layout->setContentsMargins(sideMargin, 0, sideMargin, 0);
-    layout->addWidget(logo_);
-}
-
-QString NoticeHeader::imageName() const {
-    return logo_->property("imageName").toString();
-}
-
-void NoticeHeader::setImageName(const QString &name) {
-    logo_->setProperty("imageName", name);
+    layout->addWidget(logo);
 }
 
 void NoticeHeader::paintEvent(QPaintEvent *event) {

@@ -78,35 +78,28 @@ QPainterPath wrench() {
     return QTransform().translate(24.2, 16.2).rotate(45).map(uprightWrench());
 }
 
-QColor groundOf(NoticeSign::Kind kind) {
-    switch (kind) {
-    case NoticeSign::Kind::Blocked:
-        return { 253, 236, 235 };
-    case NoticeSign::Kind::SignIn:
-    case NoticeSign::Kind::OtherSession:
-        return { 232, 240, 254 };
-    case NoticeSign::Kind::Disconnected:
-        return { 255, 241, 220 };
-    case NoticeSign::Kind::Maintenance:
-        return { 236, 238, 244 };
-    }
-    return {};
-}
+struct Look {
+    QColor color;
+    QColor ground;
+    QPainterPath (*path)();
+};
 
-QPainterPath pathOf(NoticeSign::Kind kind) {
+Look lookOf(NoticeSign::Kind kind) {
+    const QColor blue(45, 95, 208);
+    const QColor lightBlue(232, 240, 254);
     switch (kind) {
     case NoticeSign::Kind::Blocked:
-        return crossedCircle();
+        return { { 194, 53, 43 }, { 253, 236, 235 }, crossedCircle };
     case NoticeSign::Kind::SignIn:
-        return key();
-    case NoticeSign::Kind::Disconnected:
-        return plug();
+        return { blue, lightBlue, key };
     case NoticeSign::Kind::OtherSession:
-        return twoScreens();
+        return { blue, lightBlue, twoScreens };
+    case NoticeSign::Kind::Disconnected:
+        return { { 154, 91, 0 }, { 255, 241, 220 }, plug };
     case NoticeSign::Kind::Maintenance:
-        return wrench();
+        break;
     }
-    return {};
+    return { { 75, 82, 104 }, { 236, 238, 244 }, wrench };
 }
 
 } // namespace
@@ -122,27 +115,17 @@ void NoticeSign::setKind(Kind kind) {
 }
 
 QColor NoticeSign::colorOf(Kind kind) {
-    switch (kind) {
-    case Kind::Blocked:
-        return { 194, 53, 43 };
-    case Kind::SignIn:
-    case Kind::OtherSession:
-        return { 45, 95, 208 };
-    case Kind::Disconnected:
-        return { 154, 91, 0 };
-    case Kind::Maintenance:
-        return { 75, 82, 104 };
-    }
-    return {};
+    return lookOf(kind).color;
 }
 
 void NoticeSign::paintEvent(QPaintEvent *) {
+    const auto look = lookOf(kind_);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(groundOf(kind_));
+    painter.setBrush(look.ground);
     painter.drawRoundedRect(QRectF(rect()), cornerRadius, cornerRadius);
     painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(colorOf(kind_), strokeWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    painter.drawPath(pathOf(kind_));
+    painter.setPen(QPen(look.color, strokeWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    painter.drawPath(look.path());
 }

@@ -30,11 +30,6 @@ PushButton::PushButton(QWidget *parent)
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
-void PushButton::setWantsLayer(bool wantsLayer) {
-    wantsLayer_ = wantsLayer;
-    update();
-}
-
 void PushButton::setLayerBackgroundColor(const QColor &color) {
     layerBackgroundColor_ = color;
     update();
@@ -46,8 +41,7 @@ void PushButton::setCornerRadius(double radius) {
 }
 
 QColor PushButton::groundColor() const {
-    return wantsLayer_ ? NoticeStyle::groundColor(layerBackgroundColor_, *this)
-                       : palette().color(QPalette::Button);
+    return NoticeStyle::groundColor(layerBackgroundColor_, *this);
 }
 
 QColor PushButton::textColor() const {
@@ -91,7 +85,6 @@ void PushButton::keyReleaseEvent(QKeyEvent *event) {
 
 CloseButton::CloseButton(QWidget *parent)
     : PushButton(parent) {
-    setWantsLayer(true);
     setFocusPolicy(Qt::TabFocus);
 }
 

@@ -12,7 +12,6 @@ class PushButton : public QPushButton {
 public:
     explicit PushButton(QWidget *parent = nullptr);
 
-    void setWantsLayer(bool wantsLayer);
     void setLayerBackgroundColor(const QColor &color);
     QColor layerBackgroundColor() const { return layerBackgroundColor_; }
     void setCornerRadius(double radius);
@@ -31,7 +30,6 @@ protected:
     void keyReleaseEvent(QKeyEvent *event) override;
 
 private:
-    bool wantsLayer_ = false;
     QColor layerBackgroundColor_ = QColor(30, 34, 52);
     double cornerRadius_ = 0;
 };

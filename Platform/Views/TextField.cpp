@@ -25,37 +25,39 @@ struct Look {
     double lineHeight = 0;
     QFont::Weight weight = QFont::Normal;
     QColor color;
-    int maxLines = 0; ///< 0 for no limit
+    int maxLines = 0;
+    qsizetype maxLetters = 0;
 };
+
+constexpr int unlimited = std::numeric_limits<int>::max() - 1;
+constexpr int maxLettersALine = 150;
+
+// Nobody reads more than this of a notice, and shaping takes the square of some texts.
+constexpr qsizetype maxLetters = 3000;
+constexpr qsizetype maxHeadingLetters = 600;
 
 Look lookOf(TextField::Style style) {
     switch (style) {
     case TextField::Style::Heading:
-        return { 17, 24, QFont::DemiBold, QColor(30, 34, 52) };
+        return { 17, 24, QFont::DemiBold, QColor(30, 34, 52), unlimited, maxHeadingLetters };
     case TextField::Style::Body:
-        return { 13.5, 20, QFont::Normal, QColor(58, 64, 86) };
+        return { 13.5, 20, QFont::Normal, QColor(58, 64, 86), unlimited, maxLetters };
     case TextField::Style::Caption:
-        return { 13, 19, QFont::Normal, QColor(102, 108, 128), 2 };
+        return { 13, 19, QFont::Normal, QColor(102, 108, 128), 2, 2 * maxLettersALine };
     case TextField::Style::Value:
-        return { 13, 19, QFont::Normal, QColor(30, 34, 52), 2 };
+        return { 13, 19, QFont::Normal, QColor(30, 34, 52), 2, 2 * maxLettersALine };
     case TextField::Style::Countdown:
-        return { 13, 19, QFont::Normal, QColor(58, 64, 86) };
+        break;
     }
-    return {};
+    return { 13, 19, QFont::Normal, QColor(58, 64, 86), unlimited, maxLetters };
 }
 
 constexpr int captionWidth = 116;
-constexpr int unlimited = std::numeric_limits<int>::max();
 constexpr QChar ellipsis(u'\u2026');
 constexpr QChar lineSeparator(QChar::LineSeparator);
 constexpr QChar firstStrongIsolate(u'\u2068');
 constexpr QChar popDirectionalIsolate(u'\u2069');
 const QColor selectionColor(190, 212, 250);
-
-// Nobody reads more than this of a notice, and shaping takes the square of some texts.
-constexpr qsizetype maxLetters = 3000;
-constexpr qsizetype maxHeadingLetters = 600;
-constexpr qsizetype maxLettersALine = 150;
 
 /// The place at or before a position at which a letter with all its marks ends.
 qsizetype letterEnd(const QString &text, qsizetype position) {
@@ -77,16 +79,20 @@ QString shortened(const QString &text, qsizetype limit, bool inMiddle) {
         + text.mid(letterEnd(text, text.size() - limit / 2));
 }
 
-// Every script in which a letter is missing has all fonts of the machine loaded. No text that is meant to be
-// read needs more scripts than these; letters of further ones are shown as missing.
-QString withFewScripts(const QString &text) {
-    constexpr std::size_t maxScripts = 4;
+using Scripts = std::set<QChar::Script>;
+
+const Scripts ordinaryScripts { QChar::Script_Common, QChar::Script_Inherited, QChar::Script_Latin };
+
+/// The text with every letter as missing that is not assigned, or of a script for which there is no room in
+/// `scripts`; scripts that are new there are added.
+QString withFewScripts(const QString &text, Scripts &scripts) {
+    // Every script in which a letter is missing has all fonts of the machine loaded, for each size of text.
+    constexpr std::size_t maxScripts = 3; // beside the ordinary ones
     constexpr char16_t firstBeyondLatin = 0x250;
     constexpr char32_t missing = QChar::ReplacementCharacter;
     if (std::all_of(text.begin(), text.end(), [](QChar each) { return each < firstBeyondLatin; }))
         return text;
-    std::set<QChar::Script> scripts { QChar::Script_Common, QChar::Script_Inherited, QChar::Script_Latin };
-    const auto maxSize = scripts.size() + maxScripts;
+    const auto maxSize = ordinaryScripts.size() + maxScripts;
     auto letters = text.toUcs4();
     for (auto &letter : letters) {
         const auto script = QChar::script(letter);
@@ -160,7 +166,7 @@ TextField::TextField(QWidget *parent)
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
     layout_.setCacheEnabled(true);
-    applyStyle();
+    setTextStyle(style_);
 }
 
 void TextField::setStringValue(const QString &text) {
@@ -191,17 +197,6 @@ void TextField::announce() {
 
 void TextField::setTextStyle(Style style) {
     style_ = style;
-    applyStyle();
-}
-
-void TextField::resetCursorRects() {
-    if (isSelectable())
-        setCursor(Qt::IBeamCursor);
-    else
-        unsetCursor();
-}
-
-void TextField::applyStyle() {
     const auto look = lookOf(style_);
     setFont(scaledFont(look.size, look.weight));
     if (style_ == Style::Caption)
@@ -212,6 +207,13 @@ void TextField::applyStyle() {
     setSizePolicy(policy);
     textChanged();
     updateGeometry();
+}
+
+void TextField::resetCursorRects() {
+    if (isSelectable())
+        setCursor(Qt::IBeamCursor);
+    else
+        unsetCursor();
 }
 
 void TextField::textChanged() {
@@ -234,17 +236,25 @@ double TextField::lineHeight() const {
         std::round(lookOf(style_).lineHeight * textScale()), std::ceil(QFontMetricsF(font()).height()));
 }
 
-int TextField::maxLines() const {
-    const int lines = lookOf(style_).maxLines;
-    return lines > 0 ? lines : unlimited;
+// A notice has few scripts in all of its fields together; those of the first ones count.
+QString TextField::readable(const QString &text) const {
+    auto scripts = ordinaryScripts;
+    const auto fields = window()->findChildren<TextField *>();
+    for (const auto *field : fields) {
+        if (field == this)
+            break;
+        withFewScripts(field->shortenedText(), scripts);
+    }
+    return withFewScripts(text, scripts);
+}
+
+QString TextField::shortenedText() const {
+    return shortened(text_, lookOf(style_).maxLetters, cutInMiddle_);
 }
 
 // Each paragraph runs as its own first strong letter says, and nothing in it reorders the rest.
 QString TextField::shownText() const {
-    auto limit = lookOf(style_).maxLines * maxLettersALine;
-    if (limit == 0)
-        limit = style_ == Style::Heading ? maxHeadingLetters : maxLetters;
-    auto text = withFewScripts(shortened(text_, limit, cutInMiddle_));
+    auto text = readable(shortenedText());
     text.replace(QStringLiteral("\r\n"), QString(lineSeparator));
     for (const auto character : { QChar(u'\n'), QChar(u'\r'), QChar(QChar::ParagraphSeparator) })
         text.replace(character, lineSeparator);
@@ -290,7 +300,7 @@ int TextField::breakLines(double width, int limit) const {
 // last line holds the end.
 QString TextField::cutText(double width) const {
     const auto text = layout_.text();
-    const int start = layout_.lineAt(maxLines() - 1).textStart();
+    const int start = layout_.lineAt(lookOf(style_).maxLines - 1).textStart();
     const QFontMetricsF metrics(font());
     if (cutInMiddle_) {
         const auto end = text.mid(letterEnd(text, std::max<qsizetype>(start, text.size() - maxLettersALine)));
@@ -344,8 +354,8 @@ void TextField::layOutFor(double width) const {
     laidOutFor_ = width;
     if (!std::exchange(isShaped_, true))
         shape(shownText());
-    const int limit = maxLines();
-    int lines = breakLines(width, limit == unlimited ? unlimited : limit + 1);
+    const int limit = lookOf(style_).maxLines;
+    int lines = breakLines(width, limit + 1);
     isCut_ = lines > limit;
     if (isCut_) {
         shape(cutText(width));
@@ -420,7 +430,7 @@ QString TextField::expansionToolTip() const {
     constexpr double narrow = 420;
     constexpr double wide = 840;
     QStringList lines;
-    const auto paragraphs = withFewScripts(shortened(text_, maxLetters, false)).split(u'\n');
+    const auto paragraphs = readable(shortened(text_, maxLetters, false)).split(u'\n');
     for (const auto &paragraph : paragraphs) {
         QTextLayout layout(paragraph, QToolTip::font());
         QTextOption option;

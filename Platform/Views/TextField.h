@@ -11,7 +11,7 @@ inline constexpr auto countdownStartProperty = "countdownStart";
 /// but captions and countdowns can be selected and copied, with the mouse and with the keyboard.
 class TextField : public QWidget {
     Q_OBJECT
-    Q_PROPERTY(QString text READ text WRITE setText)
+    Q_PROPERTY(QString text READ stringValue WRITE setText)
     Q_PROPERTY(Style textStyle READ textStyle WRITE setTextStyle)
     Q_PROPERTY(bool cutInMiddle READ isCutInMiddle WRITE setCutInMiddle)
 
@@ -25,9 +25,8 @@ public:
     void setStringValue(const QString &text);
     QString stringValue() const { return text_; }
 
-    // The same under the names that a form uses.
+    /// The same under the name that a form uses.
     void setText(const QString &text) { setStringValue(text); }
-    QString text() const { return text_; }
 
     /// Whether a text that does not fit, such as an address, loses its middle and not its end.
     void setCutInMiddle(bool cutInMiddle) { cutInMiddle_ = cutInMiddle; }
@@ -75,10 +74,10 @@ protected:
 
 private:
     bool isSelectable() const;
-    void applyStyle();
     void textChanged();
     double lineHeight() const;
-    int maxLines() const;
+    QString shortenedText() const;
+    QString readable(const QString &text) const;
     QString shownText() const;
     void shape(const QString &text) const;
     int breakLines(double width, int limit) const;

@@ -1,5 +1,6 @@
 #include "Platform/Desktop.h"
 
+#include <QScreen>
 #include <QWindow>
 
 #import <AppKit/AppKit.h>
@@ -44,6 +45,8 @@ public:
 
     // The main screen is the one with the keyboard, which Qt calls the primary one.
     QScreen *activeScreen() override { return nullptr; }
+
+    QRect workArea(const QScreen &screen) override { return screen.availableGeometry(); }
 
     // Every notice floats in one way.
     bool decideMapping(QWindow *, Keyboard) override { return true; }

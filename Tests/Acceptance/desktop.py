@@ -33,7 +33,7 @@ SCREEN_HEIGHT = 1024
 
 # How long a condition may take that the agent should fulfil at once. Generous, since
 # several tests share two processors; it costs nothing while the agent behaves.
-PATIENCE = 10.0
+PATIENCE = 30.0
 
 CENTER_INTERFACE = "com.tevanic.DistributedNotificationCenter"
 CENTER_PATH = "/com/tevanic/DistributedNotificationCenter"
@@ -531,8 +531,10 @@ class Desktop:
 
     def _start_window_manager(self, name):
         self._start_program(name)
-        wait_until(lambda: self.screen.property(self.screen.root, "_NET_SUPPORTING_WM_CHECK"),
-                   f"the window manager {name} is there")
+        # The last of what they write when they start; windows mapped before may be passed over.
+        wait_until(lambda: all(self.screen.property(self.screen.root, written) for written in (
+            "_NET_SUPPORTING_WM_CHECK", "_NET_CURRENT_DESKTOP", "_NET_SUPPORTED")),
+            f"the window manager {name} is there")
 
     def _start_compositor(self):
         selection = self.screen.atom("_NET_WM_CM_S0")

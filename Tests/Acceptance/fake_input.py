@@ -1,6 +1,6 @@
 """A Wayland client with nothing but the protocols by which compositors let tests type and point.
 
-    fake_input.py SOCKET
+    fake_input.py SOCKET WIDTH HEIGHT
 
 Each line of standard input is one of "move X Y", "button PRESSED" and "key CODE", and is answered when it is
 carried out. A program of its own, since a compositor may want to know whose it is.
@@ -14,7 +14,6 @@ import time
 
 DISPLAY, REGISTRY, CALLBACK, MANAGER, POINTER, SEAT, KEYBOARD_MANAGER, KEYBOARD = range(1, 9)  # the objects
 LEFT_BUTTON = 0x110
-SCREEN = (1280, 1024)
 
 
 def string(text):
@@ -28,7 +27,8 @@ class Client:
     protocol = b"org_kde_kwin_fake_input"
     version = 4
 
-    def __init__(self, path):
+    def __init__(self, path, width, height):
+        self.screen = (int(width), int(height))
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.connect(path)
         self.stream = self.socket.makefile("rb")
@@ -108,8 +108,11 @@ class VirtualDevices(Client):
         self.send(target, request, int(time.monotonic() * 1000) & 0xFFFFFFFF, *arguments)
 
     def move(self, x, y):
-        self.timed(POINTER, 1, x, y, *SCREEN)
-        self.send(POINTER, 4)
+        # By two motions, like a hand that arrives. XWayland keeps the relative motion by which the pointer left its
+        # windows, and adds it to the next event after the one that comes back: a press would land far away.
+        for left in (x - 1 if x else 1, x):
+            self.timed(POINTER, 1, left, y, *self.screen)
+            self.send(POINTER, 4)
 
     def button(self, pressed):
         self.timed(POINTER, 2, LEFT_BUTTON, pressed)
@@ -121,7 +124,7 @@ class VirtualDevices(Client):
 
 
 def main():
-    client = next(client for kind in (Client, VirtualDevices) if (client := kind(sys.argv[1])).begins())
+    client = next(client for kind in (Client, VirtualDevices) if (client := kind(*sys.argv[1:])).begins())
     for line in sys.stdin:
         word, *numbers = line.split()
         getattr(client, word)(*map(int, numbers))

@@ -23,7 +23,7 @@ from xml.sax.saxutils import escape
 import dbus
 from PIL import Image
 
-from desktop import AGENT_NAME, PATIENCE, holds_for, pump, shared_desktop, wait_until
+from desktop import AGENT_NAME, PATIENCE, Desktop, Screen, holds_for, pump, shared_desktop, wait_until
 
 REPOSITORY = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUNDLE = os.environ.get("NOTICE_AGENT_BUNDLE") or os.path.join(REPOSITORY, "build/release/NoticeAgent.app")
@@ -54,6 +54,12 @@ def _is_sanitized():
 # A build with a sanitizer has memory figures of its own, and is several times as slow.
 IS_SANITIZED = _is_sanitized()
 SLOWNESS = 5 if IS_SANITIZED else 1
+
+# Keys of a notice's first 0.7 s, or that follow another so soon, were meant for the window before.
+PAUSE_BEFORE_KEYS = 1.5
+
+# How much later than at its moment a thing may happen on a busy machine. What is early is wrong by itself.
+LATE = 4.0 * SLOWNESS
 
 _numbers = itertools.count(1)
 
@@ -394,8 +400,13 @@ class Agent:
 
     def elements(self):
         """The accessibility tree in reading order, with places counted from the window's corner."""
-        elements = self.desktop.accessibility.elements(self.process_id)
-        # The first one below the application is its window.
+        elements = []
+
+        def read():
+            elements[:] = self.desktop.accessibility.elements(self.process_id)
+            # The first one below the application is its window. A window manager may move it meanwhile.
+            return len(elements) < 2 or (again := elements[1].now()) is None or again.extents == elements[1].extents
+        wait_until(read, "the window keeps its place while its elements are read")
         left, top = elements[1].extents[:2] if len(elements) > 1 else (0, 0)
         for element in elements:
             x, y, width, height = element.extents
@@ -422,8 +433,7 @@ class Agent:
     def wait_countdown(self, of, text=COUNTDOWN):
         """Waits for the countdown line in exactly this form; returns its element.
 
-        Its first number is one below the start; a text that stands there before the first tick does not count,
-        and a busy machine may look a few seconds late.
+        A text that stands there before the first tick does not count: its first number is one below the start.
         """
         form = re.compile(re.escape(text).replace(r"\{\}", r"(-?\d+)"))
         seen = []
@@ -434,13 +444,9 @@ class Agent:
             return next((element for element in elements
                          if (match := form.fullmatch(element.text)) and int(match[1]) < of), None)
         try:
-            element = wait_until(found, f"a text of the form {text!r} is shown", interval=0.05)
+            return wait_until(found, f"a text of the form {text!r} is shown", interval=0.05)
         except AssertionError as failure:
             raise AssertionError(f"{failure}; shown: {seen}") from None
-        number = int(form.fullmatch(element.text)[1])
-        if number < of - 4:
-            raise AssertionError(f"the countdown of {of} begins with {element.text!r}")
-        return element
 
     def find_element(self, text):
         return next((element for element in self.elements() if element.text == text), None)
@@ -457,10 +463,18 @@ class Agent:
 
     def press_ok(self):
         """Clicks OK with the pointer; returns the moment of the click."""
+        self.wait_in_place()
         button = self.ok_button()
         moment = time.time()
         self.click(*button.centre())
         return moment
+
+    def wait_in_place(self):
+        """Waits until the window manager has put the window where the agent takes it to be."""
+        def agree():
+            elements = self.desktop.accessibility.elements(self.process_id)
+            return len(elements) > 1 and elements[1].extents[:2] == self.geometry()[:2]
+        wait_until(agree, "the agent's window is where the agent takes it to be", interval=0.05)
 
     def click(self, x, y):
         """Clicks at a place of the notice."""
@@ -497,11 +511,15 @@ class NoticeTestCase(unittest.TestCase):
 
     window_manager = "openbox"
     accessibility = True
-    compositor = False
+    own_desktop = False  # one that goes with the test
     maxDiff = None
 
     def setUp(self):
-        self.desktop = shared_desktop(self.window_manager, self.accessibility, self.compositor)
+        if self.own_desktop:
+            self.desktop = Desktop(self.window_manager, self.accessibility)
+            self.addCleanup(self.desktop.close)
+        else:
+            self.desktop = shared_desktop(self.window_manager, self.accessibility)
         self.screen = self.desktop.screen
         self.bus = self.desktop.bus
         self.folder = tempfile.mkdtemp(prefix="notice-test-")
@@ -522,6 +540,16 @@ class NoticeTestCase(unittest.TestCase):
         folder = tempfile.mkdtemp(prefix=prefix, dir=self.folder)
         return Bundle(folder, self.new_name())
 
+    def own_screen(self):
+        """A screen that a test may stop and end."""
+        folder = tempfile.mkdtemp(prefix="screen-", dir=self.folder)
+        authority = os.environ["XAUTHORITY"]
+        screen = Screen.virtual(folder)
+        os.environ["XAUTHORITY"] = authority
+        self.addCleanup(screen.process.wait)
+        self.addCleanup(screen.process.kill)
+        return screen
+
     def _end_agents(self):
         for agent in self.agents:
             agent.end()
@@ -531,7 +559,9 @@ class NoticeTestCase(unittest.TestCase):
         """What the runner prints beside a failure."""
         if not getattr(self, "agents", None):
             return ""
-        return "\n".join(agent.describe() for agent in self.agents)
+        pointer = self.screen.root.query_pointer()
+        return (f"pointer at {pointer.root_x}, {pointer.root_y}, buttons {pointer.mask:#x}\n"
+                + "\n".join(agent.describe() for agent in self.agents))
 
     def photograph(self, path):
         self.screen.picture().save(path)
@@ -573,7 +603,7 @@ class NoticeTestCase(unittest.TestCase):
         """Waits for the records after the first `after` ones and holds their order, levels and texts to it."""
         expected = [record for part in expected for record in (part if isinstance(part, list) else [part])]
         try:
-            wait_until(lambda: len(agent.log.pairs()) >= after + len(expected), "all records are logged", 5)
+            wait_until(lambda: len(agent.log.pairs()) >= after + len(expected), "all records are logged")
         except AssertionError:
             pass  # the comparison says what is missing
         # The marks on the left make the texts compare by their beginnings where only those are given.
@@ -591,7 +621,7 @@ class NoticeTestCase(unittest.TestCase):
             seen[:] = [agent.pixel(*place)]
             return seen[0] == color
         try:
-            wait_until(right, "", 3, interval=0.02)
+            wait_until(right, "", interval=0.02)
         except AssertionError:
             self.fail(f"{what}: pixel {place} should be {color}, is {seen[0]}")
 
@@ -613,7 +643,7 @@ class NoticeTestCase(unittest.TestCase):
         def empty():
             colors = agent.header_picture().getcolors(maxcolors=WIDTH * HEADER)
             return colors == [((WIDTH - 2) * HEADER, color)]
-        wait_until(empty, f"the header holds nothing but {color}", 3, interval=0.05)
+        wait_until(empty, f"the header holds nothing but {color}", interval=0.05)
 
     def assert_ended(self, agent, status=0, timeout=PATIENCE):
         moment = agent.wait_end(timeout)
@@ -621,17 +651,19 @@ class NoticeTestCase(unittest.TestCase):
         return moment
 
     def assert_counted(self, seen, of, begun, text=COUNTDOWN):
-        """What Agent.follow saw of a countdown: every second down to 1, each in its time, then nothing."""
-        shown = [(moment, line) for moment, line, is_shown in seen if is_shown]
-        self.assertTrue(shown, "a countdown line is seen")
-        first = next((number for number in range(of - 1, max(of - 5, 0), -1) if text.format(number) == shown[0][1]), 0)
-        self.assertEqual([text.format(number) for number in range(first, 0, -1)], [line for _moment, line in shown])
-        self.assertTrue(first, f"the first line {shown[0][1]!r}")
-        for number, (moment, line) in zip(range(first - 1, 0, -1), shown[1:]):
-            self.assert_near(moment - begun, of - number, f"the line {line!r}")
+        """What Agent.follow saw of a countdown: numbers that fall, none before its moment."""
+        form = re.compile(re.escape(text).replace(r"\{\}", r"(\d+)"))
+        shown = [(moment, form.fullmatch(line)) for moment, line, is_shown in seen if is_shown]
+        self.assertTrue(shown and all(match for _moment, match in shown), f"countdown lines: {seen}")
+        numbers = [int(match[1]) for _moment, match in shown]
+        self.assertEqual(sorted(set(numbers), reverse=True), numbers, "the numbers fall")
+        self.assertGreater(len(numbers), of // 2, "most of the seconds are seen")
+        for moment, match in shown:
+            self.assert_near(moment - begun, of - int(match[1]), f"the line {match[0]!r}")
 
-    def assert_near(self, seconds, expected, what, tolerance=0.4 * SLOWNESS):
-        self.assertTrue(abs(seconds - expected) <= tolerance,
+    def assert_near(self, seconds, expected, what):
+        """As long as expected, or somewhat longer."""
+        self.assertTrue(expected - 0.25 <= seconds <= expected + LATE,
                         f"{what}: expected about {expected:g} s, took {seconds:.3f} s")
 
     def assert_stays_hidden(self, agent, seconds=0.5):

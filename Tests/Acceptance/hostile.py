@@ -152,4 +152,4 @@ def png_of_header(width, height, rows=b"", bits=8, color_type=6):
 
 def wait_seen_through(agent):
     """A notice or an ordinary end: what any message may come to."""
-    wait_until(lambda: not agent.running() or agent.visible(), "a notice or an end", 30 * SLOWNESS)
+    wait_until(lambda: not agent.running() or agent.visible(), "a notice or an end", 60 * SLOWNESS)

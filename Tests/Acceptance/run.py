@@ -4,8 +4,8 @@
     run.py [-j WORKERS] [-k WORD]... [MODULE]...
 
 Each worker is a process with a desktop of its own (bus, screen, window manager). Tests are dealt
-out one at a time, the long ones first. No test is run twice. The exit status is 1 when a test failed or
-there was none, and 77 when all were skipped.
+out one at a time, the long ones first. No test is run twice. A failure is printed at once, and again at the
+end. The exit status is 1 when a test failed or there was none, and 77 when all were skipped.
 """
 
 import argparse
@@ -22,6 +22,7 @@ import threading
 import time
 import traceback
 import unittest
+from collections import Counter
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
@@ -30,7 +31,7 @@ sys.path.insert(0, HERE)
 ALL_SKIPPED = 77
 
 # Longer than the longest test, so that only a hung one meets it.
-TEST_LIMIT = 120.0
+TEST_LIMIT = 240.0
 
 
 def all_tests(modules):
@@ -205,12 +206,37 @@ def run_all(names, count, pictures):
 
 
 def report(result):
-    line = f"{result['status']:7} {result['seconds']:5.1f} s  {result['test']}"
     if result["status"] == "skipped":
-        line += f": {result['detail']}"
-    print(line, flush=True)
-    if result["status"] == "failed":
-        print("    " + result["detail"].rstrip().replace("\n", "\n    ") + "\n", flush=True)
+        print(f"skipped {result['seconds']:5.1f} s  {result['test']}: {result['detail']}", flush=True)
+    elif result["status"] == "failed":
+        print(described(result) + "\n", flush=True)
+
+
+def described(result):
+    detail = result["detail"].rstrip().replace("\n", "\n    ")
+    return f"FAILED {result['seconds']:5.1f} s  {result['test']}\n    {detail}"
+
+
+def closing(results, seconds):
+    """What the run ends with: where its time went, the counts, and what failed."""
+    slowest = sorted(results, key=lambda result: -result["seconds"])[:10]
+    print("slowest:")
+    for result in slowest:
+        print(f"  {result['seconds']:5.1f} s  {result['test']}")
+    failed = [result for result in results if result["status"] == "failed"]
+    for result in failed:
+        print(described(dict(result, detail=beginning(result["detail"]))))
+    print(f"in {seconds:.0f} s")
+    count = Counter(result["status"] for result in results)
+    skipped = f", {count['skipped']} skipped" if count["skipped"] else ""
+    print(f"{count['passed']} passed, {count['failed']} failed{skipped}")
+    return count
+
+
+def beginning(detail, lines=30):
+    """A failure's first lines: where it failed, and on what."""
+    kept = detail.splitlines()
+    return "\n".join(kept[:lines] + (["[...]"] if len(kept) > lines else []))
 
 
 def main():
@@ -233,17 +259,10 @@ def main():
     started = time.monotonic()
     results = run_all(names, max(1, arguments.workers), os.path.join(REPOSITORY, "build/acceptance"))
 
-    def count(status):
-        return sum(1 for result in results if result["status"] == status)
-    failed = [result["test"] for result in results if result["status"] == "failed"]
-    if failed:
-        print("failed:\n  " + "\n  ".join(sorted(failed)))
-    print(f"in {time.monotonic() - started:.0f} s")
-    skipped = f", {count('skipped')} skipped" if count("skipped") else ""
-    print(f"{count('passed')} passed, {count('failed')} failed{skipped}")
-    if failed or not results:
+    count = closing(results, time.monotonic() - started)
+    if count["failed"] or not results:
         return 1
-    return 0 if count("passed") else ALL_SKIPPED
+    return 0 if count["passed"] else ALL_SKIPPED
 
 
 if __name__ == "__main__":

@@ -42,9 +42,11 @@ class Session(Desktop):
 
     programs = ()  # the programs that it is made of; the first one names it
     files = {}  # what is wanted below the configuration folder
+    compositor = False
 
-    def __init__(self):
-        super().__init__(self.programs[0], accessibility=False)
+    def __init__(self, monitors=1):
+        self.monitors = monitors  # side by side, the primary one at the left
+        super().__init__(self.programs[0], accessibility=False, compositor=self.compositor)
 
     def alive(self):
         return all(process.poll() is None for process in self.parts)
@@ -93,6 +95,14 @@ class Session(Desktop):
         area = self.screen.property(self.screen.root, "_NET_WORKAREA")
         return area[:4] or [0, 0, SCREEN_WIDTH, SCREEN_HEIGHT]
 
+    def second_monitor(self):
+        """Its x, y, width and height."""
+        return SCREEN_WIDTH, 0, SCREEN_WIDTH, SCREEN_HEIGHT
+
+    def unplug_second_monitor(self):
+        """Returns whether this desktop can do without."""
+        return False
+
     def banners(self):
         """What the desktop itself says about windows, beside what stands in their states."""
         return []
@@ -105,13 +115,12 @@ class X11Session(Session):
     """A window manager on a virtual screen."""
 
     command = ()
-    compositor = False
-
-    def __init__(self):
-        Desktop.__init__(self, self.programs[0], accessibility=False, compositor=self.compositor)
 
     def _start_window_manager(self, _name):
         self._write_files()
+        if self.monitors == 2:
+            self._set_monitor("first", "screen", 0)
+            self._set_monitor("second", "none", SCREEN_WIDTH // 2)
         home = os.path.join(self.environment["HOME"], ".fluxbox")
         os.makedirs(home)
         open(os.path.join(home, "init"), "w").close()
@@ -121,6 +130,20 @@ class X11Session(Session):
         wait_until(lambda: all(self.screen.property(root, written) for written in (
             "_NET_SUPPORTING_WM_CHECK", "_NET_CURRENT_DESKTOP", "_NET_SUPPORTED")), "the window manager is there",
             START_LIMIT)
+
+    def _set_monitor(self, name, output, x):
+        self._run("xrandr", "--setmonitor", name, f"{SCREEN_WIDTH // 2}/170x{SCREEN_HEIGHT}/270+{x}+0", output)
+
+    def _run(self, *command):
+        subprocess.run(command, env=self.environment, check=True, stdout=subprocess.DEVNULL, timeout=10)
+
+    def second_monitor(self):
+        """The screen is split: a virtual one has no second output."""
+        return SCREEN_WIDTH // 2, 0, SCREEN_WIDTH // 2, SCREEN_HEIGHT
+
+    def unplug_second_monitor(self):
+        self._run("xrandr", "--delmonitor", "second")
+        return True
 
     def alive(self):
         return super().alive() and self.screen.process.poll() is None
@@ -227,8 +250,7 @@ class I3Session(X11Session):
     files = {"i3.conf": "font pango:monospace 8\n"}
 
     def go_to_workspace(self, number):
-        subprocess.run(["i3-msg", "workspace", str(number + 1)], env=self.environment, check=True,
-                       stdout=subprocess.DEVNULL)
+        self._run("i3-msg", "workspace", str(number + 1))
 
 
 class AwesomeSession(X11Session):
@@ -331,7 +353,8 @@ class WaylandSession(Session):
     def _start_fake_input(self):
         client = shutil.copy(os.path.join(HERE, "fake_input.py"), self.folder)
         self.input = subprocess.Popen(
-            [*self._ordinary_user(), "/usr/bin/python3", client, self.environment["WAYLAND_DISPLAY"]],
+            [*self._ordinary_user(), "/usr/bin/python3", client, self.environment["WAYLAND_DISPLAY"],
+             str(SCREEN_WIDTH * self.monitors), str(SCREEN_HEIGHT)],
             env=self.environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         self._closing.append(lambda: end_process(self.input))
 
@@ -413,8 +436,8 @@ num-workspaces=2
         self._closing.append(lambda: end_process(login))
         wait_until(lambda: system.process_of("org.freedesktop.login1"), "the login daemon is there", START_LIMIT)
         self._start_session_program(
-            "gnome-shell", "--headless", "--virtual-monitor", f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}", "--wayland",
-            "--unsafe-mode",
+            "gnome-shell", "--headless", "--wayland", "--unsafe-mode",
+            *["--virtual-monitor", f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}"] * self.monitors,
             XDG_CURRENT_DESKTOP="GNOME", **addresses)
         wait_until(lambda: self.script("Main.layoutManager._startingUp") == "false", "the shell is up", START_LIMIT,
                    interval=0.2)
@@ -460,6 +483,16 @@ num-workspaces=2
     def go_to_workspace(self, number):
         self.script(f"global.workspace_manager.get_workspace_by_index({number}).activate(global.get_current_time())")
 
+    def unplug_second_monitor(self):
+        call = functools.partial(self.bus.connection.call_blocking, "org.gnome.Mutter.DisplayConfig",
+                                 "/org/gnome/Mutter/DisplayConfig", "org.gnome.Mutter.DisplayConfig")
+        serial, monitors, _logical, _properties = call("GetCurrentState", "", ())
+        names, modes, _more = monitors[0]
+        only_this_time = 1
+        first = (0, 0, 1.0, 0, True, [(names[0], modes[0][0], {})])
+        call("ApplyMonitorsConfig", "uua(iiduba(ssa{sv}))a{sv}", (serial, only_this_time, [first], {}))
+        return True
+
     def banners(self):
         titles = self.script("Main.messageTray.getSources().map(source => source.title).join()")
         return [] if titles == '""' else [titles]
@@ -472,8 +505,8 @@ class KWinWaylandSession(WaylandSession):
         # Copied without its file capabilities, which a container may not have to give.
         program = shutil.copy(shutil.which("kwin_wayland"), self.folder)
         self._start_session_program(
-            program, "--virtual", "--width", str(SCREEN_WIDTH), "--height", str(SCREEN_HEIGHT), "--xwayland",
-            "--socket", self.socket_name, "--no-lockscreen", "--no-global-shortcuts",
+            program, "--virtual", "--width", str(SCREEN_WIDTH), "--height", str(SCREEN_HEIGHT), "--output-count",
+            str(self.monitors), "--xwayland", "--socket", self.socket_name, "--no-lockscreen", "--no-global-shortcuts",
             self._script_that_tells(),
             XDG_CURRENT_DESKTOP="KDE", KWIN_WAYLAND_NO_PERMISSION_CHECKS="1", KWIN_SCREENSHOT_NO_PERMISSION_CHECKS="1")
         told = self._told_environment()
@@ -481,20 +514,21 @@ class KWinWaylandSession(WaylandSession):
         return told
 
     def picture(self):
+        width = SCREEN_WIDTH * self.monitors
         reading, writing = os.pipe()
         results = []
         with os.fdopen(reading, "rb") as pipe:
             self.bus.connection.call_async(
                 "org.kde.KWin", "/org/kde/KWin/ScreenShot2", "org.kde.KWin.ScreenShot2", "CaptureArea", "iiuua{sv}h",
-                (0, 0, SCREEN_WIDTH, SCREEN_HEIGHT, dbus.Dictionary({}, signature="sv"), dbus.types.UnixFd(writing)),
+                (0, 0, width, SCREEN_HEIGHT, dbus.Dictionary({}, signature="sv"), dbus.types.UnixFd(writing)),
                 results.append, results.append)
             self.bus.connection.flush()
             os.close(writing)
             data = pipe.read()
-        if len(data) < SCREEN_WIDTH * SCREEN_HEIGHT * 4:
+        if len(data) < width * SCREEN_HEIGHT * 4:
             wait_until(lambda: results, "the compositor answers for its picture")
             raise AssertionError(f"no picture: {results}")
-        return Image.frombytes("RGB", (SCREEN_WIDTH, SCREEN_HEIGHT), data, "raw", "BGRX")
+        return Image.frombytes("RGB", (width, SCREEN_HEIGHT), data, "raw", "BGRX")
 
     def go_to_workspace(self, number):
         path, interface = "/VirtualDesktopManager", "org.kde.KWin.VirtualDesktopManager"
@@ -511,11 +545,13 @@ class SwaySession(WaylandSession):
     programs = ("sway", "swaymsg", "grim", "Xwayland", "setpriv")
 
     def _start_session(self):
-        configuration = self._write("sway.conf", f"output HEADLESS-1 resolution {SCREEN_WIDTH}x{SCREEN_HEIGHT}\n"
-                                    f"xwayland enable\ngaps outer 12\nexec {self._script_that_tells()}\n")
+        outputs = "".join(f"output HEADLESS-{number + 1} resolution {SCREEN_WIDTH}x{SCREEN_HEIGHT} "
+                          f"position {number * SCREEN_WIDTH} 0\n" for number in range(self.monitors))
+        configuration = self._write("sway.conf", f"{outputs}xwayland enable\ngaps outer 12\n"
+                                    f"exec {self._script_that_tells()}\n")
         self._start_session_program(
-            "sway", "--config", configuration, WLR_BACKENDS="headless", WLR_LIBINPUT_NO_DEVICES="1",
-            WLR_RENDERER="pixman", XDG_CURRENT_DESKTOP="sway")
+            "sway", "--config", configuration, WLR_BACKENDS="headless", WLR_HEADLESS_OUTPUTS=str(self.monitors),
+            WLR_LIBINPUT_NO_DEVICES="1", WLR_RENDERER="pixman", XDG_CURRENT_DESKTOP="sway")
         told = self._told_environment()
         self.environment["SWAYSOCK"] = told["SWAYSOCK"]
         self.environment["WAYLAND_DISPLAY"] = os.path.join(self.environment["XDG_RUNTIME_DIR"],
@@ -563,17 +599,18 @@ def missing_program(session):
 _running = {}
 
 
-def shared_session(name):
-    """The process's desktop of this name, started again when a test ended it, but never when it did not start."""
+def shared_session(name, monitors=1):
+    """The process's desktop of this name, started again when a test ended it or wants other monitors, but never when
+    it did not start."""
     session = _running.get(name)
     if isinstance(session, Exception):
         raise session
-    if session is not None and session.alive():
+    if session is not None and session.alive() and session.monitors == monitors:
         return session
     if session is not None:
         session.close()
     try:
-        session = _running[name] = SESSIONS[name]()
+        session = _running[name] = SESSIONS[name](monitors)
     except Exception as failure:
         _running[name] = failure
         raise

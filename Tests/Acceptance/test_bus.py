@@ -9,7 +9,7 @@ import dbus
 import dbus.bus
 
 from desktop import AGENT_NAME, holds_for, wait_until
-from harness import LAUNCHED, SLOWNESS, THREE_ROWS, Bundle, NoticeTestCase, Starts, bus_value, notice_xml, takes
+from harness import LAUNCHED, THREE_ROWS, Bundle, NoticeTestCase, Starts, bus_value, notice_xml, takes
 
 
 class DeliveryTest(NoticeTestCase):
@@ -44,7 +44,7 @@ class DeliveryTest(NoticeTestCase):
         for number in range(1999):
             self.post(WebSocketType=True, MaintenanceMessageKey=f"number {number}")
         self.post(WebSocketType=True, MaintenanceMessageKey="the last one", webSocketappLanguageKey="last")
-        agent.wait_text("the last one", 60)
+        agent.wait_text("the last one", 120)
         agent.wait_visible()
         self.assertEqual(1, len(agent.visible_windows()))
         agent.log.wait_for("info", "Bundle Language View last")
@@ -54,15 +54,15 @@ class DeliveryTest(NoticeTestCase):
             with open(path, encoding="utf-8") as file:
                 received_count += file.read().count("[info] : Message received from Main APP.\n")
         self.assertEqual(2000, received_count)
-        pressed = agent.press_ok()
-        self.assertLess(self.assert_ended(agent) - pressed, SLOWNESS)
+        agent.press_ok()
+        self.assert_ended(agent)
 
     def test_message_of_some_megabytes(self):
         agent = self.launch()
         self.post(WebSocketType=True, MaintenanceMessageKey="big company", HeaderLogoImage=b"\xff" * 5_000_000,
                   webSocketResponse="<a>" + "x" * 3_000_000 + "</a>")
-        agent.wait_text("big company", 20)
-        agent.log.wait_for("info", "Setting Logo from Zelvik Sase Client 5000000 bytes", timeout=5)
+        agent.wait_text("big company")
+        agent.log.wait_for("info", "Setting Logo from Zelvik Sase Client 5000000 bytes")
 
     @takes(2)
     def test_picture_that_grows_beyond_the_memory_is_no_picture(self):
@@ -149,7 +149,7 @@ class NameTest(NoticeTestCase):
         for bundle in (self.bundle, copy):
             logged = len(first.log.pairs())
             second = self.start(bundle)
-            self.assertLess(self.assert_ended(second) - second.started, SLOWNESS)
+            self.assert_near(self.assert_ended(second) - second.started, 0, "start to end")
             self.assertEqual([("error", "Another agent of this brand runs already; this one ends.")],
                              first.log.pairs()[logged + len(LAUNCHED):])
         self.assertEqual([first.process_id], self.bus.queue_of(self.brand_name))
@@ -188,10 +188,9 @@ class NameTest(NoticeTestCase):
             taken.release_name(name)
             wait_until(lambda: self.bus.process_of(name) == agent.process_id, "the name passes on")
 
-    def assert_names_are_given_back(self, agent):
+    def assert_names_are_given_back(self):
         for name in (AGENT_NAME, self.brand_name):
             wait_until(lambda: self.bus.process_of(name) is None, f"{name} is given back", interval=0.005)
-        self.assertTrue(agent.running(), "before the end")
 
     @takes(3)
     def test_names_are_given_back_when_ok_is_pressed_and_messages_are_heard_until_the_end(self):
@@ -199,10 +198,9 @@ class NameTest(NoticeTestCase):
         self.post(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey="text")
         agent.wait_visible()
         agent.press_ok()
-        self.assert_names_are_given_back(agent)
+        self.assert_names_are_given_back()
         self.post(webSocketappLanguageKey="last")
         agent.log.wait_for("info", "Bundle Language View last")
-        self.assertTrue(agent.running())
         # The next agent starts beside the one that ends.
         following = self.launch()
         self.assert_ended(agent)
@@ -213,7 +211,9 @@ class NameTest(NoticeTestCase):
         agent = self.launch()
         self.post_casb(rows=THREE_ROWS, timeout=2)
         agent.wait_visible()
-        self.assert_names_are_given_back(agent)
+        self.assert_names_are_given_back()
+        self.post(webSocketappLanguageKey="last")
+        agent.log.wait_for("info", "Bundle Language View last")
         self.assert_ended(agent)
 
     def test_without_a_display_it_ends_before_it_owns_a_name(self):

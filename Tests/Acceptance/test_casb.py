@@ -1,7 +1,7 @@
 """The CASB activity notice: rows, countdown, request, end."""
 
 from activity_server import ActivityServer
-from desktop import holds_for, wait_until
+from desktop import wait_until
 from harness import (ACCENT, BLACK, DEFAULT_HEADER, MARGIN, THREE_ROWS, WHITE, WIDTH, NoticeTestCase, Starts, notice_xml, png,
                      received, takes)
 
@@ -82,20 +82,6 @@ class CasbCountdownTest(CasbTestCase):
             ("info", REQUEST + server.url("/close")),
             ("debug", "Close Activity Optional(200)"))
 
-    @takes(2)
-    def test_agent_uses_hardly_any_processor_while_it_counts(self):
-        agent = self.launch()
-        self.post_casb(timeout="60", rows=THREE_ROWS)
-        agent.wait_countdown(60)
-
-        def used():
-            with open(f"/proc/{agent.process_id}/stat", encoding="ascii") as file:
-                fields = file.read().rsplit(")", 1)[1].split()
-            return (int(fields[11]) + int(fields[12])) / 100
-        before = used()
-        holds_for(agent.running, 3.0, "the agent ended", interval=0.5)
-        self.assertLessEqual(used() - before, 0.06, "processor seconds in three seconds")
-
 
 class CasbRequestTest(CasbTestCase):
 
@@ -106,7 +92,7 @@ class CasbRequestTest(CasbTestCase):
         self.post_casb(timeout="20", rows=THREE_ROWS, ok_url=server.url("/a/../ok?id=%20[1]"))
         agent.wait_countdown(20)
         pressed = agent.press_ok()
-        agent.wait_hidden(0.7)
+        agent.wait_hidden()
         self.assert_near(self.assert_ended(agent) - pressed, 1, "OK to end")
         self.assertEqual([b"GET /a/../ok?id=%20[1] HTTP/1.1"], [request.line for request in server.requests])
         self.assert_near(server.requests[0].moment - pressed, 0.1, "OK to request")

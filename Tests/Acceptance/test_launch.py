@@ -23,7 +23,7 @@ class LaunchTest(NoticeTestCase):
             r"Initiating a Timer to Terminate the application automatically\.\n"
             r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[debug\] : Default APP Termination Time is set to 120\n\Z")
         for record in agent.log.records():
-            self.assert_near(record.moment - agent.started, 0, "the record's time after the start", 2)
+            self.assert_near(record.moment - agent.started, 0, "from the start to the record")
 
     def test_name_is_owned_and_nothing_is_seen_before_a_message(self):
         self.screen.watch_maps()
@@ -82,7 +82,7 @@ class LaunchTest(NoticeTestCase):
     def test_agent_ends_by_its_time_out_without_a_bus(self):
         self.bundle.info(Default_App_Timeout=1)
         agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": f"unix:path={self.folder}/none"})
-        self.assert_near(self.assert_ended(agent) - agent.started, 1.1, "end without a bus", 0.6)
+        self.assert_near(self.assert_ended(agent) - agent.started, 1, "end without a bus")
         self.assertIsNotNone(agent.log.find("debug", "Terminating Web Socket App after 1 Seconds."))
 
 
@@ -110,20 +110,20 @@ class TimeOutTest(NoticeTestCase):
             ("debug", "Terminating Web Socket App after 3 Seconds."),
         ], agent.log.pairs())
         armed, fired = agent.log.records()[1:]
-        self.assert_near(fired.moment - armed.moment, 3, "the timer", 0.2)
+        self.assert_near(fired.moment - armed.moment, 3, "the timer")
         self.assertIsNone(self.bus.process_of(AGENT_NAME))
 
-    @takes(4)
+    @takes(6)
     def test_time_out_comes_over_a_shown_notice_and_no_message_puts_it_off(self):
-        self.bundle.info(Default_App_Timeout=3)
+        self.bundle.info(Default_App_Timeout=5)
         agent = self.launch()
         self.post(WebSocketType=True, MaintenanceMessageKey="first")
         agent.wait_text("first")
-        wait_until(lambda: time.time() - agent.started > 1.5, "half of the time is over")
+        wait_until(lambda: time.time() - agent.started > 2, "some of the time is over")
         self.post(WebSocketType=True, MaintenanceMessageKey="second")
-        agent.wait_text("second")
-        self.assert_near(self.assert_ended(agent) - agent.started, 3.05, "launch to end")
-        self.assertEqual(("debug", "Terminating Web Socket App after 3 Seconds."), agent.log.pairs()[-1])
+        agent.log.wait_for("info", "Message received from Main APP.", count=2)
+        self.assert_near(self.assert_ended(agent) - agent.started, 5, "launch to end")
+        self.assertEqual(("debug", "Terminating Web Socket App after 5 Seconds."), agent.log.pairs()[-1])
 
     def test_text_in_place_of_the_number_falls_back_to_120(self):
         self.bundle.info(Default_App_Timeout="30")
@@ -152,7 +152,7 @@ class TimeOutTest(NoticeTestCase):
     def assert_ends_at_once(self, seconds):
         self.bundle.info(Default_App_Timeout=seconds)
         agent = self.start()
-        self.assertLess(self.assert_ended(agent) - agent.started, 1.5)
+        self.assert_near(self.assert_ended(agent) - agent.started, 0, "from the start to the end")
         self.assertEqual([
             ("info", "Initiating a Timer to Terminate the application automatically."),
             ("debug", f"Default APP Termination Time is set to {seconds}"),

@@ -153,5 +153,5 @@ class SecondMessageTest(NoticeTestCase):
         self.assert_near(server.requests[0].moment - begun, 2, "request")
         # The old countdown reaches 0 at 7 s, and has no window any more to hide.
         wait_until(lambda: time.time() - begun > 7.1, "the old countdown has reached 0")
-        holds_for(agent.visible, 0.5, "the replaced notice's countdown hid the new notice")
+        holds_for(agent.visible, begun + 7.7 - time.time(), "the replaced notice's countdown hid the new notice")
         self.assert_near(self.assert_ended(agent) - begun, 8, "end by the old countdown")

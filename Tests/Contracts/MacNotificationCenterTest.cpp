@@ -13,13 +13,13 @@
 
 namespace {
 
-const auto messageName = QStringLiteral("zelvik_socketMessageNotifier");
+const auto observedName = QStringLiteral("zelvik_socketMessageNotifier");
 
 class MacNotificationCenterTest : public testing::Test {
 protected:
     void observe() {
         center_.addObserver(
-            this, [this](const Notification &notification) { got_.push_back(notification); }, messageName);
+            this, [this](const Notification &notification) { got_.push_back(notification); }, observedName);
     }
     bool waitFor(std::size_t count) {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -39,7 +39,7 @@ TEST_F(MacNotificationCenterTest, WhatAnotherProgramPostsIsHeard) {
     observe();
     QProcess other;
     other.setProcessChannelMode(QProcess::ForwardedChannels);
-    other.start(QStringLiteral(FOUNDATION_POST), { messageName, QStringLiteral("from outside") });
+    other.start(QStringLiteral(FOUNDATION_POST), { observedName, QStringLiteral("from outside") });
     other.waitForFinished(-1);
     EXPECT_EQ(other.exitCode(), 0);
     ASSERT_TRUE(waitFor(1));
@@ -51,7 +51,7 @@ TEST_F(MacNotificationCenterTest, WhatAnotherProgramPostsIsHeard) {
 
 TEST_F(MacNotificationCenterTest, WhatComesWaitsForTheMainQueue) {
     observe();
-    center_.postNotificationName(messageName);
+    center_.postNotificationName(observedName);
     for (int turn = 0; turn < 50; ++turn)
         turnFoundationLoop(); // as AppKit may, while the desktop is being opened
     EXPECT_TRUE(got_.empty());
@@ -63,7 +63,7 @@ TEST_F(MacNotificationCenterTest, WhatItPostsReachesAProgramThatIsNotTheActiveAp
     // GNUstep's daemon goes by the poster.
     observe();
     suspendDelivery(true);
-    center_.postNotificationName(messageName);
+    center_.postNotificationName(observedName);
     EXPECT_TRUE(waitFor(1));
     suspendDelivery(false);
 }
@@ -72,16 +72,16 @@ TEST_F(MacNotificationCenterTest, ACentreThatIsGoneIsToldNothing) {
     {
         MacNotificationCenter other(loop_);
         other.addObserver(
-            this, [this](const Notification &notification) { got_.push_back(notification); }, messageName);
-        other.postNotificationName(messageName);
+            this, [this](const Notification &notification) { got_.push_back(notification); }, observedName);
+        other.postNotificationName(observedName);
         turnFoundationLoop();
     }
-    center_.postNotificationName(messageName);
+    center_.postNotificationName(observedName);
     turnFoundationLoop();
     loop_.settle();
     EXPECT_TRUE(got_.empty());
     observe();
-    center_.postNotificationName(messageName);
+    center_.postNotificationName(observedName);
     EXPECT_TRUE(waitFor(1));
     EXPECT_EQ(got_.size(), 1U);
 }

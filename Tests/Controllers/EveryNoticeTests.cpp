@@ -4,7 +4,7 @@
 
 namespace {
 
-struct Notice {
+struct NoticeRow {
     const char *identifier;
     Message message; ///< lets the payload's logo in
     const char *button;
@@ -16,7 +16,7 @@ struct Notice {
     bool endsAtOnce = false; ///< on OK; the others a second later
 };
 
-std::vector<Notice> notices() {
+std::vector<NoticeRow> notices() {
     return {
         { .identifier = "MaintenanceModeVC",
             .message = maintenanceMessage().withResponse(QStringLiteral("<a/>")),
@@ -54,7 +54,7 @@ std::vector<Notice> notices() {
 
 class EveryNotice : public NoticeTest, public testing::WithParamInterface<std::size_t> {
 protected:
-    Notice notice = notices()[GetParam()];
+    NoticeRow notice = notices()[GetParam()];
 
     std::shared_ptr<NoticeController> appear(const QVariantMap &message) {
         auto controller = world.appear<NoticeController>(notice.identifier, message);

@@ -98,7 +98,7 @@ QObject *findPart(const QWidget &view, const Part &part) {
 const QString everything = QStringLiteral("everything");
 
 /// A form of the scene's outlets without the one that is lacking, or empty.
-std::unique_ptr<QWidget> makeForm(const Scene &scene, const QString &lacking) {
+std::unique_ptr<LayerView> makeForm(const Scene &scene, const QString &lacking) {
     auto view = std::make_unique<LayerView>();
     for (const auto &outlet : scene.outlets) {
         const auto name = QString::fromLatin1(outlet.name);

@@ -1,10 +1,9 @@
 #include "Controllers/PayloadDescription.h"
 
+#include "Platform/DistributedNotificationCenter.h"
 #include "Tests/Fakes/Printing.h"
 
 #include <gtest/gtest.h>
-
-#include <QDateTime>
 
 TEST(PayloadDescription, NothingIsAnEmptyPairOfBraces) {
     EXPECT_EQ(payloadDescription({}), "{}");
@@ -29,10 +28,7 @@ TEST(PayloadDescription, ValuesAreReadableWhateverTheirType) {
         { 2.5, "2.5" },
         { QByteArray(), "0 bytes" },
         { QByteArray("\0\xff!", 3), "3 bytes" },
-        { QDateTime(QDate(2024, 2, 29), QTime(12, 30), Qt::UTC), "2024-02-29T12:30:00.000Z" },
-        { QVariantMap { { QStringLiteral("inner"), 1 } }, "{\n    inner = 1;\n}" },
-        { QVariantList { 1, QStringLiteral("two"), QByteArray("3") }, "(1, \"two\", 1 bytes)" },
-        { QVariantList(), "()" },
+        { QVariant::fromValue(OtherValue { QStringLiteral("as") }), "<as>" },
     };
     for (const auto &row : rows)
         EXPECT_EQ(payloadDescription({ { QStringLiteral("k"), row.value } }),

@@ -15,17 +15,17 @@ std::string list(const std::string &root) {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">" + root + "</plist>\n";
 }
 
-struct Row {
+struct TableRow {
     const char *name;
     std::string bytes;
     Table table;
 };
 
-void PrintTo(const Row &row, std::ostream *stream) {
+void PrintTo(const TableRow &row, std::ostream *stream) {
     *stream << row.name;
 }
 
-class StringTableText : public testing::TestWithParam<Row> { };
+class StringTableText : public testing::TestWithParam<TableRow> { };
 
 TEST_P(StringTableText, IsReadWhole) {
     const auto table = parseStringTable(GetParam().bytes);
@@ -36,7 +36,7 @@ TEST_P(StringTableText, IsReadWhole) {
 const Table one { { "key", "value" } };
 const Table two { { "a", "1" }, { "b", "2" } };
 
-const std::vector<Row> texts {
+const std::vector<TableRow> tables {
     { "Nothing", "", {} },
     { "OnlyBlanks", " \n\t\r\n", {} },
     { "OneEntry", "\"key\" = \"value\";", one },
@@ -98,7 +98,7 @@ const std::vector<Row> texts {
     { "EmptyPropertyList", list("<dict/>"), {} },
 };
 INSTANTIATE_TEST_SUITE_P(
-    Forms, StringTableText, testing::ValuesIn(texts), [](const auto &row) { return row.param.name; });
+    Forms, StringTableText, testing::ValuesIn(tables), [](const auto &row) { return row.param.name; });
 
 class BrokenStringTable : public testing::TestWithParam<std::string> { };
 

@@ -18,7 +18,6 @@ const QColor accent(30, 34, 52);
 class PushButtonTest : public DesktopTest {
 protected:
     PushButtonTest() {
-        button_.setWantsLayer(true);
         button_.setText(QStringLiteral("OK"));
         button_.resize(button_.sizeHint());
     }
@@ -121,10 +120,9 @@ TEST_F(PushButtonTest, AClickIsAClickAndADisabledOneIsNone) {
 
 class LayerViewTest : public DesktopTest { };
 
-TEST_F(LayerViewTest, PaintsItsLayerOnlyWhenItIsTurnedOn) {
+TEST_F(LayerViewTest, PaintsItsGround) {
     LayerView view;
     view.resize(20, 20);
-    view.setLayerBackgroundColor(accent);
     const auto drawn = [&view] {
         QImage image(view.size(), QImage::Format_RGB32);
         image.fill(Qt::white);
@@ -132,7 +130,7 @@ TEST_F(LayerViewTest, PaintsItsLayerOnlyWhenItIsTurnedOn) {
         return image;
     };
     EXPECT_EQ(drawn().pixelColor(10, 10), QColor(Qt::white));
-    view.setWantsLayer(true);
+    view.setLayerBackgroundColor(accent);
     EXPECT_EQ(drawn().pixelColor(10, 10), accent);
     EXPECT_EQ(drawn().pixelColor(0, 19), accent);
 }

@@ -131,10 +131,7 @@ TEST(DBusUserInfoTest, EveryNumberOfTheBusIsANumber) {
 }
 
 void expectOther(const QVariant &value) {
-    EXPECT_TRUE(value.isValid()) << "it is kept";
-    for (const int type : { QMetaType::Bool, QMetaType::QString, QMetaType::QByteArray, QMetaType::Int })
-        EXPECT_NE(value.metaType().id(), type);
-    EXPECT_FALSE(value.toString().isEmpty()) << "it has a printed form";
+    EXPECT_FALSE(value.value<OtherValue>().typeName.isEmpty());
 }
 
 TEST(DBusUserInfoTest, AnyOtherTypeIsKeptAndIsAnother) {

@@ -58,7 +58,6 @@ const std::vector<LanguageRow> languages {
     { "ExactCodeWithRegion", { "pt-BR" }, { "pt", "pt-BR", "pt-PT" }, "pt-BR" },
     { "RegionFallsBackToTheLanguage", { "de-AT" }, { "en", "de" }, "de" },
     { "UnderscoreFallsBackToTheLanguage", { "de_AT" }, { "en", "de" }, "de" },
-    { "BrazilianInTheSystemsForm", { "pt_BR" }, { "pt-BR", "pt-PT" }, "pt-BR" },
     { "OtherRegionIsNotTheSameLanguage", { "pt-BR" }, { "pt-PT" }, "" },
     { "ChineseOfChinaIsSimplified", { "zh-CN" }, { "zh-Hant", "zh-Hans" }, "zh-Hans" },
     { "ChineseInTheSystemsForm", { "zh_CN" }, { "zh-Hant", "zh-Hans" }, "zh-Hans" },

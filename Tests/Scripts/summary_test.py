@@ -8,7 +8,7 @@ from pathlib import Path
 
 SUMMARY = Path(__file__).resolve().parents[2] / "Scripts/summary"
 PASSED = '<testcase name="Passes" status="run"><system-out>skipped: no more</system-out></testcase>'
-FAILED = '<testcase name="Fails" status="fail"><failure/></testcase>'
+FAILED = '<testcase name="{}" status="fail"><failure/><system-out>{}</system-out></testcase>'
 SKIPPED = '<testcase name="Waits" status="notrun"><skipped/><system-out>{}</system-out></testcase>'
 
 
@@ -25,8 +25,22 @@ class SummaryTest(unittest.TestCase):
     def test_counts_of_all_runs(self):
         self.assertEqual(self.summary(PASSED, PASSED),
                          (0, ["skipped: no more:", "    Passes", "2 passed, 0 failed, 2 skipped"]))
-        self.assertEqual(self.summary(FAILED, PASSED.replace("skipped", "said")),
-                         (1, ["failed: Fails", "1 passed, 1 failed"]))
+
+    def test_a_failure_is_shown_with_its_last_lines(self):
+        output = "\n".join(f"line {number}" for number in range(100))
+        self.assertEqual(self.summary(FAILED.format("Fails", output), PASSED.replace("skipped", "said")),
+                         (1, ["failed: Fails", *(f"    line {number}" for number in range(60, 100)),
+                              "1 passed, 1 failed"]))
+
+    def test_the_names_of_several_failures_come_last(self):
+        self.assertEqual(self.summary(FAILED.format("B", ""), FAILED.format("A", "a")),
+                         (1, ["failed: A", "    a", "failed: B", "failed: A, B", "0 passed, 2 failed"]))
+
+    def test_the_slowest_of_many_tests(self):
+        run = "".join(f'<testcase name="T{number}" status="run" time="{number}"/>' for number in range(12))
+        lines = self.summary(run)[1]
+        self.assertEqual(lines, ["slowest:", *(f"    {number:5.1f} s  T{number}" for number in range(11, 1, -1)),
+                                 "12 passed, 0 failed"])
 
     def test_a_run_in_which_nothing_ran_fails(self):
         self.assertEqual(self.summary(""), (1, ["0 passed, 0 failed"]))

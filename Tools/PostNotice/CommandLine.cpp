@@ -13,7 +13,6 @@ namespace {
 using NoticeClient::Value;
 
 constexpr CommandLine::Duration defaultReauthenticationWait = std::chrono::seconds(60);
-constexpr CommandLine::Duration defaultWait = std::chrono::seconds(10);
 constexpr double maxWait = 1'000'000; // seconds
 
 [[noreturn]] void fail(const std::string &line) {
@@ -170,7 +169,7 @@ constexpr std::array options {
         [](CommandLine &line, const Given &given) { line.bundleToStart = *given.value; } },
     Option { "--wait", Argument::Optional,
         [](CommandLine &line, const Given &given) {
-            line.wait = given.value ? given.duration() : defaultWait;
+            line.wait = given.value ? given.duration() : CommandLine::defaultWait;
         } },
     Option { "--wait-reauthentication", Argument::Optional,
         [](CommandLine &line, const Given &given) {

@@ -11,6 +11,7 @@
 /// The options of the command as given. Nothing has been read or reached yet.
 struct CommandLine {
     using Duration = std::chrono::milliseconds;
+    static constexpr Duration defaultWait = std::chrono::seconds(10);
 
     struct TextFile {
         std::string path;

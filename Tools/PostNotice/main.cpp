@@ -38,8 +38,6 @@ using NoticeClient::Value;
 using Clock = std::chrono::steady_clock;
 using Duration = CommandLine::Duration;
 
-constexpr Duration defaultWait = 10s;
-
 ExitStatus statusOf(ErrorCode code) {
     switch (code) {
     case ErrorCode::NotInstalled:
@@ -118,7 +116,8 @@ void enterSession(const CommandLine &line) {
 }
 
 Agent connect(const CommandLine &line, const Brand &brand) {
-    auto agent = Agent::connect(brand, std::clamp<Duration>(line.wait.value_or(defaultWait), 1s, 10s));
+    auto agent
+        = Agent::connect(brand, std::clamp<Duration>(line.wait.value_or(CommandLine::defaultWait), 1s, 10s));
     if (!agent && line.user)
         throw Failure(*line.user + " has no session: " + agent.error().message, ExitStatus::NoSession);
     check(agent, "no session bus: ");
@@ -145,8 +144,8 @@ void ensureListening(Agent &agent, const CommandLine &line, Clock::time_point de
     if (isAwaited || (line.bundleToStart && result))
         result = agent.waitUntilListening(left());
     if (!result && result.error().code == ErrorCode::TimedOut)
-        throw Failure(
-            "no agent came within " + inSeconds(line.wait.value_or(defaultWait)), ExitStatus::NotHeard);
+        throw Failure("no agent came within " + inSeconds(line.wait.value_or(CommandLine::defaultWait)),
+            ExitStatus::NotHeard);
     check(result, line.bundleToStart ? "--start: " : "");
 }
 
@@ -169,7 +168,7 @@ void post(const CommandLine &line) {
     auto agent = connect(line, brand);
     if (line.waitForReauthentication)
         check(agent.observeReauthentication());
-    const auto deadline = Clock::now() + line.wait.value_or(defaultWait);
+    const auto deadline = Clock::now() + line.wait.value_or(CommandLine::defaultWait);
     auto isOld = agent.isListening();
     check(isOld);
     Result<void> posted;
