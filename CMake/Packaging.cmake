@@ -141,7 +141,10 @@ manual(Development ${PROJECT_SOURCE_DIR}/docs/man/NoticeClient.3)
 # --- the portable bundle ---------------------------------------------------------------------------
 
 add_custom_target(portable
-    COMMAND ${packaging}/make-portable ${CMAKE_BINARY_DIR} ${CMAKE_BINARY_DIR}/notice-agent-portable.tar.xz
+    COMMAND ${CMAKE_COMMAND} -E rm -rf notice-agent-portable
+    COMMAND ${packaging}/make-portable . notice-agent-portable
+    COMMAND tar --sort=name --owner=0 --group=0 -cJf notice-agent-portable.tar.xz notice-agent-portable
+    WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
     DEPENDS NoticeAgent ServiceTier BundleResources post-notice
     USES_TERMINAL VERBATIM)
 

@@ -88,7 +88,6 @@ struct [[gnu::visibility("hidden")]] Agent::State {
     std::string busName; ///< of the brand's agent
     BusConnection bus;
     std::optional<AgentProgram> program;
-    std::function<void()> handler;
 
     // What has been heard on the bus.
     bool observesOwner = false;
@@ -175,15 +174,16 @@ struct [[gnu::visibility("hidden")]] Agent::State {
     /// Waits for what the condition asks for; false when the time ran out.
     template <class Condition>
     Result<bool> waitFor(const Condition &condition, Clock::time_point deadline) {
-        for (bool isThere = true;;) {
+        for (bool isThere = true, isLast = false;;) {
             handleWhatCame();
             if (condition())
                 return true;
             if (!isThere)
                 return busLost();
-            const auto left = until(deadline);
-            if (left == milliseconds::zero())
+            if (isLast)
                 return false;
+            const auto left = until(deadline);
+            isLast = left == milliseconds::zero();
             isThere = bus.read(left);
         }
     }
@@ -236,17 +236,6 @@ Result<void> Agent::ensureListening(milliseconds timeout) {
     if (error.is(DBUS_ERROR_SPAWN_CHILD_EXITED) || error.is(DBUS_ERROR_SPAWN_CHILD_SIGNALED))
         return Error { ErrorCode::AgentEnded, "the agent ended before it was ready: " + error.text() };
     return Error { ErrorCode::CannotStart, "the session bus cannot start the agent: " + error.text() };
-}
-
-Result<void> Agent::ensureListening(const std::string &bundle, milliseconds timeout) {
-    const auto isThere = isListening();
-    if (!isThere)
-        return isThere.error();
-    if (*isThere)
-        return {};
-    if (auto started = start(bundle); !started)
-        return started;
-    return waitUntilListening(timeout);
 }
 
 Result<void> Agent::start(const std::string &bundle) {
@@ -351,31 +340,6 @@ Result<void> Agent::waitForReauthentication(milliseconds timeout) {
         return Error { ErrorCode::AgentEnded, "the agent ended without a notification" };
     --state_->reauthentications;
     return {};
-}
-
-void Agent::onReauthentication(std::function<void()> handler) {
-    state_->handler = std::move(handler);
-}
-
-Result<void> Agent::processEvents(milliseconds timeout) {
-    const auto deadline = deadlineOf(timeout);
-    if (state_->program && state_->program->ending())
-        state_->program.reset();
-    for (bool isThere = true, isLast = false;;) {
-        state_->handleWhatCame();
-        while (state_->handler && state_->reauthentications > 0) {
-            --state_->reauthentications;
-            const auto handler = state_->handler; // it may put another in its place
-            handler();
-        }
-        if (!isThere)
-            return busLost();
-        if (isLast)
-            return {};
-        const auto left = until(deadline);
-        isLast = left == milliseconds::zero();
-        isThere = state_->bus.read(left);
-    }
 }
 
 int Agent::descriptor() const {

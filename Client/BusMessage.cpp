@@ -87,10 +87,6 @@ std::optional<std::string> faultOf(const Dictionary &dictionary) {
 
 } // namespace
 
-bool BusError::isSpawnError() const {
-    return error_.name && std::string_view(error_.name).starts_with("org.freedesktop.DBus.Error.Spawn.");
-}
-
 std::string BusError::text() const {
     std::string line = error_.message ? error_.message : "unknown reason";
     std::replace_if(

@@ -22,7 +22,6 @@ public:
     BusError &operator=(const BusError &) = delete;
     operator DBusError *() { return &error_; }
     bool is(const char *name) const { return dbus_error_has_name(&error_, name); }
-    bool isSpawnError() const; ///< the bus could not start a service
     /// In one line of printable ASCII, since it may be shown on a terminal.
     std::string text() const;
 

@@ -31,7 +31,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -243,9 +242,6 @@ public:
     ///         of a display; TimedOut; BusLost
     Result<void> ensureListening(std::chrono::milliseconds timeout);
 
-    /// The same for an agent that is not installed: starts the program of that bundle, see `start()`.
-    Result<void> ensureListening(const std::string &bundle, std::chrono::milliseconds timeout);
-
     /// Starts the program of that bundle, a folder `NoticeAgent.app` of this brand: without a shell, in a
     /// session of its own, with this process's environment and none of its open files, the standard streams
     /// at /dev/null, every signal at its default. It ends by itself when its notice is done, at the latest
@@ -273,18 +269,9 @@ public:
     /// @return TimedOut; BusLost; AgentEnded when the agent ended without it
     Result<void> waitForReauthentication(std::chrono::milliseconds timeout);
 
-    /// The other way to hear of it: `handler` is called within `processEvents()`, in the thread that calls
-    /// it, and each notification is reported once, there or by `waitForReauthentication()`. It may use this
-    /// object, but not destroy or move it. An empty function removes the handler.
-    void onReauthentication(std::function<void()> handler);
-
-    /// Handles what comes within that time, and at least what has come; zero does not wait. For an event
-    /// loop: call it with zero when `descriptor()` is readable, and once after each other call.
-    /// @return BusLost
-    Result<void> processEvents(std::chrono::milliseconds timeout);
-
-    /// Readable when `processEvents()` has something to do. Owned by this object, for waiting only. On macOS
-    /// -1: there the run loop of the thread brings what comes.
+    /// For an event loop: call `waitForReauthentication()` with a time-out of zero when this is readable, and
+    /// once after each other call. Owned by this object, for waiting only. On macOS -1: there the run loop of
+    /// the thread brings what comes.
     int descriptor() const;
 
 private:

@@ -180,9 +180,8 @@ start_private_bus() {
 # The virtual screen's colour, light and calm.
 ground='#cfd6e4'
 
-# start_virtual_screen WIDTH HEIGHT   sets DISPLAY to a screen in memory, with a window manager and a
-# compositor
-start_virtual_screen() {
+# start_bare_screen WIDTH HEIGHT   sets DISPLAY to a screen in memory, without a window manager
+start_bare_screen() {
     unset WAYLAND_DISPLAY QT_QPA_PLATFORM QT_SCALE_FACTOR
     Xvfb -displayfd 3 -screen 0 "${1}x${2}x24" -nolisten tcp -noreset 3>"$scratch/Xvfb" 2>"$scratch/Xvfb.err" &
     local screen=$!
@@ -190,6 +189,11 @@ start_virtual_screen() {
     wait_for 20 started "$screen" "$scratch/Xvfb" || fail "the virtual screen does not answer"
     DISPLAY=:$(head -n1 "$scratch/Xvfb")
     export DISPLAY
+}
+
+# start_virtual_screen WIDTH HEIGHT   the same with a window manager and a compositor
+start_virtual_screen() {
+    start_bare_screen "$1" "$2"
     hsetroot -solid "$ground" >/dev/null
     openbox --sm-disable >"$scratch/openbox.err" 2>&1 &
     at_end end_child $!

@@ -85,7 +85,6 @@ struct [[gnu::visibility("hidden")]] Agent::State {
 
     Brand brand;
     std::optional<AgentProgram> program;
-    std::function<void()> handler;
     NoticeAnswerReceiver *receiver = nil; ///< there as soon as notifications are observed
     bool agentWasThere = false;
 
@@ -145,14 +144,6 @@ Result<void> Agent::ensureListening(milliseconds) {
     return Error { ErrorCode::NotInstalled, "no agent is there, and nothing that starts one by itself" };
 }
 
-Result<void> Agent::ensureListening(const std::string &bundle, milliseconds timeout) {
-    if (state_->seesAgent())
-        return {};
-    if (auto started = start(bundle); !started)
-        return started;
-    return waitUntilListening(timeout);
-}
-
 Result<void> Agent::post(const Message &message) {
     const auto name = state_->brand.messageName();
     if (!isText(name) || !isText(message.object))
@@ -210,24 +201,6 @@ Result<void> Agent::waitForReauthentication(milliseconds timeout) {
             return Error { ErrorCode::TimedOut, "no notification came in time" };
         turn();
     }
-}
-
-void Agent::onReauthentication(std::function<void()> handler) {
-    state_->handler = std::move(handler);
-}
-
-Result<void> Agent::processEvents(milliseconds timeout) {
-    const auto deadline = deadlineOf(timeout);
-    if (state_->program && state_->program->ending())
-        state_->program.reset();
-    do {
-        turn();
-        while (state_->handler && state_->takeReauthentication()) {
-            const auto handler = state_->handler; // it may put another in its place
-            handler();
-        }
-    } while (Clock::now() < deadline);
-    return {};
 }
 
 int Agent::descriptor() const {

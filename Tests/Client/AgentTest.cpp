@@ -263,26 +263,15 @@ TEST_F(AgentTest, BrandNamesTheNotification) {
     EXPECT_EQ(codeOf(wrong->observeReauthentication()), ErrorCode::InvalidArgument);
 }
 
-TEST_F(AgentTest, HandlerIsCalledWhileEventsAreProcessed) {
+TEST_F(AgentTest, AnEventLoopAsksWhenTheDescriptorIsReadable) {
     auto agent = connected();
-    const FakeAgent fake({ brandsName });
     ASSERT_TRUE(agent.observeReauthentication());
-    int calls = 0;
-    agent.onReauthentication([&] {
-        ++calls;
-        EXPECT_TRUE(agent.post(maintenance())); // it may use the agent
-        agent.onReauthentication([&calls] { calls += 10; });
-    });
-    EXPECT_TRUE(agent.processEvents(0ms));
-    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(codeOf(agent.waitForReauthentication(0ms)), ErrorCode::TimedOut);
     say(answer);
     pollfd poll { agent.descriptor(), POLLIN, 0 };
     EXPECT_EQ(::poll(&poll, 1, 20'000), 1);
-    EXPECT_TRUE(agent.processEvents(0ms));
-    EXPECT_EQ(calls, 1);
-    say(answer);
-    EXPECT_TRUE(agent.processEvents(300ms));
-    EXPECT_EQ(calls, 11);
+    EXPECT_TRUE(agent.waitForReauthentication(0ms));
+    EXPECT_EQ(codeOf(agent.waitForReauthentication(0ms)), ErrorCode::TimedOut);
 }
 
 TEST_F(AgentTest, BusThatGoesIsReportedByEveryCall) {
@@ -297,7 +286,6 @@ TEST_F(AgentTest, BusThatGoesIsReportedByEveryCall) {
     EXPECT_EQ(codeOf(agent.isListening()), ErrorCode::BusLost);
     EXPECT_EQ(codeOf(agent.ensureListening(patience)), ErrorCode::BusLost);
     EXPECT_EQ(codeOf(agent.waitUntilListening(patience)), ErrorCode::BusLost);
-    EXPECT_EQ(codeOf(agent.processEvents(patience)), ErrorCode::BusLost);
     EXPECT_TRUE(waiting.waitForReauthentication(patience));
     EXPECT_EQ(codeOf(waiting.waitForReauthentication(patience)), ErrorCode::BusLost);
     bus.start();
@@ -307,7 +295,8 @@ TEST_F(AgentTest, ProgramThatEndsIsNotWaitedForAndLeavesNoEntry) {
     auto agent = connected();
     const auto bundle = bundleOf("exit 7");
     const auto begin = Clock::now();
-    const auto result = agent.ensureListening(bundle, 60s);
+    ASSERT_TRUE(agent.start(bundle));
+    const auto result = agent.waitUntilListening(60s);
     ASSERT_FALSE(result);
     EXPECT_EQ(codeOf(result), ErrorCode::AgentEnded);
     EXPECT_THAT(result.error().message, testing::HasSubstr("status 7"));
@@ -332,7 +321,8 @@ TEST_F(AgentTest, ProgramThatOutlivesItsAgentIsReapedByALaterStart) {
 TEST_F(AgentTest, ProgramThatIgnoresTheEndsOfItsChildrenIsServedAsWell) {
     const auto before = std::signal(SIGCHLD, SIG_IGN);
     auto agent = connected();
-    EXPECT_EQ(codeOf(agent.ensureListening(bundleOf("exit 7"), 60s)), ErrorCode::AgentEnded);
+    ASSERT_TRUE(agent.start(bundleOf("exit 7")));
+    EXPECT_EQ(codeOf(agent.waitUntilListening(60s)), ErrorCode::AgentEnded);
     EXPECT_EQ(codeOf(agent.start("/nowhere/NoticeAgent.app")), ErrorCode::CannotStart);
     std::signal(SIGCHLD, before);
 }

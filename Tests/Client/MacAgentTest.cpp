@@ -54,7 +54,7 @@ TEST_F(MacAgentTest, AnAgentIsThereAsLongAsItListens) {
         listen(center);
         EXPECT_TRUE(*agent_.isListening());
         EXPECT_TRUE(agent_.waitUntilListening(0ms));
-        EXPECT_TRUE(agent_.ensureListening("/nowhere/NoticeAgent.app", 0ms)) << "nothing is started";
+        EXPECT_TRUE(agent_.ensureListening(0ms));
     }
     EXPECT_FALSE(*agent_.isListening());
 }
@@ -114,27 +114,17 @@ TEST_F(MacAgentTest, WhatIsNoTextIsRefused) {
 
 TEST_F(MacAgentTest, AnAgentIsStartedAndAnswers) {
     ASSERT_TRUE(agent_.observeReauthentication());
-    ASSERT_TRUE(agent_.ensureListening(FOUNDATION_AGENT_BUNDLE, 20s));
+    ASSERT_TRUE(agent_.start(FOUNDATION_AGENT_BUNDLE));
+    ASSERT_TRUE(agent_.waitUntilListening(20s));
     ASSERT_TRUE(agent_.post(*ReauthenticationNotice {}.message()));
     EXPECT_TRUE(agent_.waitForReauthentication(20s));
     EXPECT_EQ(codeOf(agent_.waitForReauthentication(20s)), ErrorCode::AgentEnded) << "each is reported once";
 }
 
-TEST_F(MacAgentTest, AHandlerIsToldOfTheAnswer) {
-    int calls = 0;
-    agent_.onReauthentication([&calls] { ++calls; });
-    ASSERT_TRUE(agent_.observeReauthentication());
-    ASSERT_TRUE(agent_.ensureListening(FOUNDATION_AGENT_BUNDLE, 20s));
-    ASSERT_TRUE(agent_.post(*ReauthenticationNotice {}.message()));
-    const auto end = std::chrono::steady_clock::now() + 20s;
-    while (calls == 0 && std::chrono::steady_clock::now() < end)
-        EXPECT_TRUE(agent_.processEvents(10ms));
-    EXPECT_EQ(calls, 1);
-}
-
 TEST_F(MacAgentTest, AnAgentThatEndsWithoutAnAnswerIsNoticed) {
     ASSERT_TRUE(agent_.observeReauthentication());
-    ASSERT_TRUE(agent_.ensureListening(FOUNDATION_AGENT_BUNDLE, 20s));
+    ASSERT_TRUE(agent_.start(FOUNDATION_AGENT_BUNDLE));
+    ASSERT_TRUE(agent_.waitUntilListening(20s));
     ASSERT_TRUE(agent_.post(*MaintenanceNotice { "text", {} }.message()));
     EXPECT_EQ(codeOf(agent_.waitForReauthentication(20s)), ErrorCode::AgentEnded);
 }

@@ -60,8 +60,7 @@ class InstalledTest(unittest.TestCase):
 
     def environment(self, **changes):
         # A build for ThreadSanitizer: the bus library takes its own locks in two orders, in one thread.
-        return {"TSAN_OPTIONS": "detect_deadlocks=0", **self.desktop.environment, "LD_LIBRARY_PATH": str(self.library),
-                "POST_NOTICE": str(BUILD / "bin/post-notice"), **changes}
+        return {"TSAN_OPTIONS": "detect_deadlocks=0", **self.desktop.environment, "LD_LIBRARY_PATH": str(self.library), **changes}
 
     def begin(self, *command):
         process = subprocess.Popen([str(part) for part in command], env=self.environment(), stdin=subprocess.DEVNULL,
@@ -191,20 +190,12 @@ class InstalledTest(unittest.TestCase):
         table = dict(re.findall(r"^\| `(\w+)` \| `(\w+)` \|", PAGE.read_text(encoding="utf-8"), re.MULTILINE))
         self.assertEqual(keys, {key: table[key] for key in keys})
 
-    # --- Python and the shell
+    # --- Python
 
     def test_python(self):
         script = EXAMPLES / "Python/notice.py"
         self.assert_shows("Back at 18:00.", script, "maintenance", "Back at 18:00.")
         self.assert_asks_for_sign_in(script, "sign-in")
-
-    def test_shell(self):
-        script = EXAMPLES / "Shell/notice.sh"
-        self.assert_shows("Eight hours are over.", script, "disconnected", "Eight hours are over.")
-        self.assert_asks_for_sign_in(script, "sign-in")
-
-    def test_gdbus(self):
-        self.assert_shows("Back at 18:00.", EXAMPLES / "Shell/notice-gdbus.sh")
 
 
 if __name__ == "__main__":

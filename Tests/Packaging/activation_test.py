@@ -68,7 +68,7 @@ class ActivationTest(unittest.TestCase):
     def test_brands_are_started_beside_each_other(self):
         bundle = self.prefix / "lib/lumora-notice-agent/NoticeAgent.app"
         bundle.parent.mkdir()
-        run(BRAND_NOTICES, "--quiet", "--agent", BUILD / "NoticeAgent.app", "--bundle", bundle,
+        run(BRAND_NOTICES, "--agent", BUILD / "NoticeAgent.app", "--bundle", bundle,
             ROOT / "Packaging/brand/sample")
         name = "com.tevanic.NoticeAgent.lumora"
         service = (ROOT / "Packaging/linux/service.in").read_text()

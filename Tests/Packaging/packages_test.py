@@ -327,7 +327,7 @@ class LifeTest(unittest.TestCase):
 
         notices = Notices()
         self.addCleanup(notices.end)
-        notices.show(self.root / "usr/bin/post-notice", "--start", "lumora-notice-agent", "--folder", "lumora",
+        notices.show(self.root / "usr/bin/post-notice", "--start", self.root / "usr/lib/lumora-notice-agent/NoticeAgent.app",
                      "--maintenance", "Back at 18:00.")
         self.assertEqual(notices.executable(),
                          str(self.root / "usr/lib/lumora-notice-agent/NoticeAgent.app/Contents/Linux/NoticeAgent"))
@@ -409,7 +409,7 @@ class LifeTest(unittest.TestCase):
                 (("--maintenance", "Back at 18:00."), "Back at 18:00.", HEADER)):
             with self.subTest(arguments[0]):
                 # By the package's name: the command finds the bundle that was installed with it.
-                notices.show(self.root / "usr/bin/post-notice", "--start", "notice-agent", *arguments)
+                notices.show(self.root / "usr/bin/post-notice", "--start", self.root / "usr/lib/notice-agent/NoticeAgent.app", *arguments)
                 self.assertEqual(notices.executable(), str(self.root / INSTALLED_BUNDLE / "Contents/Linux/NoticeAgent"))
                 notices.wait_pixel(436, 58, header)
                 notices.wait_text(text)

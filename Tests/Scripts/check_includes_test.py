@@ -103,7 +103,7 @@ class IncludesTest(unittest.TestCase):
     def assert_passes(self):
         result = self.run_script(self.root)
         self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
-        self.assertRegex(result.stdout, r"\A[1-9]\d* passed, 0 failed\n\Z")
+        self.assertRegex(result.stdout, r"\A[1-9]\d* files, 0 faults\n\Z")
 
     def assert_fault(self, *beginnings):
         result = self.run_script(self.root)
@@ -112,7 +112,7 @@ class IncludesTest(unittest.TestCase):
         self.assertEqual(len(lines), len(beginnings) + 1, result.stdout)
         for line, beginning in zip(sorted(lines[:-1]), sorted(beginnings)):
             self.assertTrue(line.startswith(beginning), f"{line} for {beginning}")
-        self.assertRegex(lines[-1], r"\A\d+ passed, [1-9]\d* failed\Z")
+        self.assertRegex(lines[-1], r"\A\d+ files, [1-9]\d* faults\Z")
 
     def write_includes(self, includes):
         files = {}

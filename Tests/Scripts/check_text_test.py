@@ -55,7 +55,7 @@ class TextTest(unittest.TestCase):
                 self.assertRegex(lines[0], rf"\AA\.cpp:\d+: {fault}")
                 if not fault.startswith("the file"):
                     self.assertTrue(lines[0].startswith("A.cpp:2: "), lines[0])
-                self.assertEqual(lines[-1], "1 passed, 1 failed")
+                self.assertEqual(lines[-1], f"2 files, {len(lines) - 1} faults")
 
     def test_what_is_welcome(self):
         for content in WELCOME:
@@ -63,14 +63,14 @@ class TextTest(unittest.TestCase):
                 (self.root / "A.cpp").write_bytes(content)
                 result = self.run_script(self.root)
                 self.assertEqual(result.returncode, 0, result.stdout)
-                self.assertEqual(result.stdout, "2 passed, 0 failed\n")
+                self.assertEqual(result.stdout, "2 files, 0 faults\n")
 
     def test_scripts_without_a_suffix_are_read_and_other_files_are_not(self):
         (self.root / "tool").write_bytes(b"#!/bin/sh\n\techo\n")
         (self.root / "picture.png").write_bytes(b"\x89PNG\r\n\t")
         (self.root / "data").write_bytes(b"\x00\t")
         result = self.run_script(self.root)
-        self.assertEqual(result.stdout, "tool:2: a tab\n1 passed, 1 failed\n")
+        self.assertEqual(result.stdout, "tool:2: a tab\n2 files, 1 faults\n")
 
     def test_what_the_build_makes_and_what_is_wrong_on_purpose_is_passed_over(self):
         for folder in ("build/release", "Tests/Data", "Fuzz/seeds"):

@@ -98,7 +98,7 @@ private:
         }
         for (const auto &[key, value] : settings_) {
             if (!list->contains(key.toStdString()))
-                findings_.note(settingsFile, u"%1: is missing (default: %2)"_s.arg(key, quoted(value)));
+                Findings::note(settingsFile, u"%1: is missing (default: %2)"_s.arg(key, quoted(value)));
         }
         return true;
     }
@@ -133,11 +133,11 @@ private:
                 text(quoted(name)
                     + u" is that of the unbranded agent: only one of the two can be installed"_s));
         const auto bytes = name.toStdString();
-        findings_.note(settingsFile,
+        Findings::note(settingsFile,
             text(u"messages to the agent are named %1, its bus name is %2"_s.arg(
                 quoted(QString::fromStdString(Contract::messageName(bytes))),
                 QString::fromStdString(Contract::brandName(bytes)))));
-        findings_.note(
+        Findings::note(
             settingsFile, text(u"the log is "_s + QString::fromStdString(Key::logFilePath(bytes))));
     }
 
@@ -145,11 +145,11 @@ private:
         const auto vendor = setting(Key::Vendor);
         const auto black = fromView(Key::blackVendor);
         const auto text = [](const QString &words) { return of(Key::Vendor, words); };
-        findings_.note(settingsFile,
+        Findings::note(settingsFile,
             text(u"the call to authenticate again is named "_s
                 + quoted(QString::fromStdString(Contract::mainAppNotifierName(vendor.toStdString())))));
         if (vendor == black)
-            findings_.note(settingsFile,
+            Findings::note(settingsFile,
                 text(u"with %1 the window of the CASB and the maintenance notice is black"_s.arg(black)));
         else if (vendor.trimmed().toUpper() == black)
             findings_.warning(
@@ -192,7 +192,7 @@ private:
                 of(Key::AppLogo,
                     u"there is no image %1 (.png, @2x.png, @3x.png, .jpg or .svg)"_s.arg(quoted(logo))));
         else if (!hasFormLogo)
-            findings_.note(logo + u".*"_s,
+            Findings::note(logo + u".*"_s,
                 u"also replaces %1, which the concurrent-session notice shows"_s.arg(formLogo));
     }
 
@@ -304,7 +304,7 @@ private:
             const QDir language(folder_.filePath(name));
             const bool isKnown = resources_.exists(name);
             if (!isKnown)
-                findings_.note(name, u"is a language that the agent does not have yet"_s);
+                Findings::note(name, u"is a language that the agent does not have yet"_s);
             for (const auto &table : tableNames()) {
                 if (language.exists(table) || !isKnown)
                     checkTable(language, table, keysOf(english, table), findings_);

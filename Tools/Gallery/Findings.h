@@ -5,23 +5,17 @@
 /// What a check found, a line on standard output each, as soon as it is found.
 class Findings {
 public:
-    enum class Notes { Shown, LeftOut };
-
-    explicit Findings(Notes notes)
-        : notes_(notes) { }
-
     /// What has to be mended.
     void error(const QString &where, const QString &text);
     /// What may be meant like this.
     void warning(const QString &where, const QString &text);
     /// What follows from the settings.
-    void note(const QString &where, const QString &text) const;
+    static void note(const QString &where, const QString &text);
 
     int errors() const { return errors_; }
     int warnings() const { return warnings_; }
 
 private:
-    Notes notes_;
     int errors_ = 0;
     int warnings_ = 0;
 };

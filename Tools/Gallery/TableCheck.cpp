@@ -163,15 +163,6 @@ void checkTable(const QDir &folder, const QString &table, const QStringList &wan
     // A misspelt key is one fault: the missing one.
     if (missing.isEmpty() && !unknown.isEmpty())
         findings.warning(where, u"unknown key \"%1\""_s.arg(unknown.join(u"\", \"")));
-    if (const auto together = QStringList { countdownKey, countdownKeyWithBlank };
-        texts->contains(together[0].toStdString()) && texts->contains(together[1].toStdString())) {
-        const auto text = [&texts](const QString &key) {
-            return QString::fromStdString(texts->find(key.toStdString())->second).trimmed();
-        };
-        if (text(together[0]) != text(together[1]))
-            findings.warning(
-                where, u"\"%1\" with and without its blank have different values"_s.arg(countdownKey));
-    }
 }
 
 void checkTables(const QDir &resources, const QDir &wanted, Findings &findings) {

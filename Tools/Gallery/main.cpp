@@ -21,7 +21,6 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFile>
-#include <QPainter>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTextStream>
@@ -130,126 +129,40 @@ QString ownBundle() {
     return QDir(built).exists() ? built : programs.filePath(u"../lib/notice-agent/NoticeAgent.app"_s);
 }
 
-// The notices in English, beside each other.
-void writePreview(const FileBundle &bundle, const QString &path) {
-    const QStringList columns[] = { { u"casb"_s, u"concurrent-session"_s, u"maintenance"_s },
-        { u"re-authentication"_s, u"auto-disconnect"_s, u"auto-disconnected"_s } };
-    constexpr int gap = 4; // beside the shadows
-    NoticePainter painter(bundle);
-    std::vector<std::pair<QPoint, QImage>> notices;
-    QSize size;
-    const auto pictures = catalogue({ u"en"_s }, [](const QString &, const QString &text) { return text; });
-    for (int column = 0, x = gap; column < 2; ++column) {
-        int y = gap;
-        int width = 0;
-        for (const auto &name : columns[column]) {
-            const auto wanted = u"languages/en-%1.png"_s.arg(name);
-            const auto picture = std::find_if(pictures.begin(), pictures.end(),
-                [&wanted](const Picture &candidate) { return candidate.path() == wanted; });
-            const auto notice = painter.paint(*picture);
-            notices.emplace_back(QPoint(x, y), notice);
-            y += notice.height() + gap;
-            width = std::max(width, notice.width());
-        }
-        x += width + gap;
-        size = QSize(x, std::max(size.height(), y));
-    }
-    QImage sheet(size, QImage::Format_RGB32);
-    sheet.fill(QColor(207, 214, 228));
-    QPainter sheetPainter(&sheet);
-    for (const auto &[place, notice] : notices)
-        sheetPainter.drawImage(place, notice);
-    sheetPainter.end();
-    if (!sheet.save(path))
-        fail(path + u" cannot be written"_s);
+int check(const QString &path, const QString &bundle) {
+    Findings findings;
+    checkBrand(existingFolder(path), QDir(contentsOf(bundle)), findings);
+    return report(path, findings);
 }
 
-} // namespace
+int checkTablesIn(const QString &path, const QString &keys) {
+    const auto folder = existingFolder(path);
+    Findings findings;
+    checkTables(folder, existingFolder(keys.isEmpty() ? folder.filePath(u"en.lproj"_s) : keys), findings);
+    return report(path, findings);
+}
 
-int main(int argumentCount, char **arguments) {
-    qInstallMessageHandler(handleQtMessage);
-    // Static, so that it goes however the process ends.
-    static const QTemporaryDir scratch;
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", screenDescription(QDir(scratch.path())).toLocal8Bit());
-    // Where there is none, as for root, the toolkit would make one and leave it behind.
-    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
-        qputenv("XDG_RUNTIME_DIR", scratch.path().toLocal8Bit());
-    // Set for a process of ours that draws one scale alone.
-    const int ownScale = qEnvironmentVariableIntValue("GALLERY_SCALE");
-    if (ownScale == 0)
-        qputenv(scaleVariable, "1");
-    QApplication::setStyle(new NoticeStyle);
-    QApplication application(argumentCount, arguments);
-    QApplication::setApplicationName(u"gallery"_s);
-    QApplication::setApplicationVersion(QStringLiteral(NOTICE_VERSION));
-    QApplication::setQuitOnLastWindowClosed(false);
-
-    QCommandLineParser parser;
-    parser.setApplicationDescription(description);
-    parser.addHelpOption();
-    parser.addVersionOption();
-    const QCommandLineOption onlyOption(
-        u"only"_s, u"Draws the pictures whose path in OUT contains TEXT, and no others."_s, u"TEXT"_s);
-    parser.addOption(onlyOption);
-    const QCommandLineOption checkOption(u"check"_s,
-        u"Checks a brand's folder and draws nothing. BUNDLE is what the brand is made of; it may be left "
-        "out for the installed agent."_s,
-        u"FOLDER"_s);
-    const QCommandLineOption quietOption(u"quiet"_s, u"With --check: no notes."_s);
-    const QCommandLineOption checkTablesOption(u"check-tables"_s,
-        u"Checks the string tables below a folder of language folders, and draws nothing."_s, u"FOLDER"_s);
-    const QCommandLineOption keysOption(u"keys"_s,
-        u"With --check-tables: a language folder with the keys that each table must hold (en.lproj)."_s,
-        u"FOLDER"_s);
-    const QCommandLineOption previewOption(
-        u"preview"_s, u"Draws the notices of BUNDLE in English on one picture, a PNG."_s, u"FILE"_s);
-    parser.addOptions({ checkOption, quietOption, checkTablesOption, keysOption, previewOption });
-    parser.addPositionalArgument(u"BUNDLE"_s, u"the bundle, NoticeAgent.app"_s);
-    parser.addPositionalArgument(u"OUT"_s, u"the folder to write into; it is made when it is missing"_s);
-    parser.process(application);
-    const auto folders = parser.positionalArguments();
-    if (parser.isSet(checkOption)) {
-        const auto folder = existingFolder(parser.value(checkOption));
-        Findings findings(parser.isSet(quietOption) ? Findings::Notes::LeftOut : Findings::Notes::Shown);
-        checkBrand(folder, QDir(contentsOf(folders.value(0, ownBundle()))), findings);
-        return parser.isSet(quietOption) ? findings.errors() != 0
-                                         : report(parser.value(checkOption), findings);
-    }
-    if (parser.isSet(checkTablesOption)) {
-        const auto folder = existingFolder(parser.value(checkTablesOption));
-        const auto keys = parser.isSet(keysOption) ? existingFolder(parser.value(keysOption))
-                                                   : QDir(folder.filePath(u"en.lproj"_s));
-        Findings findings(Findings::Notes::Shown);
-        checkTables(folder, keys, findings);
-        return report(parser.value(checkTablesOption), findings);
-    }
-    if (parser.isSet(previewOption)) {
-        const FileBundle bundle(
-            contentsOf(folders.value(0, ownBundle())), [] { return QStringList { u"en"_s }; });
-        writePreview(bundle, parser.value(previewOption));
-        return EXIT_SUCCESS;
-    }
-    if (folders.size() != 2)
-        fail(u"it takes a bundle and a folder to write into; see --help"_s);
-
-    const auto contents = contentsOf(folders[0]);
-    const QDir out(folders[1]);
-    const FileBundle bundle(contents, [] { return QStringList { u"en"_s }; });
-    auto pictures = catalogue(languagesOf(contents), [&bundle](const QString &language, const QString &text) {
+std::vector<Picture> picturesOf(
+    const FileBundle &bundle, const QStringList &languages, const QStringList &wanted) {
+    auto pictures = catalogue(languages, [&bundle](const QString &language, const QString &text) {
         const auto path = bundle.pathForResource(language, u"lproj"_s);
         const auto folder = path ? bundle.bundleWithPath(*path) : nullptr;
         return folder ? folder->localizedStringForKey(text, {}, u"Main"_s) : text;
     });
-    if (const auto wanted = parser.values(onlyOption); !wanted.isEmpty()) {
-        std::erase_if(pictures, [&wanted](const Picture &picture) {
-            return std::none_of(wanted.begin(), wanted.end(),
-                [&picture](const QString &text) { return picture.path().contains(text); });
-        });
-    }
+    std::erase_if(pictures, [&wanted](const Picture &picture) {
+        const auto isIn = [&picture](const QString &text) { return picture.path().contains(text); };
+        return !wanted.isEmpty() && std::none_of(wanted.begin(), wanted.end(), isIn);
+    });
     if (pictures.empty())
         fail(u"there is nothing to draw"_s);
+    return pictures;
+}
 
+/// @param ownScale  of a process that draws one scale alone, else 0
+int draw(const QString &bundlePath, const QDir &out, const QStringList &wanted, int ownScale) {
+    const auto contents = contentsOf(bundlePath);
+    const FileBundle bundle(contents, [] { return QStringList { u"en"_s }; });
+    const auto pictures = picturesOf(bundle, languagesOf(contents), wanted);
     NoticePainter painter(bundle);
     std::set<int> otherScales;
     for (const auto &picture : pictures) {
@@ -270,4 +183,54 @@ int main(int argumentCount, char **arguments) {
     write(out.filePath(u"index.html"_s), galleryPage(titleOf(bundle), pictures));
     QTextStream(stdout) << pictures.size() << " pictures: " << out.absoluteFilePath(u"index.html"_s) << '\n';
     return EXIT_SUCCESS;
+}
+
+} // namespace
+
+int main(int argumentCount, char **arguments) {
+    qInstallMessageHandler(handleQtMessage);
+    // Static, so that it goes however the process ends.
+    static const QTemporaryDir scratch;
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", screenDescription(QDir(scratch.path())).toLocal8Bit());
+    // Where there is none, as for root, the toolkit would make one and leave it behind.
+    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
+        qputenv("XDG_RUNTIME_DIR", scratch.path().toLocal8Bit());
+    const int ownScale = qEnvironmentVariableIntValue("GALLERY_SCALE");
+    if (ownScale == 0)
+        qputenv(scaleVariable, "1");
+    QApplication::setStyle(new NoticeStyle);
+    QApplication application(argumentCount, arguments);
+    QApplication::setApplicationName(u"gallery"_s);
+    QApplication::setApplicationVersion(QStringLiteral(NOTICE_VERSION));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(description);
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOptions({
+        { u"only"_s, u"Draws the pictures whose path in OUT contains TEXT, and no others."_s, u"TEXT"_s },
+        { u"check"_s,
+            u"Checks a brand's folder and draws nothing. BUNDLE is what the brand is made of; it may be left "
+            "out for the installed agent."_s,
+            u"FOLDER"_s },
+        { u"check-tables"_s,
+            u"Checks the string tables below a folder of language folders, and draws nothing."_s,
+            u"FOLDER"_s },
+        { u"keys"_s,
+            u"With --check-tables: a language folder with the keys that each table must hold (en.lproj)."_s,
+            u"FOLDER"_s },
+    });
+    parser.addPositionalArgument(u"BUNDLE"_s, u"the bundle, NoticeAgent.app"_s);
+    parser.addPositionalArgument(u"OUT"_s, u"the folder to write into; it is made when it is missing"_s);
+    parser.process(application);
+    const auto folders = parser.positionalArguments();
+    if (parser.isSet(u"check"_s))
+        return check(parser.value(u"check"_s), folders.value(0, ownBundle()));
+    if (parser.isSet(u"check-tables"_s))
+        return checkTablesIn(parser.value(u"check-tables"_s), parser.value(u"keys"_s));
+    if (folders.size() != 2)
+        fail(u"it takes a bundle and a folder to write into; see --help"_s);
+    return draw(folders[0], QDir(folders[1]), parser.values(u"only"_s), ownScale);
 }

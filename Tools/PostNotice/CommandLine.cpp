@@ -1,6 +1,5 @@
 #include "Tools/PostNotice/CommandLine.h"
 
-#include "Contract/Bus.h"
 #include "Contract/Message.h"
 #include "Tools/PostNotice/Failure.h"
 
@@ -111,18 +110,11 @@ constexpr std::array options {
             const auto [key, text] = given.pair("KEY=VALUE");
             add(line, given, key, Value { text });
         } },
-    Option { "--text-file", Argument::Required,
-        [](CommandLine &line, const Given &given) {
-            const auto [key, path] = given.pair("KEY=FILE");
-            add(line, given, key, CommandLine::TextFile { path });
-        } },
     Option { "--data", Argument::Required,
         [](CommandLine &line, const Given &given) {
             const auto [key, path] = given.pair("KEY=FILE");
             add(line, given, key, CommandLine::DataFile { path });
         } },
-    Option { "--no-user-info", Argument::None,
-        [](CommandLine &line, const Given &) { line.userInfo = CommandLine::UserInfo::LeftOut; } },
     // The notices.
     Option { "--maintenance", Argument::Required,
         [](CommandLine &line, const Given &given) {
@@ -168,10 +160,6 @@ constexpr std::array options {
     // Whom it is for.
     Option { "--folder", Argument::Required,
         [](CommandLine &line, const Given &given) { line.folder = given.text(); } },
-    Option { "--name", Argument::Required,
-        [](CommandLine &line, const Given &given) { line.name = given.text(); } },
-    Option { "--object", Argument::Required,
-        [](CommandLine &line, const Given &given) { line.object = given.text(); } },
     Option { "--user", Argument::Required,
         [](CommandLine &line, const Given &given) { line.user = given.text(); } },
     Option { "--bus", Argument::Required,
@@ -198,29 +186,14 @@ constexpr std::array options {
         [](CommandLine &line, const Given &) { line.task = CommandLine::Task::ShowHelp; } },
 };
 
-// The folder whose message is named so.
-std::string folderOf(const std::string &name) {
-    const auto ending = Contract::messageName({});
-    if (!name.ends_with(ending))
-        fail("--name must end in " + ending);
-    return name.substr(0, name.size() - ending.size());
-}
-
-void checkTogether(CommandLine &line) {
-    if (line.userInfo == CommandLine::UserInfo::LeftOut && (line.propertyList || !line.entries.empty()))
-        fail("--no-user-info cannot be combined with an entry of the message");
+void checkTogether(const CommandLine &line) {
     const auto isMessage = [](const CommandLine::EntryOption &entry) {
         return entry.option != "--language" && entry.option != "--logo";
     };
-    if (line.userInfo == CommandLine::UserInfo::Sent && !line.propertyList
-        && std::none_of(line.entries.begin(), line.entries.end(), isMessage))
-        fail("no message: give a notice, --plist, an entry or --no-user-info; see --help");
+    if (!line.propertyList && std::none_of(line.entries.begin(), line.entries.end(), isMessage))
+        fail("no message: give a notice, --plist or an entry; see --help");
     if (line.vpnConnected && line.notice != "--auto-disconnect")
         fail("--vpn-connected needs --auto-disconnect");
-    if (line.name && line.folder)
-        fail("--name cannot be combined with --folder");
-    if (line.name)
-        line.folder = folderOf(*line.name);
     if (line.bundleToStart && line.user)
         fail("--start cannot be combined with --user: the user's session starts the installed agent");
 }
@@ -280,16 +253,11 @@ Message, entry by entry:
                               its entries and override them
   --flag KEY[=true|false]     boolean (default: true)
   --text KEY=VALUE            text
-  --text-file KEY=FILE        text from a UTF-8 file
   --data KEY=FILE             binary data from a file
-  --no-user-info              a message without any entries
 
 Receiver:
   --folder NAME               log folder name of the brand (default: zelvik, or
                               that of the bundle given with --start)
-  --name FULLNAME             the same by the name of the brand's messages: NAME
-                              followed by _socketMessageNotifier
-  --object OBJECT             object of the message (default: none)
   --user USER                 post in the session of this user, by name or
                               number; for root
   --bus ADDRESS               session bus, for example
@@ -298,8 +266,7 @@ Receiver:
 
 Agent:
   --start BUNDLE              start the agent of this NoticeAgent.app instead of
-                              the installed one: a folder, or the name of a
-                              package such as notice-agent
+                              the installed one
   --wait[=SECONDS]            wait for an agent also when none is installed that
                               could be started (default: 10)
   --wait-reauthentication[=SECONDS]

@@ -30,7 +30,6 @@ struct CommandLine {
     };
 
     enum class Task { Post, ShowHelp, ShowVersion };
-    enum class UserInfo { Sent, LeftOut };
     enum class Progress { Shown, Silent };
 
     Task task = Task::Post;
@@ -38,10 +37,7 @@ struct CommandLine {
     bool vpnConnected = false;
     std::optional<std::string> propertyList;
     std::vector<EntryOption> entries;
-    UserInfo userInfo = UserInfo::Sent;
-    std::string object;
     std::optional<std::string> folder;
-    std::optional<std::string> name; ///< stands for the folder that it begins with
     std::optional<std::string> vendor;
     std::optional<std::string> user; ///< whose session, by name or number
     std::optional<std::string> busAddress;

@@ -1,6 +1,6 @@
 #include "Tools/PostNotice/InputFile.h"
 
-#include "Client/NoticeClient.h"
+#include "Formats/PropertyList.h"
 #include "Tools/PostNotice/Failure.h"
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <system_error>
 
@@ -33,6 +34,17 @@ bool isImage(std::string_view bytes) {
     return bytes.find("<svg") != std::string_view::npos
         || std::any_of(beginnings.begin(), beginnings.end(),
             [bytes](std::string_view beginning) { return bytes.starts_with(beginning); });
+}
+
+/// Nothing for a kind that the agent does not read.
+std::optional<NoticeClient::Value> valueOf(const Formats::PropertyValue &value) {
+    if (const auto *flag = std::get_if<bool>(&value))
+        return *flag;
+    if (const auto *text = std::get_if<std::string>(&value))
+        return *text;
+    if (const auto *data = std::get_if<Formats::Data>(&value))
+        return NoticeClient::Data { data->bytes };
+    return std::nullopt;
 }
 
 } // namespace
@@ -65,4 +77,20 @@ std::string InputFile::readImage(const std::string &option, const std::string &p
     if (!isImage(bytes))
         fail(option, path, "not a PNG, JPEG, GIF, ICO, BMP or SVG image");
     return bytes;
+}
+
+NoticeClient::Dictionary InputFile::readPropertyList(const std::string &option, const std::string &path) {
+    const auto list = Formats::parsePropertyList(read(option, path));
+    if (!list)
+        fail(option, path, "not a property list whose root is a dictionary");
+    NoticeClient::Dictionary result;
+    for (const auto &[key, content] : *list) {
+        auto value = valueOf(content);
+        const auto *text = value ? std::get_if<std::string>(&*value) : nullptr;
+        if (!NoticeClient::isText(key) || (text && !NoticeClient::isText(*text)))
+            fail(option, path, key.c_str() + std::string(": a zero byte in a text"));
+        if (value)
+            result.emplace(key, std::move(*value));
+    }
+    return result;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Client/NoticeClient.h"
+
 #include <string>
 
 /// Files that options name. Every failure names the option and the file.
@@ -13,5 +15,8 @@ std::string readText(const std::string &option, const std::string &path);
 
 /// The same for a picture: PNG, JPEG, GIF, ICO, BMP or SVG by its first bytes.
 std::string readImage(const std::string &option, const std::string &path);
+
+/// A property list, XML or binary, whose root is a dictionary.
+NoticeClient::Dictionary readPropertyList(const std::string &option, const std::string &path);
 
 } // namespace InputFile

@@ -2,19 +2,19 @@
 //
 //   CommandLine       what the caller asked for
 //   BecomeUser        what --user does, before anything else
-//   PropertyListFile  a message's entries from a property list; InputFile reads every file
-//   Bundle            the agent that --start names
+//   InputFile         the files that options name
 //   Failure           how every part ends the command
 //
 // NoticeClient does the rest.
 
 #include "Client/NoticeClient.h"
+#include "Contract/Brand.h"
+#include "Formats/File.h"
+#include "Formats/PropertyList.h"
 #include "Tools/PostNotice/BecomeUser.h"
-#include "Tools/PostNotice/Bundle.h"
 #include "Tools/PostNotice/CommandLine.h"
 #include "Tools/PostNotice/Failure.h"
 #include "Tools/PostNotice/InputFile.h"
-#include "Tools/PostNotice/PropertyListFile.h"
 
 #include <algorithm>
 #include <array>
@@ -81,18 +81,28 @@ Value valueOf(const CommandLine::EntryOption &entry) {
 }
 
 Message messageOf(const CommandLine &line) {
-    Message message { std::nullopt, line.object };
-    if (line.userInfo == CommandLine::UserInfo::LeftOut)
-        return message;
-    message.userInfo
-        = line.propertyList ? readPropertyList("--plist", *line.propertyList) : NoticeClient::Dictionary();
+    auto userInfo = line.propertyList ? InputFile::readPropertyList("--plist", *line.propertyList)
+                                      : NoticeClient::Dictionary();
     for (const auto &entry : line.entries)
-        message.userInfo->insert_or_assign(entry.key, valueOf(entry));
-    return message;
+        userInfo.insert_or_assign(entry.key, valueOf(entry));
+    return { std::move(userInfo), {} };
 }
 
-Brand brandOf(const CommandLine &line, const std::optional<std::string> &bundle) {
-    auto brand = bundle ? brandOfBundle(*bundle) : Brand();
+// The words in the bundle's settings, read as the agent reads them.
+Brand brandOfBundle(const std::string &bundle) {
+    using namespace Contract::Brand;
+    const auto path
+        = bundle + "/Contents/Resources/" + std::string(settingsResource) + '.' + std::string(settingsType);
+    const auto bytes = Formats::readFile(path);
+    const auto settings = bytes ? Formats::parsePropertyList(*bytes) : std::nullopt;
+    if (!settings)
+        return { {}, {} };
+    return { Formats::stringOf(*settings, LogFolderName).value_or(std::string(defaultLogFolderName)),
+        Formats::stringOf(*settings, Vendor).value_or(std::string(defaultVendor)) };
+}
+
+Brand brandOf(const CommandLine &line) {
+    auto brand = line.bundleToStart ? brandOfBundle(*line.bundleToStart) : Brand();
     brand.logFolderName = line.folder.value_or(brand.logFolderName);
     brand.vendor = line.vendor.value_or(brand.vendor);
     return brand;
@@ -114,51 +124,30 @@ Agent connect(const CommandLine &line, const Brand &brand) {
     return std::move(*agent);
 }
 
+Result<void> startBundle(Agent &agent, const CommandLine &line) {
+    const auto isThere = agent.isListening();
+    check(isThere);
+    if (*isThere)
+        return {};
+    auto started = agent.start(*line.bundleToStart);
+    if (started)
+        show(line, "started " + *line.bundleToStart + "/Contents/" AGENT_FOLDER "/NoticeAgent");
+    return started;
+}
+
 /// Has an agent listen, in the way that was asked for.
-class Starter {
-public:
-    Starter(const CommandLine &line, std::optional<std::string> bundle)
-        : line_(line)
-        , bundle_(std::move(bundle))
-        , timeout_(line.wait.value_or(CommandLine::defaultWait))
-        , deadline_(Clock::now() + timeout_) { }
-
-    bool isInTime() const { return Clock::now() < deadline_; }
-
-    void ensureListening(Agent &agent) const {
-        const auto result = bundle_ ? startBundle(agent) : startInstalled(agent);
-        if (!result && result.error().code == ErrorCode::TimedOut)
-            throw Failure("no agent came within " + inSeconds(timeout_), ExitStatus::NotHeard);
-        check(result, bundle_ ? "--start: " : "");
-    }
-
-private:
-    Duration left() const {
-        return std::max<Duration>(std::chrono::ceil<Duration>(deadline_ - Clock::now()), 0s);
-    }
-
-    Result<void> startBundle(Agent &agent) const {
-        const auto isThere = agent.isListening();
-        check(isThere);
-        if (*isThere)
-            return {};
-        if (auto started = agent.start(*bundle_); !started)
-            return started;
-        show(line_, "started " + *bundle_ + "/Contents/" AGENT_FOLDER "/NoticeAgent");
-        return agent.waitUntilListening(left());
-    }
-
-    Result<void> startInstalled(Agent &agent) const {
-        auto result = agent.ensureListening(left());
-        const bool isAwaited = line_.wait && !result && result.error().code == ErrorCode::NotInstalled;
-        return isAwaited ? agent.waitUntilListening(left()) : result;
-    }
-
-    const CommandLine &line_;
-    std::optional<std::string> bundle_;
-    Duration timeout_;
-    Clock::time_point deadline_;
-};
+void ensureListening(Agent &agent, const CommandLine &line, Clock::time_point deadline) {
+    const auto left
+        = [deadline] { return std::max<Duration>(std::chrono::ceil<Duration>(deadline - Clock::now()), 0s); };
+    auto result = line.bundleToStart ? startBundle(agent, line) : agent.ensureListening(left());
+    const bool isAwaited = line.wait && !result && result.error().code == ErrorCode::NotInstalled;
+    if (isAwaited || (line.bundleToStart && result))
+        result = agent.waitUntilListening(left());
+    if (!result && result.error().code == ErrorCode::TimedOut)
+        throw Failure("no agent came within " + inSeconds(line.wait.value_or(CommandLine::defaultWait)),
+            ExitStatus::NotHeard);
+    check(result, line.bundleToStart ? "--start: " : "");
+}
 
 void waitForReauthentication(Agent &agent, const CommandLine &line, const Brand &brand) {
     const auto came = agent.waitForReauthentication(*line.waitForReauthentication);
@@ -174,25 +163,24 @@ void post(const CommandLine &line) {
     enterSession(line);
     // Before anything is reached, so that a wrong file starts no agent.
     const auto message = messageOf(line);
-    const auto bundle = line.bundleToStart ? std::optional(bundleNamed(*line.bundleToStart)) : std::nullopt;
-    const auto brand = brandOf(line, bundle);
+    const auto brand = brandOf(line);
 
     auto agent = connect(line, brand);
     if (line.waitForReauthentication)
         check(agent.observeReauthentication());
-    const Starter starter(line, bundle);
+    const auto deadline = Clock::now() + line.wait.value_or(CommandLine::defaultWait);
     auto isOld = agent.isListening();
     check(isOld);
     Result<void> posted;
     // An agent that was about to end did not take it, and one that was there before may have been killed: the
     // next one will.
     const auto isForTheNext = [&] {
-        return !posted && starter.isInTime()
+        return !posted && Clock::now() < deadline
             && (posted.error().code == ErrorCode::NotListening
                 || (posted.error().code == ErrorCode::AgentEnded && std::exchange(*isOld, false)));
     };
     do {
-        starter.ensureListening(agent);
+        ensureListening(agent, line, deadline);
         posted = agent.post(message);
     } while (isForTheNext());
     check(posted);
