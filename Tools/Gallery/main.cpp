@@ -134,7 +134,7 @@ QString ownBundle() {
 void writePreview(const FileBundle &bundle, const QString &path) {
     const QStringList columns[] = { { u"casb"_s, u"concurrent-session"_s, u"maintenance"_s },
         { u"re-authentication"_s, u"auto-disconnect"_s, u"auto-disconnected"_s } };
-    constexpr int gap = 24;
+    constexpr int gap = 4; // beside the shadows
     NoticePainter painter(bundle);
     std::vector<std::pair<QPoint, QImage>> notices;
     QSize size;
