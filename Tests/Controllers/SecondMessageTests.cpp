@@ -196,18 +196,6 @@ INSTANTIATE_TEST_SUITE_P(
         return std::string(classOf.at(row.second)) + "Over" + classOf.at(row.first);
     });
 
-TEST_F(SecondMessageTest, ANoticeThatDoesNotCountDownGoes) {
-    const QVariantMap messages[] { maintenanceMessage(), concurrentSessionMessage(),
-        autoDisconnectMessage().with("AutoDisconnectVPNStatus", false), casbMessage().withEntries({}),
-        concurrentSessionMessage().withResponse(5) };
-    for (const auto &message : messages) {
-        world.receive(message);
-        std::weak_ptr<NoticeController> controller = world.window.contentViewController();
-        world.receive(maintenanceMessage());
-        EXPECT_TRUE(controller.expired());
-    }
-}
-
 TEST_F(SecondMessageTest, AReplacedCountdownSpeaksTheLanguageOfTheSecondMessage) {
     world.files.addStrings(QStringLiteral("fr"), { { "seconds", "secondes" } });
     world.files.addStrings(QStringLiteral("de"), { { "seconds", "Sekunden" } });

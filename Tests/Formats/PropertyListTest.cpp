@@ -317,15 +317,6 @@ TEST(PropertyListLimits, AnObjectThatIsSharedCannotGrowWithoutBound) {
     EXPECT_EQ(parsePropertyList(list(entries)), std::nullopt);
 }
 
-TEST(PropertyListLimits, ManyEntriesAreRead) {
-    std::string entries;
-    for (int index = 0; index < 5'000; ++index)
-        entries += "<key>" + std::to_string(index) + "</key><string>b</string>";
-    const auto list = parsePropertyList(xmlList("<dict>" + entries + "</dict>"));
-    ASSERT_TRUE(list);
-    EXPECT_EQ(list->size(), 5'000U);
-}
-
 TEST(PropertyListLimits, MoreThanAFileMayHoldIsRefused) {
     const std::string list = "<dict/>";
     EXPECT_TRUE(parsePropertyList(list + std::string(Formats::maxFileSize - list.size(), ' ')));

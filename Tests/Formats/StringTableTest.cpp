@@ -121,13 +121,4 @@ TEST(StringTable, AMegabyteOfOpenCommentsTakesNoTime) {
     EXPECT_EQ(parseStringTable(repeated("(", 500'000)), std::nullopt);
 }
 
-TEST(StringTable, TenThousandEntriesAreRead) {
-    std::string text;
-    for (int number = 0; number < 10'000; ++number)
-        text += "\"key " + std::to_string(number) + "\" = \"value\";\n";
-    const auto table = parseStringTable(text);
-    ASSERT_TRUE(table.has_value());
-    EXPECT_EQ(table->size(), 10'000);
-}
-
 } // namespace

@@ -68,13 +68,9 @@ const std::vector<TextRow> texts {
     { "EmptyEntity", "<!DOCTYPE a [<!ENTITY e ''>]><a><b>&e;</b></a>", std::nullopt },
     { "SelfClosing", "<a><b/></a>", std::nullopt },
     { "OnlyAComment", "<a><b><!-- c --></b></a>", std::nullopt },
-    { "OnlyAnElement", "<a><b><c>text</c></b></a>", std::nullopt },
     { "Missing", "<a><c>text</c></a>", std::nullopt },
-    { "TextBesideTheElement", "<a>text</a>", std::nullopt },
     { "OtherRoot", "<x><b>text</b></x>", std::nullopt },
-    { "Deeper", "<a><c><b>text</b></c></a>", std::nullopt },
     { "OtherCase", "<a><B>text</B></a>", std::nullopt },
-    { "LongerName", "<a><bb>text</bb></a>", std::nullopt },
     { "FirstOfSeveral", "<a><b>first</b><b>second</b></a>", "first" },
     { "FirstOfSeveralWithoutText", "<a><b/><b>second</b></a>", std::nullopt },
     { "DeclaredPrefixIsAnotherName", "<a xmlns:p='u'><p:b>text</p:b></a>", std::nullopt },
@@ -82,11 +78,7 @@ const std::vector<TextRow> texts {
     { "Declaration", "<?xml version='1.0'?><a><b>text</b></a>", "text" },
     { "DeclaredUtf8", "<?xml version='1.0' encoding='UTF-8'?><a><b>é</b></a>", "é" },
     { "DeclaredUtf16IsIgnored", "<?xml version='1.0' encoding='UTF-16'?><a><b>é</b></a>", "é" },
-    { "DeclaredUtf16BigEndianIsIgnored", "<?xml version='1.0' encoding='UTF-16BE'?><a><b>é</b></a>", "é" },
-    { "DeclaredUcs4IsIgnored", "<?xml version='1.0' encoding='UCS-4'?><a><b>é</b></a>", "é" },
     { "DeclaredLatin1IsIgnored", "<?xml version='1.0' encoding='ISO-8859-1'?><a><b>é€</b></a>", "é€" },
-    { "DeclaredAsciiIsIgnored", "<?xml version='1.0' encoding='US-ASCII'?><a><b>é</b></a>", "é" },
-    { "DeclaredShiftJisIsIgnored", "<?xml version='1.0' encoding='Shift_JIS'?><a><b>é</b></a>", "é" },
     { "UnknownEncodingIsIgnored", "<?xml version='1.0' encoding='bogus-8'?><a><b>é</b></a>", "é" },
     { "ByteOrderMark", "\xef\xbb\xbf<a><b>text</b></a>", "text" },
     { "ByteOrderMarkAndDeclaration", "\xef\xbb\xbf<?xml version='1.0' encoding='UTF-8'?><a><b>text</b></a>",
@@ -271,14 +263,6 @@ TEST(XmlDocumentThreads, AnyThreadMayParse) {
     for (auto &thread : threads)
         thread.join();
     EXPECT_EQ(right, 4 * 200 * 2);
-}
-
-TEST(XmlDocumentValue, CanBeMoved) {
-    auto first = XmlDocument::parse("<a><b>1</b></a>");
-    ASSERT_TRUE(first);
-    auto second = std::move(*first);
-    second = std::move(*XmlDocument::parse("<a><b>2</b></a>"));
-    EXPECT_EQ(second.root().text({ "a", "b" }), "2");
 }
 
 /// A file that reports whether it is opened.

@@ -55,15 +55,6 @@ TEST(NoticeParser, ReadsEveryElement) {
     EXPECT_EQ(payload.activityUrl, "https://gateway.example/close?id=1&x=2");
 }
 
-TEST(NoticeParser, TheOrderOfTheElementsDoesNotMatter) {
-    const auto payload = parsed(notice(QStringLiteral(
-        "<url><ok>u</ok></url><timeout>3</timeout><head>h</head><metadata><md><val>v</val><name>n</name></md>"
-        "</metadata><unknown>x</unknown><body>b</body><module>m</module>")));
-    EXPECT_EQ(payload,
-        (SocketPayload { QStringLiteral("h by m"), QStringLiteral("b"), 3, { QStringLiteral("n") },
-            { QStringLiteral("v") }, QStringLiteral("u") }));
-}
-
 struct DefaultsRow {
     const char *name;
     QString xml;
