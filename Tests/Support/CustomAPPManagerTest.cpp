@@ -125,21 +125,6 @@ struct ReaderRow {
     std::optional<QByteArray> data = {};
 };
 
-void PrintTo(const ReaderRow &row, std::ostream *stream) {
-    *stream << row.name;
-}
-
-class PayloadReaders : public testing::TestWithParam<ReaderRow> { };
-
-TEST_P(PayloadReaders, AskForTheTypeAndConvertNothing) {
-    const auto &row = GetParam();
-    CustomAPPManager::payload = { { CustomAPPManager::WebSocketType, row.value } };
-    EXPECT_EQ(CustomAPPManager::flag(CustomAPPManager::WebSocketType), row.flag);
-    EXPECT_EQ(CustomAPPManager::optionalString(CustomAPPManager::WebSocketType), row.string);
-    EXPECT_EQ(CustomAPPManager::string(CustomAPPManager::WebSocketType), row.string.value_or(QString()));
-    EXPECT_EQ(CustomAPPManager::data(CustomAPPManager::WebSocketType), row.data);
-}
-
 const std::vector<ReaderRow> values {
     { .name = "True", .value = true, .flag = true },
     { .name = "False", .value = false },
@@ -158,7 +143,16 @@ const std::vector<ReaderRow> values {
     { .name = "Null", .value = QVariant::fromValue(nullptr) },
     { .name = "Invalid", .value = QVariant() },
 };
-INSTANTIATE_TEST_SUITE_P(
-    Values, PayloadReaders, testing::ValuesIn(values), [](const auto &row) { return row.param.name; });
+
+TEST(PayloadReaders, AskForTheTypeAndConvertNothing) {
+    for (const auto &row : values) {
+        SCOPED_TRACE(row.name);
+        CustomAPPManager::payload = { { CustomAPPManager::WebSocketType, row.value } };
+        EXPECT_EQ(CustomAPPManager::flag(CustomAPPManager::WebSocketType), row.flag);
+        EXPECT_EQ(CustomAPPManager::optionalString(CustomAPPManager::WebSocketType), row.string);
+        EXPECT_EQ(CustomAPPManager::string(CustomAPPManager::WebSocketType), row.string.value_or(QString()));
+        EXPECT_EQ(CustomAPPManager::data(CustomAPPManager::WebSocketType), row.data);
+    }
+}
 
 } // namespace
