@@ -204,18 +204,6 @@ TEST_F(AppDelegateTest, TimeOut_TheLongestIsNotUpInFiftyYears) {
     EXPECT_THAT(world.application.terminations(), IsEmpty());
 }
 
-TEST_F(AppDelegateTest, TimeOut_IsNotPutOffByAMessage) {
-    launchWithoutSettings();
-    world.runLoop.advance(119s);
-    world.receive(reAuthMessage());
-    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
-    world.runLoop.advance(1s - 1ms);
-    EXPECT_THAT(world.application.terminations(), IsEmpty());
-    world.runLoop.advance(1ms);
-    ASSERT_EQ(world.application.terminations().size(), 1U);
-    EXPECT_EQ(world.application.terminations()[0].sender, &world.delegate);
-}
-
 TEST_F(AppDelegateTest, EndIsSettled_GivesBackTheNamesAndListensOn) {
     launchWithoutSettings();
     world.journal.clear();

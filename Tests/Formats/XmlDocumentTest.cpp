@@ -4,11 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -236,23 +234,6 @@ TEST(XmlDocumentLimits, NothingOfATextGoesToStandardError) {
         isXml(xml);
     isXml(entitiesInEntities(12, 10));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-}
-
-TEST(XmlDocumentThreads, AnyThreadMayParse) {
-    std::atomic<int> right = 0;
-    std::vector<std::thread> threads;
-    for (int count = 0; count < 4; ++count) {
-        threads.emplace_back([&right] {
-            for (int run = 0; run < 200; ++run) {
-                const auto document = XmlDocument::parse("<!DOCTYPE a [<!ENTITY e 'v'>]><a><b>&e;</b></a>");
-                right += document && document->root().text({ "a", "b" }) == "v";
-                right += !XmlDocument::parse("<a>");
-            }
-        });
-    }
-    for (auto &thread : threads)
-        thread.join();
-    EXPECT_EQ(right, 4 * 200 * 2);
 }
 
 /// A file that reports whether it is opened.
