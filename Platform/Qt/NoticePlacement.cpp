@@ -63,8 +63,8 @@ void NoticePlacement::setCardSize(const QSize &size) {
     if (window_.size() == fitted)
         return;
     window_.setFixedSize(fitted);
-    // By the card's own size: a stale report of the display may have shrunk the window for a moment, and what lay
-    // outside would take no clicks.
+    // By the card's own size: a stale report of the display may have shrunk the window for a moment, and what
+    // lay outside would take no clicks.
     desktop_.setShadow(window_.windowHandle(), QRect({ shadow_.left(), shadow_.top() }, size), shadow_);
     if (!window_.isVisible())
         return;
