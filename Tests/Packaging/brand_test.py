@@ -118,7 +118,7 @@ class CheckTest(BrandTestCase):
                 (dict(Vendor=5), "error", 'Vendor: must be a string (default: "zelvik")'),
                 (dict(globalAppViewBackgroundColor=None), None, None),
                 (dict(LogFolderName="zelvik"), "warning",
-                 'LogFolderName: "zelvik" is that of the unbranded agent, which then shares messages and log'),
+                 'LogFolderName: "zelvik" is that of the unbranded agent: only one of the two can be installed'),
                 (dict(Vendor="Korvane"), "warning", 'Vendor: "Korvane" is not KORVANE: no window is black'),
                 (dict(AppLogo="../ic_lumoraLogo"), "error", 'AppLogo: "../ic_lumoraLogo" is not the name of an image'),
                 (dict(AppLogo="ic_lumoralogo"), "error",

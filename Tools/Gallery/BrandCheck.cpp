@@ -130,8 +130,8 @@ private:
         }
         if (name == fromView(Key::defaultLogFolderName))
             findings_.warning(settingsFile,
-                text(
-                    quoted(name) + u" is that of the unbranded agent, which then shares messages and log"_s));
+                text(quoted(name)
+                    + u" is that of the unbranded agent: only one of the two can be installed"_s));
         const auto bytes = name.toStdString();
         Findings::note(settingsFile,
             text(u"messages to the agent are named %1, its bus name is %2"_s.arg(
