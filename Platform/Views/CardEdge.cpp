@@ -1,5 +1,7 @@
 #include "Platform/Views/CardEdge.h"
 
+#include "Platform/Views/NoticeStyle.h"
+
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -67,11 +69,19 @@ void CardEdge::paintEvent(QPaintEvent *event) {
     if (inside.contains(event->rect()))
         return;
     QPainter painter(this);
+    const double line = NoticeStyle::hairline(*this);
     if (!hasShadow_) {
-        painter.setPen(lineColor);
-        return painter.drawRect(card.adjusted(0, 0, -1, -1));
+        painter.setPen(QPen(lineColor, line, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
+        const auto outline = QRectF(card).adjusted(line / 2, line / 2, -line / 2, -line / 2);
+        painter.drawRect(outline);
+        // At a scale between two whole ones the window may lack its last row and column.
+        if (line != 1)
+            painter.drawRect(outline.adjusted(0, 0, -line, -line));
+        return;
     }
-    painter.setClipRegion(event->region() - inside);
+    // The card is opaque but for its corners.
+    painter.setClipRegion(
+        event->region() - card.adjusted(corner, 0, -corner, 0) - card.adjusted(0, corner, 0, -corner));
     painter.setRenderHint(QPainter::Antialiasing);
     QPainterPath corners;
     corners.addRect(card);
@@ -80,8 +90,8 @@ void CardEdge::paintEvent(QPaintEvent *event) {
     painter.fillPath(corners, Qt::black);
     painter.setCompositionMode(QPainter::CompositionMode_DestinationOver);
     // The line first: it lies over the shadow.
-    constexpr double half = 0.5;
-    painter.setPen(QPen(lineColor, 2 * half));
+    const double half = line / 2;
+    painter.setPen(QPen(lineColor, line));
     painter.drawRoundedRect(
         QRectF(card).adjusted(-half, -half, half, half), cornerRadius + half, cornerRadius + half);
     drawShadow(painter, card);

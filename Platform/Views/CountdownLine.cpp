@@ -1,5 +1,7 @@
 #include "Platform/Views/CountdownLine.h"
 
+#include "Platform/Views/NoticeStyle.h"
+
 #include <QPainter>
 
 #include <algorithm>
@@ -7,7 +9,6 @@
 namespace {
 
 constexpr int lineHeight = 3;
-const QColor trackColor(228, 231, 239);
 
 } // namespace
 
@@ -27,7 +28,7 @@ void CountdownLine::setRemaining(double fraction) {
 
 void CountdownLine::paintEvent(QPaintEvent *) {
     QPainter painter(this);
-    painter.fillRect(rect(), trackColor);
+    painter.fillRect(rect(), NoticeStyle::hairlineColor);
     const double length = width() * remaining_;
     const double left = layoutDirection() == Qt::RightToLeft ? width() - length : 0;
     painter.fillRect(QRectF(left, 0, length, height()), NoticeSign::colorOf(kind_));

@@ -2,6 +2,7 @@
 
 #include "Platform/Views/Contrast.h"
 #include "Platform/Views/ImageView.h"
+#include "Platform/Views/NoticeStyle.h"
 
 #include <QHBoxLayout>
 #include <QPainter>
@@ -12,7 +13,6 @@ constexpr int headerHeight = 52;
 constexpr int logoHeight = 28;
 constexpr int sideMargin = 24;
 constexpr double nearlyWhite = 1.3; // contrast to white
-const QColor hairlineColor(228, 231, 239);
 
 } // namespace
 
@@ -30,5 +30,6 @@ NoticeHeader::NoticeHeader(QWidget *parent)
 void NoticeHeader::paintEvent(QPaintEvent *event) {
     LayerView::paintEvent(event);
     if (Contrast::ratio(layerBackgroundColor(), Qt::white) < nearlyWhite)
-        QPainter(this).fillRect(0, height() - 1, width(), 1, hairlineColor);
+        QPainter(this).fillRect(
+            QRectF(0, height() - 1, width(), NoticeStyle::hairline(*this)), NoticeStyle::hairlineColor);
 }

@@ -5,6 +5,8 @@
 #include <QPainter>
 #include <QStyleOption>
 
+#include <cmath>
+
 namespace {
 
 constexpr int scrollBarWidth = 8;
@@ -35,6 +37,12 @@ void NoticeStyle::drawFocusRing(QPainter &painter, const QRectF &rect, const QCo
     painter.setPen(QPen(color, width));
     painter.setBrush(Qt::NoBrush);
     painter.drawRoundedRect(rect, radius, radius);
+}
+
+const QColor NoticeStyle::hairlineColor(228, 231, 239);
+
+double NoticeStyle::hairline(const QWidget &view) {
+    return std::floor(view.devicePixelRatioF()) / view.devicePixelRatioF();
 }
 
 void NoticeStyle::drawComplexControl(ComplexControl control, const QStyleOptionComplex *option,

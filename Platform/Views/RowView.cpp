@@ -1,18 +1,14 @@
 #include "Platform/Views/RowView.h"
 
+#include "Platform/Views/NoticeStyle.h"
+
 #include <QLayout>
 #include <QPainter>
 
 #include <algorithm>
 
-namespace {
-
-const QColor hairlineColor(228, 231, 239);
-
-} // namespace
-
 void RowView::paintEvent(QPaintEvent *) {
-    QPainter(this).fillRect(0, 0, width(), 1, hairlineColor);
+    QPainter(this).fillRect(QRectF(0, 0, width(), NoticeStyle::hairline(*this)), NoticeStyle::hairlineColor);
 }
 
 bool RowGroup::hasRows() const {
@@ -27,5 +23,6 @@ void RowGroup::rowFoldedAway() {
 
 void RowGroup::paintEvent(QPaintEvent *) {
     if (hasRows())
-        QPainter(this).fillRect(0, height() - 1, width(), 1, hairlineColor);
+        QPainter(this).fillRect(
+            QRectF(0, height() - 1, width(), NoticeStyle::hairline(*this)), NoticeStyle::hairlineColor);
 }

@@ -98,7 +98,9 @@ void ScrollView::fitContent() {
     if (!widget())
         return;
     const auto inside = contentsRect();
-    const bool fits = heightForWidth(inside.width()) <= inside.height();
+    // At a scale between two whole ones the window may be a pixel smaller than it should be.
+    constexpr int roundedAway = 1;
+    const bool fits = heightForWidth(inside.width()) <= inside.height() + roundedAway;
     const int textWidth
         = fits ? inside.width() : inside.width() - verticalScrollBar()->sizeHint().width() - gapToBar;
     widget()->setAutoFillBackground(false);

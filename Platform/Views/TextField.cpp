@@ -267,7 +267,7 @@ QString TextField::shownText() const {
 void TextField::shape(const QString &text) const {
     QTextOption option;
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    const bool isOneParagraph = !text.contains(lineSeparator);
+    const bool isOneParagraph = !text.startsWith(firstStrongIsolate);
     const bool isOther = isOneParagraph && text.isRightToLeft() != isRightToLeft()
         && std::any_of(text.begin(), text.end(), [](QChar each) {
                return each.direction() == QChar::DirL || each.direction() == QChar::DirR
@@ -285,13 +285,14 @@ void TextField::shape(const QString &text) const {
     layout_.beginLayout();
 }
 
-int TextField::breakLines(double width, int limit) const {
+int TextField::breakLines(double width, int limit, NarrowLine narrow) const {
     layout_.clearLayout();
     while (layout_.lineCount() < limit) {
+        const bool isNarrow = layout_.lineCount() == narrow.index;
         auto line = layout_.createLine();
         if (!line.isValid())
             break;
-        line.setLineWidth(width);
+        line.setLineWidth(isNarrow ? narrow.width : width);
     }
     return layout_.lineCount();
 }
@@ -324,28 +325,40 @@ bool TextField::breaksAtBlanks() const {
     return true;
 }
 
-// The width in which the text has as many lines as in the whole one and looks better: the lines of a heading
-// are about equally long, and no text ends in a line of one short word.
-double TextField::fittedWidth(double width, int lines) const {
-    constexpr int maxBalancedLines = 12;
-    if (lines < 2 || lines > maxBalancedLines || (style_ != Style::Heading && style_ != Style::Body))
-        return width;
+// The lines of a heading are about equally long: the narrowest width in which there are no more of them.
+void TextField::balanceLines(double width, int lines) const {
     constexpr double step = 0.03;
     constexpr double narrowest = 0.5;
-    constexpr double shortLine = 0.35;
     double fitted = width;
     double fittedAtBlanks = 0;
     for (double part = 1; part > narrowest && breakLines(part * width, lines + 1) == lines; part -= step) {
-        const bool endsWell = layout_.lineAt(lines - 1).naturalTextWidth() > shortLine * width;
-        if (style_ == Style::Body && endsWell)
-            return part * width;
         fitted = part * width;
         if (breaksAtBlanks())
             fittedAtBlanks = fitted;
     }
-    if (style_ == Style::Body)
-        return width;
-    return fittedAtBlanks > 0 ? fittedAtBlanks : fitted;
+    breakLines(fittedAtBlanks > 0 ? fittedAtBlanks : fitted, unlimited);
+}
+
+// A short word alone, or a few letters of a text that breaks between any two.
+bool TextField::endsInShortWord(double width) const {
+    constexpr double shortWord = 0.35;
+    constexpr double shortLine = 0.25;
+    const auto line = layout_.lineAt(layout_.lineCount() - 1);
+    const auto text = QStringView(layout_.text()).mid(line.textStart(), line.textLength()).trimmed();
+    const bool isWord = layout_.text()[line.textStart() - 1].isSpace() && !text.contains(u' ');
+    return line.naturalTextWidth() < (isWord ? shortWord : shortLine) * width;
+}
+
+// A text that would end in a short word takes more of the line before into its last one.
+void TextField::lengthenLastLine(double width, int lines) const {
+    constexpr double step = 0.03;
+    constexpr double narrowest = 0.4;
+    for (double part = 1 - step; endsInShortWord(width) && part > narrowest; part -= step) {
+        if (breakLines(width, lines + 1, { lines - 2, part * width }) != lines)
+            break;
+    }
+    if (layout_.lineCount() != lines || endsInShortWord(width))
+        breakLines(width, unlimited);
 }
 
 void TextField::layOutFor(double width) const {
@@ -354,24 +367,31 @@ void TextField::layOutFor(double width) const {
     laidOutFor_ = width;
     if (!std::exchange(isShaped_, true))
         shape(shownText());
+    // A caption keeps clear of its value.
+    constexpr double captionGap = 8;
+    const double column = style_ == Style::Caption ? std::max(width - captionGap, 1.0) : width;
     const int limit = lookOf(style_).maxLines;
-    int lines = breakLines(width, limit + 1);
+    int lines = breakLines(column, limit + 1);
     isCut_ = lines > limit;
     if (isCut_) {
-        shape(cutText(width));
+        shape(cutText(column));
         isShaped_ = false;
-        lines = breakLines(width, limit);
+        lines = breakLines(column, limit);
     }
-    const double fitted = isCut_ ? width : fittedWidth(width, lines);
-    if (!isCut_ && lines > 1)
-        breakLines(fitted, unlimited);
+    constexpr int maxFittedLines = 12;
+    if (!isCut_ && lines > 1 && lines <= maxFittedLines) {
+        if (style_ == Style::Heading)
+            balanceLines(column, lines);
+        else
+            lengthenLastLine(column, lines);
+    }
     const QFontMetricsF metrics(font());
-    const double baseline = (lineHeight() - metrics.height()) / 2 + metrics.ascent();
+    const double baseline = std::floor((lineHeight() - metrics.height()) / 2 + metrics.ascent());
     for (int index = 0; index < layout_.lineCount(); ++index) {
         auto line = layout_.lineAt(index);
         // By the baseline: a line in another script comes from a font of another height.
         line.setPosition(
-            { isRightToLeft() ? width - fitted : 0, index * lineHeight() + baseline - line.ascent() });
+            { isRightToLeft() ? width - line.width() : 0, index * lineHeight() + baseline - line.ascent() });
     }
     isCut_ = isCut_ || layout_.text().size() < text_.size();
 }
@@ -420,7 +440,7 @@ void TextField::paintEvent(QPaintEvent *event) {
     }
     layout_.draw(&painter, { 0, top() }, selections, event->rect());
     if (NoticeStyle::showsFocusRing(*this))
-        NoticeStyle::drawFocusRing(painter, QRectF(rect()).adjusted(1, 1, -1, -1), textColor());
+        NoticeStyle::drawFocusRing(painter, QRectF(rect()).adjusted(0.25, 0.25, -0.25, -0.25), textColor());
 }
 
 // The whole text in lines that fit on a screen. As markup with everything escaped: a text that only looks

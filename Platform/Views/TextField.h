@@ -73,6 +73,11 @@ protected:
     void focusOutEvent(QFocusEvent *event) override;
 
 private:
+    struct NarrowLine {
+        int index;
+        double width;
+    };
+
     bool isSelectable() const;
     void textChanged();
     double lineHeight() const;
@@ -80,10 +85,12 @@ private:
     QString readable(const QString &text) const;
     QString shownText() const;
     void shape(const QString &text) const;
-    int breakLines(double width, int limit) const;
+    int breakLines(double width, int limit, NarrowLine narrow = { -1, 0 }) const;
     QString cutText(double width) const;
     bool breaksAtBlanks() const;
-    double fittedWidth(double width, int lines) const;
+    void balanceLines(double width, int lines) const;
+    bool endsInShortWord(double width) const;
+    void lengthenLastLine(double width, int lines) const;
     void layOutFor(double width) const;
     double top() const;
     int positionAt(const QPointF &point) const;

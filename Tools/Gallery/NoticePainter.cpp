@@ -108,5 +108,5 @@ QImage NoticePainter::paint(const Picture &picture) {
     settle(runLoop);
     runLoop.advance(std::chrono::seconds(1));
     settle(runLoop);
-    return application.window_.grab(application.window_.cardRect()).toImage();
+    return application.window_.grab().toImage();
 }

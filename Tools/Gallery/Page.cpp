@@ -12,18 +12,18 @@ const auto beginning = uR"(<!DOCTYPE html>
 <meta name="viewport" content="width=device-width, initial-scale=1">
 <title>%1</title>
 <style>
-body { margin: 0 auto; padding: 0 4vw 64px; max-width: 1600px; background: #cfd5e2; color: #1e2234;
+body { margin: 0 auto; padding: 0 2vw 64px; max-width: 1600px; background: #cfd5e2; color: #1e2234;
   font: 14px/1.5 sans-serif; }
 h1 { margin: 32px 0 4px; font-size: 22px; }
 h2 { margin: 40px 0 12px; padding-top: 16px; border-top: 1px solid #a4adc0; font-size: 18px; }
 h3 { margin: 24px 0 8px; font-size: 15px; }
 nav a { display: inline-block; margin-right: 12px; color: #1e2234; }
-.group { display: flex; flex-wrap: wrap; align-items: flex-start; gap: 24px; }
-figure { margin: 0; max-width: 100%; }
-figcaption { margin-bottom: 6px; color: #3a4056; font-size: 12px; }
-img { display: block; max-width: 100%; height: auto; filter: drop-shadow(0 4px 8px rgba(30, 34, 52, .25)); }
+.group { display: flex; flex-wrap: wrap; align-items: flex-start; margin: 0 -12px; }
+figure { margin: 0 -12px; max-width: calc(100% + 24px); }
+figcaption { margin: 0 24px -12px; color: #3a4056; font-size: 12px; }
+img { display: block; max-width: 100%; height: auto; }
 .table { overflow-x: auto; }
-table { border-spacing: 12px; margin: 0 -12px; }
+table { border-spacing: 0; margin: 0 -8px; }
 th { text-align: start; font-size: 12px; }
 tbody th { position: sticky; left: 0; padding: 4px 8px; background: #cfd5e2; vertical-align: top; z-index: 1; }
 td { min-width: 200px; vertical-align: top; }
