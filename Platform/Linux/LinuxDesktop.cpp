@@ -320,6 +320,12 @@ bool LinuxDesktop::nativeEventFilter(const QByteArray &, void *message, qintptr 
     // A window manager that has not yet let go of a window when it is mapped as unmanaged takes it away late.
     if (x.isTakenAway(event, id) && !isManaged_ && notice_->isVisible())
         x.mapAt(id, place_);
+    // One that lets go of a window late does so over its being mapped again.
+    if (isManaged_ && notice_->isVisible() && x.isChangeOf(event, id, "WM_STATE") && !x.isManaged(id)) {
+        willMap(notice_, mappedFor_);
+        x.mapAt(id, place_);
+        didMap(notice_);
+    }
     // Some window managers mark every window that comes up without the keyboard, after it was mapped.
     constexpr auto demand = "_NET_WM_STATE_DEMANDS_ATTENTION";
     if (x.isChangeOf(event, id, "_NET_WM_STATE") && isManaged_ && x.hasState(id, demand))

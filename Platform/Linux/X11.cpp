@@ -21,13 +21,13 @@ template <class Reply>
 using ReplyPointer = std::unique_ptr<Reply, FreeReply>;
 
 // All that are used, asked for together: each answer alone would be waited for.
-constexpr std::array<std::string_view, 22> atomNames { "_NET_WM_CM_S0", "_NET_WORKAREA", "_NET_WM_DESKTOP",
+constexpr std::array<std::string_view, 23> atomNames { "_NET_WM_CM_S0", "_NET_WORKAREA", "_NET_WM_DESKTOP",
     "_NET_WM_STATE", "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_FULLSCREEN",
     "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_STATE_DEMANDS_ATTENTION",
     "_NET_ACTIVE_WINDOW", "_NET_SUPPORTING_WM_CHECK", "_NET_WM_NAME", "_NET_WM_WINDOW_TYPE",
     "_NET_WM_WINDOW_TYPE_NORMAL", "_NET_WM_WINDOW_TYPE_NOTIFICATION",
-    "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION", "_GTK_FRAME_EXTENTS", "WM_PROTOCOLS", "WM_TAKE_FOCUS",
-    "WM_HINTS", X11::shownMark };
+    "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION", "_GTK_FRAME_EXTENTS", "WM_PROTOCOLS", "WM_STATE",
+    "WM_TAKE_FOCUS", "WM_HINTS", X11::shownMark };
 
 using Atoms = std::map<std::string_view, xcb_atom_t>;
 
@@ -127,6 +127,10 @@ QByteArray X11::nameOf(Window window) const {
         return {};
     return { static_cast<const char *>(xcb_get_property_value(reply.get())),
         xcb_get_property_value_length(reply.get()) };
+}
+
+bool X11::isManaged(Window window) const {
+    return !values(window, "WM_STATE", XCB_ATOM_ANY).empty();
 }
 
 bool X11::hasState(Window window, std::string_view state) const {

@@ -39,6 +39,7 @@ public:
     /// The window by which a window manager says that it is there; `noWindow` without one.
     Window windowManagerCheck() const;
     QByteArray nameOf(Window window) const;
+    bool isManaged(Window window) const; ///< by a window manager, on the screen or as an icon
     bool hasState(Window window, std::string_view state) const;
     /// What panels leave free of all screens together, in native pixels; empty when nobody says so.
     QRect workArea() const;

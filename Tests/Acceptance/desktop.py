@@ -159,6 +159,11 @@ class Bus:
             self.connection.call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                                           method, signature, arguments)
 
+    def uninstall(self, name):
+        os.remove(os.path.join(self._services, f"{name}.service"))
+        self.connection.call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                      "ReloadConfig", "", ())
+
     def process_of(self, name):
         """The process that owns a name, or None."""
         try:
@@ -403,8 +408,8 @@ class Accessibility:
         self.connection.set_exit_on_disconnect(False)
 
     def _call(self, bus_name, path, interface, method, signature="", *arguments):
-        return self.connection.call_blocking(bus_name, path, interface, method, signature, arguments,
-                                             timeout=PATIENCE)
+        # Much less than PATIENCE: who does not answer is asked again.
+        return self.connection.call_blocking(bus_name, path, interface, method, signature, arguments, timeout=5)
 
     def application_of(self, process_id):
         """The bus name of the agent's accessibility tree, or None while there is none."""

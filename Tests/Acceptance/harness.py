@@ -581,6 +581,17 @@ class NoticeTestCase(unittest.TestCase):
         agent.wait_ready()
         return agent
 
+    def launch_all(self, count):
+        """Starts so many agents at once, each of a brand of its own."""
+        agents = [self.start(self.new_bundle()) for _number in range(count)]
+        for agent in agents:
+            agent.wait_ready()
+        return agents
+
+    def post_to(self, agent, **user_info):
+        """Posts a message to the agent of another brand than the test's."""
+        return self.post(f"{agent.bundle.log_folder_name}_socketMessageNotifier", **user_info)
+
     def post(self, notification=None, sender_object="", **user_info):
         """Posts a message to the agent of this test's brand."""
         name = notification if notification is not None else f"{self.brand}_socketMessageNotifier"

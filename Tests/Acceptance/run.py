@@ -241,7 +241,7 @@ def beginning(detail, lines=30):
 
 def main():
     parser = argparse.ArgumentParser(description="Runs the acceptance tests of the Notice Agent.")
-    parser.add_argument("-j", "--workers", type=int, default=4)
+    parser.add_argument("-j", "--workers", type=int, default=6)
     parser.add_argument("-k", "--keyword", action="append", default=[], help="only tests with this word in their id")
     parser.add_argument("modules", nargs="*", help="test modules; all of them when none is named")
     arguments = parser.parse_args()

@@ -2,7 +2,7 @@
 
 from activity_server import ActivityServer
 from desktop import wait_until
-from harness import (ACCENT, BLACK, DEFAULT_HEADER, MARGIN, THREE_ROWS, WHITE, WIDTH, NoticeTestCase, Starts, notice_xml, png,
+from harness import (ACCENT, BLACK, DEFAULT_HEADER, MARGIN, THREE_ROWS, WHITE, WIDTH, NoticeTestCase, Starts, png,
                      received, takes)
 
 SET_UP = ("info", "Parsing successful, Creating Timer Instance to update Auto Close UI")
@@ -35,19 +35,6 @@ class CasbRowsTest(CasbTestCase):
         places = {element.text: element.extents[1] for element in agent.elements()}
         self.assertLess(places["Hochladen"], places["Beispiel"])
         self.assertLess(places["Beispiel"], places["https://b.example/"])
-
-    def test_empty_rows_make_the_notice_lower(self):
-        heights = []
-        for rows in (THREE_ROWS, ()):
-            bundle = self.new_bundle()
-            agent = self.launch(bundle)
-            self.post(f"{bundle.log_folder_name}_socketMessageNotifier",
-                      webSocketResponse=notice_xml(rows=rows, timeout="60"))
-            agent.wait_text("Upload blocked by Cloud Access Policy")
-            agent.wait_visible()
-            heights.append(agent.geometry()[3])
-            agent.end()
-        self.assertLess(heights[1], heights[0])
 
 
 class CasbCountdownTest(CasbTestCase):
@@ -121,15 +108,6 @@ class CasbLookTest(CasbTestCase):
         agent.wait_visible()
         agent.wait_text("Upload blocked by Cloud Access Policy")
         return agent
-
-    def test_colours(self):
-        agent = self.show(globalAppViewBackgroundColor="#336699")
-        self.assert_strip(agent, ACCENT)
-        self.assert_header(agent, (0x33, 0x66, 0x99))
-        self.assert_pixel(agent, (8, 100), WHITE, "body")
-        _x, top, _width, height = agent.ok_button().extents
-        left = agent.ok_button().extents[0]
-        self.assert_pixel(agent, (left + 10, top + height // 2), ACCENT, "OK button")
 
     def test_vendor_korvane_has_a_black_window(self):
         agent = self.show(Vendor="KORVANE")

@@ -231,11 +231,10 @@ class ScaleTest(NoticeTestCase):
     def check(self, scale, environment):
         name = f"scale-{scale}" + ("" if environment else "-by-dots")
         os.makedirs(PICTURES, exist_ok=True)
-        bundle = self.new_bundle()
-        agent = self.launch(bundle, environment=environment)
+        agent = self.launch(self.new_bundle(), environment=environment)
         body = "Ihre Organisation erlaubt nicht, dass Dateien in persönliche Speicher hochgeladen werden."
-        self.post(f"{bundle.log_folder_name}_socketMessageNotifier", webSocketappLanguageKey="de",
-                  webSocketResponse=notice_xml(body=body, timeout="60", rows=(("Aktivität", "Hochladen"),)))
+        self.post_to(agent, webSocketappLanguageKey="de",
+                     webSocketResponse=notice_xml(body=body, timeout="60", rows=(("Aktivität", "Hochladen"),)))
         agent.wait_countdown(of=60, text="Sekunden bis zum Schließen: {} ")
         left, top, width, height = agent.geometry()
         self.assertLessEqual(abs(width - round(min(WIDTH * scale, 1280 - 2 * MARGIN * scale))), 2, "width")
@@ -251,7 +250,7 @@ class ScaleTest(NoticeTestCase):
 
     @takes(10)
     def test_scales(self):
-        for scale in (1, 1.25, 1.5, 2, 3):
+        for scale in (1.25, 2, 3):
             with self.subTest(scale=scale):
                 self.check(scale, {"QT_SCALE_FACTOR": str(scale)})
         with self.subTest("dots of the desktop"):

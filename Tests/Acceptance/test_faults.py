@@ -133,12 +133,14 @@ class BusFaultTest(FaultTestCase):
 class SilenceTest(FaultTestCase):
     """What stands still keeps the process no longer than its moment."""
 
-    TIME_OUT = 4
-
     def setUp(self):
         super().setUp()
-        self.bundle.info(Default_App_Timeout=self.TIME_OUT)
+        self.set_time_out(5)
         self.still_screen = self.own_screen()
+
+    def set_time_out(self, seconds):
+        self.time_out = seconds
+        self.bundle.info(Default_App_Timeout=seconds)
 
     def start_there(self, **environment):
         return self.start(environment={"DISPLAY": self.still_screen.name, **environment})
@@ -151,10 +153,10 @@ class SilenceTest(FaultTestCase):
         self.assertEqual([(level, str(text)) for level, text in LAUNCHED[:1]], agent.log.pairs()[:1])
 
     def assert_ended_by_time_out(self, agent):
-        self.assert_near(self.assert_ended(agent) - agent.started, self.TIME_OUT, "from the start to the end")
+        self.assert_near(self.assert_ended(agent) - agent.started, self.time_out, "from the start to the end")
 
-    def assert_ended_by_signal(self, agent, number=signal.SIGTERM):
-        agent.process.send_signal(number)
+    def assert_ended_by_signal(self, agent):
+        agent.process.terminate()
         sent = time.time()
         self.assert_near(self.assert_ended(agent) - sent, 0, "from the signal to the end")
 
@@ -167,16 +169,17 @@ class SilenceTest(FaultTestCase):
         silent.listen(backlog)
         return f"unix:path={path}"
 
-    @takes(8)
+    @takes(5)
     def test_display_that_stands_still_at_the_start(self):
+        self.set_time_out(2)
         self.stop_screen()
         agent = self.start_there()
         self.assert_launched(agent)
         self.assert_ended_by_time_out(agent)
-        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
-            agent = self.start_there()
-            agent.wait_ready()
-            self.assert_ended_by_signal(agent, number)
+        self.set_time_out(600)
+        agent = self.start_there()
+        agent.wait_ready()
+        self.assert_ended_by_signal(agent)
 
     @takes(8)
     def test_display_that_stands_still_under_a_countdown(self):
@@ -189,21 +192,22 @@ class SilenceTest(FaultTestCase):
             end(agent)
             self.still_screen.process.send_signal(signal.SIGCONT)
 
-    @takes(8)
+    @takes(6)
     def test_bus_that_is_silent_at_the_start(self):
+        self.set_time_out(2)
         for backlog in (5, 0):  # the second one takes no more than one connection
             address = self.silent_bus(backlog)
             agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": address})
             self.assert_launched(agent)
             self.assert_ended_by_time_out(agent)
             # The main loop turns: the last record is that of the ordinary end.
-            self.assertEqual(("debug", "Terminating Web Socket App after 4 Seconds."), agent.log.pairs()[-1])
-            os.remove(agent.log.path)
-            agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": address})
-            self.assert_launched(agent)
-            self.assert_ended_by_signal(agent)
+            self.assertEqual(("debug", "Terminating Web Socket App after 2 Seconds."), agent.log.pairs()[-1])
             os.remove(agent.log.path)
             os.remove(os.path.join(self.folder, "silent"))
+        self.set_time_out(600)
+        agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": self.silent_bus(5)})
+        self.assert_launched(agent)
+        self.assert_ended_by_signal(agent)
 
     @takes(8)
     def test_bus_that_falls_silent_under_a_notice(self):
@@ -223,7 +227,6 @@ class SilenceTest(FaultTestCase):
     def test_retry_that_meets_a_silent_bus(self):
         bus = OwnBus(os.path.join(self.folder, "silent"))
         bus.start()
-        self.bundle.info(Default_App_Timeout=5)
         agent = self.start_there(DBUS_SESSION_BUS_ADDRESS=bus.address)
         wait_until(bus.owns_name, "the agent owns its name")
         bus.post(f"{self.brand}_socketMessageNotifier", WebSocketType=True)
@@ -270,8 +273,8 @@ class LogFaultTest(FaultTestCase):
 
 class FileFaultTest(FaultTestCase):
 
-    def broken(self, path):
-        """Every way in which the file can be no such file; each is taken away again."""
+    def broken(self, path, chosen=None):
+        """Every way in which the file can be no such file, or the chosen ones; each is taken away again."""
         def sparse():
             with open(path, "wb") as file:
                 file.truncate(1 << 30)
@@ -291,6 +294,8 @@ class FileFaultTest(FaultTestCase):
         }
         os.remove(path)
         for name, make in ways.items():
+            if chosen and name not in chosen:
+                continue
             make()
             with self.subTest(name):
                 yield name
@@ -310,17 +315,19 @@ class FileFaultTest(FaultTestCase):
         self.post_and_see(agent, "settings mended")
         self.assert_header(agent, (16, 32, 48))
 
-    @takes(6)
+    AT_LAUNCH = ("missing", "a FIFO", "half written", "a device")
+
+    @takes(3)
     def test_launch_with_broken_settings(self):
-        for name in self.broken(self.bundle.settings_file):
+        for name in self.broken(self.bundle.settings_file, self.AT_LAUNCH):
             agent = self.launch()
             self.post("_socketMessageNotifier", WebSocketType=True, MaintenanceMessageKey=f"settings {name}")
             agent.wait_text(f"settings {name}")
             agent.end()
 
-    @takes(6)
+    @takes(3)
     def test_launch_with_broken_information(self):
-        for _name in self.broken(self.bundle.info_file):
+        for _name in self.broken(self.bundle.info_file, self.AT_LAUNCH):
             agent = self.launch()
             agent.log.wait_for("debug", "Default APP Termination Time is set to 120")
             agent.end()
@@ -438,20 +445,19 @@ class SignalTest(FaultTestCase):
                 agent = self.launch()
                 agent.process.send_signal(number)
                 self.assert_clean_end(agent)
-            with self.subTest(number.name, stage="countdown"):
-                agent = self.launch()
-                self.post_casb(rows=THREE_ROWS, timeout=600)
-                agent.wait_countdown(600)
-                agent.process.send_signal(number)
-                self.assert_clean_end(agent)
-            with self.subTest(number.name, stage="after OK"):
-                agent = self.launch()
-                self.post_casb(rows=THREE_ROWS, timeout=600)
-                agent.wait_visible()
-                agent.press_ok()
-                agent.process.send_signal(number)
-                agent.process.send_signal(number)
-                self.assert_clean_end(agent)
+        with self.subTest(stage="countdown"):
+            agent = self.launch()
+            self.post_casb(rows=THREE_ROWS, timeout=600)
+            agent.wait_countdown(600)
+            agent.process.terminate()
+            self.assert_clean_end(agent)
+        with self.subTest(stage="after OK"):
+            agent = self.launch()
+            self.post_casb(rows=THREE_ROWS, timeout=600)
+            agent.press_ok()
+            agent.process.terminate()
+            agent.process.terminate()
+            self.assert_clean_end(agent)
 
     @takes(4)
     def test_from_the_first_moment_at_which_a_program_can_catch_them(self):
@@ -462,14 +468,13 @@ class SignalTest(FaultTestCase):
                 return all(caught >> (number - 1) & 1 for number in self.SIGNALS)
             except (OSError, StopIteration):
                 return False
-        for number in self.SIGNALS:
-            for delay in (0, 0.02, 0.05):
-                with self.subTest(number.name, delay=delay):
-                    agent = self.start()
-                    wait_until(lambda: catches(agent), "the agent catches signals", interval=0.0005)
-                    time.sleep(delay)
-                    agent.process.send_signal(number)
-                    self.assert_clean_end(agent)
+        for delay in (0, 0.02, 0.05):
+            with self.subTest(delay=delay):
+                agent = self.start()
+                wait_until(lambda: catches(agent), "the agent catches signals", interval=0.0005)  # noqa: B023
+                time.sleep(delay)
+                agent.process.terminate()
+                self.assert_clean_end(agent)
 
     @takes(12)
     def test_stopped_in_a_countdown_it_goes_on_where_it_was(self):
@@ -496,19 +501,18 @@ class SignalTest(FaultTestCase):
 
 class EnvironmentTest(FaultTestCase):
 
-    def launch_by(self, *command):
+    def launch_by(self, command, bundle=None):
         """Launches the agent through a shell that changes what it starts with."""
-        script = os.path.join(self.folder, "launch")
+        bundle = bundle or self.bundle
+        script = os.path.join(bundle.path, "launch")
         with open(script, "w", encoding="utf-8") as file:
-            file.write("#!/bin/sh\n" + command[0] + "\n")
+            file.write(f"#!/bin/sh\n{command}\n")
         os.chmod(script, 0o755)
-        executable, self.bundle.executable = self.bundle.executable, script
+        executable, bundle.executable = bundle.executable, script
         try:
-            os.environ["NOTICE_EXECUTABLE"] = executable
-            return self.start(environment={"NOTICE_EXECUTABLE": executable})
+            return self.start(bundle, environment={"NOTICE_EXECUTABLE": executable})
         finally:
-            self.bundle.executable = executable
-            del os.environ["NOTICE_EXECUTABLE"]
+            bundle.executable = executable
 
     def assert_works(self, agent):
         agent.wait_ready()
@@ -517,9 +521,9 @@ class EnvironmentTest(FaultTestCase):
         agent.press_ok()
         self.assert_ended(agent)
 
-    @takes(6)
+    @takes(4)
     def test_homes(self):
-        for home in (None, "", "/nonexistent", "/dev/null", "relative"):
+        for home in (None, "/dev/null", "relative"):
             with self.subTest(home=home):
                 self.assert_works(self.launch(environment={"HOME": home, "XDG_RUNTIME_DIR": None,
                                                            "XDG_CONFIG_HOME": None, "XDG_CACHE_HOME": None}))
@@ -553,21 +557,24 @@ class EnvironmentTest(FaultTestCase):
         self.assert_works(self.launch_by(
             f'exec "$NOTICE_EXECUTABLE" >/proc/{os.getpid()}/fd/{writing} 2>&1'))
 
-    @takes(10)
+    @takes(4)
     def test_few_descriptors_end_in_order_or_with_a_word(self):
         if IS_SANITIZED:
             self.skipTest("the sanitizers need descriptors of their own to look at an address")
-        self.bundle.info(Default_App_Timeout=1)
-        for count in [3, 5, 7, 9, 11, 13, 15, 17, 20, 24, 32]:
+        agents = {}
+        for count in (3, 4, 8, 9, 10, 11, 12, 14, 16, 20, 32):
+            bundle = self.new_bundle()
+            bundle.info(Default_App_Timeout=1)
+            agents[count] = self.launch_by(f'ulimit -n {count}; exec "$NOTICE_EXECUTABLE"', bundle)
+        for count, agent in agents.items():
             with self.subTest(descriptors=count):
-                agent = self.launch_by(f'ulimit -n {count}; exec "$NOTICE_EXECUTABLE"')
                 agent.wait_end()
                 # The program loader and the desktop's main loop end a program by themselves when a handful is
                 # all they get; with that much or more the agent works as well as it can.
                 said = agent.errors()
                 refused = (("error while loading shared libraries" in said and agent.process.returncode == 127)
                            or ("Creating pipes for GWakeup" in said and agent.process.returncode < 0))
-                self.assertTrue(agent.process.returncode == 0 or (refused and count < 24),
+                self.assertTrue(agent.process.returncode == 0 or (refused and count < 16),
                                 f"status {agent.process.returncode}: {said[-300:]}")
 
     @takes(3)

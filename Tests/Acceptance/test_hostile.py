@@ -12,7 +12,7 @@ import dbus.lowlevel
 from PIL import Image
 
 from activity_server import ActivityServer
-from desktop import AGENT_NAME, holds_for, wait_until
+from desktop import AGENT_NAME, wait_until
 from harness import DEFAULT_HEADER, LAUNCHED, NoticeTestCase, Starts, THREE_ROWS, notice_xml, png, received, takes
 from hostile import (IS_SANITIZED, SLOWNESS, OpenWitness, RawBusClient, StubbornServer, memory, png_of_header,
                      wait_seen_through)
@@ -52,9 +52,8 @@ class DocumentTest(HostileTestCase):
     """The notice's XML: it parses or it does not, soon and with little memory."""
 
     def assert_seen_through(self, document, parses=None):
-        bundle = self.new_bundle()
-        agent = self.launch(bundle)
-        self.post(f"{bundle.log_folder_name}_socketMessageNotifier", webSocketResponse=document)
+        agent = self.launch(self.new_bundle())
+        self.post_to(agent, webSocketResponse=document)
         wait_seen_through(agent)
         self.assert_bounded(agent)
         if not agent.running():
@@ -77,20 +76,19 @@ class DocumentTest(HostileTestCase):
             with self.subTest(name):
                 self.assert_seen_through(document, parses=parses)
 
-    @takes(10)
+    @takes(5)
     def test_sixty_four_megabytes_of_text(self):
         # The bus itself takes no more than 67 in one user info.
         self.assert_seen_through(notice_xml(body="x" * 64_000_000))
-        self.assert_seen_through("x" * 64_000_000, parses=False)
 
-    @takes(10)
-    def test_a_million_entries(self):
-        rows = "<md><name>n</name><val>v</val></md>" * 1_000_000
+    @takes(2)
+    def test_a_hundred_thousand_entries(self):
+        rows = "<md><name>n</name><val>v</val></md>" * 100_000
         document = notice_xml(timeout=600).replace("</notifications>", f"<metadata>{rows}</metadata></notifications>")
         agent = self.launch()
         self.post(webSocketResponse=document)
         agent.wait_text("Upload blocked by Cloud Access Policy", 60 * SLOWNESS)
-        self.assert_bounded(agent, 2_000_000)
+        self.assert_bounded(agent)
         self.assert_still_answers(agent)
 
     @takes(4)
@@ -117,11 +115,9 @@ class DocumentTest(HostileTestCase):
                                    '<notifications xmlns:i="http://www.w3.org/2001/XMLSchema-instance" '
                                    f'i:noNamespaceSchemaLocation="{url}">'),
         }
-        for name, document in documents.items():
+        for agent, (name, document) in zip(self.launch_all(len(documents)), documents.items()):
             with self.subTest(name):
-                bundle = self.new_bundle()
-                agent = self.launch(bundle)
-                self.post(f"{bundle.log_folder_name}_socketMessageNotifier", webSocketResponse=document)
+                self.post_to(agent, webSocketResponse=document)
                 wait_seen_through(agent)
                 if agent.running():
                     texts = " ".join(agent.texts())
@@ -148,28 +144,14 @@ class PictureTest(HostileTestCase):
             return (f'{declaration}<svg xmlns="http://www.w3.org/2000/svg" xmlns:xlink="http://www.w3.org/1999/xlink" '
                     f'width="64" height="32">{content}</svg>').encode()
 
-        def saved(form, mode="RGB"):
-            buffer = io.BytesIO()
-            Image.new(mode, (64, 32), 1).save(buffer, form)
-            return buffer.getvalue()
-
+        tiff = io.BytesIO()
+        Image.new("RGB", (64, 32), 1).save(tiff, "TIFF")
         bombs = "".join(f'<!ENTITY e{n} "{f"&e{n - 1};" * 10}">' for n in range(1, 10))
-        bmp = b"BM" + struct.pack("<IHHI", 1000, 0, 0, 54) + struct.pack("<IiiHHIIiiII", 40, 50_000, 50_000, 1, 24,
-                                                                       0, 0, 0, 0, 0, 0)
-        gif = b"GIF89a" + struct.pack("<HHBBB", 50_000, 50_000, 0x80, 0, 0) + bytes(6) + b"," + struct.pack(
-            "<HHHHB", 0, 0, 50_000, 50_000, 0) + b"\x02\x02\x4c\x01\x00;"
         pictures = {
-            "a header of 50,000 by 50,000": png_of_header(50_000, 50_000, bytes(1000)),
             "a bomb of 25,000 by 25,000": png_of_header(25_000, 25_000, bytes(30_000_000)),
             "a header without a picture": png_of_header(64, 32)[:33],
-            "BMP of 50,000 by 50,000": bmp,
-            "GIF of 50,000 by 50,000": gif,
-            "a TIFF": saved("TIFF"),
-            "a PPM": saved("PPM"),
-            "an XPM": b'/* XPM */\nstatic char *a[] = {"1 1 1 1", "a c #ff0000", "a"};',
-            "an XBM": b"#define a_width 8\n#define a_height 1\nstatic char a_bits[] = { 0xff };",
+            "a TIFF": tiff.getvalue(),
             "a drawing with a picture in a file": drawing(f'<image xlink:href="file://{canary}" width="64" height="32"/>'),
-            "a drawing with a picture at a path": drawing(f'<image href="{canary}" width="64" height="32"/>'),
             "a drawing with a picture on a server":
                 drawing(f'<image xlink:href="{server.url()}" width="64" height="32"/>'),
             "a drawing with a part of another": drawing(f'<use xlink:href="{server.url()}#a"/>'),
@@ -178,7 +160,6 @@ class PictureTest(HostileTestCase):
             "a drawing with an entity bomb": drawing("<text>&e9;</text>", f'<!DOCTYPE s [<!ENTITY e0 "lol">{bombs}]>'),
             "a drawing with a file's entity":
                 drawing("<text>&e;</text>", f'<!DOCTYPE s [<!ENTITY e SYSTEM "file://{canary}">]>'),
-            "a drawing of a million pixels a side": drawing("").replace(b'"64"', b'"1000000"'),
             "two megabytes of a drawing": drawing('<path d="M0 0"/>' * 150_000),
         }
         agent = self.launch()
@@ -193,35 +174,20 @@ class PictureTest(HostileTestCase):
         self.assert_bounded(agent, 400_000)
 
     @takes(3)
-    def test_pictures_that_are_odd_are_shown_or_not_and_harm_nothing(self):
+    def test_animated_picture_is_its_first_frame(self):
         frames = [Image.new("P", (64, 32), number) for number in range(200)]
-        buffer = io.BytesIO()
-        frames[0].save(buffer, "GIF", save_all=True, append_images=frames[1:], duration=20, loop=0)
-        whole = {"png": png((9, 9, 9)), "gif": buffer.getvalue()}
-        buffer = io.BytesIO()
-        Image.new("RGB", (640, 320), (9, 9, 9)).save(buffer, "JPEG")
-        whole["jpg"] = buffer.getvalue()
+        picture = io.BytesIO()
+        frames[0].save(picture, "GIF", save_all=True, append_images=frames[1:], duration=20, loop=0)
         agent = self.launch()
-        for name, content in whole.items():
-            for length in (len(content), len(content) // 2, 40, 9):
-                with self.subTest(name, length=length):
-                    text = f"{name} of {length}"
-                    self.post(WebSocketType=True, webSocketResponse="x", MaintenanceMessageKey=text,
-                              HeaderLogoImage=content[:length])
-                    agent.wait_text(text)
-        # An animated picture is its first frame: nothing goes on behind the notice.
         self.post(WebSocketType=True, webSocketResponse="x", MaintenanceMessageKey="animated",
-                  HeaderLogoImage=whole["gif"])
+                  HeaderLogoImage=picture.getvalue())
         agent.wait_text("animated")
 
         def processor_time():
             with open(f"/proc/{agent.process_id}/stat", encoding="ascii") as file:
                 fields = file.read().rpartition(")")[2].split()
             return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
-        wait_until(lambda: processor_time() == (time.sleep(0.2), processor_time())[1], "the agent is idle")
-        before = processor_time()
-        holds_for(agent.running, 1, "the agent ended")
-        self.assertLess(processor_time() - before, 0.15, "processor time in a second")
+        wait_until(lambda: processor_time() == (time.sleep(0.2), processor_time())[1], "nothing goes on behind the notice")
 
 
 class TextTest(HostileTestCase):
@@ -394,15 +360,20 @@ class BusTest(HostileTestCase):
 
 class RequestTest(HostileTestCase):
 
-    def press(self, url, environment=None):
-        """Shows a notice with this address, presses OK, and returns how long the end took."""
-        agent = self.launch(environment=environment)
-        self.post_casb(rows=THREE_ROWS, timeout=600, ok_url=url)
-        agent.wait_text("The file was not sent.")
-        pressed = agent.press_ok()
-        return self.assert_ended(agent) - pressed
+    def press_all(self, urls):
+        """Shows a notice with each address, presses OK in each, and holds their ends to their time."""
+        agents = self.launch_all(len(urls))
+        for agent, url in zip(agents, urls):
+            self.post_to(agent, webSocketResponse=notice_xml(rows=THREE_ROWS, timeout=600, ok_url=url))
+        # Not by the pointer: they lie over each other.
+        buttons = [agent.ok_button() for agent in agents]
+        for agent, button, url in zip(agents, buttons, urls):
+            pressed = time.time()
+            self.desktop.accessibility.press(button)
+            with self.subTest(url):
+                self.assert_near(self.assert_ended(agent) - pressed, 1, "from OK to the end")
 
-    @takes(8)
+    @takes(4)
     def test_no_server_delays_the_end(self):
         def drip(connection):
             connection.recv(4096)
@@ -438,11 +409,9 @@ class RequestTest(HostileTestCase):
         behaviours = {"answers never": lambda connection: time.sleep(60), "answers byte by byte": drip,
                       "answers two gigabytes": flood, "answers headers without an end": headers, "resets": reset,
                       "leads in a circle": loop, "answers nonsense": nonsense}
-        for name, behave in behaviours.items():
-            with self.subTest(name):
-                server = self.server(behave)
-                self.assert_near(self.press(server.url("/close")), 1, "from OK to the end")
-                self.assertGreater(server.asked, 0)
+        servers = {name: self.server(behave) for name, behave in behaviours.items()}
+        self.press_all([server.url("/close") for server in servers.values()])
+        self.assertEqual([], [name for name, server in servers.items() if not server.asked])
 
     @takes(8)
     def test_a_body_without_an_end_costs_no_memory(self):
@@ -461,37 +430,34 @@ class RequestTest(HostileTestCase):
         self.assert_bounded(agent, 200_000)
         self.assert_ended(agent)
 
-    @takes(8)
+    @takes(4)
     def test_other_schemes_open_and_ask_nothing(self):
         canary = self.canary()
         witness = self.witness(canary)
         server = self.server()
         at = f"127.0.0.1:{server.port}/x"
-        for url in (f"file://{canary}", f"file://localhost{canary}", canary, f"ftp://{at}", f"gopher://{at}",
-                    f"dict://{at}", f"telnet://{at}", f"//{at}", at, f"javascript:{at}", f" http://{at}",
-                    f"http:/{at}", f"http://{at}\0x".replace("\0", "\n")):
-            with self.subTest(url):
-                self.assert_near(self.press(url), 1, "from OK to the end")
-                self.assertFalse(witness.opened(), "the file was opened")
-                if not url.endswith("\nx"):
-                    self.assertEqual(0, server.asked, "the server was asked")
+        self.press_all([f"file://{canary}", f"file://localhost{canary}", canary, f"ftp://{at}", f"gopher://{at}",
+                        f"dict://{at}", f"telnet://{at}", f"//{at}", at, f"javascript:{at}", f" http://{at}",
+                        f"http:/{at}"])
+        self.assertFalse(witness.opened(), "the file was opened")
+        self.assertEqual(0, server.asked, "the server was asked")
 
     @takes(4)
     def test_redirects_to_another_scheme_are_not_followed(self):
         canary = self.canary()
         witness = self.witness(canary)
         other = self.server()
+        servers = []
         for location in (f"file://{canary}", f"ftp://127.0.0.1:{other.port}/x", f"gopher://127.0.0.1:{other.port}/x"):
-            with self.subTest(location):
-                def redirect(connection, location=location):
-                    connection.recv(4096)
-                    connection.sendall(f"HTTP/1.1 302 Found\r\nLocation: {location}\r\n"
-                                       "Content-Length: 0\r\n\r\n".encode())
-                server = self.server(redirect)
-                self.press(server.url("/close"))
-                self.assertEqual(1, server.asked)
-                self.assertFalse(witness.opened(), "the file was opened")
-                self.assertEqual(0, other.asked, "the other server was asked")
+            def redirect(connection, location=location):
+                connection.recv(4096)
+                connection.sendall(f"HTTP/1.1 302 Found\r\nLocation: {location}\r\n"
+                                   "Content-Length: 0\r\n\r\n".encode())
+            servers.append(self.server(redirect))
+        self.press_all([server.url("/close") for server in servers])
+        self.assertEqual([1, 1, 1], [server.asked for server in servers])
+        self.assertFalse(witness.opened(), "the file was opened")
+        self.assertEqual(0, other.asked, "the other server was asked")
 
     @takes(3)
     def test_no_credentials_and_no_cookies(self):

@@ -6,7 +6,7 @@ from Xlib import X
 from Xlib.protocol import event as xevent
 
 from activity_server import ActivityServer
-from desktop import AGENT_NAME, SCREEN_HEIGHT, SCREEN_WIDTH, holds_for, wait_until
+from desktop import AGENT_NAME, SCREEN_HEIGHT, SCREEN_WIDTH, wait_until
 from harness import (MARGIN, PAUSE_BEFORE_KEYS, THREE_ROWS, TITLE_STRIP, WIDTH, NoticeTestCase, Starts, notice_xml, png,
                      received, takes)
 
@@ -42,35 +42,17 @@ class PlaceTest(NoticeTestCase):
                 self.assert_on_screen(agent)
 
     @takes(3)
-    def test_first_notice_stands_top_right_at_every_start(self):
-        place = (SCREEN_WIDTH - MARGIN - WIDTH, MARGIN, WIDTH)
-        for number in range(4):
-            bundle = self.new_bundle()
-            agent = self.launch(bundle)
-            if number % 2:
-                holds_for(agent.running, 0.3, "the agent ended")  # whatever it does while idle is done
-            self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **EVERY_KIND["maintenance"])
-            agent.wait_visible()
-            wait_until(lambda: agent.geometry()[:3] == place  # noqa: B023
-                       and self.desktop.accessibility.elements(agent.process_id)[1].extents[:2] == place[:2],  # noqa: B023
-                       "the notice is in its place, and the agent knows it")
-            agent.end()
-
     def test_long_texts_stay_on_the_screen_with_their_button(self):
         for name, message in {
-                "maintenance": dict(WebSocketType=True, MaintenanceMessageKey=LONG),
-                "maintenance, unbroken": dict(WebSocketType=True, MaintenanceMessageKey=UNBROKEN),
-                "maintenance, many lines": dict(WebSocketType=True, MaintenanceMessageKey="line\n" * 500 + "end"),
-                "auto disconnect": dict(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey=LONG),
+                "maintenance": dict(WebSocketType=True, MaintenanceMessageKey=UNBROKEN),
                 "concurrent session": dict(WebSocketAdminDisconnect=True,
                                            webSocketResponse=notice_xml(head=LONG, body=LONG)),
                 "casb": dict(webSocketResponse=notice_xml(
                     head=LONG, module=UNBROKEN, body=LONG, timeout="60",
                     rows=[(LONG, LONG), (UNBROKEN, UNBROKEN), (LONG, UNBROKEN)]))}.items():
             with self.subTest(name):
-                bundle = self.new_bundle()
-                agent = self.launch(bundle)
-                self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **message)
+                agent = self.launch(self.new_bundle())
+                self.post_to(agent, **message)
                 agent.wait_visible()
                 button = agent.ok_button()
                 self.assert_on_screen(agent)
@@ -98,26 +80,29 @@ class LayoutTest(NoticeTestCase):
         close = next(element for element in buttons if element.extents[1] < TITLE_STRIP)
         return agent.ok_button().extents, close.extents
 
+    @takes(6)
     def test_ok_stands_at_the_right_in_every_notice(self):
-        for kind, message in dict(EVERY_KIND, **{
-                "casb without rows": dict(webSocketResponse=notice_xml(body="text")),
-                "auto disconnect, counting": dict(AutoDisconnectWebSocketType=True, AutoDisconnectVPNStatus=True),
-        }).items():
+        agent = self.launch()
+        for kind, message, counts in (
+                ("maintenance", EVERY_KIND["maintenance"], None),
+                ("concurrent session", EVERY_KIND["concurrent session"], None),
+                ("casb without rows", dict(webSocketResponse=notice_xml(body="text")), None),
+                ("auto disconnect", dict(AutoDisconnectWebSocketType=True, AutoDisconnectVPNStatus=True), 30),
+                ("re-authentication", EVERY_KIND["re-authentication"], 30),
+                ("casb", EVERY_KIND["casb"], 60)):
             with self.subTest(kind):
-                bundle = self.new_bundle()
-                agent = self.launch(bundle)
-                self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **message)
+                self.post(**message)
                 agent.wait_visible()
-                wide = agent.ok_button().extents[2]  # "Sign in now" takes more than "OK"
-                self.assertGreaterEqual(wide, 96)
-                _left, _top, _width, height = agent.geometry()
-                expected = (WIDTH - MARGIN - wide, height - 20 - 34, wide, 34)
-                wait_until(lambda: agent.ok_button().extents == expected,
-                           f"OK at {expected}, not {agent.ok_button().extents}")
-                # The countdown line that comes up a second later moves nothing.
-                holds_for(lambda: agent.ok_button().extents == expected, 1.3, "OK moved", interval=0.1)
-                self.assertEqual(height, agent.geometry()[3])
-                agent.end()
+
+                def expected():
+                    wide = agent.ok_button().extents[2]  # "Sign in now" takes more than "OK"
+                    return (WIDTH - MARGIN - wide, agent.geometry()[3] - 20 - 34, max(wide, 96), 34)
+                wait_until(lambda: agent.ok_button().extents == expected(), "OK at the right")
+                if counts:
+                    before = agent.ok_button().extents, agent.geometry()
+                    agent.wait_countdown(counts, "This window will auto close in {}" + (
+                        "seconds" if kind == "auto disconnect" else " seconds"))
+                    self.assertEqual(before, (agent.ok_button().extents, agent.geometry()), "what the line moves")
 
     def test_right_to_left_language_mirrors_the_notice(self):
         self.bundle.settings(AppLogo="configured")
@@ -174,45 +159,6 @@ class LevelTest(NoticeTestCase):
                 self.screen.raise_window(other)
                 self.assert_pixel(agent, (8, 100), (255, 255, 255), "body under a raised window")
 
-    def test_level_is_kept_after_being_hidden_and_shown(self):
-        other = self.screen.plain_window(700, 0, 580, 700, (200, 40, 40))
-        self.addCleanup(self.screen.display.sync)
-        self.addCleanup(other.destroy)
-        agent = self.launch()
-        for number in range(3):
-            self.post(WebSocketType=True, MaintenanceMessageKey=f"shown {number}")
-            agent.wait_visible()
-            wait_until(lambda: self.is_above(agent), "above")
-            self.screen.raise_window(other)
-            self.assert_pixel(agent, (8, 100), (255, 255, 255), "body under a raised window")
-            self.post(WebSocketAdminDisconnect=True)  # without a response: hides
-            agent.wait_hidden()
-
-    def test_notice_without_need_of_the_keyboard_leaves_it_where_it_is(self):
-        other = self.screen.plain_window(100, 500, 200, 200)
-        self.addCleanup(self.screen.display.sync)
-        self.addCleanup(other.destroy)
-        other.set_input_focus(X.RevertToParent, X.CurrentTime)
-        self.screen.display.sync()
-        wait_until(lambda: self.screen.active_window() == other.id, "the ordinary window is active")
-        for kind in ("maintenance", "auto disconnect", "re-authentication", "concurrent session"):
-            with self.subTest(kind):
-                bundle = self.new_bundle()
-                agent = self.launch(bundle)
-                self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **EVERY_KIND[kind])
-                agent.wait_visible()
-                holds_for(lambda: self.screen.active_window() == other.id, 0.4, f"{kind} took the keyboard")
-                agent.end()
-
-    def test_casb_notice_becomes_key(self):
-        other = self.screen.plain_window(100, 500, 200, 200)
-        self.addCleanup(self.screen.display.sync)
-        self.addCleanup(other.destroy)
-        agent = self.launch()
-        self.post(**EVERY_KIND["casb"])
-        agent.wait_visible()
-        wait_until(lambda: self.screen.active_window() == agent.window().id, "the CASB notice is the active window")
-
     @takes(2)
     def test_ok_by_screen_reader(self):
         agent = self.launch()
@@ -224,49 +170,32 @@ class LevelTest(NoticeTestCase):
 class LevelWithoutWindowManagerTest(NoticeTestCase):
     window_manager = None
 
-    def test_above_is_set_before_the_window_is_mapped(self):
+    def test_place_and_level_are_set_before_the_window_is_mapped(self):
         agent = self.launch()
-        self.screen.watch_maps()
-        self.post(**EVERY_KIND["casb"])
-        agent.wait_visible()
-        # Nobody but the agent writes this property here, so it stands as it was at the mapping.
-        self.assertIn("_NET_WM_STATE_ABOVE", self.screen.state_names(agent.window()))
-        self.assertEqual([agent.window().id], [window.id for window in self.screen.maps()])
-
-    def test_above_is_set_again_before_each_mapping(self):
-        agent = self.launch()
-        for number in range(3):
-            self.post(WebSocketType=True, MaintenanceMessageKey=f"shown {number}")
+        for _number in range(2):
+            self.screen.watch_maps()
+            self.post(**EVERY_KIND["maintenance"])
             agent.wait_visible()
+            # Nobody but the agent writes this property here, so it stands as it was at the mapping.
             self.assertIn("_NET_WM_STATE_ABOVE", self.screen.state_names(agent.window()))
+            self.assertEqual([agent.window().id], [window.id for window in self.screen.maps()])
+            self.assertEqual((SCREEN_WIDTH - MARGIN - WIDTH, MARGIN, WIDTH), agent.geometry()[:3])
             self.post(WebSocketAdminDisconnect=True)
             agent.wait_hidden()
 
-    @takes(4)
+    @takes(2)
     def test_notice_comes_up_in_its_final_size(self):
-        for kind, message in EVERY_KIND.items():
-            with self.subTest(kind):
-                bundle = self.new_bundle()
-                agent = self.launch(bundle)
-                self.screen.watch_maps()
-                self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **message)
-                agent.wait_visible()
-                agent.ok_button()
-                holds_for(agent.visible, 0.3, "the notice went away")
-                events = [event for event in self.screen.events() if event.window == agent.window()]
-                mapped = [event.type for event in events].index(X.MapNotify)
-                # Being raised is told with the size it has.
-                final = agent.geometry()[2:]
-                self.assertEqual([], [(event.width, event.height) for event in events[mapped:]
-                                      if event.type == X.ConfigureNotify
-                                      and (event.width, event.height) != final], "sizes after it was mapped")
-                agent.end()
-
-    def test_place_without_a_window_manager(self):
         agent = self.launch()
-        self.post(**EVERY_KIND["maintenance"])
-        agent.wait_visible()
-        self.assertEqual((SCREEN_WIDTH - MARGIN - WIDTH, MARGIN, WIDTH), agent.geometry()[:3])
+        self.screen.watch_maps()
+        self.post(**EVERY_KIND["casb"])
+        agent.wait_countdown(60)
+        events = [event for event in self.screen.events() if event.window == agent.window()]
+        mapped = [event.type for event in events].index(X.MapNotify)
+        # Being raised is told with the size it has.
+        final = agent.geometry()[2:]
+        self.assertEqual([], [(event.width, event.height) for event in events[mapped:]
+                              if event.type == X.ConfigureNotify
+                              and (event.width, event.height) != final], "sizes after it was mapped")
 
 
 class CloseTest(NoticeTestCase):
@@ -336,16 +265,6 @@ class CloseTest(NoticeTestCase):
     def test_closed_by_the_window_manager(self):
         self.assert_closed_for_good(self.close_by_window_manager)
 
-    @takes(6)
-    def test_closed_agent_ends_by_its_time_out(self):
-        self.bundle.info(Default_App_Timeout=5)
-        agent = self.launch()
-        self.post(WebSocketType=True, MaintenanceMessageKey="first")
-        agent.wait_visible()
-        self.close_by_window_manager(agent)
-        agent.wait_hidden()
-        self.assert_near(self.assert_ended(agent) - agent.started, 5, "launch to end")
-
     @takes(8)
     def test_countdown_of_a_closed_notice_goes_on(self):
         server = ActivityServer()
@@ -387,26 +306,6 @@ class PlainTextTest(NoticeTestCase):
                     agent.wait_text(other)
         self.assertEqual([], server.requests)
 
-    def test_markup_is_drawn_literally(self):
-        """Bold markup must not make bold text: both pictures show the same number of characters."""
-        agent = self.launch()
-        widths = []
-        for text in ("<b>iiiiiiii</b>", "xbxiiiiiiiixxbx"):
-            self.post(WebSocketType=True, MaintenanceMessageKey=text)
-            agent.wait_text(text)
-            wait_until(lambda: self.ink(agent), "the text is drawn")
-            holds_for(lambda: True, 0.2, "")
-            box = self.ink(agent)
-            widths.append(box[2] - box[0])
-        self.assertGreater(widths[0], widths[1] * 0.6, widths)
-
-    @staticmethod
-    def ink(agent):
-        """The box of everything dark in the upper left of the body, where the text begins."""
-        _left, _top, width, height = agent.geometry()
-        body = agent.picture().crop((2, 90, width - 120, height - 60)).convert("L")
-        return body.point(lambda value: 255 if value < 160 else 0).getbbox()
-
 
 class AccessibilityTest(NoticeTestCase):
 
@@ -426,18 +325,6 @@ class AccessibilityTest(NoticeTestCase):
             x, y, width, height = element.extents
             self.assertGreater(width * height, 0, text)
             self.assertTrue(0 <= x and x + width <= WIDTH and y >= TITLE_STRIP, f"{text}: {element.extents}")
-
-
-    def test_places_are_those_on_the_screen(self):
-        agent = self.launch()
-        self.post(**EVERY_KIND["casb"])
-        agent.wait_visible()
-        agent.wait_text("text")
-
-        def places():
-            elements = self.desktop.accessibility.elements(agent.process_id)
-            return elements[1].extents, agent.geometry()
-        wait_until(lambda: len(set(places())) == 1, "the tree and the screen agree on the window's place")
 
 
 class WithoutAccessibilityTest(NoticeTestCase):

@@ -162,9 +162,15 @@ class ContentTest(unittest.TestCase):
     def test_the_same_build_gives_the_same_packages(self):
         again = folder / "again"
         again.mkdir()
-        make_packages(again)
-        for package in sorted(packages.glob("*.d*eb")):
-            self.assertEqual(package.read_bytes(), (again / package.name).read_bytes(), package.name)
+        # The agent's alone, and without compression: that is where the time goes.
+        make_packages(again, "-D", "CPACK_COMPONENTS_ALL=agent", "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=none")
+        made = sorted(again.glob("*.d*eb"))
+        self.assertEqual(len(made), 2, "the agent's package and its symbols")
+        for package in made:
+            for part in ("--ctrl-tarfile", "--fsys-tarfile"):
+                first, second = (subprocess.run(["dpkg-deb", part, path], stdout=subprocess.PIPE, check=True).stdout
+                                 for path in (packages / package.name, package))
+                self.assertTrue(first and first == second, f"{package.name} {part}")
 
     def test_lintian_has_nothing_to_say(self):
         lintian = shutil.which("lintian", path=SYSTEM_PATH)
@@ -174,10 +180,8 @@ class ContentTest(unittest.TestCase):
         for deb in named_debs:  # the only suffix that lintian reads
             deb.symlink_to(packages / f"{deb.stem}.ddeb")
         self.assertEqual(len(named_debs), 3)
-        for package in [*sorted(packages.glob("*.deb")), *named_debs]:
-            with self.subTest(package.name):
-                said = run(lintian, "--allow-root", "--fail-on", "error,warning", package)
-                self.assertNotRegex(said, r"(?m)^[EW]: ")
+        said = run(lintian, "--allow-root", "--fail-on", "error,warning", *sorted(packages.glob("*.deb")), *named_debs)
+        self.assertNotRegex(said, r"(?m)^[EW]: ")
 
     def test_library_for_clients_has_a_package_to_run_and_one_to_build(self):
         names = run("dpkg-deb", "-c", development)

@@ -45,11 +45,10 @@ def run(*command, status=0, **options):
     return done.stdout
 
 
-def make_packages(folder):
-    """Has cpack make the packages of the build into the folder; returns it."""
-    run("cpack", "--config", BUILD / "CPackConfig.cmake", "-B", folder,
+def make_packages(folder, *options):
+    """Has cpack make the packages of the build into the folder."""
+    run("cpack", "--config", BUILD / "CPackConfig.cmake", "-B", folder, *options,
         env=dict(os.environ, PATH=SYSTEM_PATH, SOURCE_DATE_EPOCH=EPOCH), cwd=folder)
-    return folder
 
 
 def only(paths):
