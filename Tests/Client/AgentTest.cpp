@@ -341,12 +341,4 @@ TEST_F(AgentTest, AnAgentEachForTwoThreads) {
     EXPECT_EQ(fake.heard(), 100);
 }
 
-TEST_F(AgentTest, MovesWithEverythingItHas) {
-    auto agent = connected();
-    ASSERT_TRUE(agent.observeReauthentication());
-    Agent other = std::move(agent);
-    say(answer);
-    EXPECT_TRUE(other.waitForReauthentication(patience));
-}
-
 } // namespace

@@ -129,11 +129,6 @@ TEST_F(MacAgentTest, AnAgentThatEndsWithoutAnAnswerIsNoticed) {
     EXPECT_EQ(codeOf(agent_.waitForReauthentication(20s)), ErrorCode::AgentEnded);
 }
 
-TEST_F(MacAgentTest, WaitingIsBounded) {
-    EXPECT_EQ(codeOf(agent_.waitUntilListening(50ms)), ErrorCode::TimedOut);
-    EXPECT_EQ(codeOf(agent_.waitForReauthentication(50ms)), ErrorCode::TimedOut);
-}
-
 TEST_F(MacAgentTest, ABundleThatIsNoneIsNotStarted) {
     EXPECT_EQ(codeOf(agent_.start("/nowhere/NoticeAgent.app")), ErrorCode::CannotStart);
 }

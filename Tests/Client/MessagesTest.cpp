@@ -1,15 +1,11 @@
 #include "Client/NoticeClient.h"
 
-#include "Contract/Brand.h"
-#include "Contract/Message.h"
 #include "Support/NoticeParser.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <limits>
-#include <set>
 
 namespace {
 
@@ -173,29 +169,6 @@ TEST(NoticeClientMessages, LanguageAndLogoGoWithEveryNotice) {
     }
 }
 
-TEST(NoticeClientMessages, KeysAreThoseThatTheAgentReads) {
-    std::set<std::string> keys;
-    const auto collect = [&keys](auto notice) {
-        notice.look = { "de", Data { "logo" } };
-        const auto message = notice.message();
-        for (const auto &entry : *message->userInfo)
-            keys.insert(entry.first);
-    };
-    collect(casb());
-    collect(ReauthenticationNotice());
-    collect(AutoDisconnectNotice());
-    collect(ConcurrentSessionNotice());
-    collect(MaintenanceNotice());
-    using namespace Contract;
-    const std::array known { webSocketResponse, MaintenanceMessageKey, HeaderLogoImage, WebSocketType,
-        WebSocketAdminDisconnect, AutoDisconnectWebSocketType, AutoDisconnectMessageKey,
-        AutoDisconnectVPNStatus, webSocketappLanguageKey, WebSocketReAuthType };
-    std::set<std::string> expected;
-    for (const auto key : known)
-        expected.insert(key.data());
-    EXPECT_EQ(keys, expected);
-}
-
 // Without a document the agent does not look at this notice's logo.
 TEST(NoticeClientMessages, MaintenanceLogoBringsADocumentAlong) {
     MaintenanceNotice notice;
@@ -219,11 +192,6 @@ TEST(NoticeClientMessages, NamesBeginWithTheBrandsWords) {
     const Brand brand { "acme", "ACME" };
     EXPECT_EQ(brand.messageName(), "acme_socketMessageNotifier");
     EXPECT_EQ(brand.reauthenticationName(), "ACME_webSocketToMainAppNotifier");
-}
-
-TEST(NoticeClientMessages, BrandIsTheOneThatIsShippedUnlessAnotherIsGiven) {
-    EXPECT_EQ(Brand().logFolderName, Contract::Brand::defaultLogFolderName);
-    EXPECT_EQ(Brand().vendor, Contract::Brand::defaultVendor);
 }
 
 } // namespace

@@ -6,7 +6,6 @@
 #include "Support/Logger.h"
 #include "Tests/Controllers/NoticeTest.h"
 
-#include <QDateTime>
 #include <QDir>
 #include <QFile>
 
@@ -205,18 +204,6 @@ TEST_F(AppDelegateTest, TimeOut_TheLongestIsNotUpInFiftyYears) {
     EXPECT_THAT(world.application.terminations(), IsEmpty());
 }
 
-TEST_F(AppDelegateTest, TimeOut_IsNotPutOffByAMessage) {
-    launchWithoutSettings();
-    world.runLoop.advance(119s);
-    world.receive(reAuthMessage());
-    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
-    world.runLoop.advance(1s - 1ms);
-    EXPECT_THAT(world.application.terminations(), IsEmpty());
-    world.runLoop.advance(1ms);
-    ASSERT_EQ(world.application.terminations().size(), 1U);
-    EXPECT_EQ(world.application.terminations()[0].sender, &world.delegate);
-}
-
 TEST_F(AppDelegateTest, EndIsSettled_GivesBackTheNamesAndListensOn) {
     launchWithoutSettings();
     world.journal.clear();
@@ -243,14 +230,6 @@ TEST_F(AppDelegateTest, WillTerminate_EndsTheObservationUnderTheNameOfTheLaunch)
 }
 
 // A message
-
-TEST_F(AppDelegateTest, Message_OfAnySenderIsHandled) {
-    launchWithoutSettings();
-    world.notificationCenter.post(
-        { QStringLiteral("_socketMessageNotifier"), QStringLiteral("some sender"), reAuthMessage() });
-    world.runLoop.settle();
-    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
-}
 
 TEST_F(AppDelegateTest, Message_ReloadsSettingsThenLogsThenReplacesThePayloadThenSwitchesTheLanguage) {
     world.launch();
@@ -331,19 +310,6 @@ TEST_F(AppDelegateTest, Message_WithoutFlagsAndResponseReplacesPayloadAndLanguag
     EXPECT_THAT(world.application.terminations(), IsEmpty());
 }
 
-TEST_F(AppDelegateTest, Settings_AreReloadedAtEveryMessageForTheNextNotice) {
-    world.launch();
-    world.receive(casbMessage());
-    EXPECT_EQ(world.window.backgroundColor(), QColor(30, 34, 52));
-    world.files.setSettings(NoticeWorld::settings(QStringLiteral("KORVANE")));
-    world.receive(casbMessage());
-    EXPECT_EQ(world.window.backgroundColor(), QColor(0, 0, 0));
-    world.files.removeSettings(); // what is gone leaves the values as they are
-    world.receive(casbMessage());
-    EXPECT_EQ(world.window.backgroundColor(), QColor(0, 0, 0));
-    EXPECT_EQ(CustomAPPManager::AppLogo, "brandLogo");
-}
-
 // Language
 
 TEST_F(AppDelegateTest, Language_IsTheMessagesOrEnglish) {
@@ -421,24 +387,6 @@ TEST_F(AppDelegateTest, Routing_TheFirstTrueFlagCountsInTheFixedOrder) {
         EXPECT_EQ(lines("window content").size(), 1U) << set;
         EXPECT_EQ(lines(handlerLine("info", "Initiating ")).size(), 1U) << set;
     }
-}
-
-TEST_F(AppDelegateTest, Routing_AFlagOfAnotherTypeIsFalse) {
-    world.launch();
-    const QVariant values[] { QStringLiteral("true"), QStringLiteral("1"), QByteArray("true"),
-        QDateTime::currentDateTimeUtc(), QVariantList { true },
-        QVariantMap { { QStringLiteral("a"), true } } };
-    for (const char *flag : { "WebSocketType", "AutoDisconnectWebSocketType", "WebSocketReAuthType",
-             "WebSocketAdminDisconnect" }) {
-        for (const auto &value : values) {
-            world.journal.clear();
-            world.receive(emptyMessage().with(flag, value));
-            EXPECT_THAT(lines("window"), IsEmpty()) << flag << ' ' << value.typeName();
-            EXPECT_EQ(world.journal.lines().back(), handlerLine("info", "Bundle Language View en"));
-        }
-    }
-    world.receive(casbMessage().with("WebSocketType", QStringLiteral("true")));
-    EXPECT_EQ(world.window.content(), "ViewController");
 }
 
 TEST_F(AppDelegateTest, Routing_AFlagMessageNeedsNoXml) {
@@ -549,7 +497,8 @@ TEST_F(AppDelegateTest, Install_ConcurrentSessionSetsTheContentLast) {
 
 TEST_F(AppDelegateTest, Install_CasbSetsTheContentLastAndParsesTwice) {
     world.launch();
-    const auto message = casbMessage();
+    const auto bytes = logoBytes(payloadLogoColor);
+    const auto message = casbMessage().withLogo(bytes);
     const auto xml = message.document().toStdString();
     world.receive(message);
     EXPECT_EQ(world.journal.lines(),
@@ -566,6 +515,9 @@ TEST_F(AppDelegateTest, Install_CasbSetsTheContentLastAndParsesTwice) {
                 "debug [Controllers/ViewController updateNotificationWindow(xmlStr:)] Parsing websocket "
                 "response: "
                     + xml,
+                "info [Controllers/ViewController parseWebSocketResponse()] Setting Logo from Zelvik Sase "
+                "Client "
+                    + sizeOf(bytes),
                 "window cursor rectangles of the content",
                 "info [Controllers/ViewController setupView(data:)] Parsing successful, Creating Timer "
                 "Instance to update Auto Close UI",

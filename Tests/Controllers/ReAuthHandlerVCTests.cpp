@@ -32,13 +32,6 @@ TEST_F(ReAuthHandlerVCTest, Appearing_ShowsTheWindowAndLogsThePayload) {
                 HasSubstr("WebSocketReAuthType"), HasSubstr("note"), HasSubstr("any"), EndsWith("..."))));
 }
 
-TEST_F(ReAuthHandlerVCTest, Appearing_WithoutAnyEntryIsVisibleAndCountsDown) {
-    const auto controller = appear(emptyMessage());
-    EXPECT_EQ(world.window.alphaValue(), 1.0);
-    world.runLoop.advance(1s);
-    EXPECT_EQ(controller->timerLabel->stringValue(), "This window will auto close in 29 seconds");
-}
-
 TEST_F(ReAuthHandlerVCTest, Appearing_GoesByBrandingButtonLogoAndCountdown) {
     auto controller = std::dynamic_pointer_cast<ReAuthHandlerVC>(
         world.instantiate("ReAuthHandlerVC", reAuthMessage().withLogo(logoBytes(payloadLogoColor))));

@@ -196,18 +196,6 @@ INSTANTIATE_TEST_SUITE_P(
         return std::string(classOf.at(row.second)) + "Over" + classOf.at(row.first);
     });
 
-TEST_F(SecondMessageTest, ANoticeThatDoesNotCountDownGoes) {
-    const QVariantMap messages[] { maintenanceMessage(), concurrentSessionMessage(),
-        autoDisconnectMessage().with("AutoDisconnectVPNStatus", false), casbMessage().withEntries({}),
-        concurrentSessionMessage().withResponse(5) };
-    for (const auto &message : messages) {
-        world.receive(message);
-        std::weak_ptr<NoticeController> controller = world.window.contentViewController();
-        world.receive(maintenanceMessage());
-        EXPECT_TRUE(controller.expired());
-    }
-}
-
 TEST_F(SecondMessageTest, AReplacedCountdownSpeaksTheLanguageOfTheSecondMessage) {
     world.files.addStrings(QStringLiteral("fr"), { { "seconds", "secondes" } });
     world.files.addStrings(QStringLiteral("de"), { { "seconds", "Sekunden" } });
@@ -245,26 +233,6 @@ TEST_F(SecondMessageTest, TheEndThatOkAskedForComesAlsoWhenTheNoticeIsReplacedMe
         ASSERT_EQ(each.application.terminations().size(), 1U);
         EXPECT_EQ(each.application.terminations()[0].senderName, classOf.at(kind));
     }
-}
-
-TEST_F(SecondMessageTest, OneWithoutANoticeLeavesTheFirstOnTheScreen) {
-    world.receive(firstMessage(Kind::ReAuth));
-    const auto first = world.window.contentViewController();
-    world.runLoop.advance(secondComesAt);
-    world.receive(emptyMessage().withLanguage(QStringLiteral("fr")));
-    EXPECT_EQ(world.window.contentViewController(), first);
-    EXPECT_EQ(first->window(), &world.window);
-    EXPECT_EQ(eventsToTheEnd(),
-        (std::vector<std::string> { "30000 invisible", "31000 signal", "32000 terminate" }));
-}
-
-TEST_F(SecondMessageTest, OneThatIsNoXmlEndsTheApplicationOverAShownNotice) {
-    world.receive(firstMessage(Kind::ReAuth));
-    world.runLoop.advance(secondComesAt);
-    world.receive(emptyMessage().withResponse(QStringLiteral("<no XML")));
-    ASSERT_EQ(world.application.terminations().size(), 1U);
-    EXPECT_EQ(world.application.terminations()[0].sender, &world.delegate);
-    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
 }
 
 TEST_F(SecondMessageTest, ShowsAgainWhatACountdownHadMadeInvisible) {

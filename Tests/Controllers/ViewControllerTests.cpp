@@ -25,8 +25,6 @@ std::string callingLine(const std::string &address) {
 }
 
 const std::string requestLine = std::string("request GET ") + url;
-const std::string receivedLine
-    = infoLine("parseWebSocketResponse()", "Response received from Zelvik Sase Client...");
 const std::string parsedLine
     = infoLine("setupView(data:)", "Parsing successful, Creating Timer Instance to update Auto Close UI");
 
@@ -50,23 +48,6 @@ protected:
 } // namespace
 
 // Appearing
-
-TEST_F(ViewControllerTest, Appearing_StylesReadsAndShowsInThisOrder) {
-    const auto bytes = logoBytes(payloadLogoColor);
-    const auto message = casbMessage().withLogo(bytes);
-    install(message);
-    EXPECT_THAT(world.journal.lines(),
-        ElementsAre("window content ViewController", "window alpha 1.0", "window title bar transparent",
-            infoLine("changeToolbarTitle()", "Vendor is zelvik"), "print zelvik",
-            "window background #ff1e2234", "window alpha 1.0", receivedLine,
-            debugLine("updateNotificationWindow(xmlStr:)",
-                "Parsing websocket response: " + message.document().toStdString()),
-            infoLine("parseWebSocketResponse()", "Setting Logo from Zelvik Sase Client " + sizeOf(bytes))));
-    world.journal.clear();
-    world.runLoop.settle();
-    EXPECT_THAT(world.journal.lines(),
-        ElementsAre(parsedLine, "window alpha 1.0", "window key and front", "window level 3"));
-}
 
 TEST_F(ViewControllerTest, NoResponse_IsAnErrorAndTheWindowIsInvisibleWithoutATimer) {
     for (const QVariant &response :

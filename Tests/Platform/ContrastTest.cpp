@@ -15,32 +15,6 @@ TEST(Contrast, IsTheUsualMeasure) {
     EXPECT_NEAR(Contrast::ratio(Qt::blue, Qt::white), 8.59, 0.01);
 }
 
-struct TextRow {
-    const char *name;
-    QColor text;
-    QColor ground;
-};
-
-void PrintTo(const TextRow &row, std::ostream *stream) {
-    *stream << row.name;
-}
-
-class TextColour : public testing::TestWithParam<TextRow> { };
-
-TEST_P(TextColour, IsReadableOnItsGround) {
-    EXPECT_GE(Contrast::ratio(GetParam().text, GetParam().ground), Contrast::readable);
-}
-
-const std::vector<TextRow> texts {
-    { "Heading", QColor(30, 34, 52), Qt::white },
-    { "Body", QColor(58, 64, 86), Qt::white },
-    { "Caption", QColor(102, 108, 128), Qt::white },
-    { "Countdown", QColor(102, 108, 128), Qt::white },
-    { "Button", Qt::white, QColor(30, 34, 52) },
-};
-INSTANTIATE_TEST_SUITE_P(
-    Notice, TextColour, testing::ValuesIn(texts), [](const auto &row) { return row.param.name; });
-
 TEST(Contrast, TextOnAnyGroundIsReadable) {
     for (int red = 0; red <= 255; red += 15) {
         for (int green = 0; green <= 255; green += 5) {
@@ -50,13 +24,6 @@ TEST(Contrast, TextOnAnyGroundIsReadable) {
                     << ground.name().toStdString();
             }
         }
-    }
-}
-
-TEST(Contrast, TextOnAnyGrayIsReadable) {
-    for (int level = 0; level <= 255; ++level) {
-        const QColor ground(level, level, level);
-        ASSERT_GE(Contrast::ratio(Contrast::textOn(ground), ground), Contrast::readable) << level;
     }
 }
 

@@ -57,13 +57,6 @@ TEST_F(PushButtonTest, TheTextIsReadableInEveryState) {
     }
 }
 
-TEST_F(PushButtonTest, AtRestTheGroundIsTheGivenColour) {
-    button_.setLayerBackgroundColor(accent);
-    EXPECT_EQ(button_.layerBackgroundColor(), accent);
-    EXPECT_EQ(button_.groundColor(), accent);
-    EXPECT_EQ(button_.textColor(), QColor(Qt::white));
-}
-
 TEST_F(PushButtonTest, EveryStateLooksDifferentAndKeepsTheAccent) {
     button_.setLayerBackgroundColor(accent);
     std::set<std::string> grounds;
@@ -106,16 +99,6 @@ TEST_F(PushButtonTest, IsAtLeastOfTheNoticesSizeAndGrowsWithItsText) {
     button_.setText(QString(60, u'W'));
     EXPECT_GT(button_.sizeHint().width(), width);
     EXPECT_GT(button_.sizeHint().width(), button_.fontMetrics().horizontalAdvance(button_.text()));
-}
-
-TEST_F(PushButtonTest, AClickIsAClickAndADisabledOneIsNone) {
-    int clicks = 0;
-    QObject::connect(&button_, &PushButton::clicked, [&clicks] { ++clicks; });
-    button_.click();
-    EXPECT_EQ(clicks, 1);
-    button_.setEnabled(false);
-    button_.click();
-    EXPECT_EQ(clicks, 1);
 }
 
 class LayerViewTest : public DesktopTest { };
@@ -194,14 +177,6 @@ TEST_F(LayoutConstraintTest, AHeightOfZeroFoldsTheRowAwayAndHidesNothing) {
     EXPECT_FALSE(row_->isHidden());
     EXPECT_FALSE(caption_->isHidden());
     EXPECT_EQ(row_->sizeHint().height(), 0);
-}
-
-TEST_F(LayoutConstraintTest, AHeightIsAnUpperLimit) {
-    constraint("rowHeight")->setConstant(300);
-    EXPECT_EQ(row_->maximumHeight(), 300);
-    EXPECT_EQ(row_->minimumHeight(), 0);
-    constraint("rowHeight")->setConstant(25);
-    EXPECT_EQ(row_->maximumHeight(), 25);
 }
 
 TEST_F(LayoutConstraintTest, AGapIsExact) {

@@ -108,12 +108,6 @@ INSTANTIATE_TEST_SUITE_P(Values, DevelopmentRegionThatIsNone,
     testing::Values("<integer>5</integer>", "<string></string>", "<true/>",
         "<string>../Resources/en</string>", "<array><string>en</string></array>"));
 
-TEST_F(FileBundleTest, ATableAsAPropertyList) {
-    bundle_.writeTable(
-        QStringLiteral("de"), RawBundle::propertyList("<dict><key>key</key><string>Wert</string></dict>"));
-    EXPECT_EQ(text(bundle_.open({ QStringLiteral("de") })), "Wert");
-}
-
 TEST_F(FileBundleTest, InformationThatIsMissingOrBrokenIsNone) {
     const auto bundle = bundle_.open();
     EXPECT_FALSE(bundle.objectForInfoDictionaryKey(QStringLiteral("a")).isValid());

@@ -59,17 +59,6 @@ TEST_F(GatewayPluginTest, ALibraryGivesAClient) {
     EXPECT_EQ(statusFrom(*client), 204);
 }
 
-TEST_F(GatewayPluginTest, EveryRequestGetsAClientOfItsOwn) {
-    install(answers);
-    const auto first = plugin_.makeClient();
-    auto second = plugin_.makeClient();
-    ASSERT_TRUE(first);
-    ASSERT_TRUE(second);
-    EXPECT_NE(first, second);
-    second.reset();
-    EXPECT_EQ(statusFrom(*first), 204);
-}
-
 TEST_F(GatewayPluginTest, ALibraryOfAnotherVersionGivesNoClient) {
     install(QStringLiteral(STUB_WRONG_VERSION));
     expectRefused(QStringLiteral("it is of another version"));
@@ -105,12 +94,6 @@ TEST_F(GatewayPluginTest, WhatALibraryThrowsIsCaught) {
 TEST_F(GatewayPluginTest, ALibraryThatMakesNothingGivesNoClient) {
     install(QStringLiteral(STUB_MAKES_NOTHING));
     expectRefused(QStringLiteral("it makes no client"));
-}
-
-TEST_F(GatewayPluginTest, ALibraryThatComesLaterIsFoundAtTheNextRequest) {
-    EXPECT_EQ(plugin_.makeClient(), nullptr);
-    install(answers);
-    EXPECT_TRUE(plugin_.makeClient());
 }
 
 TEST_F(GatewayPluginTest, ALibraryThatIsMendedIsUsedAtTheNextRequest) {

@@ -144,11 +144,6 @@ TEST_F(ImageTest, ADrawingStandsInForSizesThatAreMissing) {
     EXPECT_EQ(centre(image->scaledToFit({ 64, 32 }, 1.25)), QColor(0, 255, 0));
 }
 
-TEST_F(ImageTest, ADrawingAloneIsAnImage) {
-    add("logo.svg", drawing(fullGreen));
-    EXPECT_EQ(named().value_or(Image()).size(), QSize(64, 32));
-}
-
 TEST_F(ImageTest, ABrokenSizeIsPassedOver) {
     add("logo.png", "broken");
     add("logo@2x.png", bytesOf({ 120, 40 }, Qt::blue));

@@ -463,22 +463,6 @@ TEST(ServiceTier, FollowsFiveRedirectsAndNoMore) {
     EXPECT_EQ(server.heads().size(), 6U);
 }
 
-TEST(ServiceTier, ARedirectIntoNothingGivesNoStatus) {
-    std::string nowhere;
-    {
-        const LoopbackServer closed(LoopbackServer::answering(200));
-        nowhere = closed.url("/b");
-    }
-    const LoopbackServer server(LoopbackServer::answering(302, "Location: " + nowhere + "\r\n"));
-    EXPECT_EQ(statusOf(server.url("/a")), std::nullopt);
-}
-
-TEST(ServiceTier, OnlyARedirectStatusRedirects) {
-    const LoopbackServer server(LoopbackServer::answering(200, "Location: /b\r\n"));
-    EXPECT_EQ(statusOf(server.url("/a")), 200);
-    EXPECT_EQ(server.heads().size(), 1U);
-}
-
 // --- bounds
 
 TEST(ServiceTier, AnEndlessBodyIsCut) {
@@ -694,17 +678,6 @@ TEST(ServiceTier, ARequestOutlivesItsClientAndTheClosedLibrary) {
         LoopbackServer::answering(200)(connection, head);
     });
     EXPECT_EQ(endOfProcess("unload", server.url("/a")).second, 0);
-}
-
-// --- a site's own client
-
-TEST(ServiceTier, TheStubOfASiteAnswersAtOnce) {
-    const auto library = openLibrary(STUB_ANSWERS_LIBRARY);
-    Answer answer;
-    createClient(library)->request("anything", nullptr, "GET",
-        [&answer](const ServiceTierResponse &response) { answer.come(response.httpStatusCode); });
-    EXPECT_EQ(answer.count(), 1);
-    EXPECT_EQ(answer.wait(), 204);
 }
 
 int main(int argc, char **argv) {

@@ -32,24 +32,12 @@ TEST_F(LanguageSwitch, BeforeTheFirstOneTextsComeInTheUsersLanguage) {
     EXPECT_EQ(text(), "Bonjour");
 }
 
-TEST_F(LanguageSwitch, TextsComeFromTheNamedFolder) {
-    switchTo(QStringLiteral("de"));
-    EXPECT_EQ(text(), "Hallo");
-    EXPECT_EQ(languages_.localization(), "de");
-}
-
 TEST_F(LanguageSwitch, TheNextOneTakesEffectAtOnce) {
     switchTo(QStringLiteral("de"));
     switchTo(QStringLiteral("en"));
     EXPECT_EQ(text(), "Hello");
     switchTo(QStringLiteral("fr"));
     EXPECT_EQ(text(), "Bonjour");
-}
-
-TEST_F(LanguageSwitch, TheSameOneAgainIsHarmless) {
-    switchTo(QStringLiteral("de"));
-    switchTo(QStringLiteral("de"));
-    EXPECT_EQ(text(), "Hallo");
 }
 
 class UnknownLanguage : public LanguageSwitch, public testing::WithParamInterface<QString> { };
@@ -76,13 +64,6 @@ INSTANTIATE_TEST_SUITE_P(Codes, UnknownLanguage,
         QStringLiteral(u"de\0.lproj/../en"), QString(QChar(u'\xd800')), QString(100000, u'e'),
         QStringLiteral("%s%n"), QStringLiteral("*")));
 
-TEST_F(LanguageSwitch, AFolderThatVanishesGivesTheUsersOwnTexts) {
-    switchTo(QStringLiteral("de"));
-    bundle_.removeFolder(QStringLiteral("de.lproj"));
-    EXPECT_EQ(text(), "Bonjour");
-    EXPECT_EQ(languages_.localization(), "fr");
-}
-
 TEST_F(LanguageSwitch, AFolderThatComesBackIsUsedAgain) {
     switchTo(QStringLiteral("de"));
     bundle_.removeFolder(QStringLiteral("de.lproj"));
@@ -95,13 +76,6 @@ TEST_F(LanguageSwitch, AFileInTheFoldersPlaceGivesTheUsersOwnTexts) {
     bundle_.writeResource(QStringLiteral("it.lproj"), R"("hello" = "Ciao";)");
     switchTo(QStringLiteral("it"));
     EXPECT_EQ(text(), "Bonjour");
-}
-
-TEST_F(LanguageSwitch, AnEmptyFolderIsALanguageWithoutTexts) {
-    QDir().mkpath(bundle_.resource(QStringLiteral("it.lproj")));
-    switchTo(QStringLiteral("it"));
-    EXPECT_EQ(text(), "hello");
-    EXPECT_EQ(text(QStringLiteral("hello"), QStringLiteral("value")), "value");
 }
 
 TEST_F(LanguageSwitch, ABrokenTableIsALanguageWithoutTexts) {

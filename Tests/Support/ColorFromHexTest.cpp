@@ -14,20 +14,6 @@ struct Row {
     int blue;
 };
 
-void PrintTo(const Row &row, std::ostream *stream) {
-    *stream << row.name;
-}
-
-class ColorFromHex : public testing::TestWithParam<Row> { };
-
-TEST_P(ColorFromHex, ReadsTheText) {
-    const auto color = colorFromHex(GetParam().text);
-    EXPECT_EQ(color.red(), GetParam().red);
-    EXPECT_EQ(color.green(), GetParam().green);
-    EXPECT_EQ(color.blue(), GetParam().blue);
-    EXPECT_EQ(color.alpha(), 255);
-}
-
 const std::vector<Row> numbers {
     { "TheDefault", "#2A292F", 42, 41, 47 },
     { "LowerCaseWithoutHash", "2a292f", 42, 41, 47 },
@@ -61,25 +47,34 @@ const std::vector<Row> numbers {
                        u"456"),
         0, 0, 18 },
 };
-INSTANTIATE_TEST_SUITE_P(
-    SixCharacters, ColorFromHex, testing::ValuesIn(numbers), [](const auto &row) { return row.param.name; });
 
-class ColorFromHexGray : public testing::TestWithParam<QString> { };
-
-TEST_P(ColorFromHexGray, AnyOtherLengthIsGray) {
-    const auto color = colorFromHex(GetParam());
-    EXPECT_NEAR(color.redF(), 0.5, 0.001);
-    EXPECT_NEAR(color.greenF(), 0.5, 0.001);
-    EXPECT_NEAR(color.blueF(), 0.5, 0.001);
-    EXPECT_EQ(color.alphaF(), 1.0F);
+TEST(ColorFromHex, ReadsTheText) {
+    for (const auto &row : numbers) {
+        SCOPED_TRACE(row.name);
+        const auto color = colorFromHex(row.text);
+        EXPECT_EQ(color.red(), row.red);
+        EXPECT_EQ(color.green(), row.green);
+        EXPECT_EQ(color.blue(), row.blue);
+        EXPECT_EQ(color.alpha(), 255);
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, ColorFromHexGray,
-    testing::Values(QString(), QStringLiteral(""), QStringLiteral("#"), QStringLiteral("##"),
-        QStringLiteral("      "), QStringLiteral(" \n "), QStringLiteral("#FFF"), QStringLiteral("FFF"),
-        QStringLiteral("#12345"), QStringLiteral("1234567"), QStringLiteral("#1234567"),
-        QStringLiteral("#2A292FFF"), QStringLiteral("0x2A292F"), QStringLiteral("# 2A292F"),
-        QStringLiteral("##2A292F"), QStringLiteral("red"), QStringLiteral(u"\U0001f512\U0001f512\U0001f512"),
-        QString(100000, u'A')));
+const std::vector<QString> otherLengths { QString(), QStringLiteral(""), QStringLiteral("#"),
+    QStringLiteral("##"), QStringLiteral("      "), QStringLiteral(" \n "), QStringLiteral("#FFF"),
+    QStringLiteral("FFF"), QStringLiteral("#12345"), QStringLiteral("1234567"), QStringLiteral("#1234567"),
+    QStringLiteral("#2A292FFF"), QStringLiteral("0x2A292F"), QStringLiteral("# 2A292F"),
+    QStringLiteral("##2A292F"), QStringLiteral("red"), QStringLiteral(u"\U0001f512\U0001f512\U0001f512"),
+    QString(100000, u'A') };
+
+TEST(ColorFromHexGray, AnyOtherLengthIsGray) {
+    for (const auto &row : otherLengths) {
+        SCOPED_TRACE(row.left(100).toStdString());
+        const auto color = colorFromHex(row);
+        EXPECT_NEAR(color.redF(), 0.5, 0.001);
+        EXPECT_NEAR(color.greenF(), 0.5, 0.001);
+        EXPECT_NEAR(color.blueF(), 0.5, 0.001);
+        EXPECT_EQ(color.alphaF(), 1.0F);
+    }
+}
 
 } // namespace
