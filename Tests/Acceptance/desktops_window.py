@@ -33,6 +33,8 @@ IMPOSSIBLE = {
 # What cannot be asked, with the reason.
 NOT_ASKED = {
     ("xfwm4", "test_two_monitors"): "xfwm4 ignores a monitor without an output, and a virtual screen has one output",
+    **{(name, "test_switched_to_by_keys"): "no key of it goes to a window that stands in no list"
+       for name, session in SESSIONS.items() if not session.switch_keys},
 }
 
 
@@ -320,6 +322,19 @@ class Questions(NoticeTestCase):
         self.assertTrue(agent.running())
         self.show(agent, "re-authentication")
         self.assert_seen(agent, "after the one that Escape dismissed")
+
+    @takes(6)
+    def test_switched_to_by_keys(self):
+        self.use_program()
+        agent = self.launch()
+        self.show(agent)
+        self.assert_seen(agent, "before it is switched to")
+        time.sleep(1)  # until the window manager may focus it
+        self.session.press_together(self.session.switch_keys)
+        self.wait_notice_has_keyboard(agent, "after the keys that go to the notice")
+        self.session.press_key("Escape")
+        agent.wait_hidden()
+        self.wait_program_types()
 
     @takes(6)
     def test_closed_by_its_cross(self):

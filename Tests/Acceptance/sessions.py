@@ -13,7 +13,7 @@ import time
 
 import dbus
 from PIL import Image
-from Xlib import X
+from Xlib import X, XK
 from Xlib.ext import xtest
 from Xlib.protocol import event as xevent
 
@@ -43,6 +43,7 @@ class Session(Desktop):
     programs = ()  # the programs that it is made of; the first one names it
     files = {}  # what is wanted below the configuration folder
     compositor = False
+    switch_keys = ()  # held down together they go to the next window that stands in no list
 
     def __init__(self, monitors=1):
         self.monitors = monitors  # side by side, the primary one at the left
@@ -167,6 +168,13 @@ class X11Session(Session):
     def press_key(self, name):
         self.screen.press_key(name)
 
+    def press_together(self, names):
+        codes = [self.screen.display.keysym_to_keycode(XK.string_to_keysym(name)) for name in names]
+        for kind, order in ((X.KeyPress, codes), (X.KeyRelease, reversed(codes))):
+            for code in order:
+                xtest.fake_input(self.screen.display, kind, code)
+        self.screen.display.sync()
+
     def request(self, window, message, *values):
         data = [value if isinstance(value, int) else self.screen.atom(value) for value in values]
         self.screen.root.send_event(
@@ -226,6 +234,7 @@ class Xfwm4Session(X11Session):
 
 class MutterSession(X11Session):
     programs = ("mutter",)
+    switch_keys = ("Control_L", "Alt_L", "Escape")
     command = ("mutter", "--x11")
 
 
@@ -236,11 +245,13 @@ class KWinX11Session(X11Session):
 
 class MarcoSession(X11Session):
     programs = ("marco",)
+    switch_keys = ("Control_L", "Alt_L", "Escape")
     command = ("marco",)
 
 
 class MetacitySession(X11Session):
     programs = ("metacity",)
+    switch_keys = ("Control_L", "Alt_L", "Escape")
     command = ("metacity",)
 
 
@@ -260,6 +271,7 @@ class AwesomeSession(X11Session):
 
 class FluxboxSession(X11Session):
     programs = ("fluxbox",)
+    switch_keys = ("Alt_L", "Tab")
     command = ("fluxbox",)
 
 
@@ -334,7 +346,7 @@ class WaylandSession(Session):
     def _script_that_tells(self):
         """The path of a script for the session to run, which lets the tests in and tells its environment."""
         told = os.path.join(self.environment["XDG_RUNTIME_DIR"], "told")
-        path = self._write("tell", f"#!/bin/sh\nxhost +local:\nenv > {told}.new && mv {told}.new {told}\nexec sleep infinity\n")
+        path = self._write("tell", f"#!/bin/sh\nxhost +local:\nenv > {told}.new && mv {told}.new {told}\n")
         os.chmod(path, 0o755)
         return path
 
@@ -409,6 +421,7 @@ class GnomeShellSession(WaylandSession):
     """It wants an ordinary user, a login daemon, and tells everything by its own scripts."""
 
     programs = ("gnome-shell", "Xwayland", "setpriv")
+    switch_keys = ("Control_L", "Alt_L", "Escape")
     socket_name = "wayland-0"
     files = {"glib-2.0/settings/keyfile": """[org/gnome/shell]
 welcome-dialog-last-shown-version='99'
@@ -421,7 +434,6 @@ dynamic-workspaces=false
 [org/gnome/desktop/wm/preferences]
 num-workspaces=2
 """}
-    KEYS = {"x": "KEY_x", "Return": "KEY_Return", "Escape": "KEY_Escape"}
 
     def _start_session(self):
         system_folder = os.path.join(self.folder, "system")
@@ -476,9 +488,13 @@ num-workspaces=2
                     f"{int(pressed)})")
 
     def press_key(self, name):
-        for state in (1, 0):
-            self.script("global.testKeyboard.notify_keyval(GLib.get_monotonic_time(), "
-                        f"imports.gi.Clutter.{self.KEYS[name]}, {state})")
+        self.press_together([name])
+
+    def press_together(self, names):
+        for state, order in ((1, names), (0, reversed(names))):
+            for name in order:
+                self.script("global.testKeyboard.notify_keyval(GLib.get_monotonic_time(), "
+                            f"imports.gi.Clutter.KEY_{name}, {state})")
 
     def go_to_workspace(self, number):
         self.script(f"global.workspace_manager.get_workspace_by_index({number}).activate(global.get_current_time())")

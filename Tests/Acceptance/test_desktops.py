@@ -389,6 +389,17 @@ class ScreenReaderTest(NoticeTestCase):
         self.assertEqual(["The body.", *(f"{caption}: {value}" for caption, value in THREE_ROWS)], described[:4])
         self.assertRegex(described[4], COUNTDOWN.format("(60|5[0-9])"))
 
+    @takes(1)
+    def test_names_are_the_brands_and_the_notices(self):
+        agent = self.launch()
+        self.post(WebSocketType=True, MaintenanceMessageKey="text")
+        agent.wait_visible()
+        window = agent.window()
+        self.assertEqual(b"Maintenance", bytes(self.desktop.screen.property(window, "_NET_WM_NAME")))
+        # By its class the desktop finds the installed entry.
+        self.assertEqual(f"{AGENT_NAME}.{self.brand}", window.get_wm_class()[1])
+        self.assertEqual(self.brand, agent.elements()[0].name)
+
     @takes(2)
     def test_values_are_labelled_by_their_captions(self):
         agent = self.launch()
