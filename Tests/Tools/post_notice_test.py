@@ -338,6 +338,7 @@ class UsageTest(PostNoticeTestCase):
         self.assertEqual((status, errors), (0, ""))
         self.assertTrue(output.startswith("Usage: post-notice [OPTION]...\n"))
         self.assertLessEqual(max(map(len, output.splitlines())), 80)
+        self.assertIn("\n  --casb", output)
 
     def test_wrong_usage(self):
         path = self.file("a", "text")
