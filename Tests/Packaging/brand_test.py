@@ -89,7 +89,7 @@ class CheckTest(BrandTestCase):
         (self.brand / SETTINGS).rename(self.brand / "application_shared.plist")
         said = self.run_kit("--bundle", self.place / "B.app", status=1)
         self.assertIn(f"error: {SETTINGS}: is missing\n", said)
-        self.assertIn("application_shared.plist: is not used", said)
+        self.assertIn(f'application_shared.plist: is not used; did you mean "{SETTINGS}"?', said)
         self.assertFalse((self.place / "B.app").exists(), "nothing is made of a folder with errors")
 
     def test_settings_that_the_agent_cannot_read(self):
@@ -101,7 +101,7 @@ class CheckTest(BrandTestCase):
 
     def test_settings(self):
         for changes, kind, text in (
-                (dict(Vendr="Lumora", Vendor=None), "error", 'unknown key "Vendr"'),
+                (dict(Vendr="Lumora", Vendor=None), "error", 'unknown key "Vendr"; did you mean "Vendor"?'),
                 (dict(Vendor=5), "error", 'Vendor: must be a string (default: "zelvik")'),
                 (dict(globalAppViewBackgroundColor=None), None, None),
                 (dict(LogFolderName="zelvik"), "warning",
@@ -182,7 +182,7 @@ class CheckTest(BrandTestCase):
     def test_languages(self):
         folder = self.brand / "de.lproj"
         (folder / "Localisable.strings").write_text("")
-        self.assert_warning('de.lproj/Localisable.strings: is not used')
+        self.assert_warning('de.lproj/Localisable.strings: is not used; did you mean "Localizable.strings"?')
         (folder / "Localisable.strings").unlink()
         (folder / "Localizable.strings").write_text('"Attention" "Achtung";')
         self.assert_error("de.lproj/Localizable.strings: is not a string table that the agent can read")
@@ -209,7 +209,7 @@ class CheckTest(BrandTestCase):
                     CFBundleExecutable="Lumora")
         self.assert_error("Info.plist: CFBundleDevelopmentRegion: there is no folder xx.lproj",
                           "Info.plist: CFBundleExecutable: must stay as it is",
-                          'Info.plist: unknown key "Default_App_TimeOut"')
+                          'Info.plist: unknown key "Default_App_TimeOut"; did you mean "Default_App_Timeout"?')
 
     def test_other_files(self):
         (self.brand / "logo-draft.png").write_bytes(png(1, 1))

@@ -72,7 +72,8 @@ public:
         checkInformation();
         for (const auto &name : folder_.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System)) {
             if (!used_.contains(name))
-                findings_.warning(name, u"is not used"_s);
+                findings_.warning(
+                    name, u"is not used"_s + suggestion(name, { settingsFile, informationFile }));
         }
     }
 
@@ -86,10 +87,13 @@ private:
             findings_.error(settingsFile, folder_.exists(settingsFile) ? unreadable : u"is missing"_s);
             return false;
         }
+        QStringList settingKeys;
+        for (const auto &setting : settings_)
+            settingKeys << setting.first;
         for (const auto &[name, value] : *list) {
             const auto key = QString::fromStdString(name);
             if (!settings_.contains(key))
-                findings_.error(settingsFile, u"unknown key "_s + quoted(key));
+                findings_.error(settingsFile, u"unknown key "_s + quoted(key) + suggestion(key, settingKeys));
             else if (const auto *text = std::get_if<std::string>(&value))
                 settings_[key] = QString::fromStdString(*text);
             else
@@ -311,7 +315,7 @@ private:
             }
             for (const auto &file : language.entryList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
                 if (!tableNames().contains(file))
-                    findings_.warning(name + u'/' + file, u"is not used"_s);
+                    findings_.warning(name + u'/' + file, u"is not used"_s + suggestion(file, tableNames()));
             }
         }
     }
@@ -328,11 +332,14 @@ private:
             findings_.error(informationFile, unreadable);
             return;
         }
+        QStringList ownKeys;
+        for (const auto &entry : *own)
+            ownKeys << QString::fromStdString(entry.first);
         for (const auto &[name, value] : *list) {
             const auto agentValue = own->find(name);
             const auto key = QString::fromStdString(name);
             if (agentValue == own->end())
-                findings_.error(informationFile, u"unknown key "_s + quoted(key));
+                findings_.error(informationFile, u"unknown key "_s + quoted(key) + suggestion(key, ownKeys));
             else if (name == Key::timeOutKey)
                 checkTimeOut(value);
             else if (value.index() != agentValue->second.index())

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QString>
+#include <QStringList>
 
 /// What a check found, a line on standard output each, as soon as it is found.
 class Findings {
@@ -19,3 +19,6 @@ private:
     int errors_ = 0;
     int warnings_ = 0;
 };
+
+/// `; did you mean "Vendor"?` when one of the words is much like the given one, else nothing.
+QString suggestion(const QString &word, const QStringList &words);
