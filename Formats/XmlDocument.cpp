@@ -27,11 +27,11 @@ constexpr std::size_t maxAddedAttributes = 10'000'000;
 /// Receives the document from Expat.
 class XmlDocument::Builder {
 public:
-    Builder(std::size_t length, const char *encoding)
+    Builder(std::size_t size, const char *encoding)
         : parser_(XML_ParserCreate(encoding)) {
         constexpr std::size_t bytesOfANode = 16; // in the text of a notice with many entries
-        document_.content_.reserve(length);
-        document_.nodes_.reserve(length / bytesOfANode + 1);
+        document_.content_.reserve(size);
+        document_.nodes_.reserve(size / bytesOfANode + 1);
         document_.nodes_.emplace_back();
         auto *parser = parser_.get();
         XML_SetUserData(parser, this);
