@@ -71,11 +71,12 @@ void ViewController::setupView(const SocketPayload &data) {
     Countdown::setHidden(*this, *autoCloseLabel, true);
     if (!activityText->stringValue().isEmpty())
         startCountdown(data);
-    if (auto *noticeWindow = window()) {
-        noticeWindow->setAlphaValue(1.0);
-        noticeWindow->makeKeyAndOrderFront();
-        noticeWindow->setLevel(floatingWindowLevel);
-    }
+    auto *noticeWindow = window();
+    if (!noticeWindow)
+        return viewDidDisappear(); // replaced before it was filled
+    noticeWindow->setAlphaValue(1.0);
+    noticeWindow->makeKeyAndOrderFront();
+    noticeWindow->setLevel(floatingWindowLevel);
 }
 
 // The entries go by their place, deliberately: the first is the activity, the second the application, the

@@ -26,7 +26,7 @@ public:
     virtual ~portalGatewayServiceTier() = default;
 
     /// Starts a request and returns at once; nothing is waited for, also not at the end of the process.
-    /// Throws nothing.
+    /// What it throws counts as a response without a status.
     ///
     /// @param url         sent unchanged, byte for byte; a text that is no http or https URL (the empty text
     ///                    too) gives a response without a status

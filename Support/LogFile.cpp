@@ -96,11 +96,22 @@ void LogFile::append(std::string_view record) {
     }
     if (size > 0 && size + static_cast<std::int64_t>(record.size()) > largest_)
         beginAnew();
-    while (isOpen() && !record.empty()) {
-        const auto written = ::write(descriptor_, record.data(), record.size());
-        if (written > 0)
-            record.remove_prefix(static_cast<std::size_t>(written));
-        else if (errno != EINTR)
-            return;
+    if (!isOpen() || (isInsideLine_ && !write("\n")))
+        return;
+    write(record);
+}
+
+bool LogFile::write(std::string_view text) {
+    const auto whole = text.size();
+    while (!text.empty()) {
+        const auto written = ::write(descriptor_, text.data(), text.size());
+        if (written > 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno != EINTR) {
+            isInsideLine_ = isInsideLine_ || text.size() != whole;
+            return false;
+        }
     }
+    isInsideLine_ = false;
+    return true;
 }

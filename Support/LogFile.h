@@ -29,8 +29,10 @@ private:
     void close();
     std::int64_t sizeIfStillThere() const;
     void beginAnew();
+    bool write(std::string_view text);
 
     std::string path_;
     std::int64_t largest_;
     int descriptor_ = -1;
+    bool isInsideLine_ = false; ///< a full disk cut the latest record
 };

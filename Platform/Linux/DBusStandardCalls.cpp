@@ -57,11 +57,12 @@ void appendVersion(DBusMessageIter *iterator) {
 }
 
 BusMessage get(DBusMessage *call) {
-    const char *interface = nullptr;
+    const char *interface = "";
     const char *property = "";
     dbus_message_get_args(
         call, nullptr, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &property, DBUS_TYPE_INVALID);
-    if (property != std::string_view(versionProperty))
+    const bool isOurs = *interface == '\0' || interface == versionInterface;
+    if (!isOurs || property != std::string_view(versionProperty))
         return BusMessage(
             dbus_message_new_error(call, DBUS_ERROR_UNKNOWN_PROPERTY, "There is no such property."));
     BusMessage reply(dbus_message_new_method_return(call));

@@ -7,6 +7,29 @@
 
 #include <utility>
 
+namespace {
+
+/// Keeps a site's own client from letting an exception out: what it throws is a response without a status.
+class GuardedClient final : public portalGatewayServiceTier {
+public:
+    explicit GuardedClient(std::unique_ptr<portalGatewayServiceTier> client)
+        : client_(std::move(client)) { }
+
+    void request(const std::string &url, const Parameters *parameters, const std::string &method,
+        Completion completion) override {
+        try {
+            client_->request(url, parameters, method, completion);
+        } catch (...) {
+            completion({});
+        }
+    }
+
+private:
+    std::unique_ptr<portalGatewayServiceTier> client_;
+};
+
+} // namespace
+
 GatewayPlugin::GatewayPlugin(QString path, ErrorReporter reportError)
     : path_(std::move(path))
     , reportError_(std::move(reportError)) { }
@@ -36,8 +59,10 @@ std::unique_ptr<portalGatewayServiceTier> GatewayPlugin::makeClient() {
         if (!create_)
             reason = load();
         if (create_) {
-            if (auto *client = reinterpret_cast<ServiceTierCreateFunction *>(create_)())
-                return std::unique_ptr<portalGatewayServiceTier>(client);
+            auto client = std::unique_ptr<portalGatewayServiceTier>(
+                reinterpret_cast<ServiceTierCreateFunction *>(create_)());
+            if (client)
+                return std::make_unique<GuardedClient>(std::move(client));
             reason = QStringLiteral("it makes no client");
         }
     } catch (...) {

@@ -209,6 +209,8 @@ TEST_F(DBusNotificationCenterTest, TheStandardCallsAreAnswered) {
     EXPECT_EQ(get("GetAll", { agentName }), "Version=" NOTICE_VERSION);
     EXPECT_EQ(get("GetAll", { QStringLiteral("com.example.Other") }), "");
     EXPECT_EQ(get("Get", { agentName, QStringLiteral("Other") }), DBUS_ERROR_UNKNOWN_PROPERTY);
+    EXPECT_EQ(get("Get", { QStringLiteral("com.example.Other"), QStringLiteral("Version") }),
+        DBUS_ERROR_UNKNOWN_PROPERTY);
     EXPECT_EQ(get("Get", {}), DBUS_ERROR_UNKNOWN_PROPERTY);
     EXPECT_EQ(get("Set", { agentName, QStringLiteral("Version") }), DBUS_ERROR_UNKNOWN_METHOD);
     EXPECT_EQ(answer(centerPath, "com.example.Interface", "Method", {}), DBUS_ERROR_UNKNOWN_METHOD);

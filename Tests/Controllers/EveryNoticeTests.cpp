@@ -272,3 +272,10 @@ TEST_P(EveryNotice, Replaced_KeepsNeitherLogoNorTextsOfItsMessage) {
     for (const auto *label : labels)
         EXPECT_EQ(label->stringValue(), "");
 }
+
+TEST_P(EveryNotice, RepresentedObject_IsKept) {
+    const auto controller = appear();
+    EXPECT_FALSE(controller->representedObject().isValid());
+    controller->setRepresentedObject(7);
+    EXPECT_EQ(controller->representedObject().toInt(), 7);
+}

@@ -235,6 +235,26 @@ TEST_F(SecondMessageTest, TheEndThatOkAskedForComesAlsoWhenTheNoticeIsReplacedMe
     }
 }
 
+TEST_F(SecondMessageTest, OneWithoutANoticeLeavesTheFirstOnTheScreen) {
+    world.receive(firstMessage(Kind::ReAuth));
+    const auto first = world.window.contentViewController();
+    world.runLoop.advance(secondComesAt);
+    world.receive(emptyMessage().withLanguage(QStringLiteral("fr")));
+    EXPECT_EQ(world.window.contentViewController(), first);
+    EXPECT_EQ(first->window(), &world.window);
+    EXPECT_EQ(eventsToTheEnd(),
+        (std::vector<std::string> { "30000 invisible", "31000 signal", "32000 terminate" }));
+}
+
+TEST_F(SecondMessageTest, OneThatIsNoXmlEndsTheApplicationOverAShownNotice) {
+    world.receive(firstMessage(Kind::ReAuth));
+    world.runLoop.advance(secondComesAt);
+    world.receive(emptyMessage().withResponse(QStringLiteral("<no XML")));
+    ASSERT_EQ(world.application.terminations().size(), 1U);
+    EXPECT_EQ(world.application.terminations()[0].sender, &world.delegate);
+    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
+}
+
 TEST_F(SecondMessageTest, ShowsAgainWhatACountdownHadMadeInvisible) {
     world.receive(firstMessage(Kind::ReAuth));
     world.runLoop.advance(30s);

@@ -91,6 +91,18 @@ TEST_F(GatewayPluginTest, WhatALibraryThrowsIsCaught) {
     expectRefused(QStringLiteral("it threw an exception"));
 }
 
+TEST_F(GatewayPluginTest, WhatARequestThrowsIsAResponseWithoutAStatus) {
+    install(answers);
+    const auto client = plugin_.makeClient();
+    ASSERT_TRUE(client);
+    int responses = 0;
+    client->request("http://localhost", nullptr, "THROW", [&responses](const ServiceTierResponse &response) {
+        ++responses;
+        EXPECT_EQ(response.httpStatusCode, std::nullopt);
+    });
+    EXPECT_EQ(responses, 1);
+}
+
 TEST_F(GatewayPluginTest, ALibraryThatMakesNothingGivesNoClient) {
     install(QStringLiteral(STUB_MAKES_NOTHING));
     expectRefused(QStringLiteral("it makes no client"));

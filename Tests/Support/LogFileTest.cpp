@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <fstream>
 
 #include <sys/resource.h>
@@ -94,6 +96,26 @@ TEST_F(LogFileTest, WithoutADescriptorLeftRecordsAreLostAndNothingElse) {
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
     file.append("4\n");
     EXPECT_TRUE(contents(path()).endsWith("4\n")) << contents(path()).toStdString();
+}
+
+TEST_F(LogFileTest, ARecordThatWasCutByAFullDiskEndsItsLine) {
+    GTEST_FLAG_SET(death_test_style, "fast");
+    EXPECT_EXIT(
+        {
+            std::signal(SIGXFSZ, SIG_IGN);
+            LogFile file(path(), 1000);
+            rlimit limit {};
+            ::getrlimit(RLIMIT_FSIZE, &limit);
+            auto little = limit;
+            little.rlim_cur = 4;
+            ::setrlimit(RLIMIT_FSIZE, &little);
+            file.append("12345678\n");
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            file.append("next\n");
+            std::_Exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+    EXPECT_EQ(contents(path()), "1234\nnext\n");
 }
 
 TEST_F(LogFileTest, NobodyElseMayReadOrWriteTheFileWhateverTheMask) {

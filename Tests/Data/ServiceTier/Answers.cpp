@@ -1,12 +1,17 @@
-// A gateway client that answers every request with 204, before request() returns and with no network.
+// A gateway client that answers every request with 204, before request() returns and with no network; the
+// method THROW throws.
 #include "ServiceTier/portalGatewayServiceTier.h"
+
+#include <stdexcept>
 
 namespace {
 
 class Answers final : public portalGatewayServiceTier {
 public:
     void request(
-        const std::string &, const Parameters *, const std::string &, Completion completion) override {
+        const std::string &, const Parameters *, const std::string &method, Completion completion) override {
+        if (method == "THROW")
+            throw std::runtime_error("no such method");
         completion({ 204 });
     }
 };
