@@ -130,7 +130,7 @@ install(FILES LICENSE README.md ARCHITECTURE.md CONTRIBUTING.md SECURITY.md CHAN
     DESTINATION ${documents} COMPONENT documents)
 install(FILES ServiceTier/portalGatewayServiceTier.h DESTINATION ${documents}/ServiceTier COMPONENT documents)
 install(DIRECTORY docs DESTINATION ${documents} COMPONENT documents
-    FILES_MATCHING PATTERN man EXCLUDE PATTERN "*.md" PATTERN "*.png")
+    FILES_MATCHING PATTERN man EXCLUDE PATTERN "*.md" PATTERN "*.png" PATTERN "*.jpg")
 install(DIRECTORY Tools/samples DESTINATION ${documents}/Tools COMPONENT documents)
 install(FILES Client/NoticeClient.h DESTINATION ${documents}/Client COMPONENT documents)
 install(DIRECTORY Client/Examples DESTINATION ${documents}/Client COMPONENT documents)
