@@ -1,8 +1,9 @@
-// Compiled into every program that looks for leaks: what libraries make once a process and never give back.
+// Compiled into every target that looks for leaks, weak since a program has it several times: what libraries
+// make once a process and never give back.
 
-extern "C" [[gnu::visibility("default")]] const char *__lsan_default_suppressions();
-extern "C" [[gnu::visibility("default")]] const char *__lsan_default_options();
-extern "C" [[gnu::visibility("default")]] const char *__asan_default_options();
+extern "C" [[gnu::visibility("default"), gnu::weak]] const char *__lsan_default_suppressions();
+extern "C" [[gnu::visibility("default"), gnu::weak]] const char *__lsan_default_options();
+extern "C" [[gnu::visibility("default"), gnu::weak]] const char *__asan_default_options();
 
 extern "C" const char *__lsan_default_suppressions() {
     return "leak:libfontconfig\n"

@@ -1,7 +1,8 @@
-// Compiled into every program that looks for races: what libraries that are not built for it look like.
+// Compiled into every target that looks for races, weak since a program has it several times: what libraries
+// that are not built for it look like.
 
-extern "C" [[gnu::visibility("default")]] const char *__tsan_default_suppressions();
-extern "C" [[gnu::visibility("default")]] const char *__tsan_default_options();
+extern "C" [[gnu::visibility("default"), gnu::weak]] const char *__tsan_default_suppressions();
+extern "C" [[gnu::visibility("default"), gnu::weak]] const char *__tsan_default_options();
 
 extern "C" const char *__tsan_default_suppressions() {
     return
