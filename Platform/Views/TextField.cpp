@@ -392,12 +392,13 @@ void TextField::layOutFor(double width) const {
             lengthenLastLine(column, lines);
     }
     const QFontMetricsF metrics(font());
-    const double baseline = std::floor((lineHeight() - metrics.height()) / 2 + metrics.ascent());
+    const double height = lineHeight();
+    const double baseline = std::floor((height - metrics.height()) / 2 + metrics.ascent());
     for (int index = 0; index < layout_.lineCount(); ++index) {
         auto line = layout_.lineAt(index);
         // By the baseline: a line in another script comes from a font of another height.
         line.setPosition(
-            { isRightToLeft() ? width - line.width() : 0, index * lineHeight() + baseline - line.ascent() });
+            { isRightToLeft() ? width - line.width() : 0, index * height + baseline - line.ascent() });
     }
     isCut_ = isCut_ || layout_.text().size() < text_.size();
 }
@@ -409,10 +410,10 @@ double TextField::measuredHeight(double width) const {
     return (layout_.lineCount() + (isCut_ ? 1 : 0)) * lineHeight();
 }
 
-// A text has no width of its own and takes the one that there is.
+// A text has no width of its own and takes the one that there is; its height follows from that.
 QSize TextField::sizeHint() const {
     constexpr int ordinaryWidth = 300;
-    return { ordinaryWidth, heightForWidth(ordinaryWidth) };
+    return { ordinaryWidth, minimumSizeHint().height() };
 }
 
 QSize TextField::minimumSizeHint() const {
