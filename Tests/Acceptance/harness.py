@@ -119,6 +119,12 @@ def png(color, width=64, height=32):
     return buffer.getvalue()
 
 
+def memory(process_id, kind="VmRSS"):
+    """In kB: VmRSS is what the process has now, VmHWM the most it ever had."""
+    with open(f"/proc/{process_id}/status", encoding="ascii") as file:
+        return next(int(line.split()[1]) for line in file if line.startswith(kind))
+
+
 # --- log ---------------------------------------------------------------------------------------
 
 

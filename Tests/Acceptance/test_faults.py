@@ -14,9 +14,8 @@ import dbus.bus
 import dbus.lowlevel
 
 from desktop import AGENT_NAME, CENTER_INTERFACE, CENTER_PATH, holds_for, wait_until
-from harness import (DEFAULT_HEADER, LAUNCHED, LOG_ROOT, THREE_ROWS, NoticeTestCase, Starts, bus_value,
+from harness import (DEFAULT_HEADER, IS_SANITIZED, LAUNCHED, LOG_ROOT, THREE_ROWS, NoticeTestCase, Starts, bus_value,
                      takes)
-from hostile import IS_SANITIZED
 
 
 class OwnBus:
@@ -325,24 +324,6 @@ class FileFaultTest(FaultTestCase):
             agent.wait_text(f"settings {name}")
             agent.end()
 
-    @takes(3)
-    def test_launch_with_broken_information(self):
-        for _name in self.broken(self.bundle.info_file, self.AT_LAUNCH):
-            agent = self.launch()
-            agent.log.wait_for("debug", "Default APP Termination Time is set to 120")
-            agent.end()
-            os.remove(agent.log.path)
-
-    @takes(4)
-    def test_broken_string_tables_show_the_keys(self):
-        self.bundle.table("qq", {"Attention": "translated"})
-        agent = self.launch()
-        for name in self.broken(os.path.join(self.bundle.resources, "qq.lproj", "Localizable.strings")):
-            self.post(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey=f"table {name}",
-                      AutoDisconnectVPNStatus=True, webSocketappLanguageKey="qq")
-            agent.wait_text(f"table {name}")
-            agent.wait_text("Attention")
-
     def test_settings_written_over_while_messages_arrive(self):
         agent = self.launch()
         content = plistlib.dumps({"Vendor": "zelvik", "LogFolderName": self.brand,
@@ -417,16 +398,6 @@ class ClockFaultTest(FaultTestCase):
             self.set_back_and_forth(agent, number)
             holds_for(agent.running, 0.3, "the agent ended with the clock")
         self.assert_near(self.assert_ended(agent) - begun, 6, "from launch to end")
-
-    @takes(8)
-    def test_countdown_does_not_hear_of_it(self):
-        agent = self.launch_by_a_clock_that_can_be_set()
-        self.post_casb(rows=THREE_ROWS, timeout=6)
-        begun = agent.log.wait_for("info", Starts("Parsing successful")).moment
-        for number in range(4):
-            self.set_back_and_forth(agent, number)
-            time.sleep(0.8)
-        self.assert_near(self.assert_ended(agent) - begun, 7, "down to the end")
 
 
 class SignalTest(FaultTestCase):
