@@ -5,9 +5,7 @@ import plistlib
 import time
 
 from desktop import AGENT_NAME, wait_until
-from harness import (ACCENT, BLACK, DEFAULT_HEADER, LOG_ROOT, THREE_ROWS, NoticeTestCase, png, takes)
-
-GRAY = (128, 128, 128)
+from harness import ACCENT, BLACK, DEFAULT_HEADER, LOG_ROOT, NoticeTestCase, png, takes
 
 
 class LaunchTest(NoticeTestCase):
@@ -50,16 +48,6 @@ class LaunchTest(NoticeTestCase):
         self.post_to(agent, WebSocketType=True, MaintenanceMessageKey="there")
         agent.wait_text("there")
         self.assert_header_logo(agent, (0, 200, 0))
-
-    def test_reader_of_the_standard_output_that_went_away_ends_nothing(self):
-        reading, writing = os.pipe()
-        agent = self.launch(output=writing)
-        os.close(reading)
-        os.close(writing)
-        self.post_casb(rows=THREE_ROWS, timeout="60")
-        agent.wait_countdown(60)
-        agent.press_ok()
-        self.assert_ended(agent)
 
     def test_agent_ends_by_its_time_out_without_a_bus(self):
         self.bundle.info(Default_App_Timeout=1)
