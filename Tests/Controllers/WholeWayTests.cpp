@@ -88,13 +88,15 @@ private:
 
 class WholeWayTest : public NoticeTest {
 protected:
-    /// A logo of its own comes with the message. Another brand's settings are in place from the moment on at
-    /// which the notice is the window's.
+    /// Another brand's settings are in place from the moment on at which the notice is the window's.
     std::vector<std::string> stepsOf(const QVariantMap &message) {
         world.launch();
+        world.files.addImage(QStringLiteral("other"), Qt::blue);
         Steps steps(world);
-        world.journal.whenever(QStringLiteral("window content"),
-            [this] { world.files.setSettings(NoticeWorld::settings(QStringLiteral("KORVANE"))); });
+        world.journal.whenever(QStringLiteral("window content"), [this] {
+            world.files.setSettings({ { "AppLogo", "other" }, { "Vendor", "KORVANE" },
+                { "LogFolderName", "other" }, { "globalAppViewBackgroundColor", "#445566" } });
+        });
         world.receive(message);
         return steps.all();
     }
