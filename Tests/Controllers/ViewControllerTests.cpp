@@ -189,16 +189,6 @@ TEST_F(ViewControllerTest, Setup_KeepsTheApplicationRowOfBeforeWhenThereIsNoSeco
     EXPECT_EQ(controller->urlText->stringValue(), "x");
 }
 
-// Deliberate: two blanks in this first text, which nobody sees.
-TEST_F(ViewControllerTest, Setup_FirstCountdownTextHasTwoBlanksAndIsHidden) {
-    const auto controller = appear();
-    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 10  seconds");
-    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
-    world.runLoop.advance(1s - 1ms);
-    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 10  seconds");
-    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
-}
-
 // Deliberate: two keys, one with a blank at its end and one without.
 TEST_F(ViewControllerTest, CountdownTexts_AreLookedUpUnderTwoKeys) {
     world.files.addStrings(QStringLiteral("de"),
@@ -308,15 +298,6 @@ TEST_F(ViewControllerTest, ToolTips_AreTurnedOffAgainForAShortText) {
 }
 
 // The countdown
-
-TEST_F(ViewControllerTest, Countdown_TextSaysSecondsToTheLast) {
-    const auto controller = appear();
-    for (int left = 9; left >= 0; --left) {
-        world.runLoop.advance(1s);
-        EXPECT_EQ(controller->autoCloseLabel->stringValue(),
-            QStringLiteral("This window will auto close in %1 seconds").arg(left));
-    }
-}
 
 TEST_F(ViewControllerTest, Countdown_RequestsAtFiveSecondsLeftAndNotAMomentBefore) {
     appear();
@@ -441,14 +422,6 @@ TEST_F(ViewControllerTest, Ok_OfANoticeWithoutAUrlRequestsTheEmptyOneThenToo) {
     auto message = casbMessage().withUrl(QString());
     const auto controller = appear(message);
     controller->okButton->click();
-    EXPECT_THAT(requests(), ElementsAre("request GET "));
-}
-
-TEST_F(ViewControllerTest, Ok_WorksInAWindowThatGotNoResponse) {
-    const auto controller = appear(emptyMessage());
-    controller->okAction();
-    world.runLoop.advance(1s);
-    EXPECT_EQ(world.application.terminations().size(), 1U);
     EXPECT_THAT(requests(), ElementsAre("request GET "));
 }
 

@@ -209,7 +209,8 @@ TEST_F(WholeWayTest, ConcurrentSession) {
                 "window cursor rectangles of the content" }));
 }
 
-// Deliberate: the document is parsed twice, and the settings are not read again.
+// Deliberate: the document is parsed twice, the settings are not read again, and the first countdown text,
+// which nobody sees, has two blanks.
 TEST_F(WholeWayTest, Casb) {
     const auto cut = QStringLiteral("a rather long activity of many words ").repeated(20);
     const auto source = casbMessage().withLogo(logo).withEntries(
