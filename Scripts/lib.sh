@@ -168,6 +168,7 @@ started() {
 }
 
 # start_private_bus [OPTION]...   sets DBUS_SESSION_BUS_ADDRESS to a new session bus that nobody else is on
+# shellcheck disable=SC2120
 start_private_bus() {
     dbus-daemon --session --nofork --nopidfile "$@" --print-address=3 3>"$scratch/dbus-daemon" 2>"$scratch/bus.err" &
     local bus=$!
