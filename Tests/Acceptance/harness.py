@@ -347,6 +347,12 @@ class Agent:
             self.process.kill()
         self._watcher.join(5)
 
+    def activate(self):
+        """What a key that the user has bound to it does."""
+        name = f"{AGENT_NAME}.{self.bundle.log_folder_name}"
+        path = "/" + name.replace(".", "/").replace("-", "_")
+        self.desktop.bus.connection.call_blocking(name, path, "org.freedesktop.Application", "Activate", "a{sv}", ({},))
+
     # What the user sees.
 
     def windows(self):
