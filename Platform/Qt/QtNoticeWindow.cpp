@@ -119,7 +119,9 @@ QtNoticeWindow::QtNoticeWindow(Desktop &desktop)
     // The window system's part of it, so that a notice need only be filled and mapped.
     create();
     windowHandle()->installEventFilter(this);
+    castShadow();
 }
+
 QtNoticeWindow::~QtNoticeWindow() {
     // The controller owns its view and may outlive the window.
     if (contentView_)
@@ -201,8 +203,6 @@ void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
     contentView_ = newView;
     if (!newView)
         return;
-    if (!isVisible())
-        desktop_.willAppear();
     placement_.chooseScreen();
     setLayoutDirection(newView->layoutDirection());
     titleStrip_->closeButton()->setAccessibleName(newView->property(closeButtonNameProperty).toString());
