@@ -148,8 +148,8 @@ bool LinuxDesktop::isComposited() {
     if (!isComposited_) {
         QCoreApplication::instance()->installNativeEventFilter(this);
         const X11 x;
-        isComposited_
-            = !x.isConnected() || x.hasCompositor(); // Wayland always is; an image in memory is as good
+        // Wayland always is; an image in memory is as good.
+        isComposited_ = !x.isConnected() || x.hasCompositor();
     }
     return *isComposited_;
 }

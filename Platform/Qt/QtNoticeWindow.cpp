@@ -147,12 +147,8 @@ void QtNoticeWindow::setAlphaValue(double alpha) {
 }
 
 void QtNoticeWindow::setLevel(int level) {
-    const bool above = level > normalWindowLevel;
-    // On the window itself where there is one: a widget's flag would take it off the screen.
-    if (auto *handle = windowHandle())
-        handle->setFlag(Qt::WindowStaysOnTopHint, above);
-    else
-        setWindowFlag(Qt::WindowStaysOnTopHint, above);
+    // Not on the widget: that would take it off the screen.
+    windowHandle()->setFlag(Qt::WindowStaysOnTopHint, level > normalWindowLevel);
 }
 
 void QtNoticeWindow::setTitlebarAppearsTransparent(bool transparent) {
