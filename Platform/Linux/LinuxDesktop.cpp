@@ -113,6 +113,8 @@ void LinuxDesktop::prepare() {
     // A notice draws no 3D and takes no text: neither the GL stack nor an input method is loaded.
     setDefault("QT_XCB_GL_INTEGRATION", "none");
     qputenv("QT_IM_MODULE", "none");
+    // Nor does it use a portal: a newer Qt would wait for the session bus to ask for one.
+    setDefault("QT_NO_XDG_DESKTOP_PORTAL", "1");
     // Through shared memory each repaint waits for the display to have read the one before: a wake-up more a
     // second for a window whose one line changes.
     setDefault("QT_XCB_NO_MITSHM", "1");
