@@ -2,12 +2,12 @@
 
 #include "Platform/Views/NoticeStyle.h"
 
+#include <QList>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <qdrawutil.h>
 
-#include <array>
 #include <cmath>
 
 namespace {
@@ -26,10 +26,10 @@ constexpr int shadowCorner = shadowReach + shadowInside;
 /// The shadow of a card just large enough for its four corners, with one even row and column between them.
 QPixmap shadowOfSmallCard() {
     constexpr int side = 2 * shadowCorner + 1;
-    std::array<double, side> profile {};
+    QList<double> profile(side);
     for (int index = 0; index < side; ++index) {
         const double fromEdge = std::min(index, side - 1 - index) - shadowReach + 0.5;
-        profile.at(index) = 0.5 * (1 + std::erf(fromEdge / (shadowBlur * M_SQRT2)));
+        profile[index] = 0.5 * (1 + std::erf(fromEdge / (shadowBlur * M_SQRT2)));
     }
     QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
     for (int y = 0; y < side; ++y) {
