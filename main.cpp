@@ -35,7 +35,7 @@ int main(int, char **argv) {
     const LogSource platformLog("Platform");
     const auto reportError = [platformLog](const QString &line) { platformLog.error("main()", line); };
     // There is no command line: Qt is handed the program's name alone.
-    QtApplication application(1, argv, reportError);
+    QtApplication application(argv[0], reportError);
 
     const auto applicationBundle = FileBundle::mainBundle();
     AnyLanguageBundle mainBundle(applicationBundle);
@@ -64,6 +64,7 @@ int main(int, char **argv) {
                         application.beginAccessibility();
                         warmUp(runLoop, mainBundle, mainStoryboard);
                     },
+                .activated = [&] { application.activate(); },
                 .anotherRuns = [&] { application.terminate(&delegate); },
             });
     };

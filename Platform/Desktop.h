@@ -11,8 +11,8 @@ class QLocale;
 class QScreen;
 class QWindow;
 
-/// Whether a notice asks for the keyboard.
-enum class Keyboard { Leave, Take };
+/// Whether a notice asks for the keyboard: not at all, by itself, or since the user wants to type into it.
+enum class Keyboard { Leave, Take, TakeForUser };
 
 /// What a window system must be told beyond what Qt tells it. One implementation a system. Main thread only.
 class Desktop {
@@ -45,7 +45,8 @@ public:
     /// to be known when the notice appears.
     virtual void willAppear() = 0;
 
-    /// Whether transparent parts of a window are seen through.
+    /// Whether transparent parts of a window are seen through. A mapped one gets `QEvent::ThemeChange` when
+    /// that may have changed.
     virtual bool isComposited() = 0;
 
     /// The screen with the window that the user works in; null when nobody can tell.
@@ -77,7 +78,7 @@ public:
     virtual void willUnmap(QWindow *window) = 0;
 
     /// Gives the keyboard to the mapped window.
-    virtual void takeKeyboard(QWindow *window) = 0;
+    virtual void takeKeyboard(QWindow *window, Keyboard keyboard) = 0;
 
     /// Lets the user give the keyboard to a window that appeared without it.
     virtual void acceptKeyboard(QWindow *window) = 0;

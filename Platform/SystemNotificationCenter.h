@@ -15,6 +15,7 @@ public:
     /// Called on the run loop.
     struct ListeningEvents {
         std::function<void()> begun; ///< once, when the observers are registered
+        std::function<void()> activated; ///< the user turns to the application
         std::function<void()> anotherRuns; ///< another process of the same program has the brand's name
     };
 

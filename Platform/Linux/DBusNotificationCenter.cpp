@@ -45,6 +45,13 @@ std::optional<QString> firstArgument(DBusMessage *message) {
     return QString::fromUtf8(text);
 }
 
+// Where an application of this bus name is activated, by the Desktop Entry Specification. "/" for no name.
+std::string applicationPath(std::string busName) {
+    std::replace(busName.begin(), busName.end(), '.', '/');
+    std::replace(busName.begin(), busName.end(), '-', '_');
+    return '/' + busName;
+}
+
 } // namespace
 
 DBusNotificationCenter::DBusNotificationCenter(RunLoop &runLoop, ErrorReporter reportError)
@@ -90,7 +97,9 @@ void DBusNotificationCenter::takeConnection(DBusConnecting::Result result) {
             ? DBUS_HANDLER_RESULT_HANDLED
             : DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
     };
-    dbus_connection_register_object_path(connection_.get(), Contract::centerPath.data(), &table, this);
+    for (const auto &path : { std::string(Contract::centerPath),
+             applicationPath(std::string(Contract::agentName)), applicationPath(brandName_) })
+        dbus_connection_register_object_path(connection_.get(), path.c_str(), &table, this);
     for (const auto &refusal : result.refusals)
         reportError_(refusal);
     if (std::exchange(isMissed_, false))
@@ -194,7 +203,7 @@ bool DBusNotificationCenter::handle(DBusMessage *message) {
     const bool isPosted
         = dbus_message_is_signal(message, Contract::centerInterface.data(), Contract::postedSignal.data());
     if (!isPosted)
-        return DBusStandardCalls::answer(connection_.get(), message);
+        return DBusStandardCalls::answer(connection_.get(), message, events_.activated);
     notify(message);
     return true;
 }

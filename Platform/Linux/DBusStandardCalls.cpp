@@ -11,6 +11,7 @@ namespace {
 constexpr auto versionInterface = Contract::agentName;
 constexpr auto versionProperty = "Version";
 constexpr auto version = NOTICE_AGENT_VERSION;
+constexpr auto applicationInterface = "org.freedesktop.Application";
 
 constexpr auto description = DBUS_INTROSPECT_1_0_XML_DOCTYPE_DECL_NODE R"(<node>
   <interface name="com.tevanic.DistributedNotificationCenter">
@@ -24,6 +25,9 @@ constexpr auto description = DBUS_INTROSPECT_1_0_XML_DOCTYPE_DECL_NODE R"(<node>
     <property name="Version" type="s" access="read">
       <annotation name="org.freedesktop.DBus.Property.EmitsChangedSignal" value="const"/>
     </property>
+  </interface>
+  <interface name="org.freedesktop.Application">
+    <method name="Activate"><arg name="platformData" type="a{sv}" direction="in"/></method>
   </interface>
   <interface name="org.freedesktop.DBus.Introspectable">
     <method name="Introspect"><arg type="s" direction="out"/></method>
@@ -92,20 +96,31 @@ BusMessage getAll(DBusMessage *call) {
     return reply;
 }
 
-BusMessage replyTo(DBusMessage *call) {
+// The platform data is of no use: the window manager is asked as if the user had pointed at the notice.
+BusMessage activate(DBusMessage *call, const std::function<void()> &activated) {
+    if (!dbus_message_has_signature(call, "a{sv}"))
+        return BusMessage(dbus_message_new_error(call, DBUS_ERROR_INVALID_ARGS, "Activate takes (a{sv})."));
+    activated();
+    return BusMessage(dbus_message_new_method_return(call));
+}
+
+BusMessage replyTo(DBusMessage *call, const std::function<void()> &activated) {
     if (dbus_message_is_method_call(call, DBUS_INTERFACE_INTROSPECTABLE, "Introspect"))
         return introspect(call);
     if (dbus_message_is_method_call(call, DBUS_INTERFACE_PROPERTIES, "Get"))
         return get(call);
     if (dbus_message_is_method_call(call, DBUS_INTERFACE_PROPERTIES, "GetAll"))
         return getAll(call);
+    if (dbus_message_is_method_call(call, applicationInterface, "Activate"))
+        return activate(call, activated);
     return nullptr;
 }
 
 } // namespace
 
-bool DBusStandardCalls::answer(DBusConnection *connection, DBusMessage *message) {
-    const auto reply = replyTo(message);
+bool DBusStandardCalls::answer(
+    DBusConnection *connection, DBusMessage *message, const std::function<void()> &activated) {
+    const auto reply = replyTo(message, activated);
     if (reply && !dbus_message_get_no_reply(message))
         dbus_connection_send(connection, reply.get(), nullptr);
     return reply != nullptr;

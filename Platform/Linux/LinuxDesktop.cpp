@@ -3,6 +3,7 @@
 #include "Platform/Linux/X11.h"
 
 #include <QAbstractNativeEventFilter>
+#include <QEvent>
 #include <QGuiApplication>
 #include <QPointer>
 #include <QScreen>
@@ -84,7 +85,7 @@ public:
     void willMap(QWindow *window, Keyboard keyboard) override;
     void didMap(QWindow *window) override;
     void willUnmap(QWindow *window) override;
-    void takeKeyboard(QWindow *window) override;
+    void takeKeyboard(QWindow *window, Keyboard keyboard) override;
     void acceptKeyboard(QWindow *window) override;
     void whenShown(QWindow *window, std::function<void()> shown) override;
 
@@ -112,6 +113,8 @@ void LinuxDesktop::prepare() {
     // A notice draws no 3D and takes no text: neither the GL stack nor an input method is loaded.
     setDefault("QT_XCB_GL_INTEGRATION", "none");
     qputenv("QT_IM_MODULE", "none");
+    // Nor does it use a portal: a newer Qt would wait for the session bus to ask for one.
+    setDefault("QT_NO_XDG_DESKTOP_PORTAL", "1");
     // Through shared memory each repaint waits for the display to have read the one before: a wake-up more a
     // second for a window whose one line changes.
     setDefault("QT_XCB_NO_MITSHM", "1");
@@ -200,7 +203,8 @@ bool LinuxDesktop::decideMapping(QWindow *window, Keyboard keyboard) {
             : !x.hasState(active, "_NET_WM_STATE_FULLSCREEN");
     }
     // Some give the keyboard to an unmanaged window only when it appears.
-    const bool canTakeKeyboard = isManaged_ || mappedFor_ == Keyboard::Take || keyboard == Keyboard::Leave;
+    const bool canTakeKeyboard = isManaged_ || keyboard == Keyboard::Leave
+        || (keyboard == Keyboard::Take && mappedFor_ != Keyboard::Leave);
     return isManaged_ == wasManaged && canTakeKeyboard;
 }
 
@@ -233,8 +237,8 @@ void LinuxDesktop::willMap(QWindow *window, Keyboard keyboard) {
         { "_NET_WM_STATE_ABOVE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR",
             "_NET_WM_STATE_SKIP_PAGER" });
     // What would get the keyboard without the input focus would only swallow the keys.
-    const bool isFocusedByType
-        = !isManaged_ && keyboard == Keyboard::Take && windowManager_ != WindowManager::TakesFocusBack;
+    const bool isFocusedByType = !isManaged_ && keyboard != Keyboard::Leave
+        && (keyboard == Keyboard::TakeForUser || windowManager_ != WindowManager::TakesFocusBack);
     x.setAtoms(id, "_NET_WM_WINDOW_TYPE",
         isFocusedByType ? std::vector<std::string_view> { "_NET_WM_WINDOW_TYPE_NORMAL" }
                         : std::vector<std::string_view> { "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION",
@@ -245,7 +249,7 @@ void LinuxDesktop::willMap(QWindow *window, Keyboard keyboard) {
     notice_ = window;
     place_ = nativePlaceOf(*window);
     x.takeFocusFromUserOnly(id);
-    x.setAcceptsFocus(id, keyboard == Keyboard::Take);
+    x.setAcceptsFocus(id, keyboard != Keyboard::Leave);
     x.setUnmanaged(id, !isManaged_);
 }
 
@@ -271,13 +275,16 @@ void LinuxDesktop::willUnmap(QWindow *window) {
         x.setFocus(before);
 }
 
-void LinuxDesktop::takeKeyboard(QWindow *window) {
+void LinuxDesktop::takeKeyboard(QWindow *window, Keyboard keyboard) {
     const X11 x;
     if (!x.isConnected())
         return window->requestActivate();
     // A window that loses the focus under a click lets go of its pressed button.
-    if (windowManager_ == WindowManager::TakesFocusBack)
+    if (windowManager_ == WindowManager::TakesFocusBack) {
+        if (keyboard == Keyboard::TakeForUser)
+            window->setKeyboardGrabEnabled(true); // until it is unmapped
         return;
+    }
     const auto id = static_cast<X11::Window>(window->winId());
     x.setAcceptsFocus(id, true);
     if (isManaged_ && x.windowManagerCheck() != X11::noWindow)
@@ -326,6 +333,8 @@ bool LinuxDesktop::nativeEventFilter(const QByteArray &, void *message, qintptr 
         x.mapAt(id, place_);
         didMap(notice_);
     }
+    if (x.isChangeOfCompositor(event))
+        QCoreApplication::postEvent(notice_, new QEvent(QEvent::ThemeChange));
     // Some window managers mark every window that comes up without the keyboard, after it was mapped.
     constexpr auto demand = "_NET_WM_STATE_DEMANDS_ATTENTION";
     if (x.isChangeOf(event, id, "_NET_WM_STATE") && isManaged_ && x.hasState(id, demand))

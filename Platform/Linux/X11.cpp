@@ -56,6 +56,26 @@ std::optional<xcb_get_selection_owner_cookie_t> &compositorAsked() {
 constexpr std::uint32_t hintFields = 9;
 constexpr std::uint32_t inputHint = 1;
 
+constexpr std::uint8_t sentFlag = 0x80;
+
+// The event XFixesSelectionNotify, as far as it is read.
+struct SelectionNotify {
+    std::uint8_t type;
+    std::uint8_t change;
+    std::uint16_t sequence;
+    X11::Window window;
+    X11::Window owner;
+    xcb_atom_t selection;
+};
+
+// Of XFixes, whose first event it is; zero, as no event has it, without the extension.
+std::uint8_t selectionNotifyType(xcb_connection_t *x) {
+    constexpr std::string_view name = "XFIXES";
+    const ReplyPointer<xcb_query_extension_reply_t> reply(
+        xcb_query_extension_reply(x, xcb_query_extension(x, name.size(), name.data()), nullptr));
+    return reply ? reply->first_event : std::uint8_t { 0 };
+}
+
 } // namespace
 
 X11::X11() {
@@ -237,7 +257,6 @@ void X11::request(
 }
 
 bool X11::isTakenAway(const xcb_generic_event_t *event, Window window) const {
-    constexpr std::uint8_t sentFlag = 0x80;
     switch (event->response_type & ~sentFlag) {
     case XCB_UNMAP_NOTIFY: {
         xcb_unmap_notify_event_t unmap {};
@@ -262,10 +281,18 @@ void X11::mapAt(Window window, const QPoint &place) const {
 }
 
 bool X11::isChangeOf(const xcb_generic_event_t *event, Window window, std::string_view property) const {
-    constexpr std::uint8_t sentFlag = 0x80;
     if ((event->response_type & ~sentFlag) != XCB_PROPERTY_NOTIFY)
         return false;
     xcb_property_notify_event_t change {};
     std::memcpy(&change, event, sizeof(change));
     return change.window == window && change.atom == atom(property);
+}
+
+bool X11::isChangeOfCompositor(const xcb_generic_event_t *event) const {
+    static const auto type = selectionNotifyType(connection_);
+    if ((event->response_type & ~sentFlag) != type)
+        return false;
+    SelectionNotify change {};
+    std::memcpy(&change, event, sizeof(change));
+    return change.selection == atom("_NET_WM_CM_S0");
 }

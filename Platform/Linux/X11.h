@@ -69,6 +69,8 @@ public:
     bool isTakenAway(const xcb_generic_event_t *event, Window window) const;
     void mapAt(Window window, const QPoint &place) const;
     bool isChangeOf(const xcb_generic_event_t *event, Window window, std::string_view property) const;
+    /// Whether a compositor has come or gone; Qt has these events sent.
+    bool isChangeOfCompositor(const xcb_generic_event_t *event) const;
 
 private:
     xcb_atom_t atom(std::string_view name) const;

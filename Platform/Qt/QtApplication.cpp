@@ -48,9 +48,8 @@ void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &
 
 } // namespace
 
-QtApplication::QtApplication(int argumentCount, char **arguments, ErrorReporter reportError)
-    : argumentCount_(argumentCount)
-    , arguments_(arguments)
+QtApplication::QtApplication(char *program, ErrorReporter reportError)
+    : arguments_ { program }
     , reportError_(std::move(reportError))
     , desktop_(makeDesktop()) {
     theApplication = this;
@@ -68,7 +67,12 @@ QtApplication::~QtApplication() {
 void QtApplication::openDesktop() {
     qInstallMessageHandler(handleQtMessage);
     QApplication::setStyle(new NoticeStyle);
-    application_ = std::make_unique<QApplication>(argumentCount_, arguments_);
+    static char nameOption[] = "-name"; // of X11 windows
+    instanceName_ = QGuiApplication::desktopFileName().toUtf8();
+    if (!instanceName_.isEmpty())
+        arguments_.insert(arguments_.end(), { nameOption, instanceName_.data() });
+    argumentCount_ = static_cast<int>(arguments_.size());
+    application_ = std::make_unique<QApplication>(argumentCount_, arguments_.data());
     QApplication::setQuitOnLastWindowClosed(false);
     // A system that ends its applications by an event of its own ends this one in the ordinary way.
     QObject::connect(application_.get(), &QCoreApplication::aboutToQuit, [this] { endProcess(); });
@@ -103,6 +107,11 @@ int QtApplication::run(ApplicationDelegate &delegate, const std::function<void()
 
 void QtApplication::beginAccessibility() {
     QAccessible::setRootObject(application_.get());
+}
+
+void QtApplication::activate() {
+    if (window_)
+        window_->activate();
 }
 
 std::vector<NoticeWindow *> QtApplication::windows() const {

@@ -2,10 +2,12 @@
 
 #include "Platform/Application.h"
 
+#include <QByteArray>
 #include <QString>
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 class Desktop;
 class QApplication;
@@ -18,8 +20,9 @@ class QtApplication final : public Application {
 public:
     using ErrorReporter = std::function<void(const QString &)>;
 
+    /// @param program      the name it was started by
     /// @param reportError  is told, in one line, why there is no desktop to show a window on
-    QtApplication(int argumentCount, char **arguments, ErrorReporter reportError);
+    QtApplication(char *program, ErrorReporter reportError);
     ~QtApplication() override;
 
     /// Launches the delegate, opens the desktop and its window, with alpha 0, and runs the event loop. The
@@ -41,6 +44,10 @@ public:
     /// makes its first widget if this was not called: so not before the bus has answered somebody else.
     void beginAccessibility();
 
+    /// Gives the keyboard to the notice that is shown, if there is one, and shows where in it the keyboard
+    /// is.
+    void activate();
+
     std::vector<NoticeWindow *> windows() const override;
     void endIsSettled() override;
     void endBy(std::chrono::milliseconds interval) override;
@@ -55,10 +62,11 @@ private:
     void openDesktop();
     [[noreturn]] void endProcess();
 
-    int argumentCount_;
-    char **arguments_;
+    std::vector<char *> arguments_;
+    int argumentCount_ = 0; ///< Qt's own, once it has read them
     ErrorReporter reportError_;
     QString brand_;
+    QByteArray instanceName_;
     ApplicationDelegate *delegate_ = nullptr;
     std::unique_ptr<TerminationSignals> terminationSignals_;
     std::unique_ptr<Desktop> desktop_;

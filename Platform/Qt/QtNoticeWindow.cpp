@@ -169,7 +169,13 @@ void QtNoticeWindow::styleTitleStrip() {
 }
 
 void QtNoticeWindow::makeKeyAndOrderFront() {
-    keyWanted_ = true;
+    keyWanted_ = Keyboard::Take;
+    commitLater();
+}
+
+void QtNoticeWindow::activate() {
+    setAttribute(Qt::WA_KeyboardFocusChange); // the focus ring is seen from the beginning
+    keyWanted_ = Keyboard::TakeForUser;
     commitLater();
 }
 
@@ -187,7 +193,7 @@ void QtNoticeWindow::drag(const QPoint &distance) {
 }
 
 void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
-    keyWanted_ = false;
+    keyWanted_ = Keyboard::Leave;
     if (oldView) {
         oldView->hide();
         oldView->setParent(nullptr);
@@ -227,34 +233,31 @@ void QtNoticeWindow::commit() {
     if (alpha_ <= 0)
         return takeOffScreen();
     const bool isNewContent = std::exchange(contentIsNew_, false) && contentView_;
-    const auto keyboard = keyWanted_ ? Keyboard::Take : Keyboard::Leave;
-    if (isNewContent || keyWanted_ || !isVisible()) {
-        const bool isMappedWell = desktop_.decideMapping(windowHandle(), keyboard);
+    const bool takesKeyboard = keyWanted_ != Keyboard::Leave;
+    if (isNewContent || takesKeyboard || !isVisible()) {
+        const bool isMappedWell = desktop_.decideMapping(windowHandle(), keyWanted_);
         if (!isMappedWell)
             takeOffScreen(); // to be mapped in another way
     }
     const bool appears = !isVisible();
-    if (appears) {
-        const bool isComposited = desktop_.isComposited();
-        placement_.setShadow(isComposited ? CardEdge::shadowMargins : QMargins());
-        edge_->setHasShadow(isComposited);
-    }
+    if (appears)
+        castShadow();
     if (isNewContent)
         layOutNow(*contentView_);
     fitToContent();
     if (isNewContent || appears)
         showContent();
     if (appears)
-        putOnScreen(keyboard);
+        putOnScreen(keyWanted_);
     if (isNewContent || appears) {
         // What is clicked on in a window that just appeared was clicked on in this notice.
         isShown_ = appears;
         desktop_.whenShown(windowHandle(), [this] { wasShown(); });
         announce();
     }
-    if (std::exchange(keyWanted_, false)) {
+    if (takesKeyboard) {
         raise();
-        desktop_.takeKeyboard(windowHandle());
+        desktop_.takeKeyboard(windowHandle(), std::exchange(keyWanted_, Keyboard::Leave));
     }
 }
 
@@ -263,8 +266,9 @@ void QtNoticeWindow::commit() {
 void QtNoticeWindow::announce() {
     if (!QAccessible::isActive())
         return;
-    const auto untilKeyboard
-        = keyWanted_ && !isActiveWindow() ? timeToGetKeyboard : std::chrono::milliseconds::zero();
+    const auto untilKeyboard = keyWanted_ != Keyboard::Leave && !isActiveWindow()
+        ? timeToGetKeyboard
+        : std::chrono::milliseconds::zero();
     announcement_.start(untilKeyboard);
 }
 
@@ -306,6 +310,12 @@ void QtNoticeWindow::showContent() {
 QSize QtNoticeWindow::maxContentSize() const {
     const auto max = placement_.maxCardSize();
     return { std::min(cardWidth(), max.width()), max.height() - TitleStrip::stripHeight };
+}
+
+void QtNoticeWindow::castShadow() {
+    const bool isComposited = desktop_.isComposited();
+    placement_.setShadow(isComposited ? CardEdge::shadowMargins : QMargins());
+    edge_->setHasShadow(isComposited);
 }
 
 void QtNoticeWindow::fitToContent() {
@@ -352,6 +362,10 @@ bool QtNoticeWindow::event(QEvent *event) {
         quiet_.start();
         announcement_.stop();
     }
+    if (event->type() == QEvent::ThemeChange && isVisible()) {
+        castShadow();
+        fitToContent();
+    }
     return QWidget::event(event);
 }
 
@@ -376,7 +390,7 @@ bool QtNoticeWindow::isInputForIt(const QEvent &event) {
     case QEvent::MouseButtonDblClick:
     case QEvent::TouchBegin:
         if (isShown_ && !isActiveWindow())
-            desktop_.takeKeyboard(windowHandle());
+            desktop_.takeKeyboard(windowHandle(), Keyboard::Take);
         return isShown_;
     default:
         return true;

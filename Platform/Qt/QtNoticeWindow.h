@@ -26,6 +26,9 @@ public:
     /// Closed by the window manager: it never comes back.
     bool isClosed() const { return closed_; }
 
+    /// The user turns to the notice with the keyboard. Nothing when none is shown.
+    void activate();
+
     /// To the window that had it, where no window manager does so when this one goes.
     void giveKeyboardBack();
 
@@ -57,6 +60,7 @@ private:
     void commit();
     void takeOffScreen();
     void putOnScreen(Keyboard keyboard);
+    void castShadow();
     void fitToContent();
     void showContent();
     void arrange();
@@ -76,7 +80,7 @@ private:
     QColor backgroundColor_;
     bool closed_ = false;
     bool commitQueued_ = false;
-    bool keyWanted_ = false;
+    Keyboard keyWanted_ = Keyboard::Leave;
     bool contentIsNew_ = false;
     bool isShown_ = false; ///< all input from here on came after the present content
     QTimer settling_;

@@ -79,7 +79,7 @@ public:
     }
 
     void willUnmap(QWindow *) override { }
-    void takeKeyboard(QWindow *window) override { window->requestActivate(); }
+    void takeKeyboard(QWindow *window, Keyboard) override { window->requestActivate(); }
     void acceptKeyboard(QWindow *) override { }
     void whenShown(QWindow *, std::function<void()> shown) override { shown(); }
 };

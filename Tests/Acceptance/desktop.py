@@ -195,17 +195,16 @@ class Screen:
     process = None  # of a virtual screen
 
     @classmethod
-    def virtual(cls, folder):
+    def virtual(cls, folder, server=("Xvfb", "-screen", "0", f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}x24")):
         reading, writing = os.pipe()
         process = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writing), "-screen", "0", f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}x24",
-             "-dpi", "96", "-nolisten", "tcp", "-noreset"],
+            [*server, "-displayfd", str(writing), "-dpi", "96", "-nolisten", "tcp", "-noreset"],
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=[writing])
         os.close(writing)
         with os.fdopen(reading) as pipe:
             number = pipe.readline().strip()
         if not number:
-            raise RuntimeError("Xvfb did not start")
+            raise RuntimeError(f"{server[0]} did not start")
         authority = os.path.join(folder, "authority")
         open(authority, "w").close()
         screen = cls(f":{number}", authority)
@@ -267,8 +266,9 @@ class Screen:
 
     def picture(self):
         """What the user sees, as an image."""
-        raw = self.root.get_image(0, 0, SCREEN_WIDTH, SCREEN_HEIGHT, X.ZPixmap, 0xFFFFFFFF)
-        return Image.frombytes("RGB", (SCREEN_WIDTH, SCREEN_HEIGHT), raw.data, "raw", "BGRX")
+        shape = self.root.get_geometry()
+        raw = self.root.get_image(0, 0, shape.width, shape.height, X.ZPixmap, 0xFFFFFFFF)
+        return Image.frombytes("RGB", (shape.width, shape.height), raw.data, "raw", "BGRX")
 
     def pixel(self, x, y):
         raw = self.root.get_image(x, y, 1, 1, X.ZPixmap, 0xFFFFFFFF).data
@@ -497,17 +497,20 @@ class Desktop:
     def _start(self, window_manager, accessibility, compositor):
         self.bus = Bus(self.folder)
         self._closing.append(self.bus.close)
-        self.screen = Screen.virtual(self.folder)
+        self.screen = self._virtual_screen()
         self._closing.append(self.screen.close)
         self.environment = self._private_environment()
         if window_manager:
             self._start_window_manager(window_manager)
         if compositor:
-            self._start_compositor()
+            self.start_compositor()
         self.accessibility = None
         if accessibility:
             self.accessibility = Accessibility(self.bus, self.environment)
             self._closing.append(self.accessibility.close)
+
+    def _virtual_screen(self):
+        return Screen.virtual(self.folder)
 
     def _private_environment(self):
         environment = {
@@ -541,10 +544,11 @@ class Desktop:
             "_NET_SUPPORTING_WM_CHECK", "_NET_CURRENT_DESKTOP", "_NET_SUPPORTED")),
             f"the window manager {name} is there")
 
-    def _start_compositor(self):
+    def start_compositor(self):
         selection = self.screen.atom("_NET_WM_CM_S0")
-        self._start_program("picom", "--backend", "xrender", "--config", "/dev/null")
+        process = self._start_program("picom", "--backend", "xrender", "--config", "/dev/null")
         wait_until(lambda: self.screen.display.get_selection_owner(selection) != X.NONE, "the compositor is there")
+        return process
 
     def close(self):
         for closing in reversed(self._closing):

@@ -30,13 +30,6 @@ IMPOSSIBLE = {
     ("sway", "test_click_gives_it_the_keyboard"): SWAY_KEEPS_FOCUS,
 }
 
-# What cannot be asked, with the reason.
-NOT_ASKED = {
-    ("xfwm4", "test_two_monitors"): "xfwm4 ignores a monitor without an output, and a virtual screen has one output",
-    **{(name, "test_switched_to_by_keys"): "no key of it goes to a window that stands in no list"
-       for name, session in SESSIONS.items() if not session.switch_keys},
-}
-
 
 def on_two_monitors(test):
     test.monitors = 2
@@ -323,17 +316,34 @@ class Questions(NoticeTestCase):
         self.show(agent, "re-authentication")
         self.assert_seen(agent, "after the one that Escape dismissed")
 
-    @takes(6)
-    def test_switched_to_by_keys(self):
+    @takes(9)
+    def test_reached_by_activation(self):
         self.use_program()
         agent = self.launch()
+        agent.activate()
         self.show(agent)
-        self.assert_seen(agent, "before it is switched to")
-        time.sleep(1)  # until the window manager may focus it
-        self.session.press_together(self.session.switch_keys)
-        self.wait_notice_has_keyboard(agent, "after the keys that go to the notice")
+        self.assert_program_keeps_keyboard("under a notice that came after its agent was activated")
+        agent.activate()
+        self.wait_notice_has_keyboard(agent, "when the notice was activated")
+        self.assert_seen(agent, "with the keyboard")
         self.session.press_key("Escape")
         agent.wait_hidden()
+        self.wait_program_types()
+        agent.activate()
+        self.assert_program_keeps_keyboard("when an agent without a notice was activated")
+        self.assertFalse(agent.visible())
+
+    @takes(7)
+    def test_reached_by_activation_over_full_screen(self):
+        self.use_program()
+        self.fill_screen()
+        agent = self.launch()
+        self.show(agent)
+        agent.activate()
+        self.wait_notice_has_keyboard(agent, "that fills the screen")
+        self.assert_seen(agent, "over a program that fills the screen")
+        self.session.press_key("Return")
+        self.assert_ended(agent)
         self.wait_program_types()
 
     @takes(6)
@@ -441,8 +451,6 @@ def class_name(session):
 for _session in SESSIONS:
     _members = {name: asked_in_vain(getattr(Questions, name), reason)
                 for (session, name), reason in IMPOSSIBLE.items() if session == _session}
-    _members.update({name: unittest.skip(reason)(getattr(Questions, name))
-                     for (session, name), reason in NOT_ASKED.items() if session == _session})
     globals()[class_name(_session)] = type(class_name(_session), (Questions,), {
         "__module__": __name__, "session_name": _session, **_members})
 del Questions

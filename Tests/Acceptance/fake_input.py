@@ -2,8 +2,8 @@
 
     fake_input.py SOCKET WIDTH HEIGHT
 
-Each line of standard input is one of "move X Y", "button PRESSED" and "key CODE", and is answered when it is
-carried out. A program of its own, since a compositor may want to know whose it is.
+Each line of standard input is one of "move X Y", "button PRESSED", "key CODE" and (KWin) "unplug", and is
+answered when it is carried out. A program of its own, since a compositor may want to know whose it is.
 """
 
 import os
@@ -12,7 +12,9 @@ import struct
 import sys
 import time
 
-DISPLAY, REGISTRY, CALLBACK, MANAGER, POINTER, SEAT, KEYBOARD_MANAGER, KEYBOARD = range(1, 9)  # the objects
+# The objects; no number may be left out.
+DISPLAY, REGISTRY, CALLBACK, MANAGER, POINTER, SEAT, KEYBOARD_MANAGER, KEYBOARD = range(1, 9)
+OUTPUT, OUTPUTS, CONFIGURATION = range(5, 8)
 LEFT_BUTTON = 0x110
 
 
@@ -61,9 +63,9 @@ class Client:
         return True
 
     def bind_to(self, protocol, version, target):
-        name = next(content[:4] for source, content in self.offered
-                    if source == REGISTRY and content[8:].startswith(protocol + b"\0"))
-        self.send(REGISTRY, 0, name, string(protocol), version, target)
+        names = [content[:4] for source, content in self.offered
+                 if source == REGISTRY and content[8:].startswith(protocol + b"\0")]
+        self.send(REGISTRY, 0, names[-1], string(protocol), version, target)
 
     def begin(self):
         self.send(MANAGER, 0, string(b"tests"), string(b"tests"))
@@ -77,6 +79,14 @@ class Client:
     def key(self, code):
         for state in (1, 0):
             self.send(MANAGER, 10, code, state)
+
+    def unplug(self):
+        """Switches the last output off."""
+        self.bind_to(b"kde_output_device_v2", 2, OUTPUT)
+        self.bind_to(b"kde_output_management_v2", 2, OUTPUTS)
+        self.send(OUTPUTS, 0, CONFIGURATION)
+        self.send(CONFIGURATION, 0, OUTPUT, 0)
+        self.send(CONFIGURATION, 5)
 
 
 class VirtualDevices(Client):

@@ -13,7 +13,7 @@ import time
 
 import dbus
 from PIL import Image
-from Xlib import X, XK
+from Xlib import X
 from Xlib.ext import xtest
 from Xlib.protocol import event as xevent
 
@@ -30,6 +30,31 @@ PROGRAM_SIZE = (1040, 960)
 INSIDE = (300, 900)
 OUTSIDE = ((1270, 8), (640, 1018))
 
+# An X server whose outputs lead nowhere, for several monitors: Xvfb has one output.
+SERVER_WITH_OUTPUTS = """
+Section "Device"
+  Identifier "outputs"
+  Driver "dummy"
+  Option "Monitor-DUMMY0" "any mode"
+  Option "Monitor-DUMMY1" "any mode"
+  VideoRam 65536
+EndSection
+Section "Monitor"
+  Identifier "any mode"
+  HorizSync 5-1000
+  VertRefresh 5-200
+  Option "PreferredMode" "1280x1024"
+EndSection
+Section "Screen"
+  Identifier "screen"
+  Monitor "any mode"
+  DefaultDepth 24
+EndSection
+Section "ServerFlags"
+  Option "AutoAddDevices" "false"
+EndSection
+"""
+
 # A desktop that draws with two processors for all.
 START_LIMIT = 60.0
 
@@ -43,7 +68,6 @@ class Session(Desktop):
     programs = ()  # the programs that it is made of; the first one names it
     files = {}  # what is wanted below the configuration folder
     compositor = False
-    switch_keys = ()  # held down together they go to the next window that stands in no list
 
     def __init__(self, monitors=1):
         self.monitors = monitors  # side by side, the primary one at the left
@@ -117,11 +141,24 @@ class X11Session(Session):
 
     command = ()
 
+    def _virtual_screen(self):
+        if self.monitors == 1:
+            return super()._virtual_screen()
+        configuration = os.path.join(self.folder, "xorg.conf")
+        with open(configuration, "w", encoding="utf-8") as file:
+            file.write(SERVER_WITH_OUTPUTS)
+        return Screen.virtual(self.folder, (
+            "Xorg", "-config", configuration, "-logfile", os.path.join(self.folder, "xorg.log"), "-novtswitch",
+            "-sharevts", "-keeptty"))
+
     def _start_window_manager(self, _name):
         self._write_files()
         if self.monitors == 2:
-            self._set_monitor("first", "screen", 0)
-            self._set_monitor("second", "none", SCREEN_WIDTH // 2)
+            mode = f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}"
+            self._run("xrandr", "--output", "DUMMY0", "--mode", mode)
+            self._run("xrandr", "--addmode", "DUMMY1", mode)
+            self._run("xrandr", "--output", "DUMMY1", "--mode", mode, "--right-of", "DUMMY0")
+            self._run("xrandr", "--query")  # only now the server calls that output connected
         home = os.path.join(self.environment["HOME"], ".fluxbox")
         os.makedirs(home)
         open(os.path.join(home, "init"), "w").close()
@@ -132,18 +169,11 @@ class X11Session(Session):
             "_NET_SUPPORTING_WM_CHECK", "_NET_CURRENT_DESKTOP", "_NET_SUPPORTED")), "the window manager is there",
             START_LIMIT)
 
-    def _set_monitor(self, name, output, x):
-        self._run("xrandr", "--setmonitor", name, f"{SCREEN_WIDTH // 2}/170x{SCREEN_HEIGHT}/270+{x}+0", output)
-
     def _run(self, *command):
         subprocess.run(command, env=self.environment, check=True, stdout=subprocess.DEVNULL, timeout=10)
 
-    def second_monitor(self):
-        """The screen is split: a virtual one has no second output."""
-        return SCREEN_WIDTH // 2, 0, SCREEN_WIDTH // 2, SCREEN_HEIGHT
-
     def unplug_second_monitor(self):
-        self._run("xrandr", "--delmonitor", "second")
+        self._run("xrandr", "--output", "DUMMY1", "--off")
         return True
 
     def alive(self):
@@ -167,13 +197,6 @@ class X11Session(Session):
 
     def press_key(self, name):
         self.screen.press_key(name)
-
-    def press_together(self, names):
-        codes = [self.screen.display.keysym_to_keycode(XK.string_to_keysym(name)) for name in names]
-        for kind, order in ((X.KeyPress, codes), (X.KeyRelease, reversed(codes))):
-            for code in order:
-                xtest.fake_input(self.screen.display, kind, code)
-        self.screen.display.sync()
 
     def request(self, window, message, *values):
         data = [value if isinstance(value, int) else self.screen.atom(value) for value in values]
@@ -234,7 +257,6 @@ class Xfwm4Session(X11Session):
 
 class MutterSession(X11Session):
     programs = ("mutter",)
-    switch_keys = ("Control_L", "Alt_L", "Escape")
     command = ("mutter", "--x11")
 
 
@@ -245,13 +267,11 @@ class KWinX11Session(X11Session):
 
 class MarcoSession(X11Session):
     programs = ("marco",)
-    switch_keys = ("Control_L", "Alt_L", "Escape")
     command = ("marco",)
 
 
 class MetacitySession(X11Session):
     programs = ("metacity",)
-    switch_keys = ("Control_L", "Alt_L", "Escape")
     command = ("metacity",)
 
 
@@ -271,7 +291,6 @@ class AwesomeSession(X11Session):
 
 class FluxboxSession(X11Session):
     programs = ("fluxbox",)
-    switch_keys = ("Alt_L", "Tab")
     command = ("fluxbox",)
 
 
@@ -421,7 +440,6 @@ class GnomeShellSession(WaylandSession):
     """It wants an ordinary user, a login daemon, and tells everything by its own scripts."""
 
     programs = ("gnome-shell", "Xwayland", "setpriv")
-    switch_keys = ("Control_L", "Alt_L", "Escape")
     socket_name = "wayland-0"
     files = {"glib-2.0/settings/keyfile": """[org/gnome/shell]
 welcome-dialog-last-shown-version='99'
@@ -488,13 +506,9 @@ num-workspaces=2
                     f"{int(pressed)})")
 
     def press_key(self, name):
-        self.press_together([name])
-
-    def press_together(self, names):
-        for state, order in ((1, names), (0, reversed(names))):
-            for name in order:
-                self.script("global.testKeyboard.notify_keyval(GLib.get_monotonic_time(), "
-                            f"imports.gi.Clutter.KEY_{name}, {state})")
+        for state in (1, 0):
+            self.script("global.testKeyboard.notify_keyval(GLib.get_monotonic_time(), "
+                        f"imports.gi.Clutter.KEY_{name}, {state})")
 
     def go_to_workspace(self, number):
         self.script(f"global.workspace_manager.get_workspace_by_index({number}).activate(global.get_current_time())")
@@ -545,6 +559,10 @@ class KWinWaylandSession(WaylandSession):
             wait_until(lambda: results, "the compositor answers for its picture")
             raise AssertionError(f"no picture: {results}")
         return Image.frombytes("RGB", (width, SCREEN_HEIGHT), data, "raw", "BGRX")
+
+    def unplug_second_monitor(self):
+        self._do("unplug")
+        return True
 
     def go_to_workspace(self, number):
         path, interface = "/VirtualDesktopManager", "org.kde.KWin.VirtualDesktopManager"

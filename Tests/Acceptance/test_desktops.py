@@ -101,6 +101,26 @@ class KeysTest(NoticeTestCase):
 class ScreenTest(NoticeTestCase):
     own_desktop = True
 
+    @takes(4)
+    def test_shadow_comes_and_goes_with_the_compositor(self):
+        ground = (200, 40, 40)
+        self.screen.plain_window(700, 0, 560, 500, ground)
+        agent = self.launch()
+        self.post(WebSocketType=True, MaintenanceMessageKey="text")
+        agent.wait_visible()
+        place = agent.geometry()
+        beside = place[0] - 4, place[1] + 100
+
+        def has_shadow():
+            return bool(self.screen.property(agent.window(), "_GTK_FRAME_EXTENTS"))
+        self.assertFalse(has_shadow())
+        compositor = self.desktop.start_compositor()
+        wait_until(lambda: has_shadow() and self.screen.pixel(*beside) != ground, "the notice casts a shadow")
+        wait_until(lambda: agent.geometry() == place, "the card has kept its place")
+        compositor.kill()
+        wait_until(lambda: not has_shadow() and self.screen.pixel(*beside) == ground, "the notice has no shadow")
+        wait_until(lambda: agent.geometry() == place, "the card has kept its place")
+
     def screen_size(self):
         shape = self.screen.root.get_geometry()
         return shape.width, shape.height
@@ -396,8 +416,8 @@ class ScreenReaderTest(NoticeTestCase):
         agent.wait_visible()
         window = agent.window()
         self.assertEqual(b"Maintenance", bytes(self.desktop.screen.property(window, "_NET_WM_NAME")))
-        # By its class the desktop finds the installed entry.
-        self.assertEqual(f"{AGENT_NAME}.{self.brand}", window.get_wm_class()[1])
+        # By these the desktop finds the installed entry.
+        self.assertEqual((f"{AGENT_NAME}.{self.brand}",) * 2, window.get_wm_class())
         self.assertEqual(self.brand, agent.elements()[0].name)
 
     @takes(2)

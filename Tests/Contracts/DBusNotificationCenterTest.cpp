@@ -45,7 +45,9 @@ protected:
     }
     void listen() {
         center_->listen(brandName.toStdString(),
-            { .begun = [this] { ++begun_; }, .anotherRuns = [this] { anotherRuns_ = true; } });
+            { .begun = [this] { ++begun_; },
+                .activated = [this] { ++activated_; },
+                .anotherRuns = [this] { anotherRuns_ = true; } });
     }
     void launch() {
         makeCenter();
@@ -92,6 +94,7 @@ protected:
     std::vector<std::string> errors_;
     std::vector<Notification> got_;
     int begun_ = 0;
+    int activated_ = 0;
     bool anotherRuns_ = false;
     std::unique_ptr<DBusNotificationCenter> center_;
 };
@@ -214,6 +217,39 @@ TEST_F(DBusNotificationCenterTest, TheStandardCallsAreAnswered) {
     EXPECT_EQ(get("Get", {}), DBUS_ERROR_UNKNOWN_PROPERTY);
     EXPECT_EQ(get("Set", { agentName, QStringLiteral("Version") }), DBUS_ERROR_UNKNOWN_METHOD);
     EXPECT_EQ(answer(centerPath, "com.example.Interface", "Method", {}), DBUS_ERROR_UNKNOWN_METHOD);
+}
+
+TEST_F(DBusNotificationCenterTest, AnApplicationOfItsNamesIsActivated) {
+    launch();
+    const auto activate = [this](const char *path, const BusClient::Append &arguments) {
+        return client_.answer({ .path = path,
+                                  .interface = "org.freedesktop.Application",
+                                  .member = "Activate",
+                                  .destination = "com.tevanic.NoticeAgent" },
+            arguments, [this] { loop_.advance(0ms); });
+    };
+    const BusClient::Append platformData = [](DBusMessageIter &arguments) {
+        DBusMessageIter entries;
+        dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, "{sv}", &entries);
+        dbus_message_iter_close_container(&arguments, &entries);
+    };
+    EXPECT_EQ(activate("/com/tevanic/NoticeAgent/zelvik", platformData), "");
+    EXPECT_EQ(activated_, 1);
+    EXPECT_EQ(activate("/com/tevanic/NoticeAgent", platformData), "");
+    EXPECT_EQ(activated_, 2);
+    EXPECT_EQ(activate("/com/tevanic/NoticeAgent/other", platformData), DBUS_ERROR_UNKNOWN_METHOD);
+    EXPECT_EQ(activate("/com/tevanic/NoticeAgent", texts({})), DBUS_ERROR_INVALID_ARGS);
+    EXPECT_EQ(activate("/com/tevanic/NoticeAgent", texts({ QStringLiteral("a") })), DBUS_ERROR_INVALID_ARGS);
+    EXPECT_EQ(activated_, 2);
+}
+
+TEST_F(DBusNotificationCenterTest, ABrandsPathHasNoByteThatAPathCannotHold) {
+    makeCenter();
+    center_->listen("com.tevanic.NoticeAgent.a-b_.c", {});
+    ASSERT_TRUE(waitUntil([&] { return center_->isConnected(); }));
+    EXPECT_THAT(answer("/com/tevanic/NoticeAgent/a_b_/c", DBUS_INTERFACE_INTROSPECTABLE, "Introspect", {})
+                    .toStdString(),
+        testing::HasSubstr("org.freedesktop.Application"));
 }
 
 // A process has no more than some hundred descriptors, and the bus throws out who cannot take one.

@@ -52,6 +52,10 @@ QtApplicationExists::QtApplicationExists() {
     QApplication::setQuitOnLastWindowClosed(false);
 }
 
+QtApplicationExists::~QtApplicationExists() {
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
 NoticeWorld::NoticeWorld()
     : services { .application = application,
         .runLoop = runLoop,

@@ -16,9 +16,13 @@
 #include "Tests/Fakes/RecordingLog.h"
 #include "Tests/Fakes/TemporaryBundle.h"
 
-/// What is drawn needs an application of the toolkit; it stays for the whole process.
+/// What is drawn needs an application of the toolkit; it stays for the whole process. Views that were left to
+/// it go with this: at the end of the process a newer Qt deletes them after what they need.
 struct QtApplicationExists {
     QtApplicationExists();
+    ~QtApplicationExists();
+    QtApplicationExists(const QtApplicationExists &) = delete;
+    QtApplicationExists &operator=(const QtApplicationExists &) = delete;
 };
 
 /// Notifications that are written into the journal too, as "observe NAME", "unobserve NAME", "post NAME" and

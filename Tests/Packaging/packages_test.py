@@ -196,6 +196,7 @@ class ContentTest(unittest.TestCase):
         self.assertEqual(field(development, "Depends").split(", ")[:2],
                          [f"libnoticeclient1 (= {field(library, 'Version')})", "libdbus-1-dev"])
 
+    @unittest.skipUnless(os.geteuid() == 0, "an ordinary user's umask counts")
     def test_folders_are_open_whatever_the_umask(self):
         place = folder / "prefix"
         run("sh", "-c", 'umask 077; for component in agent kit documents Library Development; do '
@@ -227,7 +228,7 @@ class PortableTest(unittest.TestCase):
             for name, path in re.findall(r"(\S+) => (.+?)(?: \(|$)", run("ldd", program)):
                 if not re.match(r"lib(c|m|dl|rt|pthread|resolv)\.so", name):
                     self.assertTrue(Path(path).resolve().is_relative_to(bundle.resolve()), f"{program}: {name}: {path}")
-        self.assertTrue((bundle / "licences/libqt6core6").is_file())
+        self.assertTrue(only((bundle / "licences").glob("libqt6core6*")).is_file())
 
         notices = Notices()
         self.addCleanup(notices.end)

@@ -283,6 +283,20 @@ TEST_F(ImageTest, ADrawingInsideItselfManyTimesIsRefusedOrHarmless) {
         image->scaledToFit({ 64, 32 }, 1);
 }
 
+TEST_F(ImageTest, ADrawingThatRefersOrActsIsRefused) {
+    for (const auto *content : { "<image xlink:href='file:///a.png' width='64' height='32'/>",
+             "<image xlink:href='http://a.example/' width='64' height='32'/>",
+             "<use xlink:href='http://a.example/#a'/>", "<script>window.open()</script>",
+             "<style>@import url(http://a.example/);</style>",
+             "<rect width='64' height='32'><animate attributeName='x' to='9'/></rect>" })
+        EXPECT_FALSE(Image::withData(drawing(fullGreen + content)).has_value()) << content;
+    const auto text = drawing("<text>&e;</text>");
+    for (const auto *entity : { "'lol'", "SYSTEM 'file:///a'" })
+        EXPECT_FALSE(
+            Image::withData("<!DOCTYPE svg [<!ENTITY e " + QByteArray(entity) + ">]>" + text).has_value())
+            << entity;
+}
+
 /// A drawing that refers to something outside itself, and a file that tells whether it was opened.
 class ImageReachingOut : public ImageTest, public testing::WithParamInterface<const char *> {
 protected:
