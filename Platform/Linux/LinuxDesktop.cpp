@@ -15,6 +15,8 @@
 #include <optional>
 #include <utility>
 
+#include <malloc.h>
+
 namespace {
 
 constexpr std::uint32_t allWorkspaces = 0xffffffff;
@@ -121,6 +123,8 @@ void LinuxDesktop::prepare() {
 }
 
 void LinuxDesktop::beginLoadingFonts() {
+    // What the threads of the start leave behind stands in one heap with everything else, without gaps.
+    mallopt(M_ARENA_MAX, 1);
     // Where no thread can be had they are loaded when they are waited for.
     fontLoading_ = std::async(std::launch::async | std::launch::deferred, LinuxFonts::load);
 }
