@@ -43,8 +43,8 @@ void TemporaryBundle::setInfo(const QVariantMap &info) {
 }
 
 void TemporaryBundle::setSettings(const QVariantMap &settings) {
-    writeResource(QStringLiteral("Application_Shared.plist"),
-        propertyList("<dict>" + entries(settings) + "</dict>"));
+    writeResource(
+        QStringLiteral("Application_Shared.plist"), propertyList("<dict>" + entries(settings) + "</dict>"));
 }
 
 void TemporaryBundle::removeSettings() {
