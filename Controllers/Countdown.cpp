@@ -26,6 +26,7 @@ CountdownLine *lineOf(const NoticeController &controller) {
 struct RunningCountdown {
     Application &application;
     std::shared_ptr<NoticeController> controller;
+    CountdownLine *line; ///< the controller's; may be null
     const Outlet<TextField> &label;
     const Outlet<PushButton> &button;
     Countdown countdown;
@@ -45,13 +46,15 @@ struct RunningCountdown {
             application.endIsSettled();
             controller->setWindowAlpha(0.0);
         }
-        Countdown::setHidden(*controller, *label, counter < 1);
+        label->setHidden(counter < 1);
         button->setEnabled(counter > 0);
         if (countdown.secondsLeft)
             countdown.secondsLeft(counter);
         label->setStringValue(countdown.text(counter));
-        if (auto *line = lineOf(*controller))
+        if (line) {
+            line->setHidden(counter < 1);
             line->setRemaining(static_cast<double>(counter) / static_cast<double>(countdown.seconds));
+        }
         if (isSpoken(counter))
             label->announce();
     }
@@ -62,8 +65,8 @@ struct RunningCountdown {
 void Countdown::start(const NoticeServices &services, NoticeController &controller,
     const Outlet<TextField> &label, const Outlet<PushButton> &button, Countdown countdown) {
     const auto seconds = countdown.seconds;
-    auto running = std::make_shared<RunningCountdown>(RunningCountdown {
-        services.application, controller.shared_from_this(), label, button, std::move(countdown), seconds });
+    auto running = std::make_shared<RunningCountdown>(RunningCountdown { services.application,
+        controller.shared_from_this(), lineOf(controller), label, button, std::move(countdown), seconds });
     auto &runLoop = services.runLoop;
     runLoop.scheduledTimer(tickInterval, Repeats::Yes, [&runLoop, running](Timer &timer) {
         runLoop.async([running, held = timer.shared_from_this()] { running->tick(*held); });

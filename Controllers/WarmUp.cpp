@@ -6,15 +6,12 @@
 #include "Platform/Storyboard.h"
 #include "Platform/Views/TextField.h"
 #include "Support/CustomAPPManager.h"
-#include "Support/Logger.h"
 
 #include <QImage>
 
 #include <utility>
 
 namespace {
-
-constexpr LogSource warmUpLog("Controllers/WarmUp");
 
 /// Takes a step in a later turn of the loop, unless a message came meanwhile, which has loaded all this.
 void whenIdle(RunLoop &runLoop, RunLoop::Block step) {
@@ -36,9 +33,6 @@ void drawOneNotice(const Storyboard &storyboard) {
 }
 
 void decodeLogo(const Bundle &mainBundle) {
-    const auto unreadable = Image::unreadableFormats();
-    for (const auto &format : unreadable)
-        warmUpLog.error("warmUp()", QStringLiteral("Nothing installed reads images of the format ") + format);
     constexpr QSize box(100, 28);
     if (const auto logo = Image::named(mainBundle, CustomAPPManager::AppLogo))
         logo->scaledToFit(box, 1);

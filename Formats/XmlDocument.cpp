@@ -19,8 +19,12 @@ constexpr unsigned long long freeExpansion = 8 * 1024 * 1024; // bytes
 // Expat expands an entity inside an entity by recursion.
 constexpr int maxEntities = 1'000;
 
-// Expat adds the attributes that a document declares for an element to each such element.
-constexpr std::size_t maxAddedAttributes = 10'000'000;
+// Elements and attributes. Each new name makes Expat's tables slower, and each declared attribute is compared
+// with those before it and added to the elements of its type.
+constexpr std::size_t maxNames = 350'000;
+
+// Expat reports a tag, a comment or a declaration only as a whole.
+constexpr std::size_t pieceSize = 1'000'000; // bytes
 
 } // namespace
 
@@ -54,8 +58,12 @@ public:
     }
 
     std::optional<XmlDocument> parse(std::string_view text) {
-        const auto status = XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
-        return status == XML_STATUS_OK ? std::optional(std::move(document_)) : std::nullopt;
+        for (std::size_t end = pieceSize; text.size() > pieceSize; end += pieceSize) {
+            if (!parsePiece(text.substr(0, pieceSize), XML_FALSE) || unreadOf(end) >= pieceSize)
+                return std::nullopt;
+            text.remove_prefix(pieceSize);
+        }
+        return parsePiece(text, XML_TRUE) ? std::optional(std::move(document_)) : std::nullopt;
     }
 
 private:
@@ -69,11 +77,21 @@ private:
 
     static Builder &of(void *self) { return *static_cast<Builder *>(self); }
 
+    bool parsePiece(std::string_view text, int isLast) {
+        return XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), isLast) == XML_STATUS_OK;
+    }
+
+    std::size_t unreadOf(std::size_t end) const {
+        return end - static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()));
+    }
+
     // A handler may be called once more after this.
     void stop() { XML_StopParser(parser_.get(), XML_FALSE); }
 
     void begin(std::string_view name) {
-        addDeclaredAttributes();
+        constexpr std::size_t textsOfAnAttribute = 2;
+        const auto attributes = static_cast<std::size_t>(XML_GetSpecifiedAttributeCount(parser_.get()));
+        addNames(1 + attributes / textsOfAnAttribute + declaredAttributes_);
         append(name, false);
         open_.push_back({ .node = static_cast<Index>(document_.nodes_.size() - 1) });
         if (open_.size() > maxDepth)
@@ -106,14 +124,11 @@ private:
             stop();
     }
 
-    void attributeDeclared() {
-        ++declaredAttributes_;
-        addDeclaredAttributes();
-    }
+    void attributeDeclared() { addNames(++declaredAttributes_); }
 
-    void addDeclaredAttributes() {
-        addedAttributes_ += declaredAttributes_;
-        if (addedAttributes_ > maxAddedAttributes)
+    void addNames(std::size_t count) {
+        names_ += count;
+        if (names_ > maxNames)
             stop();
     }
 
@@ -121,7 +136,7 @@ private:
     std::vector<OpenElement> open_ { OpenElement() };
     int entities_ = 0;
     std::size_t declaredAttributes_ = 0;
-    std::size_t addedAttributes_ = 0;
+    std::size_t names_ = 0;
     std::unique_ptr<std::remove_pointer_t<XML_Parser>, FreeParser> parser_;
 };
 

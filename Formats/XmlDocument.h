@@ -18,8 +18,8 @@ public:
     /// part of a name.
     using Path = std::initializer_list<std::string_view>;
 
-    /// Larger texts are refused: a million entries fit.
-    static constexpr std::size_t maxSize = 40'000'000; // bytes
+    /// Larger texts are refused.
+    static constexpr std::size_t maxSize = 16 * 1024 * 1024; // bytes
 
     /// An element of a document; valid as long as the document is and stays in its place.
     class Element {
@@ -45,8 +45,8 @@ public:
         std::size_t index_;
     };
 
-    /// Nothing when the text is not well-formed, is too large or nested too deep, or its declarations
-    /// multiply it beyond Expat's limit on amplification.
+    /// Nothing when the text is not well-formed or goes beyond a limit: of its size, depth, elements and
+    /// attributes, declared entities, the length of a tag or comment, or Expat's of amplification.
     /// @param encoding  of the text, whatever it declares; null for the one that it declares
     static std::optional<XmlDocument> parse(std::string_view text, const char *encoding = "UTF-8");
 

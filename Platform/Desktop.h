@@ -41,10 +41,6 @@ public:
     /// The displays that the environment names, for a line of text.
     virtual QString displayNames() const = 0;
 
-    /// Called when a notice is about to be filled: asks the window system, without waiting for it, what has
-    /// to be known when the notice appears.
-    virtual void willAppear() = 0;
-
     /// Whether transparent parts of a window are seen through. A mapped one gets `QEvent::ThemeChange` when
     /// that may have changed.
     virtual bool isComposited() = 0;

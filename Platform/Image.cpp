@@ -127,38 +127,34 @@ std::optional<Image> Image::withData(const QByteArray &bytes) {
     return image;
 }
 
-QStringList Image::unreadableFormats() {
-    const auto readable = QImageReader::supportedImageFormats();
-    QStringList unreadable;
-    for (const char *format : { "png", "jpeg", "gif", "ico", "bmp", "svg" }) {
-        if (!readable.contains(format))
-            unreadable << QString::fromLatin1(format);
-    }
-    return unreadable;
-}
-
 QImage Image::scaledToFit(const QSize &box, double scale) const {
     const auto fitted = QSizeF(size_).scaled(QSizeF(box), Qt::KeepAspectRatio) * scale;
     const QSize pixels(std::max(1, static_cast<int>(std::lround(fitted.width()))),
         std::max(1, static_cast<int>(std::lround(fitted.height()))));
 
-    // An exact size first, then the drawing, then the smallest picture that need not be blown up.
-    const auto exact = std::find_if(representations_.begin(), representations_.end(),
+    // An exact size first, then one so large that it loses nothing made smaller, then the drawing, then the
+    // smallest picture that need not be blown up.
+    const auto pictureAsWideAs = [this](int width) {
+        return std::find_if(representations_.begin(), representations_.end(),
+            [width](const auto &each) { return !each.isVector && each.pixels.width() >= width; });
+    };
+    const auto none = representations_.end();
+    const auto exact = std::find_if(representations_.begin(), none,
         [&pixels](const auto &each) { return !each.isVector && each.pixels == pixels; });
-    const auto vector = std::find_if(
-        representations_.begin(), representations_.end(), [](const auto &each) { return each.isVector; });
-    const auto enough = std::find_if(representations_.begin(), representations_.end(),
-        [&pixels](const auto &each) { return !each.isVector && each.pixels.width() >= pixels.width(); });
+    const auto twiceAsLarge = pictureAsWideAs(2 * pixels.width());
+    const auto vector
+        = std::find_if(representations_.begin(), none, [](const auto &each) { return each.isVector; });
 
     QImage image;
-    if (exact != representations_.end())
+    if (exact != none)
         image = exact->picture();
-    else if (vector != representations_.end())
+    else if (vector != none && twiceAsLarge == none)
         image = decoded(vector->bytes, vector->format, pixels);
     if (image.isNull()) {
+        const auto enough = twiceAsLarge != none ? twiceAsLarge : pictureAsWideAs(pixels.width());
         const auto largest = std::find_if(representations_.rbegin(), representations_.rend(),
             [](const auto &each) { return !each.isVector; });
-        if (enough != representations_.end())
+        if (enough != none)
             image = enough->picture();
         else if (largest != representations_.rend())
             image = largest->picture();

@@ -4,7 +4,6 @@
 #include <QImage>
 #include <QSize>
 #include <QString>
-#include <QStringList>
 
 #include <optional>
 #include <vector>
@@ -25,9 +24,6 @@ public:
     /// take more than a second to draw or ask for anything outside itself. The bytes are not kept, but for
     /// those of a drawing.
     static std::optional<Image> withData(const QByteArray &bytes);
-
-    /// Those of the formats named above that nothing installed can read.
-    static QStringList unreadableFormats();
 
     /// In pixels at scale 1.
     QSize size() const { return size_; }

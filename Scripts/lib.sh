@@ -167,9 +167,10 @@ started() {
     read -r _ 2>/dev/null <"$2"
 }
 
-# Sets DBUS_SESSION_BUS_ADDRESS to a new session bus that nobody else is on.
+# start_private_bus [OPTION]...   sets DBUS_SESSION_BUS_ADDRESS to a new session bus that nobody else is on
+# shellcheck disable=SC2120
 start_private_bus() {
-    dbus-daemon --session --nofork --nopidfile --print-address=3 3>"$scratch/dbus-daemon" 2>"$scratch/bus.err" &
+    dbus-daemon --session --nofork --nopidfile "$@" --print-address=3 3>"$scratch/dbus-daemon" 2>"$scratch/bus.err" &
     local bus=$!
     at_end end_child "$bus"
     wait_for 10 started "$bus" "$scratch/dbus-daemon" || fail "the private bus does not answer"

@@ -15,6 +15,8 @@
 #include <optional>
 #include <utility>
 
+#include <malloc.h>
+
 namespace {
 
 constexpr std::uint32_t allWorkspaces = 0xffffffff;
@@ -74,7 +76,6 @@ public:
     QString fontFamilyFor(const QLocale &locale) const override { return LinuxFonts::familyFor(locale); }
     bool isPresent() const override;
     QString displayNames() const override;
-    void willAppear() override;
     bool isComposited() override;
     QScreen *activeScreen() override;
     QRect workArea(const QScreen &screen) override;
@@ -94,6 +95,7 @@ private:
     WindowManager windowManager(const X11 &x);
 
     std::future<bool> fontLoading_;
+    std::optional<bool> isComposited_;
     std::optional<X11::Window> windowManagerCheck_;
     WindowManager windowManager_ = WindowManager::CoversNotices;
     bool isManaged_ = true;
@@ -121,6 +123,8 @@ void LinuxDesktop::prepare() {
 }
 
 void LinuxDesktop::beginLoadingFonts() {
+    // What the threads of the start leave behind stands in one heap with everything else, without gaps.
+    mallopt(M_ARENA_MAX, 1);
     // Where no thread can be had they are loaded when they are waited for.
     fontLoading_ = std::async(std::launch::async | std::launch::deferred, LinuxFonts::load);
 }
@@ -146,14 +150,14 @@ QString LinuxDesktop::displayNames() const {
     return names.join(QStringLiteral(" and "));
 }
 
-void LinuxDesktop::willAppear() {
-    if (const X11 x; x.isConnected())
-        x.askForCompositor();
-}
-
 bool LinuxDesktop::isComposited() {
-    const X11 x;
-    return !x.isConnected() || x.hasCompositor(); // Wayland always is; an image in memory is as good
+    if (!isComposited_) {
+        QCoreApplication::instance()->installNativeEventFilter(this);
+        const X11 x;
+        // Wayland always is; an image in memory is as good.
+        isComposited_ = !x.isConnected() || x.hasCompositor();
+    }
+    return *isComposited_;
 }
 
 QScreen *LinuxDesktop::activeScreen() {
@@ -244,8 +248,6 @@ void LinuxDesktop::willMap(QWindow *window, Keyboard keyboard) {
                         : std::vector<std::string_view> { "_KDE_NET_WM_WINDOW_TYPE_CRITICAL_NOTIFICATION",
                             "_NET_WM_WINDOW_TYPE_NOTIFICATION" });
     mappedFor_ = keyboard;
-    if (!notice_)
-        QCoreApplication::instance()->installNativeEventFilter(this);
     notice_ = window;
     place_ = nativePlaceOf(*window);
     x.takeFocusFromUserOnly(id);
@@ -317,10 +319,15 @@ void LinuxDesktop::whenShown(QWindow *window, std::function<void()> shown) {
 }
 
 bool LinuxDesktop::nativeEventFilter(const QByteArray &, void *message, qintptr *) {
-    if (!notice_)
-        return false;
     const X11 x;
     const auto *event = static_cast<const xcb_generic_event_t *>(message);
+    const auto compositorChange = x.isConnected() ? x.compositorChange(event) : std::nullopt;
+    if (compositorChange)
+        isComposited_ = compositorChange;
+    if (!notice_)
+        return false;
+    if (compositorChange)
+        QCoreApplication::postEvent(notice_, new QEvent(QEvent::ThemeChange));
     const auto id = static_cast<X11::Window>(notice_->winId());
     if (x.isChangeOf(event, id, X11::shownMark) && --pendingMarks_ == 0)
         shown_();
@@ -333,8 +340,6 @@ bool LinuxDesktop::nativeEventFilter(const QByteArray &, void *message, qintptr 
         x.mapAt(id, place_);
         didMap(notice_);
     }
-    if (x.isChangeOfCompositor(event))
-        QCoreApplication::postEvent(notice_, new QEvent(QEvent::ThemeChange));
     // Some window managers mark every window that comes up without the keyboard, after it was mapped.
     constexpr auto demand = "_NET_WM_STATE_DEMANDS_ATTENTION";
     if (x.isChangeOf(event, id, "_NET_WM_STATE") && isManaged_ && x.hasState(id, demand))

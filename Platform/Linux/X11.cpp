@@ -45,12 +45,6 @@ Atoms internedAtoms(xcb_connection_t *x) {
     return atoms;
 }
 
-// Asked when a notice begins to be filled, so that the answer is there when it appears.
-std::optional<xcb_get_selection_owner_cookie_t> &compositorAsked() {
-    static std::optional<xcb_get_selection_owner_cookie_t> asked;
-    return asked;
-}
-
 // The first of WM_HINTS' nine fields says which of the others count; the second is whether the keyboard is
 // accepted.
 constexpr std::uint32_t hintFields = 9;
@@ -67,6 +61,13 @@ struct SelectionNotify {
     X11::Window owner;
     xcb_atom_t selection;
 };
+
+template <class Event>
+Event contentOf(const xcb_generic_event_t *event) {
+    Event content {};
+    std::memcpy(&content, event, sizeof(content));
+    return content;
+}
 
 // Of XFixes, whose first event it is; zero, as no event has it, without the extension.
 std::uint8_t selectionNotifyType(xcb_connection_t *x) {
@@ -92,19 +93,9 @@ X11::Window X11::root() const {
     return xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
 }
 
-void X11::askForCompositor() const {
-    if (const auto asked = std::exchange(compositorAsked(), std::nullopt))
-        xcb_discard_reply(connection_, asked->sequence);
-    compositorAsked() = xcb_get_selection_owner(connection_, atom("_NET_WM_CM_S0"));
-    flush();
-}
-
 bool X11::hasCompositor() const {
-    if (!compositorAsked())
-        askForCompositor();
-    const auto asked = std::exchange(compositorAsked(), std::nullopt);
-    const ReplyPointer<xcb_get_selection_owner_reply_t> reply(
-        xcb_get_selection_owner_reply(connection_, *asked, nullptr));
+    const ReplyPointer<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+        connection_, xcb_get_selection_owner(connection_, atom("_NET_WM_CM_S0")), nullptr));
     return reply && reply->owner != noWindow;
 }
 
@@ -257,20 +248,9 @@ void X11::request(
 }
 
 bool X11::isTakenAway(const xcb_generic_event_t *event, Window window) const {
-    switch (event->response_type & ~sentFlag) {
-    case XCB_UNMAP_NOTIFY: {
-        xcb_unmap_notify_event_t unmap {};
-        std::memcpy(&unmap, event, sizeof(unmap));
-        return unmap.window == window;
-    }
-    case XCB_REPARENT_NOTIFY: {
-        xcb_reparent_notify_event_t reparent {};
-        std::memcpy(&reparent, event, sizeof(reparent));
-        return reparent.window == window;
-    }
-    default:
-        return false;
-    }
+    const int type = event->response_type & ~sentFlag;
+    return (type == XCB_UNMAP_NOTIFY && contentOf<xcb_unmap_notify_event_t>(event).window == window)
+        || (type == XCB_REPARENT_NOTIFY && contentOf<xcb_reparent_notify_event_t>(event).window == window);
 }
 
 void X11::mapAt(Window window, const QPoint &place) const {
@@ -283,16 +263,14 @@ void X11::mapAt(Window window, const QPoint &place) const {
 bool X11::isChangeOf(const xcb_generic_event_t *event, Window window, std::string_view property) const {
     if ((event->response_type & ~sentFlag) != XCB_PROPERTY_NOTIFY)
         return false;
-    xcb_property_notify_event_t change {};
-    std::memcpy(&change, event, sizeof(change));
+    const auto change = contentOf<xcb_property_notify_event_t>(event);
     return change.window == window && change.atom == atom(property);
 }
 
-bool X11::isChangeOfCompositor(const xcb_generic_event_t *event) const {
+std::optional<bool> X11::compositorChange(const xcb_generic_event_t *event) const {
     static const auto type = selectionNotifyType(connection_);
     if ((event->response_type & ~sentFlag) != type)
-        return false;
-    SelectionNotify change {};
-    std::memcpy(&change, event, sizeof(change));
-    return change.selection == atom("_NET_WM_CM_S0");
+        return std::nullopt;
+    const auto change = contentOf<SelectionNotify>(event);
+    return change.selection == atom("_NET_WM_CM_S0") ? std::optional(change.owner != noWindow) : std::nullopt;
 }

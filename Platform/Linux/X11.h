@@ -29,8 +29,6 @@ public:
     bool isConnected() const { return connection_ != nullptr; }
     void flush() const { xcb_flush(connection_); }
 
-    /// Asks, without waiting, what `hasCompositor()` will return.
-    void askForCompositor() const;
     bool hasCompositor() const;
 
     /// The window in use; `noWindow` when there is none, or when a Wayland program's is.
@@ -69,8 +67,8 @@ public:
     bool isTakenAway(const xcb_generic_event_t *event, Window window) const;
     void mapAt(Window window, const QPoint &place) const;
     bool isChangeOf(const xcb_generic_event_t *event, Window window, std::string_view property) const;
-    /// Whether a compositor has come or gone; Qt has these events sent.
-    bool isChangeOfCompositor(const xcb_generic_event_t *event) const;
+    /// Whether there is a compositor from now on, if the event says so; Qt has these events sent.
+    std::optional<bool> compositorChange(const xcb_generic_event_t *event) const;
 
 private:
     xcb_atom_t atom(std::string_view name) const;

@@ -119,7 +119,9 @@ QtNoticeWindow::QtNoticeWindow(Desktop &desktop)
     // The window system's part of it, so that a notice need only be filled and mapped.
     create();
     windowHandle()->installEventFilter(this);
+    castShadow();
 }
+
 QtNoticeWindow::~QtNoticeWindow() {
     // The controller owns its view and may outlive the window.
     if (contentView_)
@@ -145,12 +147,8 @@ void QtNoticeWindow::setAlphaValue(double alpha) {
 }
 
 void QtNoticeWindow::setLevel(int level) {
-    const bool above = level > normalWindowLevel;
-    // On the window itself where there is one: a widget's flag would take it off the screen.
-    if (auto *handle = windowHandle())
-        handle->setFlag(Qt::WindowStaysOnTopHint, above);
-    else
-        setWindowFlag(Qt::WindowStaysOnTopHint, above);
+    // Not on the widget: that would take it off the screen.
+    windowHandle()->setFlag(Qt::WindowStaysOnTopHint, level > normalWindowLevel);
 }
 
 void QtNoticeWindow::setTitlebarAppearsTransparent(bool transparent) {
@@ -201,8 +199,6 @@ void QtNoticeWindow::replaceContentView(QWidget *oldView, QWidget *newView) {
     contentView_ = newView;
     if (!newView)
         return;
-    if (!isVisible())
-        desktop_.willAppear();
     placement_.chooseScreen();
     setLayoutDirection(newView->layoutDirection());
     titleStrip_->closeButton()->setAccessibleName(newView->property(closeButtonNameProperty).toString());
@@ -288,6 +284,8 @@ void QtNoticeWindow::putOnScreen(Keyboard keyboard) {
     desktop_.willMap(windowHandle(), keyboard);
     raise(); // it is older than the windows of programs started since
     show();
+    // Each view has asked to be painted once more, which would come after the first painting.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::UpdateLater);
     desktop_.didMap(windowHandle());
 }
 

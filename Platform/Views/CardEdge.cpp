@@ -2,13 +2,14 @@
 
 #include "Platform/Views/NoticeStyle.h"
 
+#include <QList>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <qdrawutil.h>
 
-#include <array>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -23,27 +24,44 @@ constexpr int shadowReach = 24;
 constexpr int shadowInside = 24; // where it is as good as even
 constexpr int shadowCorner = shadowReach + shadowInside;
 
-/// The shadow of a card just large enough for its four corners, with one even row and column between them.
-QPixmap shadowOfSmallCard() {
-    constexpr int side = 2 * shadowCorner + 1;
-    std::array<double, side> profile {};
+/// The shadow of a small card, in pixels of the screen: its four corners, with an even strip between them.
+QPixmap shadowOfSmallCard(double scale) {
+    constexpr int strip = 64;
+    const int corner = qRound(shadowCorner * scale);
+    const int side = 2 * corner + strip;
+    QList<double> profile;
     for (int index = 0; index < side; ++index) {
-        const double fromEdge = std::min(index, side - 1 - index) - shadowReach + 0.5;
-        profile.at(index) = 0.5 * (1 + std::erf(fromEdge / (shadowBlur * M_SQRT2)));
+        const double fromEdge = (std::min(index, side - 1 - index) + 0.5) / scale - shadowReach;
+        profile.push_back(0.5 * (1 + std::erf(fromEdge / (shadowBlur * M_SQRT2))));
     }
     QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
     for (int y = 0; y < side; ++y) {
         auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
         for (int x = 0; x < side; ++x)
-            line[x] = qRgba(0, 0, 0, qRound(255 * shadowAlpha * profile.at(x) * profile.at(y)));
+            line[x] = qRgba(0, 0, 0, qRound(255 * shadowAlpha * profile[x] * profile[y]));
     }
     return QPixmap::fromImage(image);
 }
 
 void drawShadow(QPainter &painter, const QRect &card) {
-    static const auto shadow = shadowOfSmallCard();
-    constexpr QMargins corners(shadowCorner, shadowCorner, shadowCorner, shadowCorner);
-    qDrawBorderPixmap(&painter, card.marginsAdded(CardEdge::shadowMargins), corners, shadow);
+    static QPixmap shadow;
+    static double drawnFor = 0;
+    const double scale = painter.device()->devicePixelRatioF();
+    if (std::exchange(drawnFor, scale) != scale)
+        shadow = shadowOfSmallCard(scale);
+    const auto outside = QRectF(card.marginsAdded(CardEdge::shadowMargins));
+    const int corner = qRound(shadowCorner * scale);
+    painter.scale(1 / scale, 1 / scale);
+    qDrawBorderPixmap(&painter, QRectF(outside.topLeft() * scale, outside.size() * scale).toRect(),
+        { corner, corner, corner, corner }, shadow, shadow.rect(), { corner, corner, corner, corner },
+        Qt::RepeatTile);
+}
+
+void drawOutline(QPainter &painter, const QRectF &rect, double width) {
+    painter.fillRect(QRectF(rect.left(), rect.top(), rect.width(), width), lineColor);
+    painter.fillRect(QRectF(rect.left(), rect.bottom() - width, rect.width(), width), lineColor);
+    painter.fillRect(QRectF(rect.left(), rect.top(), width, rect.height()), lineColor);
+    painter.fillRect(QRectF(rect.right() - width, rect.top(), width, rect.height()), lineColor);
 }
 
 } // namespace
@@ -71,12 +89,10 @@ void CardEdge::paintEvent(QPaintEvent *event) {
     QPainter painter(this);
     const double line = NoticeStyle::hairline(*this);
     if (!hasShadow_) {
-        painter.setPen(QPen(lineColor, line, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
-        const auto outline = QRectF(card).adjusted(line / 2, line / 2, -line / 2, -line / 2);
-        painter.drawRect(outline);
+        drawOutline(painter, card, line);
         // At a scale between two whole ones the window may lack its last row and column.
         if (line != 1)
-            painter.drawRect(outline.adjusted(0, 0, -line, -line));
+            drawOutline(painter, QRectF(card).adjusted(0, 0, -line, -line), line);
         return;
     }
     // The card is opaque but for its corners.

@@ -5,6 +5,7 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -22,14 +23,18 @@ CountdownLine::CountdownLine(QWidget *parent)
 }
 
 void CountdownLine::setRemaining(double fraction) {
-    remaining_ = std::clamp(fraction, 0.0, 1.0);
-    update();
+    const double before = std::exchange(remaining_, std::clamp(fraction, 0.0, 1.0));
+    const auto [shorter, longer] = std::minmax({ before, remaining_ });
+    update(part(shorter, longer).toAlignedRect());
+}
+
+QRectF CountdownLine::part(double from, double to) const {
+    const double start = layoutDirection() == Qt::RightToLeft ? 1 - to : from;
+    return { start * width(), 0, (to - from) * width(), static_cast<double>(height()) };
 }
 
 void CountdownLine::paintEvent(QPaintEvent *) {
     QPainter painter(this);
     painter.fillRect(rect(), NoticeStyle::hairlineColor);
-    const double length = width() * remaining_;
-    const double left = layoutDirection() == Qt::RightToLeft ? width() - length : 0;
-    painter.fillRect(QRectF(left, 0, length, height()), NoticeSign::colorOf(kind_));
+    painter.fillRect(part(0, remaining_), NoticeSign::colorOf(kind_));
 }

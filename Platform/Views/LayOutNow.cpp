@@ -28,9 +28,12 @@ void layOutDownwards(QWidget &view) {
 } // namespace
 
 void layOutNow(QWidget &view) {
-    // What each layout remembers of its parts may be of the texts before.
+    // What the layouts remember of their parts may be of the texts before.
     const auto layouts = view.findChildren<QLayout *>();
     for (auto *layout : layouts)
         layout->invalidate();
+    const auto parts = view.findChildren<QWidget *>();
+    for (auto *part : parts)
+        part->updateGeometry();
     layOutDownwards(view);
 }

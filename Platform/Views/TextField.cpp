@@ -83,14 +83,18 @@ using Scripts = std::set<QChar::Script>;
 
 const Scripts ordinaryScripts { QChar::Script_Common, QChar::Script_Inherited, QChar::Script_Latin };
 
+bool isOfOrdinaryScripts(const QString &text) {
+    constexpr char16_t firstBeyondLatin = 0x250;
+    return std::all_of(text.begin(), text.end(), [](QChar each) { return each < firstBeyondLatin; });
+}
+
 /// The text with every letter as missing that is not assigned, or of a script for which there is no room in
 /// `scripts`; scripts that are new there are added.
 QString withFewScripts(const QString &text, Scripts &scripts) {
     // Every script in which a letter is missing has all fonts of the machine loaded, for each size of text.
     constexpr std::size_t maxScripts = 3; // beside the ordinary ones
-    constexpr char16_t firstBeyondLatin = 0x250;
     constexpr char32_t missing = QChar::ReplacementCharacter;
-    if (std::all_of(text.begin(), text.end(), [](QChar each) { return each < firstBeyondLatin; }))
+    if (isOfOrdinaryScripts(text))
         return text;
     const auto maxSize = ordinaryScripts.size() + maxScripts;
     auto letters = text.toUcs4();
@@ -238,6 +242,8 @@ double TextField::lineHeight() const {
 
 // A notice has few scripts in all of its fields together; those of the first ones count.
 QString TextField::readable(const QString &text) const {
+    if (isOfOrdinaryScripts(text))
+        return text;
     auto scripts = ordinaryScripts;
     const auto fields = window()->findChildren<TextField *>();
     for (const auto *field : fields) {
@@ -386,12 +392,13 @@ void TextField::layOutFor(double width) const {
             lengthenLastLine(column, lines);
     }
     const QFontMetricsF metrics(font());
-    const double baseline = std::floor((lineHeight() - metrics.height()) / 2 + metrics.ascent());
+    const double height = lineHeight();
+    const double baseline = std::floor((height - metrics.height()) / 2 + metrics.ascent());
     for (int index = 0; index < layout_.lineCount(); ++index) {
         auto line = layout_.lineAt(index);
         // By the baseline: a line in another script comes from a font of another height.
         line.setPosition(
-            { isRightToLeft() ? width - line.width() : 0, index * lineHeight() + baseline - line.ascent() });
+            { isRightToLeft() ? width - line.width() : 0, index * height + baseline - line.ascent() });
     }
     isCut_ = isCut_ || layout_.text().size() < text_.size();
 }
@@ -403,10 +410,10 @@ double TextField::measuredHeight(double width) const {
     return (layout_.lineCount() + (isCut_ ? 1 : 0)) * lineHeight();
 }
 
-// A text has no width of its own and takes the one that there is.
+// A text has no width of its own and takes the one that there is; its height follows from that.
 QSize TextField::sizeHint() const {
     constexpr int ordinaryWidth = 300;
-    return { ordinaryWidth, heightForWidth(ordinaryWidth) };
+    return { ordinaryWidth, minimumSizeHint().height() };
 }
 
 QSize TextField::minimumSizeHint() const {

@@ -38,8 +38,6 @@ public:
 
     QString displayNames() const override { return QStringLiteral("The window server"); }
 
-    void willAppear() override { }
-
     // The system draws the shadow of its windows, and cuts their corners, by itself.
     bool isComposited() override { return false; }
 

@@ -537,12 +537,12 @@ class Desktop:
         self._closing.append(lambda: end_process(process))
         return process
 
-    def _start_window_manager(self, name):
-        self._start_program(name)
+    def _start_window_manager(self, *command):
+        self._start_program(*command)
         # The last of what they write when they start; windows mapped before may be passed over.
         wait_until(lambda: all(self.screen.property(self.screen.root, written) for written in (
             "_NET_SUPPORTING_WM_CHECK", "_NET_CURRENT_DESKTOP", "_NET_SUPPORTED")),
-            f"the window manager {name} is there")
+            f"the window manager {command[0]} is there")
 
     def start_compositor(self):
         selection = self.screen.atom("_NET_WM_CM_S0")

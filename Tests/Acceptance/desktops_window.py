@@ -9,7 +9,7 @@ import unittest.mock
 
 from desktop import SCREEN_HEIGHT, holds_for, wait_until
 from harness import ACCENT, MARGIN, TITLE_STRIP, WHITE, WIDTH, NoticeTestCase, Starts, notice_xml, takes
-from sessions import INSIDE, OUTSIDE, PROGRAM_COLOR, SESSIONS, missing_program, shared_session
+from sessions import INSIDE, OUTSIDE, PROGRAM_COLOR, SECOND_MONITOR, SESSIONS, missing_program, shared_session
 
 FLOATING = {
     "maintenance": dict(WebSocketType=True, MaintenanceMessageKey="text"),
@@ -326,6 +326,7 @@ class Questions(NoticeTestCase):
         agent.activate()
         self.wait_notice_has_keyboard(agent, "when the notice was activated")
         self.assert_seen(agent, "with the keyboard")
+        self.assertEqual([], self.session.banners())
         self.session.press_key("Escape")
         agent.wait_hidden()
         self.wait_program_types()
@@ -389,7 +390,7 @@ class Questions(NoticeTestCase):
     @takes(1)
     @on_two_monitors
     def test_two_monitors(self):
-        second = self.session.second_monitor()
+        second = SECOND_MONITOR
         # As high as the panels leave it, which the desktop says of both together.
         first = (0, *self.session.work_area()[1:2], *second[2:])
         agent = self.launch()

@@ -119,6 +119,12 @@ def png(color, width=64, height=32):
     return buffer.getvalue()
 
 
+def memory(process_id, kind="VmRSS"):
+    """In kB: VmRSS is what the process has now, VmHWM the most it ever had."""
+    with open(f"/proc/{process_id}/status", encoding="ascii") as file:
+        return next(int(line.split()[1]) for line in file if line.startswith(kind))
+
+
 # --- log ---------------------------------------------------------------------------------------
 
 
@@ -244,9 +250,6 @@ class Bundle:
             file.write(content)
         os.replace(self.settings_file + ".new", self.settings_file)
 
-    def remove_settings(self):
-        os.remove(self.settings_file)
-
     def info(self, **changes):
         """Changes entries of the information property list; None takes an entry out."""
         with open(self.info_file, "rb") as file:
@@ -284,7 +287,7 @@ class Bundle:
 class Agent:
     """One running agent and everything that can be seen of it."""
 
-    def __init__(self, bundle, desktop, folder, environment=None, output=None):
+    def __init__(self, bundle, desktop, folder, environment=None):
         self.bundle = bundle
         self.desktop = desktop
         self.log = Log(bundle.log_folder_name)
@@ -298,11 +301,9 @@ class Agent:
             else:
                 variables[name] = value
         with open(self._file("out"), "wb") as out, open(self._file("err"), "wb") as err:
-            # "closed" leaves the agent no standard output at all.
-            command = [bundle.executable] if output != "closed" else ["sh", "-c", 'exec "$0" >&-', bundle.executable]
             self.started = time.time()
-            self.process = subprocess.Popen(command, env=variables, cwd="/", stdin=subprocess.DEVNULL,
-                                            stdout=out if output in (None, "closed") else output, stderr=err)
+            self.process = subprocess.Popen([bundle.executable], env=variables, cwd="/", stdin=subprocess.DEVNULL,
+                                            stdout=out, stderr=err)
         # The end is noted when it happens, not when a test looks.
         self._watcher = threading.Thread(target=self._watch, daemon=True)
         self._watcher.start()
@@ -574,25 +575,18 @@ class NoticeTestCase(unittest.TestCase):
 
     # Actions.
 
-    def start(self, bundle=None, environment=None, output=None):
+    def start(self, bundle=None, environment=None):
         """Starts an agent without waiting for anything."""
-        agent = Agent(bundle or self.bundle, self.desktop, self.folder, environment, output)
+        agent = Agent(bundle or self.bundle, self.desktop, self.folder, environment)
         self.agents.append(agent)
         return agent
 
-    def launch(self, bundle=None, environment=None, output=None):
+    def launch(self, bundle=None, environment=None):
         """Starts an agent and waits until it can be posted to."""
-        agent = self.start(bundle, environment, output)
+        agent = self.start(bundle, environment)
         self.bus.heard.clear()
         agent.wait_ready()
         return agent
-
-    def launch_all(self, count):
-        """Starts so many agents at once, each of a brand of its own."""
-        agents = [self.start(self.new_bundle()) for _number in range(count)]
-        for agent in agents:
-            agent.wait_ready()
-        return agents
 
     def post_to(self, agent, **user_info):
         """Posts a message to the agent of another brand than the test's."""
@@ -654,13 +648,6 @@ class NoticeTestCase(unittest.TestCase):
         self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + HEADER // 2), color, "logo")
         self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + 12 + 2), color, "top of the logo")
         self.assert_pixel(agent, (MARGIN + 4, TITLE_STRIP + 12 + 25), color, "bottom of the logo")
-
-    def assert_header_empty(self, agent, color):
-        """Nothing but the ground is in the header."""
-        def empty():
-            colors = agent.header_picture().getcolors(maxcolors=WIDTH * HEADER)
-            return colors == [((WIDTH - 2) * HEADER, color)]
-        wait_until(empty, f"the header holds nothing but {color}", interval=0.05)
 
     def assert_ended(self, agent, status=0, timeout=PATIENCE):
         moment = agent.wait_end(timeout)

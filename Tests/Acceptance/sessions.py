@@ -55,6 +55,9 @@ Section "ServerFlags"
 EndSection
 """
 
+# x, y, width and height of the second monitor, where there are two.
+SECOND_MONITOR = (SCREEN_WIDTH, 0, SCREEN_WIDTH, SCREEN_HEIGHT)
+
 # A desktop that draws with two processors for all.
 START_LIMIT = 60.0
 
@@ -120,10 +123,6 @@ class Session(Desktop):
         area = self.screen.property(self.screen.root, "_NET_WORKAREA")
         return area[:4] or [0, 0, SCREEN_WIDTH, SCREEN_HEIGHT]
 
-    def second_monitor(self):
-        """Its x, y, width and height."""
-        return SCREEN_WIDTH, 0, SCREEN_WIDTH, SCREEN_HEIGHT
-
     def unplug_second_monitor(self):
         """Returns whether this desktop can do without."""
         return False
@@ -162,12 +161,8 @@ class X11Session(Session):
         home = os.path.join(self.environment["HOME"], ".fluxbox")
         os.makedirs(home)
         open(os.path.join(home, "init"), "w").close()
-        self._start_program(*(word.format(config=self.environment["XDG_CONFIG_HOME"]) for word in self.command))
-        root = self.screen.root
-        # The last of what they write when they start; windows mapped before may be passed over.
-        wait_until(lambda: all(self.screen.property(root, written) for written in (
-            "_NET_SUPPORTING_WM_CHECK", "_NET_CURRENT_DESKTOP", "_NET_SUPPORTED")), "the window manager is there",
-            START_LIMIT)
+        configuration = self.environment["XDG_CONFIG_HOME"]
+        super()._start_window_manager(*(word.format(config=configuration) for word in self.command))
 
     def _run(self, *command):
         subprocess.run(command, env=self.environment, check=True, stdout=subprocess.DEVNULL, timeout=10)

@@ -1,13 +1,12 @@
 """What other programs do on the bus, rightly and wrongly."""
 
-import glob
 import tempfile
 
 import dbus
 import dbus.bus
 
 from desktop import AGENT_NAME, holds_for, wait_until
-from harness import LAUNCHED, THREE_ROWS, Bundle, NoticeTestCase, bus_value, takes
+from harness import LAUNCHED, Bundle, NoticeTestCase, bus_value, takes
 
 
 class DeliveryTest(NoticeTestCase):
@@ -35,25 +34,6 @@ class DeliveryTest(NoticeTestCase):
             agent.log.wait_for("info", "Message received from Main APP.")
             agent.wait_text(f"quick {number}")
             agent.end()
-
-    @takes(4)
-    def test_of_two_thousand_messages_none_is_lost_and_the_last_one_wins(self):
-        agent = self.launch()
-        for number in range(1999):
-            self.post(WebSocketType=True, MaintenanceMessageKey=f"number {number}")
-        self.post(WebSocketType=True, MaintenanceMessageKey="the last one", webSocketappLanguageKey="last")
-        agent.wait_text("the last one", 120)
-        agent.wait_visible()
-        self.assertEqual(1, len(agent.visible_windows()))
-        agent.log.wait_for("info", "Bundle Language View last")
-        # The log may have begun a new file on the way, and no more than one.
-        received_count = 0
-        for path in glob.glob(f"{agent.log.folder}/*"):
-            with open(path, encoding="utf-8") as file:
-                received_count += file.read().count("[info] : Message received from Main APP.\n")
-        self.assertEqual(2000, received_count)
-        agent.press_ok()
-        self.assert_ended(agent)
 
 
 class NameTest(NoticeTestCase):
@@ -113,19 +93,6 @@ class NameTest(NoticeTestCase):
         agent.end()
         self.launch()
 
-    @takes(2)
-    def test_names_that_another_program_owns_mute_nothing(self):
-        taken = self.bus.connect()
-        self.addCleanup(taken.close)
-        for name in (AGENT_NAME, self.brand_name):
-            taken.request_name(name, dbus.bus.NAME_FLAG_DO_NOT_QUEUE)
-        agent = self.launch()
-        self.post(WebSocketType=True, MaintenanceMessageKey="all the same")
-        agent.wait_text("all the same")
-        for name in (AGENT_NAME, self.brand_name):
-            taken.release_name(name)
-            wait_until(lambda: self.bus.process_of(name) == agent.process_id, "the name passes on")
-
     def assert_names_are_given_back(self):
         for name in (AGENT_NAME, self.brand_name):
             wait_until(lambda: self.bus.process_of(name) is None, f"{name} is given back", interval=0.005)
@@ -143,16 +110,6 @@ class NameTest(NoticeTestCase):
         following = self.launch()
         self.assert_ended(agent)
         self.assertTrue(following.running())
-
-    @takes(4)
-    def test_names_are_given_back_when_a_countdown_is_at_its_end(self):
-        agent = self.launch()
-        self.post_casb(rows=THREE_ROWS, timeout=2)
-        agent.wait_visible()
-        self.assert_names_are_given_back()
-        self.post(webSocketappLanguageKey="last")
-        agent.log.wait_for("info", "Bundle Language View last")
-        self.assert_ended(agent)
 
     def test_without_a_display_it_ends_before_it_owns_a_name(self):
         owned = []

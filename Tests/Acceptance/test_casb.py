@@ -20,23 +20,6 @@ class CasbTestCase(NoticeTestCase):
         return agent.log.wait_for(*SET_UP, count=count).moment
 
 
-class CasbRowsTest(CasbTestCase):
-    """The metadata entries are positional: first = activity, second = application, last = URL."""
-
-    def test_three_entries(self):
-        agent = self.launch()
-        self.post_casb(rows=[("Tätigkeit", "Hochladen"), ("Anwendung", "Beispiel"), ("Adresse", "https://b.example/")],
-                       timeout="60")
-        agent.wait_visible()
-        agent.wait_text("https://b.example/")
-        texts = agent.texts()
-        for text in ("Tätigkeit", "Hochladen", "Anwendung", "Beispiel", "Adresse", "https://b.example/"):
-            self.assertEqual(1, texts.count(text), text)
-        places = {element.text: element.extents[1] for element in agent.elements()}
-        self.assertLess(places["Hochladen"], places["Beispiel"])
-        self.assertLess(places["Beispiel"], places["https://b.example/"])
-
-
 class CasbCountdownTest(CasbTestCase):
 
     @takes(9)

@@ -14,9 +14,8 @@ import dbus.bus
 import dbus.lowlevel
 
 from desktop import AGENT_NAME, CENTER_INTERFACE, CENTER_PATH, holds_for, wait_until
-from harness import (DEFAULT_HEADER, LAUNCHED, LOG_ROOT, THREE_ROWS, NoticeTestCase, Starts, bus_value,
+from harness import (DEFAULT_HEADER, IS_SANITIZED, LAUNCHED, LOG_ROOT, THREE_ROWS, NoticeTestCase, Starts, bus_value,
                      takes)
-from hostile import IS_SANITIZED
 
 
 class OwnBus:
@@ -250,26 +249,6 @@ class LogFaultTest(FaultTestCase):
         self.launch()
         wait_until(lambda: os.path.exists(os.path.join(elsewhere, f"{self.brand}_Tevanic.log")), "the log")
 
-    @takes(3)
-    def test_full_disk(self):
-        folder = os.path.join(LOG_ROOT, self.brand)
-        os.mkdir(folder)
-        mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k", "none", folder],
-                                 stderr=subprocess.PIPE, text=True, check=False)
-        if mounted.returncode != 0:
-            self.skipTest(f"no small disk can be mounted here: {mounted.stderr.strip()}")
-        self.addCleanup(subprocess.run, ["umount", "-l", folder], check=False)
-        agent = self.launch()
-        for number in range(10):
-            self.post(number=number, note="x" * 20_000)
-        self.post_and_see(agent, "on a full disk")
-        # With room again it goes on, on a line of its own.
-        os.truncate(agent.log.path, 0)
-        self.post(webSocketappLanguageKey="room")
-        agent.log.wait_for("info", "Bundle Language View room")
-        agent.press_ok()
-        self.assert_ended(agent)
-
 
 class FileFaultTest(FaultTestCase):
 
@@ -325,24 +304,6 @@ class FileFaultTest(FaultTestCase):
             agent.wait_text(f"settings {name}")
             agent.end()
 
-    @takes(3)
-    def test_launch_with_broken_information(self):
-        for _name in self.broken(self.bundle.info_file, self.AT_LAUNCH):
-            agent = self.launch()
-            agent.log.wait_for("debug", "Default APP Termination Time is set to 120")
-            agent.end()
-            os.remove(agent.log.path)
-
-    @takes(4)
-    def test_broken_string_tables_show_the_keys(self):
-        self.bundle.table("qq", {"Attention": "translated"})
-        agent = self.launch()
-        for name in self.broken(os.path.join(self.bundle.resources, "qq.lproj", "Localizable.strings")):
-            self.post(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey=f"table {name}",
-                      AutoDisconnectVPNStatus=True, webSocketappLanguageKey="qq")
-            agent.wait_text(f"table {name}")
-            agent.wait_text("Attention")
-
     def test_settings_written_over_while_messages_arrive(self):
         agent = self.launch()
         content = plistlib.dumps({"Vendor": "zelvik", "LogFolderName": self.brand,
@@ -355,29 +316,6 @@ class FileFaultTest(FaultTestCase):
                 file.write(content[len(content) // 2:])
         agent.wait_text("number 99")
         self.assert_header(agent, DEFAULT_HEADER)
-
-
-class PluginFaultTest(FaultTestCase):
-
-    @takes(4)
-    def test_plugin_that_is_none_ends_in_time_all_the_same(self):
-        path = os.path.join(self.bundle.contents, "Frameworks", "libServiceTier.so")
-        for content, reason in ((None, "there is no such file."), (b"not a library", "Cannot load library")):
-            with self.subTest(reason):
-                if os.path.exists(path):
-                    os.remove(path)
-                if content:
-                    with open(path, "wb") as file:
-                        file.write(content)
-                agent = self.launch()
-                self.post_casb(rows=THREE_ROWS, timeout=600, ok_url="http://127.0.0.1:9/")
-                agent.wait_visible()
-                pressed = agent.press_ok()
-                self.assert_near(self.assert_ended(agent) - pressed, 1.1, "from OK to the end")
-                errors = [message for level, message in agent.log.pairs() if level == "error"]
-                self.assertEqual(1, len(errors), errors)
-                self.assertTrue(errors[0].startswith(f"The gateway client {path} cannot be used: {reason}"), errors)
-                os.remove(agent.log.path)
 
 
 class ClockFaultTest(FaultTestCase):
@@ -417,16 +355,6 @@ class ClockFaultTest(FaultTestCase):
             self.set_back_and_forth(agent, number)
             holds_for(agent.running, 0.3, "the agent ended with the clock")
         self.assert_near(self.assert_ended(agent) - begun, 6, "from launch to end")
-
-    @takes(8)
-    def test_countdown_does_not_hear_of_it(self):
-        agent = self.launch_by_a_clock_that_can_be_set()
-        self.post_casb(rows=THREE_ROWS, timeout=6)
-        begun = agent.log.wait_for("info", Starts("Parsing successful")).moment
-        for number in range(4):
-            self.set_back_and_forth(agent, number)
-            time.sleep(0.8)
-        self.assert_near(self.assert_ended(agent) - begun, 7, "down to the end")
 
 
 class SignalTest(FaultTestCase):
@@ -528,34 +456,11 @@ class EnvironmentTest(FaultTestCase):
                 self.assert_works(self.launch(environment={"HOME": home, "XDG_RUNTIME_DIR": None,
                                                            "XDG_CONFIG_HOME": None, "XDG_CACHE_HOME": None}))
 
-    @takes(2)
-    def test_mask_of_zero_gives_nobody_else_the_log(self):
-        agent = self.launch_by('umask 0; exec "$NOTICE_EXECUTABLE"')
-        self.assert_works(agent)
-        self.assertEqual(0o755, os.stat(agent.log.folder).st_mode & 0o777)
-        self.assertEqual(0o600, os.stat(agent.log.path).st_mode & 0o777)
-
     @takes(3)
     def test_every_standard_stream_closed(self):
         agent = self.launch_by('exec "$NOTICE_EXECUTABLE" <&- >&- 2>&-')
         self.assert_works(agent)
         self.assertNotIn("zelvik\n", agent.log.raw().replace("Vendor is zelvik\n", ""))
-
-    @takes(3)
-    def test_standard_streams_into_a_full_pipe(self):
-        reading, writing = os.pipe()
-        os.set_blocking(writing, False)
-        try:
-            while True:
-                os.write(writing, bytes(65536))
-        except BlockingIOError:
-            pass
-        os.set_blocking(writing, True)
-        os.set_inheritable(writing, True)
-        self.addCleanup(os.close, reading)
-        self.addCleanup(os.close, writing)
-        self.assert_works(self.launch_by(
-            f'exec "$NOTICE_EXECUTABLE" >/proc/{os.getpid()}/fd/{writing} 2>&1'))
 
     @takes(4)
     def test_few_descriptors_end_in_order_or_with_a_word(self):
@@ -576,13 +481,3 @@ class EnvironmentTest(FaultTestCase):
                            or ("Creating pipes for GWakeup" in said and agent.process.returncode < 0))
                 self.assertTrue(agent.process.returncode == 0 or (refused and count < 16),
                                 f"status {agent.process.returncode}: {said[-300:]}")
-
-    @takes(3)
-    def test_limits_of_file_size(self):
-        agent = self.launch_by('ulimit -f 1; exec "$NOTICE_EXECUTABLE"')
-        agent.wait_ready()
-        for number in range(5):
-            self.post(note="x" * 5_000, number=number)
-        self.post_and_see(agent, "past the limit")
-        agent.press_ok()
-        self.assert_ended(agent)

@@ -2,13 +2,10 @@
 
 import os
 import plistlib
-import shutil
 import time
 
-from desktop import AGENT_NAME, holds_for, wait_until
-from harness import (ACCENT, BLACK, DEFAULT_HEADER, LOG_ROOT, THREE_ROWS, Log, NoticeTestCase, png, takes)
-
-GRAY = (128, 128, 128)
+from desktop import AGENT_NAME, wait_until
+from harness import ACCENT, BLACK, DEFAULT_HEADER, LOG_ROOT, NoticeTestCase, png, takes
 
 
 class LaunchTest(NoticeTestCase):
@@ -52,16 +49,6 @@ class LaunchTest(NoticeTestCase):
         agent.wait_text("there")
         self.assert_header_logo(agent, (0, 200, 0))
 
-    def test_reader_of_the_standard_output_that_went_away_ends_nothing(self):
-        reading, writing = os.pipe()
-        agent = self.launch(output=writing)
-        os.close(reading)
-        os.close(writing)
-        self.post_casb(rows=THREE_ROWS, timeout="60")
-        agent.wait_countdown(60)
-        agent.press_ok()
-        self.assert_ended(agent)
-
     def test_agent_ends_by_its_time_out_without_a_bus(self):
         self.bundle.info(Default_App_Timeout=1)
         agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": f"unix:path={self.folder}/none"})
@@ -92,21 +79,6 @@ class TimeOutTest(NoticeTestCase):
         self.assertEqual(("debug", "Terminating Web Socket App after 5 Seconds."), agent.log.pairs()[-1])
         self.assertIsNone(self.bus.process_of(AGENT_NAME))
 
-    def test_zero_and_less_end_the_process_right_after_launch(self):
-        for seconds in (0, -5):
-            bundle = self.new_bundle()
-            bundle.info(Default_App_Timeout=seconds)
-            agent = self.start(bundle)
-            self.assert_near(self.assert_ended(agent) - agent.started, 0, "from the start to the end")
-            self.assert_time_out_in_log(agent, seconds)
-
-    def test_number_beyond_32_bits_of_milliseconds_does_not_fire_early(self):
-        # 4294968 s is 704 ms more than 32 bits of milliseconds hold.
-        self.bundle.info(Default_App_Timeout=4294968)
-        agent = self.launch()
-        agent.log.wait_for("debug", "Default APP Termination Time is set to 4294968")
-        holds_for(agent.running, 1.2, "the agent ended early")
-
 
 class SettingsTest(NoticeTestCase):
 
@@ -114,40 +86,6 @@ class SettingsTest(NoticeTestCase):
         self.post(notification, WebSocketType=True, MaintenanceMessageKey=text, **more)
         agent.wait_text(text)
         agent.wait_visible()
-
-    def test_missing_settings_leave_every_setting_empty(self):
-        self.bundle.remove_settings()
-        agent = self.launch()
-        self.show_maintenance(agent, "bare", "_socketMessageNotifier")
-        self.assert_header_empty(agent, GRAY)
-        self.assertFalse(os.path.exists(agent.log.folder))
-        self.post("_socketMessageNotifier", WebSocketReAuthType=True)
-        agent.wait_text("Please sign in again")
-        agent.press_ok()
-        wait_until(lambda: self.bus.heard, "the agent posts")
-        self.assertEqual("_webSocketToMainAppNotifier", self.bus.heard[0].arguments[0])
-        self.assert_ended(agent)
-
-    def test_empty_dictionary_gives_the_four_defaults(self):
-        self.bundle.write_settings(plistlib.dumps({}))
-        self.bundle.remove_languages()
-        for name in os.listdir(self.bundle.resources):
-            if name.startswith("ic_zelvikLogo"):
-                os.remove(os.path.join(self.bundle.resources, name))
-        self.bundle.image("ic_zelvikLogo.png", png((0, 200, 0)))
-        # This log belongs to every agent of the default brand: only what is added now counts.
-        log = Log("zelvik")
-        existed = os.path.exists(log.folder)
-        if not existed:
-            self.addCleanup(shutil.rmtree, log.folder, ignore_errors=True)
-        agent = self.launch()
-        marker = f"marker-{self.brand}"
-        self.show_maintenance(agent, "default brand", "zelvik_socketMessageNotifier", webSocketappLanguageKey=marker)
-        log.wait_for("info", f"Bundle Language View {marker}")
-        self.assert_header(agent, DEFAULT_HEADER)
-        self.assert_header_logo(agent, (0, 200, 0))
-        self.post("zelvik_socketMessageNotifier", webSocketResponse="<a/>")
-        wait_until(lambda: agent.output() == "zelvik\n", "the vendor word zelvik on standard output")
 
     def test_settings_are_read_again_at_every_message(self):
         agent = self.launch()
@@ -168,12 +106,3 @@ class SettingsTest(NoticeTestCase):
         self.post(f"{other}_socketMessageNotifier", WebSocketType=True, MaintenanceMessageKey="wrong name")
         self.show_maintenance(agent, "right name")
         self.assertEqual(3, agent.log.count("info", "Message received from Main APP."))
-
-    def test_vendor_line_on_standard_output_at_each_casb_notice(self):
-        self.bundle.settings(Vendor="Acme Ünion")
-        agent = self.launch()
-        self.post_casb(rows=THREE_ROWS, timeout="30")
-        self.post(WebSocketType=True)
-        self.post_casb()
-        agent.log.wait_for("info", "Vendor is Acme Ünion", count=2)
-        wait_until(lambda: agent.output() == "Acme Ünion\nAcme Ünion\n", "the vendor word on standard output, twice")

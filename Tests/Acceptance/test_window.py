@@ -279,34 +279,6 @@ class CloseTest(NoticeTestCase):
         self.assertEqual(1, len(server.requests))
 
 
-class PlainTextTest(NoticeTestCase):
-    """Every text from outside is shown as it is: no markup, link or picture in it counts."""
-
-    def markup(self, server):
-        return f"<b>bold</b> <a href='{server.url('/a')}'>link</a> <img src=\"{server.url('/i.png')}\"> &lt; **x**"
-
-    def test_markup_is_shown_literally(self):
-        server = ActivityServer()
-        self.addCleanup(server.close)
-        text = self.markup(server)
-        agent = self.launch()
-        for kind, message, extra in (
-                ("maintenance", dict(WebSocketType=True, MaintenanceMessageKey=text), ()),
-                ("auto disconnect", dict(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey=text), ()),
-                ("concurrent session", dict(WebSocketAdminDisconnect=True, webSocketResponse=notice_xml(
-                    head="<i>h</i>", module="<u>m</u>", body=text)), ("<i>h</i> by <u>m</u>",)),
-                ("casb", dict(webSocketResponse=notice_xml(
-                    head="<i>h</i>", module="&amp;m", body=text, timeout="60",
-                    rows=[("<b>c</b>", "<b>v</b>"), ("&c", "&v"), ("<html>", "<html><body>x</body></html>")])),
-                 ("<i>h</i> by &amp;m", "<b>c</b>", "<b>v</b>", "&c", "&v", "<html>", "<html><body>x</body></html>"))):
-            with self.subTest(kind):
-                self.post(**message)
-                agent.wait_text(text)
-                for other in extra:
-                    agent.wait_text(other)
-        self.assertEqual([], server.requests)
-
-
 class AccessibilityTest(NoticeTestCase):
 
     def test_what_a_screen_reader_finds(self):

@@ -14,17 +14,17 @@ import signal
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "Tests/Acceptance"))
+
+from desktop import wait_until  # noqa: E402
+
 COMMAND = os.path.abspath(os.environ.get("POST_NOTICE", ROOT / "build/release/bin/post-notice"))
 MESSAGE = "zelvik_socketMessageNotifier"
 ANSWER = "zelvik_webSocketToMainAppNotifier"
-
-# How long a thing may take that happens at once on an idle machine.
-PATIENCE = 20.0
 
 # Stands for the agent of the user's session. The bus starts it; it notes whose it is and what it hears, and
 # answers.
@@ -55,14 +55,6 @@ BUS_CONFIGURATION = """<busconfig><type>session</type><listen>{address}</listen>
 <auth>EXTERNAL</auth><policy context="default"><allow send_destination="*" eavesdrop="true"/>
 <allow eavesdrop="true"/><allow own="*"/></policy></busconfig>
 """
-
-
-def wait_until(condition, what):
-    deadline = time.monotonic() + PATIENCE
-    while not condition():
-        if time.monotonic() > deadline:
-            raise AssertionError(f"not within {PATIENCE:g} s: {what}")
-        time.sleep(0.01)
 
 
 def processes():

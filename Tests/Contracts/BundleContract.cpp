@@ -88,9 +88,9 @@ TEST_P(BundleContract, AResourceIsAFullPathOrNothing) {
     const auto path = [this](const char *name, const char *type) {
         return bundle().pathForResource(QString::fromLatin1(name), QString::fromLatin1(type));
     };
-    EXPECT_EQ(path("logo", "png"), files_.resources() + QStringLiteral("/logo.png"));
-    EXPECT_EQ(path("noType", ""), files_.resources() + QStringLiteral("/noType"));
-    EXPECT_EQ(path("de", "lproj"), files_.resources() + QStringLiteral("/de.lproj"));
+    EXPECT_EQ(path("logo", "png"), files_.resource(QStringLiteral("logo.png")));
+    EXPECT_EQ(path("noType", ""), files_.resource(QStringLiteral("noType")));
+    EXPECT_EQ(path("de", "lproj"), files_.resource(QStringLiteral("de.lproj")));
     EXPECT_EQ(path("logo", "svg"), std::nullopt);
     EXPECT_EQ(path("Logo", "png"), std::nullopt);
 }
@@ -105,7 +105,7 @@ TEST_P(BundleContract, AValueOfTheInformationIsAnIntegerOrAText) {
 }
 
 TEST_P(BundleContract, ALanguageFolderOpensAsABundle) {
-    const auto french = bundle().bundleWithPath(files_.resources() + QStringLiteral("/fr.lproj"));
+    const auto french = bundle().bundleWithPath(files_.resource(QStringLiteral("fr.lproj")));
     ASSERT_TRUE(french);
     EXPECT_EQ(french->localization(), "fr");
     EXPECT_EQ(french->localizedStringForKey(QStringLiteral("key"), {}, {}), "valeur");
@@ -113,8 +113,8 @@ TEST_P(BundleContract, ALanguageFolderOpensAsABundle) {
 
 TEST_P(BundleContract, WhatIsNoFolderOpensAsNothing) {
     files_.writeResource(QStringLiteral("file.lproj"), "x");
-    EXPECT_EQ(bundle().bundleWithPath(files_.resources() + QStringLiteral("/file.lproj")), nullptr);
-    EXPECT_EQ(bundle().bundleWithPath(files_.resources() + QStringLiteral("/none.lproj")), nullptr);
+    EXPECT_EQ(bundle().bundleWithPath(files_.resource(QStringLiteral("file.lproj"))), nullptr);
+    EXPECT_EQ(bundle().bundleWithPath(files_.resource(QStringLiteral("none.lproj"))), nullptr);
     EXPECT_EQ(bundle().bundleWithPath({}), nullptr);
 }
 

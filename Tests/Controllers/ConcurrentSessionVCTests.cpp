@@ -20,20 +20,6 @@ protected:
 
 } // namespace
 
-TEST_F(ConcurrentSessionVCTest, Appearing_FillsTheLabelsThenTheLogoAndThenStylesTheWindow) {
-    const auto bytes = logoBytes(payloadLogoColor);
-    const auto message = concurrentSessionMessage().withLogo(bytes);
-    const auto controller = appear(message);
-    EXPECT_EQ(controller->headerTextLabel->stringValue(), "Signed out by Session Control");
-    EXPECT_EQ(controller->textMessageLabel->stringValue(), "You have signed in on another device.");
-    EXPECT_THAT(world.journal.lines(),
-        ElementsAre("window content ConcurrentSessionVC", "window alpha 1.0", "window alpha 1.0",
-            std::string("info ") + updateLabel + "Response received from Zelvik Sase Client...",
-            debugLine(message.document()),
-            std::string("info ") + updateLabel + "Setting Logo from Zelvik Sase Client " + sizeOf(bytes),
-            "window title bar transparent", "window background #ff1e2234"));
-}
-
 TEST_F(ConcurrentSessionVCTest, MissingElementsAreEmptyTexts) {
     const struct {
         Message message;

@@ -23,7 +23,7 @@ struct Part {
 struct Scene {
     const char *identifier;
     std::function<std::shared_ptr<NoticeController>(const NoticeServices &)> makeController;
-    std::vector<Part> outlets;
+    std::vector<Part> outlets; ///< first those that its message touches, in the order in which it does
 };
 
 template <class Controller>
@@ -38,21 +38,21 @@ const std::vector<Scene> &scenes() {
             { { "headerLogoImageView", Image }, { "headerView", Layer }, { "textMessageLabel", Label },
                 { "okButton", Button } } },
         { "ConcurrentSessionVC", make<ConcurrentSessionVC>,
-            { { "headerLogoImageView", Image }, { "headerView", Layer }, { "textMessageLabel", Label },
-                { "headerTextLabel", Label }, { "okButton", Button } } },
+            { { "headerTextLabel", Label }, { "textMessageLabel", Label }, { "headerView", Layer },
+                { "okButton", Button }, { "headerLogoImageView", Image } } },
         { "ReAuthHandlerVC", make<ReAuthHandlerVC>,
-            { { "headerView", Layer }, { "headerLogoImageView", Image }, { "okayAction", Button },
+            { { "headerLogoImageView", Image }, { "headerView", Layer }, { "okayAction", Button },
                 { "timerLabel", Label } } },
         { "AutoDisconnectHandlerVC", make<AutoDisconnectHandlerVC>,
-            { { "headerView", Layer }, { "headerLogoImageView", Image }, { "policyDisconnectLabel", Label },
-                { "headerLabel", Label }, { "okayAction", Button }, { "timerLabel", Label } } },
+            { { "headerLogoImageView", Image }, { "headerView", Layer }, { "okayAction", Button },
+                { "timerLabel", Label }, { "headerLabel", Label }, { "policyDisconnectLabel", Label } } },
         { "ViewController", make<ViewController>,
-            { { "headerLogoImageView", Image }, { "autoCloseLabel", Label }, { "okButton", Button },
-                { "applicationTitleLabel", Label }, { "activityTitleLabel", Label },
-                { "urlTitleLabel", Label }, { "SocketHeaderTitleLabel", Label }, { "applicationText", Label },
-                { "activityText", Label }, { "urlText", Label }, { "headerView", Layer },
-                { "applicationInformationLabel", Label }, { "activityHeightConstant", Height },
-                { "urlHeightConstant", Height }, { "applicationHeightConstant", Height },
+            { { "headerLogoImageView", Image }, { "headerView", Layer }, { "okButton", Button },
+                { "SocketHeaderTitleLabel", Label }, { "applicationInformationLabel", Label },
+                { "activityTitleLabel", Label }, { "urlTitleLabel", Label },
+                { "applicationTitleLabel", Label }, { "applicationText", Label }, { "activityText", Label },
+                { "urlText", Label }, { "autoCloseLabel", Label }, { "activityHeightConstant", Height },
+                { "applicationHeightConstant", Height }, { "urlHeightConstant", Height },
                 { "informationHeightConstant", Height }, { "OkButtonTopConstraints", Gap } } },
     };
     return all;
@@ -95,14 +95,12 @@ QObject *findPart(const QWidget &view, const Part &part) {
     return view.findChild<LayoutConstraint *>(name);
 }
 
-const QString everything = QStringLiteral("everything");
-
-/// A form of the scene's outlets without the one that is lacking, or empty.
-std::unique_ptr<LayerView> makeForm(const Scene &scene, const QString &lacking) {
+/// A form of the scene's outlets without those that are lacking.
+std::unique_ptr<LayerView> makeForm(const Scene &scene, const QStringList &lacking) {
     auto view = std::make_unique<LayerView>();
     for (const auto &outlet : scene.outlets) {
         const auto name = QString::fromLatin1(outlet.name);
-        if (lacking != everything && lacking != name)
+        if (!lacking.contains(name))
             makePart(outlet.kind, name, view.get())->setObjectName(name);
     }
     LayoutConstraint::createFromForm(view.get());
@@ -117,8 +115,7 @@ enum class Touched {
 
 struct Row {
     const char *identifier;
-    QString lacking;
-    const char *named; ///< the outlet in the line
+    QStringList lacking; ///< the first is the one in the line
     Touched touched;
     QVariantMap message;
     std::string note; ///< of the message, where there are several
@@ -166,47 +163,38 @@ std::vector<Row> makeRows() {
     std::vector<Row> rows;
     const auto add = [&rows](const char *identifier, const char *outlet, Touched touched,
                          const QVariantMap &message, const std::string &note = {}) {
-        rows.push_back({ identifier, QString::fromLatin1(outlet), outlet, touched, message, note });
+        rows.push_back({ identifier, { QString::fromLatin1(outlet) }, touched, message, note });
     };
-    const auto addEmptyForm = [&rows](const char *identifier, const char *named, const QVariantMap &message) {
-        rows.push_back({ identifier, everything, named, OnMessage, message, "FirstOfAll" });
+    // Forms that connect no outlet, the first that is touched, the first two, and so on.
+    const auto addInOrder = [&rows](std::size_t scene, std::size_t count, const QVariantMap &message) {
+        const auto &[identifier, makeController, outlets] = scenes()[scene];
+        QStringList lacking;
+        for (const auto &outlet : outlets)
+            lacking.append(QString::fromLatin1(outlet.name));
+        for (std::size_t connected = 0; connected < count; ++connected) {
+            rows.push_back({ identifier, lacking, OnMessage, message, "" });
+            lacking.removeFirst();
+        }
     };
+    addInOrder(0, 4, maintenanceMessage());
+    addInOrder(1, 4, concurrentSessionMessage());
+    addInOrder(2, 3, reAuthMessage());
+    addInOrder(3, 6, autoDisconnectMessage());
+    addInOrder(4, 12, casbMessage());
 
-    const QVariantMap maintenance = maintenanceMessage();
-    addEmptyForm("MaintenanceModeVC", "headerLogoImageView", maintenance);
-    for (const char *outlet : { "headerLogoImageView", "headerView", "textMessageLabel", "okButton" })
-        add("MaintenanceModeVC", outlet, OnMessage, maintenance);
-
-    const QVariantMap session = concurrentSessionMessage();
-    addEmptyForm("ConcurrentSessionVC", "headerTextLabel", session);
-    for (const char *outlet : { "headerView", "okButton", "textMessageLabel", "headerTextLabel" })
-        add("ConcurrentSessionVC", outlet, OnMessage, session);
-    add("ConcurrentSessionVC", "headerLogoImageView", Never, session);
+    add("ConcurrentSessionVC", "headerLogoImageView", Never, concurrentSessionMessage());
     add("ConcurrentSessionVC", "headerLogoImageView", OnMessage,
         concurrentSessionMessage().withLogo(logoBytes(Qt::red)), "WithALogo");
     add("ConcurrentSessionVC", "textMessageLabel", Never, withoutResponse(), "WithoutAResponse");
     add("ConcurrentSessionVC", "headerTextLabel", Never, withoutResponse(), "WithoutAResponse");
     add("ConcurrentSessionVC", "headerView", OnMessage, withoutResponse(), "WithoutAResponse");
 
-    addEmptyForm("ReAuthHandlerVC", "headerLogoImageView", reAuthMessage());
-    for (const char *outlet : { "headerLogoImageView", "headerView", "okayAction" })
-        add("ReAuthHandlerVC", outlet, OnMessage, reAuthMessage());
     add("ReAuthHandlerVC", "timerLabel", OnFirstTick, reAuthMessage());
+    add("AutoDisconnectHandlerVC", "timerLabel", OnMessage, disconnected(), "Disconnected");
 
-    addEmptyForm("AutoDisconnectHandlerVC", "headerLogoImageView", disconnected());
-    for (const char *outlet : { "headerLogoImageView", "headerView", "okayAction", "timerLabel",
-             "headerLabel", "policyDisconnectLabel" })
-        add("AutoDisconnectHandlerVC", outlet, OnMessage, disconnected());
-
-    const QVariantMap casb = casbMessage();
-    addEmptyForm("ViewController", "headerLogoImageView", casb);
-    for (const char *outlet : { "headerLogoImageView", "headerView", "okButton", "SocketHeaderTitleLabel",
-             "applicationInformationLabel", "activityTitleLabel", "urlTitleLabel", "applicationTitleLabel",
-             "activityText", "applicationText", "urlText", "autoCloseLabel" })
-        add("ViewController", outlet, OnMessage, casb);
     for (const char *outlet : { "activityHeightConstant", "applicationHeightConstant", "urlHeightConstant",
              "informationHeightConstant", "OkButtonTopConstraints" })
-        add("ViewController", outlet, Never, casb);
+        add("ViewController", outlet, Never, casbMessage());
     add("ViewController", "applicationTitleLabel", Never, withEntries({ { "A", "a" } }), "OfOneEntry");
     add("ViewController", "applicationHeightConstant", OnMessage, withEntries({ { "A", "a" } }),
         "OfOneEntry");
@@ -227,7 +215,7 @@ class OutletDeathTest : public testing::TestWithParam<std::size_t> { };
 
 } // namespace
 
-TEST_P(OutletDeathTest, UnconnectedStopsTheProcessWhenItIsTouchedAndNotBefore) {
+TEST_P(OutletDeathTest, TheFirstUnconnectedOneStopsTheProcessWhenItIsTouchedAndNotBefore) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto &row = rows()[GetParam()];
     if (row.touched == Touched::Never) {
@@ -235,14 +223,14 @@ TEST_P(OutletDeathTest, UnconnectedStopsTheProcessWhenItIsTouchedAndNotBefore) {
         return;
     }
     EXPECT_EXIT(show(row), testing::KilledBySignal(SIGABRT),
-        std::string("so far so good\nNoticeAgent: fatal: ") + row.identifier + ": the outlet \"" + row.named
-            + "\" is not connected\n$");
+        std::string("so far so good\nNoticeAgent: fatal: ") + row.identifier + ": the outlet \""
+            + row.lacking.first().toStdString() + "\" is not connected\n$");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Outlets, OutletDeathTest, testing::Range(std::size_t(0), rows().size()), [](const auto &parameter) {
         const auto &row = rows()[parameter.param];
-        return std::string(row.identifier) + '_' + row.lacking.toStdString() + row.note;
+        return std::string(row.identifier) + '_' + row.lacking.first().toStdString() + row.note;
     });
 
 /// The shipped forms connect every outlet that a controller declares.

@@ -23,30 +23,6 @@ protected:
 
 } // namespace
 
-TEST_F(ReAuthHandlerVCTest, Appearing_ShowsTheWindowAndLogsThePayload) {
-    appear(reAuthMessage().with("note", QStringLiteral("any")));
-    EXPECT_THAT(world.journal.lines(),
-        ElementsAre("window content ReAuthHandlerVC", "window alpha 1.0",
-            AllOf(StartsWith("debug [Controllers/ReAuthHandlerVC setupUI()]  Auto Disconnect Notification "
-                             "received from Zelvik Sase Client "),
-                HasSubstr("WebSocketReAuthType"), HasSubstr("note"), HasSubstr("any"), EndsWith("..."))));
-}
-
-TEST_F(ReAuthHandlerVCTest, Appearing_GoesByBrandingButtonLogoAndCountdown) {
-    auto controller = std::dynamic_pointer_cast<ReAuthHandlerVC>(
-        world.instantiate("ReAuthHandlerVC", reAuthMessage().withLogo(logoBytes(payloadLogoColor))));
-    bool looked = false;
-    world.journal.whenever(QStringLiteral("info [Controllers/ReAuthHandlerVC setupUI()] Setting Logo"), [&] {
-        looked = true;
-        EXPECT_EQ(logoColor(*controller->headerLogoImageView), NoticeWorld::brandLogoColor());
-        EXPECT_EQ(controller->okayActionButton->layerBackgroundColor().rgba(), accentColor.rgba());
-        EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
-    });
-    world.window.setContentViewController(controller);
-    EXPECT_TRUE(looked);
-    EXPECT_EQ(world.runLoop.nextDeadline(), 1s);
-}
-
 TEST_F(ReAuthHandlerVCTest, TransparentNoticeCountsDownAndSignalsAllTheSame) {
     appear(reAuthMessage().with("WebSocketType", true));
     world.runLoop.advance(32s);

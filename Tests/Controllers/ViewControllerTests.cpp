@@ -123,18 +123,6 @@ TEST_F(ViewControllerTest, Update_OnAShownWindowStartsAFurtherCountdown) {
 
 // setupView(data:)
 
-TEST_F(ViewControllerTest, Setup_ShowsTitleBodyAndTheThreeRows) {
-    const auto controller = appear();
-    EXPECT_EQ(controller->SocketHeaderTitleLabel->stringValue(), "Upload blocked by Cloud Guard");
-    EXPECT_EQ(controller->applicationInformationLabel->stringValue(), "This file may not leave the company.");
-    EXPECT_EQ(controller->activityTitleLabel->stringValue(), "What");
-    EXPECT_EQ(controller->applicationTitleLabel->stringValue(), "Where");
-    EXPECT_EQ(controller->urlTitleLabel->stringValue(), "Address");
-    EXPECT_EQ(controller->activityText->stringValue(), "Upload");
-    EXPECT_EQ(controller->applicationText->stringValue(), "Filebox");
-    EXPECT_EQ(controller->urlText->stringValue(), "https://filebox.example/up");
-}
-
 // Deliberate: the entries go by their place alone, and only the activity decides on the URL's being hidden
 // and on the gap above OK.
 TEST_F(ViewControllerTest, Setup_EntriesGoByTheirPlaceAndEmptyRowsCollapse) {
@@ -201,16 +189,6 @@ TEST_F(ViewControllerTest, Setup_KeepsTheApplicationRowOfBeforeWhenThereIsNoSeco
     EXPECT_EQ(controller->urlText->stringValue(), "x");
 }
 
-// Deliberate: two blanks in this first text, which nobody sees.
-TEST_F(ViewControllerTest, Setup_FirstCountdownTextHasTwoBlanksAndIsHidden) {
-    const auto controller = appear();
-    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 10  seconds");
-    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
-    world.runLoop.advance(1s - 1ms);
-    EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 10  seconds");
-    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
-}
-
 // Deliberate: two keys, one with a blank at its end and one without.
 TEST_F(ViewControllerTest, CountdownTexts_AreLookedUpUnderTwoKeys) {
     world.files.addStrings(QStringLiteral("de"),
@@ -232,37 +210,6 @@ TEST_F(ViewControllerTest, Setup_RemembersTheTimeOutOfTheNotice) {
     EXPECT_EQ(ViewController::autoCloseSeconds, 77);
     appear(casbMessage().withTimeout(QStringLiteral("-3")).withEntries({}));
     EXPECT_EQ(ViewController::autoCloseSeconds, -3);
-}
-
-TEST_F(ViewControllerTest, Setup_LabelsAreFilledBeforeItsRecordAndRowsCollapseBehindIt) {
-    const auto controller = install(casbMessage().withEntries({}));
-    bool looked = false;
-    world.journal.whenever(QStringLiteral("info [Controllers/ViewController setupView(data:)]"), [&] {
-        looked = true;
-        EXPECT_EQ(controller->SocketHeaderTitleLabel->stringValue(), "Upload blocked by Cloud Guard");
-        EXPECT_EQ(controller->autoCloseLabel->stringValue(), "This window will auto close in 10  seconds");
-        EXPECT_EQ(ViewController::autoCloseSeconds, 10);
-        EXPECT_FALSE(controller->autoCloseLabel->isHidden());
-        EXPECT_GT(controller->activityHeightConstant->constant(), 0.0);
-    });
-    world.runLoop.settle();
-    EXPECT_TRUE(looked);
-    EXPECT_TRUE(controller->autoCloseLabel->isHidden());
-    EXPECT_EQ(controller->activityHeightConstant->constant(), 0.0);
-}
-
-TEST_F(ViewControllerTest, Setup_TheTimerRunsBeforeTheWindowIsShown) {
-    install(casbMessage());
-    world.journal.clear();
-    std::optional<RunLoop::Interval> deadline;
-    QString remembered;
-    world.journal.whenever(QStringLiteral("window alpha 1.0"), [&] {
-        deadline = world.runLoop.nextDeadline();
-        remembered = ViewController::closeActivityUrl;
-    });
-    world.runLoop.settle();
-    EXPECT_EQ(deadline, 1s);
-    EXPECT_EQ(remembered, url);
 }
 
 // Rows
@@ -351,15 +298,6 @@ TEST_F(ViewControllerTest, ToolTips_AreTurnedOffAgainForAShortText) {
 }
 
 // The countdown
-
-TEST_F(ViewControllerTest, Countdown_TextSaysSecondsToTheLast) {
-    const auto controller = appear();
-    for (int left = 9; left >= 0; --left) {
-        world.runLoop.advance(1s);
-        EXPECT_EQ(controller->autoCloseLabel->stringValue(),
-            QStringLiteral("This window will auto close in %1 seconds").arg(left));
-    }
-}
 
 TEST_F(ViewControllerTest, Countdown_RequestsAtFiveSecondsLeftAndNotAMomentBefore) {
     appear();
@@ -487,14 +425,6 @@ TEST_F(ViewControllerTest, Ok_OfANoticeWithoutAUrlRequestsTheEmptyOneThenToo) {
     EXPECT_THAT(requests(), ElementsAre("request GET "));
 }
 
-TEST_F(ViewControllerTest, Ok_WorksInAWindowThatGotNoResponse) {
-    const auto controller = appear(emptyMessage());
-    controller->okAction();
-    world.runLoop.advance(1s);
-    EXPECT_EQ(world.application.terminations().size(), 1U);
-    EXPECT_THAT(requests(), ElementsAre("request GET "));
-}
-
 // The request
 
 TEST_F(ViewControllerTest, Request_SendsTheUrlUnchangedWithGetAndNoParameters) {
@@ -556,14 +486,6 @@ TEST_F(ViewControllerTest, Request_WithoutAGatewayClientIsARecordAndNoMore) {
 }
 
 // The style
-
-// Deliberate: unlike the maintenance notice it does not read the settings again.
-TEST_F(ViewControllerTest, Style_TakesTheSettingsOfTheMessage) {
-    const auto controller = world.instantiate("ViewController", casbMessage());
-    world.files.setSettings(NoticeWorld::settings(QStringLiteral("KORVANE")));
-    world.window.setContentViewController(controller);
-    EXPECT_EQ(world.window.backgroundColor(), QColor(30, 34, 52));
-}
 
 // Life
 

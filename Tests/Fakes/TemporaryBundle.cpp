@@ -2,59 +2,31 @@
 
 #include "Tests/Fakes/Logos.h"
 
-#include <QDateTime>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-
-#include <stdexcept>
-
 namespace {
 
 QString element(const QString &name, const QString &content) {
     return u'<' + name + u'>' + content + QStringLiteral("</") + name + u'>';
 }
 
-QString propertyListElement(const QVariant &value) {
+QString valueElement(const QVariant &value) {
+    const auto text = value.toString().toHtmlEscaped();
     switch (value.metaType().id()) {
     case QMetaType::QString:
-        return element(QStringLiteral("string"), value.toString().toHtmlEscaped());
+        return element(QStringLiteral("string"), text);
     case QMetaType::Bool:
-        return value.toBool() ? QStringLiteral("<true/>") : QStringLiteral("<false/>");
-    case QMetaType::Int:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-        return element(QStringLiteral("integer"), value.toString());
+        return u'<' + text + QStringLiteral("/>");
     case QMetaType::Double:
-        return element(QStringLiteral("real"), value.toString());
-    case QMetaType::QByteArray:
-        return element(QStringLiteral("data"), QString::fromLatin1(value.toByteArray().toBase64()));
-    case QMetaType::QDateTime:
-        return element(QStringLiteral("date"), value.toDateTime().toUTC().toString(Qt::ISODate));
-    case QMetaType::QVariantList: {
-        QString content;
-        for (const auto &each : value.toList())
-            content += propertyListElement(each);
-        return element(QStringLiteral("array"), content);
-    }
-    case QMetaType::QVariantMap: {
-        QString content;
-        const auto map = value.toMap();
-        for (auto entry = map.begin(); entry != map.end(); ++entry)
-            content += element(QStringLiteral("key"), entry.key().toHtmlEscaped())
-                + propertyListElement(entry.value());
-        return element(QStringLiteral("dict"), content);
-    }
+        return element(QStringLiteral("real"), text);
     default:
-        throw std::invalid_argument(std::string("no property list holds a ") + value.metaType().name());
+        return element(QStringLiteral("integer"), text);
     }
 }
 
-void write(const QString &path, const QByteArray &bytes) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        throw std::runtime_error("cannot write " + path.toStdString());
+QByteArray entries(const QVariantMap &values) {
+    QString content;
+    for (auto entry = values.begin(); entry != values.end(); ++entry)
+        content += element(QStringLiteral("key"), entry.key()) + valueElement(entry.value());
+    return content.toUtf8();
 }
 
 QString quoted(QString text) {
@@ -66,26 +38,17 @@ QString quoted(QString text) {
 
 } // namespace
 
-QByteArray propertyListBytes(const QVariant &value) {
-    return QByteArray("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">")
-        + propertyListElement(value).toUtf8() + "</plist>\n";
-}
-
-TemporaryBundle::TemporaryBundle()
-    : bundle_(folder_.path(), [this] { return preferredLanguages_; }) {
-    QDir().mkpath(resources());
-}
-
 void TemporaryBundle::setInfo(const QVariantMap &info) {
-    write(contents() + QStringLiteral("/Info.plist"), propertyListBytes(info));
+    writeInformation(entries(info));
 }
 
 void TemporaryBundle::setSettings(const QVariantMap &settings) {
-    writeResource(QStringLiteral("Application_Shared.plist"), propertyListBytes(settings));
+    writeResource(
+        QStringLiteral("Application_Shared.plist"), propertyList("<dict>" + entries(settings) + "</dict>"));
 }
 
 void TemporaryBundle::removeSettings() {
-    QFile::remove(resources() + QStringLiteral("/Application_Shared.plist"));
+    QFile::remove(resource(QStringLiteral("Application_Shared.plist")));
 }
 
 void TemporaryBundle::addStrings(
@@ -93,13 +56,9 @@ void TemporaryBundle::addStrings(
     QString text;
     for (const auto &[key, value] : strings)
         text += quoted(key) + QStringLiteral(" = ") + quoted(value) + QStringLiteral(";\n");
-    writeResource(code + QStringLiteral(".lproj/") + table + QStringLiteral(".strings"), text.toUtf8());
+    writeTable(code, text.toUtf8(), table);
 }
 
 void TemporaryBundle::addImage(const QString &name, const QColor &color) {
     writeResource(name + QStringLiteral(".png"), logoBytes(color));
-}
-
-void TemporaryBundle::writeResource(const QString &path, const QByteArray &bytes) {
-    write(resources() + u'/' + path, bytes);
 }

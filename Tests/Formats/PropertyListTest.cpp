@@ -303,9 +303,23 @@ TEST(PropertyListLimits, AnObjectThatIsSharedCannotGrowWithoutBound) {
 }
 
 TEST(PropertyListLimits, MoreThanAFileMayHoldIsRefused) {
-    const std::string list = "<dict/>";
-    EXPECT_TRUE(parsePropertyList(list + std::string(Formats::maxFileSize - list.size(), ' ')));
-    EXPECT_FALSE(parsePropertyList(list + std::string(Formats::maxFileSize, ' ')));
+    const auto list = [](std::size_t blanks) { return "<dict>" + std::string(blanks, ' ') + "</dict>"; };
+    EXPECT_TRUE(parsePropertyList(list(Formats::maxFileSize - list(0).size())));
+    EXPECT_FALSE(parsePropertyList(list(Formats::maxFileSize)));
+}
+
+TEST(PropertyListLimits, DeclarationsAreBoundedAsInAnyDocument) {
+    const auto list = [](const std::string &declarations) {
+        return parsePropertyList(
+            "<!DOCTYPE plist [" + declarations + "]><dict><key>k</key><string>&e;</string></dict>");
+    };
+    EXPECT_EQ(list("<!ENTITY e 'v'>"), (PropertyList { { "k", text("v") } }));
+    EXPECT_EQ(list("<!ENTITY e SYSTEM 'file:///etc/hostname'>"), (PropertyList { { "k", text("") } }));
+    std::string declarations;
+    for (int entity = 0; entity <= 1'000; ++entity)
+        declarations += "<!ENTITY e" + std::to_string(entity) + " 'v'>";
+    EXPECT_EQ(list(declarations), std::nullopt);
+    EXPECT_EQ(list("<!ENTITY e '&e;'>"), std::nullopt);
 }
 
 } // namespace

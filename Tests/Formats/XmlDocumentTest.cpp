@@ -150,13 +150,17 @@ struct SizeRow {
 
 const std::vector<SizeRow> hostileDocuments {
     { "Attributes", [] { return "<a" + numbered(" a", 90'000, "='>'") + "/>"; }, true },
+    { "TagWithoutEnd", [] { return "<a" + numbered(" a", 900'000, "=''") + "/>"; }, false },
     { "AttributesOfManyElements", [] { return within(numbered("<b a", 60'000, "=''/>")); }, true },
+    { "AttributesOfVeryManyElements", [] { return within(numbered("<b a", 200'000, "=''/>")); }, false },
     { "Namespaces",
         [] { return "<a" + numbered(" xmlns:p", 50'000, "='u'") + ">" + repeated("<c/>", 50'000) + "</a>"; },
         true },
     { "Prefixes", [] { return within(repeated("<p:b/>", 150'000)); }, true },
-    { "Names", [] { return within(numbered("<e", 100'000, "/>")); }, true },
+    { "Names", [] { return within(numbered("<e", 300'000, "/>")); }, true },
+    { "VeryManyNames", [] { return within(numbered("<e", 1'000'000, "/>")); }, false },
     { "NamesOfInstructions", [] { return within(numbered("<?e", 100'000, "?>")); }, true },
+    { "TenMegabytesOfText", [] { return within(repeated("=x\n", 3'300'000)); }, true },
     { "References", [] { return within(repeated("&lt;&#233;", 100'000)); }, true },
     { "CdataSections", [] { return within(repeated("<![CDATA[]]>", 80'000)); }, true },
     { "Brackets", [] { return within(repeated("]", 1'000'000)); }, true },
@@ -201,7 +205,6 @@ const std::vector<SizeRow> hostileDocuments {
     { "VeryManyLevels", [] { return repeated("<a>", 100'000) + repeated("</a>", 100'000); }, false },
     { "OpenElements", [] { return repeated("<a>", 300'000); }, false },
     { "TwentyFourMegabytesWithoutEnd", [] { return "<a>" + std::string(24'000'000, 'x'); }, false },
-    { "SixtyMegabytesWithoutEnd", [] { return "<a>" + std::string(60'000'000, 'x'); }, false },
 };
 
 TEST(HostileDocument, TakesLessThanASecond) {
@@ -225,6 +228,12 @@ TEST(XmlDocumentLimits, AnEntityThatALongTextIsFullOfIsRead) {
     EXPECT_TRUE(textOf(withDeclarations("<!ENTITY company 'Example Limited'>",
                     within("<b>" + repeated("&company; ", 20'000) + "</b>")))
         == repeated("Example Limited ", 20'000));
+}
+
+TEST(XmlDocumentLimits, ALongTextIsReadWhole) {
+    const std::size_t count = 250'000;
+    const auto document = within("<b>" + repeated("é\r\n🔒&lt;<!---->", count) + "</b>");
+    EXPECT_TRUE(textOf(document) == repeated("é\n🔒<", count));
 }
 
 TEST(XmlDocumentLimits, NothingOfATextGoesToStandardError) {

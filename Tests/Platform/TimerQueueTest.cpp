@@ -40,17 +40,6 @@ protected:
     std::vector<std::string> fired_;
 };
 
-TEST_F(TimerQueueTest, ATimerFiresWhenItIsDueAndNotATickBefore) {
-    const auto timer = schedule("a", 1000ms);
-    EXPECT_EQ(nextDeadline(), 1000ms);
-    EXPECT_THAT(fireAt(999ms), IsEmpty());
-    EXPECT_TRUE(timer->isValid());
-    EXPECT_THAT(fireAt(1000ms), ElementsAre("a"));
-    EXPECT_FALSE(timer->isValid());
-    EXPECT_EQ(nextDeadline(), std::nullopt);
-    EXPECT_THAT(fireAt(5000ms), IsEmpty());
-}
-
 TEST_F(TimerQueueTest, OfOneDeadlineTheOneScheduledFirstComesFirst) {
     schedule("a", 20ms);
     now_ += 10ms;
@@ -160,27 +149,6 @@ TEST_F(TimerQueueTest, TheLongestIntervalDoesNotOverflow) {
     EXPECT_EQ(nextDeadline(), RunLoop::longestInterval);
     EXPECT_THAT(fireAt(24h * 365 * 99), IsEmpty());
     EXPECT_THAT(fireAt(RunLoop::longestInterval), ElementsAre("a"));
-}
-
-TEST_F(TimerQueueTest, ABlockIsHeldAsLongAsItsTimerRuns) {
-    std::weak_ptr<int> held;
-    const auto timerHolding = [&](Repeats repeats) {
-        auto token = std::make_shared<int>();
-        held = token;
-        return queue_.schedule(now_, 10ms, repeats, [token](Timer &) {});
-    };
-    auto once = timerHolding(Repeats::No);
-    EXPECT_FALSE(held.expired());
-    fireAt(10ms);
-    EXPECT_TRUE(held.expired()) << "has fired";
-
-    const auto ended = timerHolding(Repeats::No);
-    ended->invalidate();
-    EXPECT_TRUE(held.expired()) << "was ended";
-
-    timerHolding(Repeats::Yes).reset();
-    fireAt(20ms);
-    EXPECT_FALSE(held.expired()) << "runs on, though nobody else holds it";
 }
 
 TEST_F(TimerQueueTest, ATimerMayOutliveItsQueue) {

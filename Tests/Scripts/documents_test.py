@@ -7,26 +7,25 @@ The command post-notice is taken from the environment variable POST_NOTICE; with
 import os
 import re
 import subprocess
+import sys
 import tempfile
-import time
 import unittest
 import xml.etree.ElementTree
 from pathlib import Path
 
-import gi
-
-gi.require_version("Gio", "2.0")
-from gi.repository import Gio, GLib  # noqa: E402
+import dbus
 
 ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "Tests/Acceptance"))
+
+from desktop import AGENT_NAME, Bus, wait_until  # noqa: E402
+
 POST_NOTICE = Path(os.environ.get("POST_NOTICE", ROOT / "build/release/bin/post-notice"))
 DOCUMENTS = [ROOT / name for name in ("README.md", "ARCHITECTURE.md", "CONTRIBUTING.md", "CHANGELOG.md", "SECURITY.md", "docs/integration.md")]
 DOCUMENTS += sorted((ROOT / "docs").rglob("*.md"))
 
-INTERFACE = "com.tevanic.DistributedNotificationCenter"
-PATH = "/com/tevanic/DistributedNotificationCenter"
 ANSWER = "zelvik_webSocketToMainAppNotifier"
-AGENT_NAME = "com.tevanic.NoticeAgent.zelvik"
+BRAND_NAME = f"{AGENT_NAME}.zelvik"
 
 
 def blocks(language, document="README.md"):
@@ -41,28 +40,6 @@ def keys_of_the_table():
     return dict(re.findall(r"^\| `(\w+)` \| `(\w+)` \|", table.group(1), re.MULTILINE))
 
 
-class Agent:
-    """Stands for the agent: owns its name, notes what is posted, answers a call for signing in."""
-
-    def __init__(self, address):
-        self.posted = []
-        self.bus = Gio.DBusConnection.new_for_address_sync(
-            address,
-            Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
-        self.bus.signal_subscribe(None, INTERFACE, "Posted", PATH, None, Gio.DBusSignalFlags.NONE, self._note)
-        for name in ("com.tevanic.NoticeAgent", AGENT_NAME):
-            self.bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-                               GLib.Variant("(su)", (name, 0)), None, Gio.DBusCallFlags.NONE, -1)
-
-    def _note(self, _bus, _sender, _path, _interface, _signal, arguments):
-        if arguments[0] == ANSWER:
-            return
-        self.posted.append(arguments)
-        if "WebSocketReAuthType" in arguments[2]:
-            self.bus.emit_signal(None, PATH, INTERFACE, "Posted", GLib.Variant("(ss)", (ANSWER, "")))
-            self.bus.flush_sync()
-
-
 class CommandsTest(unittest.TestCase):
     """Every command runs in a folder where the names that README.md uses mean the build's."""
 
@@ -73,56 +50,44 @@ class CommandsTest(unittest.TestCase):
         for name in ("Tools", "Resources"):
             (self.folder / name).symlink_to(ROOT / name)
         (self.folder / "NoticeAgent.app").symlink_to(POST_NOTICE.parent.parent / "NoticeAgent.app")
-        # The agent counts as installed; nobody starts it, since it is there.
-        services = self.folder / "dbus-1/services"
-        services.mkdir(parents=True)
-        (services / f"{AGENT_NAME}.service").write_text(f"[D-BUS Service]\nName={AGENT_NAME}\nExec=/bin/false\n",
-                                                        encoding="utf-8")
-        bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address"],
-                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
-                               env={**os.environ, "XDG_DATA_HOME": str(self.folder)})
-        self.addCleanup(bus.stdout.close)
-        self.addCleanup(bus.wait)
-        self.addCleanup(bus.terminate)
-        self.address = bus.stdout.readline().strip()
-        self.agent = Agent(self.address)
+        self.bus = Bus(folder.name)
+        self.addCleanup(self.bus.close)
+        # The agent counts as installed; nobody starts it, since this test stands for it.
+        self.bus.install(BRAND_NAME, "/bin/false", {})
+        for name in (AGENT_NAME, BRAND_NAME):
+            self.bus.connection.request_name(name)
 
     def run_command(self, command):
-        """Runs it while the agent's side is kept going; returns the one message that it posted."""
-        self.agent.posted.clear()
-        environment = dict(os.environ, DBUS_SESSION_BUS_ADDRESS=self.address,
+        """Runs it, and answers a call for signing in; returns the one message that it posted."""
+        self.bus.heard.clear()
+        environment = dict(os.environ, DBUS_SESSION_BUS_ADDRESS=self.bus.address,
                            PATH=f"{POST_NOTICE.parent}:/usr/bin:/bin")
         with open(self.folder / "output", "w+", encoding="utf-8") as output:
             process = subprocess.Popen(command, cwd=self.folder, env=environment, stdin=subprocess.DEVNULL,
                                        stdout=output, stderr=output)
-            deadline = time.monotonic() + 60
-            context = GLib.MainContext.default()
-            while process.poll() is None or not self.agent.posted:
-                context.iteration(False)
-                time.sleep(0.01)
-                if time.monotonic() > deadline or (process.returncode or 0) != 0:
-                    break
-            if process.poll() is None:
-                process.kill()
-                process.wait()
+            self.addCleanup(process.wait)
+            self.addCleanup(process.kill)
+
+            def ended():
+                if self.bus.heard and "WebSocketReAuthType" in self.bus.heard[0].arguments[2]:
+                    self.bus.emit("ss", ANSWER, "")
+                return process.poll() is not None and (self.bus.heard or process.returncode)
+            wait_until(ended, f"{command} ends", 60)
             output.seek(0)
             self.assertEqual(process.returncode, 0, f"{command}:\n{output.read()}")
-        self.assertEqual(len(self.agent.posted), 1, command)
-        return self.agent.posted[0]
+        self.assertEqual(len(self.bus.heard), 1, command)
+        return self.bus.heard[0]
 
     def assert_is_message(self, posted):
-        self.assertEqual(posted.get_type_string(), "(ssa{sv})")
-        self.assertEqual(posted[0], "zelvik_socketMessageNotifier")
-        self.assertEqual(posted[1], "")
+        self.assertEqual(posted.signature, "ssa{sv}")
+        name, sender_object, user_info = posted.arguments
+        self.assertEqual((name, sender_object), ("zelvik_socketMessageNotifier", ""))
+        self.assertTrue(user_info)
         types = keys_of_the_table()
-        entries = posted.get_child_value(2)
-        self.assertTrue(entries.n_children())
-        for index in range(entries.n_children()):
-            entry = entries.get_child_value(index)
-            key = entry.get_child_value(0).get_string()
-            value = entry.get_child_value(1).get_variant()
-            self.assertEqual(value.get_type_string(), types.get(key), key)
-        return posted[2]
+        for key, value in user_info.items():
+            kinds = {dbus.Boolean: "b", dbus.String: "s", dbus.ByteArray: "ay"}
+            self.assertEqual(kinds.get(type(value)), types.get(key), key)
+        return user_info
 
     def test_each_shell_command_posts_a_message_of_the_contract(self):
         commands = [line for block in blocks("sh") for line in block.splitlines()]
@@ -147,7 +112,7 @@ class CommandsTest(unittest.TestCase):
             with self.subTest(command):
                 self.assert_is_message(self.run_command(["bash", "-ec", command]))
         # Whoever runs this may have no session of their own; the test's is given.
-        for_test = 'USER=$(id -un); ' + for_a_user.replace("--user", f"--bus '{self.address}' --user")
+        for_test = 'USER=$(id -un); ' + for_a_user.replace("--user", f"--bus '{self.bus.address}' --user")
         self.assert_is_message(self.run_command(["bash", "-ec", for_test]))
 
     def test_table_of_keys_is_whole(self):

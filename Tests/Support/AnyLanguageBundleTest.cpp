@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 class LanguageSwitch : public testing::Test {
@@ -76,6 +79,25 @@ TEST_F(LanguageSwitch, AFileInTheFoldersPlaceGivesTheUsersOwnTexts) {
     bundle_.writeResource(QStringLiteral("it.lproj"), R"("hello" = "Ciao";)");
     switchTo(QStringLiteral("it"));
     EXPECT_EQ(text(), "Bonjour");
+}
+
+TEST_F(LanguageSwitch, AFolderWithoutTheRightsGivesTheUsersOwnTexts) {
+    // As root everything may be read: the test goes on as somebody else, in a process of its own.
+    GTEST_FLAG_SET(death_test_style, "fast");
+    const auto setMode = [](const QString &path, mode_t mode) {
+        EXPECT_EQ(::chmod(QFile::encodeName(path).constData(), mode), 0);
+    };
+    switchTo(QStringLiteral("de"));
+    setMode(bundle_.contents() + QStringLiteral("/.."), 0755);
+    setMode(bundle_.resource(QStringLiteral("de.lproj")), 0);
+    EXPECT_EXIT(
+        {
+            if (::geteuid() == 0 && ::setresuid(65534, 65534, 65534) != 0)
+                std::_Exit(2);
+            std::_Exit(text() == QLatin1String("Bonjour") ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+    setMode(bundle_.resource(QStringLiteral("de.lproj")), 0755);
 }
 
 TEST_F(LanguageSwitch, ABrokenTableIsALanguageWithoutTexts) {

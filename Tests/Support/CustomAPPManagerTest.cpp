@@ -8,14 +8,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+
 namespace {
+
+constexpr std::array everySetting { &CustomAPPManager::AppLogo, &CustomAPPManager::Vendor,
+    &CustomAPPManager::LogFolderName, &CustomAPPManager::globalAppViewBackgroundColor,
+    &CustomAPPManager::logFilePath };
 
 class Settings : public testing::Test {
 protected:
     Settings() {
-        for (auto *setting :
-            { &CustomAPPManager::AppLogo, &CustomAPPManager::Vendor, &CustomAPPManager::LogFolderName,
-                &CustomAPPManager::globalAppViewBackgroundColor, &CustomAPPManager::logFilePath })
+        for (auto *setting : everySetting)
             setting->clear();
     }
 
@@ -26,8 +31,10 @@ protected:
     void load() { CustomAPPManager::loadSettings(bundle_.open()); }
 
     static QStringList all() {
-        return { CustomAPPManager::AppLogo, CustomAPPManager::Vendor, CustomAPPManager::LogFolderName,
-            CustomAPPManager::globalAppViewBackgroundColor, CustomAPPManager::logFilePath };
+        QStringList values;
+        for (const auto *setting : everySetting)
+            values.append(*setting);
+        return values;
     }
     static QByteArray entries(const QByteArray &inner) {
         return RawBundle::propertyList("<dict>" + inner + "</dict>");
@@ -46,6 +53,17 @@ protected:
 
     RawBundle bundle_;
 };
+
+// In a process of its own, in which nothing has been loaded.
+TEST(SettingsDeathTest, TheyAndThePayloadAreEmptyAtFirst) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(std::_Exit(CustomAPPManager::payload.isEmpty()
+                            && std::all_of(everySetting.begin(), everySetting.end(),
+                                [](const QString *setting) { return setting->isEmpty(); })
+                        ? 0
+                        : 1),
+        testing::ExitedWithCode(0), "");
+}
 
 TEST_F(Settings, ComeFromTheFile) {
     load(brand_);

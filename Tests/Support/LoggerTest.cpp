@@ -9,10 +9,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <spdlog/sinks/base_sink.h>
 #include <spdlog/spdlog.h>
 
 #include <chrono>
 #include <fstream>
+#include <mutex>
+#include <new>
+#include <stdexcept>
 #include <thread>
 
 #include <sys/stat.h>
@@ -119,6 +123,16 @@ TEST_F(LoggerTest, FileLineAndFunctionReachTheRecordAndNotTheFile) {
     EXPECT_EQ(log.records()[1].function, "okayAction(_:)");
     EXPECT_EQ(log.records()[1].line, line + 2);
     EXPECT_EQ(log.records()[1].level, "error");
+}
+
+TEST_F(LoggerTest, WhatASinkThrowsComesToNobody) {
+    struct ThrowingSink final : spdlog::sinks::base_sink<std::mutex> {
+        void sink_it_(const spdlog::details::log_msg & /*message*/) override { throw std::bad_alloc(); }
+        void flush_() override { throw std::runtime_error("flush"); }
+    };
+    setUp(path());
+    Logger::current()->sinks().push_back(std::make_shared<ThrowingSink>());
+    EXPECT_NO_THROW(source.info("function()", QStringLiteral("message")));
 }
 
 TEST_F(LoggerTest, PastOneMebibyteTheFileBeginsAnewAndOneOldFileIsKept) {
