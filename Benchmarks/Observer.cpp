@@ -7,7 +7,8 @@
 //   --post-at-name NAME  posts that message as soon as the name is owned, as a waiting client does
 //   --window             waits for the first top-level window: "exec_to_mapped"
 //   --rounds COUNT       then, after each pause, posts the message of --post and waits until every --pixel is
-//                        right: "pixel"; takes the window off the screen with the message of --hide
+//                        right: "pixel", and the processor time of the program until then: "processor";
+//                        takes the window off the screen with the message of --hide
 //   --pixel X,Y,RRGGBB   a colour expected there in the window; negative numbers count from the far edges
 //   --pause SECONDS      so that what the program does while idle is done
 //   --memory             at the end, after a pause: "pss" in KiB
@@ -321,6 +322,13 @@ public:
         throw Failure("the program has ended");
     }
 
+    /// Of its main thread, which does all the work of a message.
+    std::chrono::nanoseconds processorTime() const {
+        long long nanoseconds = 0;
+        std::ifstream("/proc/" + std::to_string(process_) + "/schedstat") >> nanoseconds;
+        return std::chrono::nanoseconds(nanoseconds);
+    }
+
 private:
     pid_t process_ = 0;
     Clock::time_point startedAt_;
@@ -399,11 +407,12 @@ public:
             wait("the window", [this] { return screen_.hasWindow(); });
             print("exec_to_mapped", milliseconds(screen_.mappedAt() - program.startedAt()));
         }
-        std::string pixel;
         for (int round = 0; round < options_.rounds; ++round)
-            postOnce(pixel);
-        if (!pixel.empty())
-            print("pixel", '[' + pixel + ']');
+            postOnce(program);
+        if (options_.rounds > 0) {
+            print("pixel", '[' + pixel_ + ']');
+            print("processor", '[' + processor_ + ']');
+        }
         if (options_.memory) {
             std::this_thread::sleep_for(options_.pause);
             print("pss", static_cast<double>(program.proportionalMemory()));
@@ -412,12 +421,17 @@ public:
     }
 
 private:
-    void postOnce(std::string &pixel) {
+    void postOnce(const Program &program) {
         std::this_thread::sleep_for(options_.pause);
+        const auto usedBefore = program.processorTime();
         const auto postedAt = Clock::now();
         bus_->post(options_.post);
         wait("the colours", [this] { return screen_.hasWindow() && screen_.paintedAt(); });
-        pixel += (pixel.empty() ? "" : ", ") + std::to_string(milliseconds(*screen_.paintedAt() - postedAt));
+        const auto append = [](std::string &list, Clock::duration duration) {
+            list += (list.empty() ? "" : ", ") + std::to_string(milliseconds(duration));
+        };
+        append(pixel_, *screen_.paintedAt() - postedAt);
+        append(processor_, program.processorTime() - usedBefore);
         std::this_thread::sleep_for(options_.pause);
         bus_->post(options_.hide);
         wait("the window's going", [this] { return !screen_.hasWindow(); });
@@ -448,6 +462,8 @@ private:
     Screen screen_;
     std::optional<Bus> bus_;
     std::string figures_;
+    std::string pixel_;
+    std::string processor_;
 };
 
 } // namespace

@@ -71,9 +71,9 @@ std::optional<std::string> Formats::textFromUtf16(std::string_view bytes, ByteOr
     if (bytes.size() % 2 != 0)
         return std::nullopt;
     const auto unitAt = [bytes, order](std::size_t index) -> char32_t {
-        const auto first = static_cast<unsigned char>(bytes[index]);
-        const auto second = static_cast<unsigned char>(bytes[index + 1]);
-        return order == ByteOrder::BigEndian ? first << 8U | second : second << 8U | first;
+        const char32_t first = static_cast<unsigned char>(bytes[index]);
+        const char32_t second = static_cast<unsigned char>(bytes[index + 1]);
+        return order == ByteOrder::BigEndian ? first << 8 | second : second << 8 | first;
     };
     std::string text;
     text.reserve(bytes.size() / 2);

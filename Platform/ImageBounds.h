@@ -8,7 +8,8 @@
 namespace ImageBounds {
 
 /// Whether a drawing may be parsed and drawn: UTF-8, no reference to anything outside, nothing that runs or
-/// multiplies itself, and bounds on elements, depth, attributes, style rules, path coordinates and text.
+/// multiplies itself, no dashes, and bounds on depth, attributes, style rules, and on elements, numbers of
+/// paths and letters together.
 bool allowDrawing(const QByteArray &svg);
 
 /// Whether a picture of that size may be decoded.

@@ -2,6 +2,7 @@
 
 #include "Platform/Views/NoticeStyle.h"
 
+#include <QList>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -9,7 +10,6 @@
 
 #include <cmath>
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -29,7 +29,7 @@ QPixmap shadowOfSmallCard(double scale) {
     constexpr int strip = 64;
     const int corner = qRound(shadowCorner * scale);
     const int side = 2 * corner + strip;
-    std::vector<double> profile;
+    QList<double> profile;
     for (int index = 0; index < side; ++index) {
         const double fromEdge = (std::min(index, side - 1 - index) + 0.5) / scale - shadowReach;
         profile.push_back(0.5 * (1 + std::erf(fromEdge / (shadowBlur * M_SQRT2))));

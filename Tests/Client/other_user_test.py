@@ -57,6 +57,19 @@ BUS_CONFIGURATION = """<busconfig><type>session</type><listen>{address}</listen>
 """
 
 
+def processes():
+    """Each process with the number of its user."""
+    for process in filter(str.isdigit, os.listdir("/proc")):
+        with contextlib.suppress(OSError):
+            yield int(process), os.stat(f"/proc/{process}").st_uid
+
+
+def free_number():
+    """Of no user here, and of no process: a changed root has users of its own and sees everybody's processes."""
+    taken = {user for _process, user in processes()} | {entry.pw_uid for entry in pwd.getpwall()}
+    return next(number for number in range(50000, 60000) if number not in taken)
+
+
 class TestUser:
     """A user of the system with a folder under /run/user, as one has who is logged in, until the stack is unwound."""
 
@@ -64,7 +77,8 @@ class TestUser:
         self.stack = stack
         self.home = Path(tempfile.mkdtemp(prefix="notice-home-"))
         stack.callback(shutil.rmtree, self.home, ignore_errors=True)
-        subprocess.run(["useradd", "--no-create-home", "--no-log-init", "--home-dir", self.home, "--user-group", name],
+        subprocess.run(["useradd", "--no-create-home", "--no-log-init", "--home-dir", self.home, "--user-group",
+                        "--uid", str(free_number()), name],
                        check=True, capture_output=True)
         stack.callback(self.take_away, name)
         entry = pwd.getpwnam(name)
@@ -81,10 +95,10 @@ class TestUser:
     @staticmethod
     def take_away(name):
         number = pwd.getpwnam(name).pw_uid
-        for process in filter(str.isdigit, os.listdir("/proc")):
-            with contextlib.suppress(OSError):
-                if os.stat(f"/proc/{process}").st_uid == number:
-                    os.kill(int(process), signal.SIGKILL)
+        for process, user in processes():
+            if user == number:
+                with contextlib.suppress(OSError):
+                    os.kill(process, signal.SIGKILL)
         subprocess.run(["userdel", "--force", name], check=True, capture_output=True)
 
     def begin_bus(self, address=None):

@@ -187,9 +187,9 @@ TEST_P(RunLoopContract, BlocksComeFromAnyThreadAndRunOnThisOne) {
             }
         });
     }
-    EXPECT_TRUE(waitUntil([&ran] { return ran == 3 * blocks; }));
     for (auto &thread : threads)
         thread.join();
+    EXPECT_TRUE(waitUntil([&ran] { return ran == 3 * blocks; }));
     EXPECT_FALSE(isElsewhere);
 }
 

@@ -462,53 +462,40 @@ TEST_F(AppDelegateTest, Install_AControllerThatIsInAWindowAlreadyHasThatOneShown
 
 namespace {
 
-[[noreturn]] void receiveOver(const QVariantMap &message, const char *lacking, const char *instead) {
+/// Receives the notice's message over a storyboard whose one scene is another's, or is lacking.
+[[noreturn]] void receiveWithout(const char *identifier, const char *instead) {
     NoticeWorld world;
     Storyboard storyboard(world.mainBundle, QStringLiteral("Main"));
-    for (const char *identifier : { "MaintenanceModeVC", "AutoDisconnectHandlerVC", "ReAuthHandlerVC",
-             "ConcurrentSessionVC", "ViewController" }) {
-        const bool isLacking = std::string(identifier) == lacking;
-        if (isLacking && !instead)
-            continue;
-        storyboard.addScene(
-            QString::fromLatin1(identifier), [&world, scene = isLacking ? instead : identifier] {
-                return world.storyboard.instantiateControllerWithIdentifier(QString::fromLatin1(scene));
-            });
-    }
+    if (instead)
+        storyboard.addScene(QString::fromLatin1(identifier), [&world, instead] {
+            return world.storyboard.instantiateControllerWithIdentifier(QString::fromLatin1(instead));
+        });
     AppDelegate delegate(
         world.application, world.runLoop, world.mainBundle, storyboard, world.notificationCenter);
     // Without a window too: the controller comes first.
     world.application.setWindows({});
-    delegate.setRootVCForSocketMessageType({ {}, {}, message });
+    delegate.setRootVCForSocketMessageType({ {}, {}, QVariantMap(messageFor(identifier)) });
     std::_Exit(0);
 }
 
-struct DeathRow {
-    QVariantMap message;
-    const char *identifier;
-    const char *instead;
-};
-
-std::vector<DeathRow> deathRows() {
-    return { { maintenanceMessage(), "MaintenanceModeVC", "ConcurrentSessionVC" },
-        { autoDisconnectMessage(), "AutoDisconnectHandlerVC", "ReAuthHandlerVC" },
-        { reAuthMessage(), "ReAuthHandlerVC", "AutoDisconnectHandlerVC" },
-        { concurrentSessionMessage(), "ConcurrentSessionVC", "MaintenanceModeVC" },
-        { casbMessage(), "ViewController", "MaintenanceModeVC" } };
-}
+// A scene, and the one that stands in its place.
+constexpr std::pair<const char *, const char *> wrongScenes[] { { "MaintenanceModeVC",
+                                                                    "ConcurrentSessionVC" },
+    { "AutoDisconnectHandlerVC", "ReAuthHandlerVC" }, { "ReAuthHandlerVC", "AutoDisconnectHandlerVC" },
+    { "ConcurrentSessionVC", "MaintenanceModeVC" }, { "ViewController", "MaintenanceModeVC" } };
 
 } // namespace
 
 TEST(AppDelegateDeathTest, Install_AMissingSceneStopsTheProcess) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    for (const auto &row : deathRows())
-        EXPECT_EXIT(receiveOver(row.message, row.identifier, nullptr), testing::KilledBySignal(SIGABRT),
-            std::string("NoticeAgent: fatal: .*\"Main\".*\"") + row.identifier + "\"");
+    for (const auto &[identifier, instead] : wrongScenes)
+        EXPECT_EXIT(receiveWithout(identifier, nullptr), testing::KilledBySignal(SIGABRT),
+            std::string("NoticeAgent: fatal: .*\"Main\".*\"") + identifier + "\"");
 }
 
 TEST(AppDelegateDeathTest, Install_ASceneOfAnotherClassStopsTheProcess) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    for (const auto &row : deathRows())
-        EXPECT_EXIT(receiveOver(row.message, row.identifier, row.instead), testing::KilledBySignal(SIGABRT),
-            std::string("NoticeAgent: fatal: .*\"") + row.identifier + "\".*another class");
+    for (const auto &[identifier, instead] : wrongScenes)
+        EXPECT_EXIT(receiveWithout(identifier, instead), testing::KilledBySignal(SIGABRT),
+            std::string("NoticeAgent: fatal: .*\"") + identifier + "\".*another class");
 }

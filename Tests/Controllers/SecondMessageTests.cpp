@@ -1,50 +1,30 @@
 #include "Support/CustomAPPManager.h"
 #include "Tests/Controllers/NoticeTest.h"
 
-#include <map>
-
 // A second message while a notice is shown: every notice over every other.
 
 namespace {
 
-enum class Kind { Maintenance, AutoDisconnect, ReAuth, ConcurrentSession, Casb };
-
-const std::map<Kind, const char *> classOf {
-    { Kind::Maintenance, "MaintenanceModeVC" },
-    { Kind::AutoDisconnect, "AutoDisconnectHandlerVC" },
-    { Kind::ReAuth, "ReAuthHandlerVC" },
-    { Kind::ConcurrentSession, "ConcurrentSessionVC" },
-    { Kind::Casb, "ViewController" },
-};
-
-Message messageOf(Kind kind) {
-    switch (kind) {
-    case Kind::Maintenance:
-        return maintenanceMessage();
-    case Kind::AutoDisconnect:
-        return autoDisconnectMessage();
-    case Kind::ReAuth:
-        return reAuthMessage();
-    case Kind::ConcurrentSession:
-        return concurrentSessionMessage();
-    case Kind::Casb:
-        break;
-    }
-    return casbMessage();
-}
+// By the class of its controller.
+using Kind = std::string;
+const Kind Maintenance = "MaintenanceModeVC";
+const Kind AutoDisconnect = "AutoDisconnectHandlerVC";
+const Kind ReAuth = "ReAuthHandlerVC";
+const Kind ConcurrentSession = "ConcurrentSessionVC";
+const Kind Casb = "ViewController";
 
 // Twenty seconds, in German.
-Message firstMessage(Kind kind) {
-    auto message = messageOf(kind);
-    if (kind == Kind::Casb)
+Message firstMessage(const Kind &kind) {
+    auto message = messageFor(kind);
+    if (kind == Casb)
         message.withTimeout(QStringLiteral("20")).withUrl(QStringLiteral("first"));
     return message.withLanguage(QStringLiteral("de")).with("only in the first", 1);
 }
 
 // Twelve seconds, in French.
-Message secondMessage(Kind kind) {
-    auto message = messageOf(kind);
-    if (kind == Kind::Casb)
+Message secondMessage(const Kind &kind) {
+    auto message = messageFor(kind);
+    if (kind == Casb)
         message.withTimeout(QStringLiteral("12")).withUrl(QStringLiteral("second"));
     return message.withLanguage(QStringLiteral("fr"));
 }
@@ -64,7 +44,6 @@ struct Row {
 // The first message comes at the launch. A replaced notice takes no part in the window any more, but its
 // countdown, request, signal and end go on as if nothing had happened.
 std::vector<Row> rows() {
-    using enum Kind;
     const std::vector<std::string> timeOut { "120000 terminate" };
     const std::vector<std::string> secondAutoDisconnect { "33500 invisible", "34500 terminate" };
     const std::vector<std::string> secondReAuth { "33500 invisible", "34500 signal", "35500 terminate" };
@@ -108,8 +87,8 @@ std::vector<Row> rows() {
     };
 }
 
-bool countsDown(Kind kind) {
-    return kind == Kind::AutoDisconnect || kind == Kind::ReAuth || kind == Kind::Casb;
+bool countsDown(const Kind &kind) {
+    return kind == AutoDisconnect || kind == ReAuth || kind == Casb;
 }
 
 class SecondMessageTest : public NoticeTest {
@@ -147,7 +126,7 @@ class SecondMessageTable : public SecondMessageTest, public testing::WithParamIn
 TEST_P(SecondMessageTable, ReplacesTheNoticeAtOnceAndLeavesTheRunningCountdownAlone) {
     const auto row = rows()[GetParam()];
     world.receive(firstMessage(row.first));
-    EXPECT_EQ(world.window.content(), classOf.at(row.first));
+    EXPECT_EQ(world.window.content(), row.first);
     std::weak_ptr<NoticeController> first = world.window.contentViewController();
     world.runLoop.advance(secondComesAt);
     world.journal.clear();
@@ -155,9 +134,8 @@ TEST_P(SecondMessageTable, ReplacesTheNoticeAtOnceAndLeavesTheRunningCountdownAl
     world.receive(second);
 
     // The window, the payload and the language are the second message's.
-    EXPECT_EQ(
-        lines("window content "), std::vector { std::string("window content ") + classOf.at(row.second) });
-    EXPECT_EQ(world.window.content(), classOf.at(row.second));
+    EXPECT_EQ(lines("window content "), std::vector { "window content " + row.second });
+    EXPECT_EQ(world.window.content(), row.second);
     EXPECT_NE(world.window.contentViewController(), first.lock());
     EXPECT_EQ(world.window.contentViewController()->window(), &world.window);
     EXPECT_EQ(world.window.alphaValue(), 1.0);
@@ -179,7 +157,7 @@ TEST_P(SecondMessageTable, ReplacesTheNoticeAtOnceAndLeavesTheRunningCountdownAl
     case Ender::First:
         // Nobody else holds it: not after its last tick, but while it ends the application.
         EXPECT_NE(sender, secondSender);
-        EXPECT_EQ(world.application.terminations()[0].senderName, classOf.at(row.first));
+        EXPECT_EQ(world.application.terminations()[0].senderName, row.first);
         break;
     case Ender::Second:
         EXPECT_EQ(sender, secondSender);
@@ -193,27 +171,27 @@ TEST_P(SecondMessageTable, ReplacesTheNoticeAtOnceAndLeavesTheRunningCountdownAl
 INSTANTIATE_TEST_SUITE_P(
     Pairs, SecondMessageTable, testing::Range(std::size_t(0), rows().size()), [](const auto &parameter) {
         const auto row = rows()[parameter.param];
-        return std::string(classOf.at(row.second)) + "Over" + classOf.at(row.first);
+        return row.second + "Over" + row.first;
     });
 
 TEST_F(SecondMessageTest, AReplacedCountdownSpeaksTheLanguageOfTheSecondMessage) {
     world.files.addStrings(QStringLiteral("fr"), { { "seconds", "secondes" } });
     world.files.addStrings(QStringLiteral("de"), { { "seconds", "Sekunden" } });
-    world.receive(firstMessage(Kind::Casb));
+    world.receive(firstMessage(Casb));
     const auto first = world.window.contentViewController();
     world.runLoop.advance(secondComesAt);
     const auto line = [&first] {
         return first->view()->findChild<TextField *>(QStringLiteral("autoCloseLabel"))->stringValue();
     };
     EXPECT_EQ(line(), "This window will auto close in 17 Sekunden");
-    world.receive(secondMessage(Kind::Maintenance));
+    world.receive(secondMessage(Maintenance));
     world.runLoop.advance(500ms);
     EXPECT_EQ(line(), "This window will auto close in 16 secondes");
 }
 
 TEST_F(SecondMessageTest, TheEndThatOkAskedForComesAlsoWhenTheNoticeIsReplacedMeanwhile) {
-    const std::pair<Kind, const char *> rows[] { { Kind::AutoDisconnect, "okayAction" },
-        { Kind::ReAuth, "okayAction" }, { Kind::Casb, "okButton" } };
+    const std::pair<Kind, const char *> rows[] { { AutoDisconnect, "okayAction" }, { ReAuth, "okayAction" },
+        { Casb, "okButton" } };
     for (const auto &[kind, button] : rows) {
         NoticeWorld each;
         each.launch();
@@ -231,12 +209,12 @@ TEST_F(SecondMessageTest, TheEndThatOkAskedForComesAlsoWhenTheNoticeIsReplacedMe
         EXPECT_THAT(each.application.terminations(), IsEmpty());
         each.runLoop.advance(1ms);
         ASSERT_EQ(each.application.terminations().size(), 1U);
-        EXPECT_EQ(each.application.terminations()[0].senderName, classOf.at(kind));
+        EXPECT_EQ(each.application.terminations()[0].senderName, kind);
     }
 }
 
 TEST_F(SecondMessageTest, OneWithoutANoticeLeavesTheFirstOnTheScreen) {
-    world.receive(firstMessage(Kind::ReAuth));
+    world.receive(firstMessage(ReAuth));
     const auto first = world.window.contentViewController();
     world.runLoop.advance(secondComesAt);
     world.receive(emptyMessage().withLanguage(QStringLiteral("fr")));
@@ -247,7 +225,7 @@ TEST_F(SecondMessageTest, OneWithoutANoticeLeavesTheFirstOnTheScreen) {
 }
 
 TEST_F(SecondMessageTest, OneThatIsNoXmlEndsTheApplicationOverAShownNotice) {
-    world.receive(firstMessage(Kind::ReAuth));
+    world.receive(firstMessage(ReAuth));
     world.runLoop.advance(secondComesAt);
     world.receive(emptyMessage().withResponse(QStringLiteral("<no XML")));
     ASSERT_EQ(world.application.terminations().size(), 1U);
@@ -256,7 +234,7 @@ TEST_F(SecondMessageTest, OneThatIsNoXmlEndsTheApplicationOverAShownNotice) {
 }
 
 TEST_F(SecondMessageTest, ShowsAgainWhatACountdownHadMadeInvisible) {
-    world.receive(firstMessage(Kind::ReAuth));
+    world.receive(firstMessage(ReAuth));
     world.runLoop.advance(30s);
     ASSERT_EQ(world.window.alphaValue(), 0.0);
     world.receive(maintenanceMessage());
@@ -266,7 +244,7 @@ TEST_F(SecondMessageTest, ShowsAgainWhatACountdownHadMadeInvisible) {
 
 TEST_F(SecondMessageTest, PostedTogetherTheLastOneIsShownAndAllCountDown) {
     // The second message is handled before the first notice is filled.
-    for (const auto &message : { firstMessage(Kind::Casb), secondMessage(Kind::Casb) })
+    for (const auto &message : { firstMessage(Casb), secondMessage(Casb) })
         world.notificationCenter.post({ world.notificationCenter.observedNames().first(), {}, message });
     world.runLoop.settle();
     EXPECT_EQ(lines("window content").size(), 2U);

@@ -135,3 +135,13 @@ Message maintenanceMessage() {
         .with(Contract::WebSocketType, true)
         .with(Contract::MaintenanceMessageKey, QStringLiteral("Back at six."));
 }
+
+Message messageFor(const std::string &controller) {
+    if (controller == "MaintenanceModeVC")
+        return maintenanceMessage();
+    if (controller == "AutoDisconnectHandlerVC")
+        return autoDisconnectMessage();
+    if (controller == "ReAuthHandlerVC")
+        return reAuthMessage();
+    return controller == "ConcurrentSessionVC" ? concurrentSessionMessage() : casbMessage();
+}

@@ -3,6 +3,7 @@
 #include <QVariantMap>
 
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -58,3 +59,6 @@ Message reAuthMessage();
 Message autoDisconnectMessage();
 Message concurrentSessionMessage();
 Message maintenanceMessage();
+
+/// The one of these that shows the notice of the controller of that class.
+Message messageFor(const std::string &controller);

@@ -230,6 +230,12 @@ TEST(XmlDocumentLimits, AnEntityThatALongTextIsFullOfIsRead) {
         == repeated("Example Limited ", 20'000));
 }
 
+TEST(XmlDocumentLimits, ALongTextIsReadWhole) {
+    const std::size_t count = 250'000;
+    const auto document = within("<b>" + repeated("é\r\n🔒&lt;<!---->", count) + "</b>");
+    EXPECT_TRUE(textOf(document) == repeated("é\n🔒<", count));
+}
+
 TEST(XmlDocumentLimits, NothingOfATextGoesToStandardError) {
     testing::internal::CaptureStderr();
     for (const auto *xml :

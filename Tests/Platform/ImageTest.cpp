@@ -431,6 +431,34 @@ QByteArray stroked(int count) {
         + points(count) + "'/>");
 }
 
+/// Lines that cross one another, most of them far outside the picture.
+QByteArray crossed(int count) {
+    const auto point = [](int index) {
+        return number(index * 7919 % 40'000 - 20'000) + ',' + number(index * 6007 % 8000 - 4000) + ' ';
+    };
+    return drawing("<polyline stroke='red' stroke-width='30' points='" + numbered(count, point) + "'/>");
+}
+
+QByteArray farArcs(int count) {
+    return numbered(count, [](int index) {
+        return "A" + number(index * 7919 % 20'000) + " 9000 0 1 0 " + number(index * 6007 % 40'000 - 20'000)
+            + " 9";
+    });
+}
+
+QByteArray farCircle(int index) {
+    return "<circle stroke='red' r='" + number(index * 7919 % 20'000) + "' cx='"
+        + number(index * 6007 % 40'000 - 20'000) + "'/>";
+}
+
+QByteArray dashed(const QByteArray &dashes) {
+    return ("<rect width='400' height='80' fill='none' stroke='red' " + dashes + "/>").repeated(120);
+}
+
+QByteArray letterOfFont(int index) {
+    return "<text y='20' font-family='f" + number(index) + "'>x</text>";
+}
+
 QByteArray rules(int count) {
     return numbered(count, [](int index) { return ".c" + number(index) + "{fill:red}"; });
 }
@@ -499,42 +527,51 @@ TEST_P(ImageBound, IsShownOrRefusedWithinASecond) {
 }
 
 const std::vector<BoundRow> bounds {
-    { "Rules", true, [] { return styled(rules(190), rect.repeated(2900)); } },
+    { "Rules", true, [] { return styled(rules(190), rect.repeated(120)); } },
     { "ManyRules", false, [] { return styled(rules(20'000), rect.repeated(20'000)); } },
     { "ManySelectors", false,
         [] { return styled(QByteArray(".a,").repeated(5000) + ".c1{fill:red}", rect.repeated(3000)); } },
     { "Descendants", true,
         [] {
             const auto each = [](int index) { return "g g g g g g .c" + number(index) + "{fill:red}"; };
-            return styled(numbered(100, each), inside(50, rect.repeated(2000)));
+            return styled(numbered(100, each), inside(50, rect.repeated(70)));
         } },
     { "OneLongSelector", true,
         [] {
-            return styled(
-                QByteArray("g ").repeated(8000) + "rect{fill:red}", inside(50, rect.repeated(2000)));
+            return styled(QByteArray("g ").repeated(8000) + "rect{fill:red}", inside(50, rect.repeated(70)));
         } },
     { "VeryLongSelector", false,
         [] { return styled(QByteArray("g ").repeated(80'000) + "rect{fill:red}", rect); } },
     { "Attributes", true, [] { return attributes(150); } },
     { "ManyAttributes", false, [] { return attributes(88'000); } },
-    { "Points", true, [] { return stroked(3500); } },
+    { "Points", true, [] { return stroked(480); } },
+    { "FarPoints", true, [] { return crossed(480); } },
+    { "ManyFarPoints", false, [] { return crossed(3500); } },
+    { "Arcs", true, [] { return drawing("<path stroke='red' d='M0 0" + farArcs(66) + "'/>"); } },
+    { "ManyArcs", false, [] { return drawing("<path stroke='red' d='M0 0" + farArcs(700) + "'/>"); } },
     { "ManyPoints", false, [] { return stroked(100'000); } },
     { "ManyPaths", false, [] { return drawing(("<path d='M" + points(400) + "'/>").repeated(100)); } },
     { "NumbersWithoutBlanks", false,
         [] {
             return drawing("<path stroke='red' d='M0 0L" + QByteArray(".5-.5").repeated(20'000) + "'/>");
         } },
-    { "Elements", true, [] { return drawing(rect.repeated(2900)); } },
+    { "Elements", true, [] { return drawing(rect.repeated(120)); } },
+    { "Circles", true, [] { return drawing(numbered(120, farCircle)); } },
+    { "ManyCircles", false, [] { return drawing(numbered(2900, farCircle)); } },
     { "ManyElements", false, [] { return drawing(rect.repeated(9000)); } },
     { "Depth", false, [] { return drawing(inside(100'000, rect)); } },
-    { "Dashes", true,
-        [] {
-            return drawing(
-                QByteArray("<path fill='none' stroke='red' stroke-dasharray='0.001' d='M0 0L64 32'/>")
-                    .repeated(1000));
-        } },
+    { "Dashes", false, [] { return drawing(dashed("stroke-dasharray='0.05'")); } },
+    { "DashesInStyle", false, [] { return drawing(dashed("style='Stroke-dasharray : 0.05'")); } },
+    { "DashesInRules", false,
+        [] { return styled("rect{stroke-dasharray:none;stroke-dasharray:.05}", dashed({})); } },
+    { "DashesInEscapes", false, [] { return styled("rect{stroke-d\\61sharray:.05}", dashed({})); } },
+    { "NoDashes", true,
+        [] { return drawing(dashed("style='stroke-dasharray: none' stroke-dasharray='none'")); } },
     { "Text", true,
-        [] { return drawing("<text y='20'>" + QByteArray("\xc2\xa0").repeated(2000) + "</text>"); } },
+        [] { return drawing("<text y='20'>" + QByteArray("\xc2\xa0").repeated(95) + "</text>"); } },
+    { "Fonts", true, [] { return drawing(numbered(50, letterOfFont)); } },
+    { "ManyFonts", false, [] { return drawing(numbered(2900, letterOfFont)); } },
+    { "Description", true, [] { return drawing("<desc>" + QByteArray(4000, 'x') + "</desc>" + rect); } },
     { "MuchText", false,
         [] { return drawing("<text y='20'>" + QByteArray("\xc2\xa0x").repeated(50'000) + "</text>"); } },
     { "LargeDrawing", false, [] { return drawing("<!--" + QByteArray(600'000, 'x') + "-->" + rect); } },
