@@ -8,12 +8,21 @@
 #include <QFile>
 #include <QImage>
 #include <QImageReader>
+#include <QLoggingCategory>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <functional>
+#include <future>
+#include <thread>
+#include <utility>
 
 namespace {
+
+Q_LOGGING_CATEGORY(images, "agent.images")
 
 constexpr int maxMegabytes = 80;
 
@@ -53,6 +62,41 @@ QImage decoded(const QByteArray &bytes, const QByteArray &format, const QSize &s
     return reader.read();
 }
 
+// A thread that has begun a drawing cannot be stopped.
+std::atomic<bool> isDrawing = false;
+
+/// The result of something done with a drawing; nothing when that takes long, or while an earlier one that
+/// was given up is still going on. No bound on what a drawing consists of tells how long it takes.
+template <class Result>
+std::optional<Result> inTime(std::function<Result()> work) {
+    constexpr std::chrono::milliseconds maxTime(400);
+    if (isDrawing.exchange(true))
+        return std::nullopt;
+    std::promise<Result> promise;
+    auto future = promise.get_future();
+    std::thread([work = std::move(work), promise = std::move(promise)]() mutable {
+        auto result = work();
+        isDrawing = false;
+        promise.set_value(std::move(result));
+    }).detach();
+    return future.wait_for(maxTime) == std::future_status::ready ? std::optional(future.get()) : std::nullopt;
+}
+
+QSize sizeOf(const QByteArray &bytes, const QByteArray &format) {
+    QBuffer buffer;
+    buffer.setData(bytes);
+    QImageReader reader(&buffer, format);
+    reader.setAutoDetectImageFormat(false);
+    const auto size = reader.size();
+    if (reader.error() == QImageReader::UnsupportedFormatError)
+        qCCritical(images).noquote() << "Nothing installed reads images of the format" << format;
+    return size;
+}
+
+QImage drawn(const QByteArray &svg, const QSize &pixels) {
+    return inTime<QImage>([svg, pixels] { return decoded(svg, "svg", pixels); }).value_or(QImage());
+}
+
 } // namespace
 
 QImage Image::Representation::picture() const {
@@ -68,11 +112,9 @@ std::optional<Image::Representation> Image::representation(const QByteArray &byt
     const QByteArray name(format->name);
     const auto bare = name == "png" ? ImageBounds::withoutExtras(bytes) : bytes;
     QImageReader::setAllocationLimit(maxMegabytes);
-    QBuffer buffer;
-    buffer.setData(bare);
-    QImageReader reader(&buffer, name);
-    reader.setAutoDetectImageFormat(false);
-    QSize pixels = reader.size();
+    auto pixels = format->isVector
+        ? inTime<QSize>([bare, name] { return sizeOf(bare, name); }).value_or(QSize())
+        : sizeOf(bare, name);
     if (!pixels.isValid() && !format->isVector)
         pixels = decoded(bare, name).size();
     if (!ImageBounds::allowPixels(bare, pixels))
@@ -149,7 +191,7 @@ QImage Image::scaledToFit(const QSize &box, double scale) const {
     if (exact != none)
         image = exact->picture();
     else if (vector != none && twiceAsLarge == none)
-        image = decoded(vector->bytes, vector->format, pixels);
+        image = drawn(vector->bytes, pixels);
     if (image.isNull()) {
         const auto enough = twiceAsLarge != none ? twiceAsLarge : pictureAsWideAs(pixels.width());
         const auto largest = std::find_if(representations_.rbegin(), representations_.rend(),

@@ -10,19 +10,14 @@
 
 namespace {
 
-// Each is several times what a logo needs. The costs of a drawing: rules times elements times depth, and the
-// square of the points of paths that reach far beyond the picture. The parser takes the square of a tag's
-// attributes.
+// Each is several times what a logo needs. The parser takes the square of a tag's attributes, and the rules
+// count times elements times depth. What takes long all the same is given up when it is drawn.
 constexpr qsizetype maxDrawingBytes = 512 * 1024;
 constexpr int maxAttributes = 200; // in one tag
 constexpr int maxDepth = 64;
 constexpr qsizetype maxSelectors = 200;
 constexpr qsizetype maxStyleLetters = 32 * 1024;
-
-// What is drawn, by the time it takes: a number of a path is 1.
-constexpr qsizetype maxWork = 1000;
-constexpr qsizetype workOfElement = 8; // a circle far beyond the picture
-constexpr qsizetype workOfLetter = 10; // each may have a font of its own
+constexpr qsizetype maxLetters = 100; // each may have a font of its own
 
 constexpr int maxSide = 8192;
 constexpr qint64 maxPixels = 4096LL * 4096LL;
@@ -49,34 +44,8 @@ bool isForbidden(QStringView element) {
             forbidden.begin(), forbidden.end(), [element](const auto *each) { return element == each; });
 }
 
-qsizetype numbersIn(QStringView path) {
-    qsizetype numbers = 0;
-    bool isInNumber = false;
-    for (const QChar character : path) {
-        const bool isPart = character.isDigit() || character == u'.';
-        numbers += isPart && !isInNumber ? 1 : 0;
-        // "1.5.5" are two numbers.
-        numbers += isInNumber && character == u'.' ? 1 : 0;
-        isInNumber = isPart;
-    }
-    // An arc is drawn as several curves.
-    return path.contains(u'a', Qt::CaseInsensitive) ? 2 * numbers : numbers;
-}
-
 bool isText(QStringView element) {
     return element == u"text" || element == u"tspan" || element == u"textArea" || element == u"tref";
-}
-
-// A line of short dashes is thousands of lines. Escapes could hide them, or an import.
-bool isPlainStyle(QStringView style) {
-    constexpr QStringView dashes = u"stroke-dasharray";
-    for (auto next = style.indexOf(dashes, 0, Qt::CaseInsensitive); next >= 0;
-         next = style.indexOf(dashes, 0, Qt::CaseInsensitive)) {
-        style = style.mid(next + dashes.size()).trimmed();
-        if (!style.startsWith(u':') || !style.mid(1).trimmed().startsWith(u"none"))
-            return false;
-    }
-    return !style.contains(u'\\') && !style.contains(u"@import");
 }
 
 /// Counts what a drawing consists of, read the way its decoder reads it.
@@ -108,33 +77,23 @@ private:
     bool addElement(const QXmlStreamReader &reader) {
         isInStyle_ = reader.name() == u"style";
         openTexts_ += isText(reader.name()) ? 1 : 0;
-        work_ += workOfElement;
-        const auto attributes = reader.attributes();
-        for (const auto &attribute : attributes) {
-            if (attribute.name() == u"d" || attribute.name() == u"points")
-                work_ += numbersIn(attribute.value());
-            if (attribute.name() == u"stroke-dasharray" && attribute.value().trimmed() != u"none")
-                return false;
-            if (attribute.name() == u"style" && !isPlainStyle(attribute.value()))
-                return false;
-        }
-        return ++depth_ <= maxDepth && work_ <= maxWork && !isForbidden(reader.name());
+        return ++depth_ <= maxDepth && !isForbidden(reader.name());
     }
 
     bool addText(QStringView text) {
         if (!isInStyle_) {
-            work_ += openTexts_ > 0 ? workOfLetter * text.size() : 0;
-            return work_ <= maxWork;
+            letters_ += openTexts_ > 0 ? text.size() : 0;
+            return letters_ <= maxLetters;
         }
         style_ += text.size();
         selectors_ += text.count(u'{') + text.count(u',');
-        return style_ <= maxStyleLetters && selectors_ <= maxSelectors && isPlainStyle(text);
+        return style_ <= maxStyleLetters && selectors_ <= maxSelectors && !text.contains(u"@import");
     }
 
     int depth_ = 0;
     int openTexts_ = 0;
     bool isInStyle_ = false;
-    qsizetype work_ = 0;
+    qsizetype letters_ = 0;
     qsizetype style_ = 0;
     qsizetype selectors_ = 0;
 };

@@ -8,8 +8,7 @@
 namespace ImageBounds {
 
 /// Whether a drawing may be parsed and drawn: UTF-8, no reference to anything outside, nothing that runs or
-/// multiplies itself, no dashes, and bounds on depth, attributes, style rules, and on elements, numbers of
-/// paths and letters together.
+/// multiplies itself, and bounds on size, depth, attributes, style rules and letters.
 bool allowDrawing(const QByteArray &svg);
 
 /// Whether a picture of that size may be decoded.

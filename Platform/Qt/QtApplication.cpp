@@ -27,7 +27,7 @@ bool desktopIsOpen = false;
 
 // Qt ends the process by itself, with an abort or a status of 1, when there is no display or when it goes.
 // Both are announced here first, and are ordinary ends of an agent.
-void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &text) {
+void handleQtMessage(QtMsgType type, const QMessageLogContext &context, const QString &text) {
     const bool displayIsGone = text.startsWith(QLatin1String("The X11 connection broke"))
         || text.startsWith(QLatin1String("The Wayland connection broke"));
     if (displayIsGone) {
@@ -41,6 +41,8 @@ void handleQtMessage(QtMsgType type, const QMessageLogContext &, const QString &
     if (theApplication && type == QtFatalMsg && !desktopIsOpen)
         theApplication->endWithoutDesktop(
             theApplication->desktop().displayNames() + QStringLiteral(" cannot be opened"));
+    if (theApplication && QByteArrayView(context.category).startsWith("agent."))
+        theApplication->reportError(text);
     // What Qt says of its failing attempts before is no second line.
     if (desktopIsOpen && type != QtDebugMsg && type != QtInfoMsg)
         StandardStreams::printErrorLine(text);

@@ -21,7 +21,8 @@ public:
     using ErrorReporter = std::function<void(const QString &)>;
 
     /// @param program      the name it was started by
-    /// @param reportError  is told, in one line, why there is no desktop to show a window on
+    /// @param reportError  is told, in one line each, why there is no desktop to show a window on, and what a
+    ///                     picture lacks; from any thread
     QtApplication(char *program, ErrorReporter reportError);
     ~QtApplication() override;
 
@@ -54,6 +55,7 @@ public:
     [[noreturn]] void terminate(const Responder *sender) override;
 
     const Desktop &desktop() const { return *desktop_; }
+    void reportError(const QString &line) const { reportError_(line); }
 
     /// Ends the process in good order because the desktop is gone.
     [[noreturn]] void endWithoutDesktop(const QString &reason);

@@ -6,6 +6,7 @@
 #include <QWidget>
 
 #include <optional>
+#include <utility>
 
 /// Shows an image scaled to fit, at the leading edge. Without one it is empty.
 class ImageView : public QWidget {
@@ -22,6 +23,6 @@ protected:
 
 private:
     std::optional<Image> image_;
-    QImage drawn_; ///< for the present size and scale
-    QSize drawnFor_;
+    QImage drawn_;
+    std::pair<QSize, double> drawnFor_; ///< size and scale
 };

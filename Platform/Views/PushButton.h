@@ -29,6 +29,9 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
     void keyReleaseEvent(QKeyEvent *event) override;
 
+    // A button that is disabled hands the keyboard to nothing else: a screen reader would name that.
+    bool focusNextPrevChild(bool next) override { return isEnabled() && QWidget::focusNextPrevChild(next); }
+
 private:
     QColor layerBackgroundColor_ = QColor(30, 34, 52);
     double cornerRadius_ = 0;

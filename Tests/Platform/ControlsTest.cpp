@@ -57,6 +57,16 @@ TEST_F(PushButtonTest, TheTextIsReadableInEveryState) {
     }
 }
 
+TEST(PushButtonFocusTest, DisabledItHandsTheKeyboardToNothingElse) {
+    QWidget window;
+    PushButton other(&window);
+    PushButton button(&window);
+    button.setFocus();
+    ASSERT_EQ(window.focusWidget(), &button);
+    button.setEnabled(false);
+    EXPECT_NE(window.focusWidget(), &other);
+}
+
 TEST_F(PushButtonTest, EveryStateLooksDifferentAndKeepsTheAccent) {
     button_.setLayerBackgroundColor(accent);
     std::set<std::string> grounds;
