@@ -11,7 +11,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <future>
+#include <thread>
+#include <utility>
 
 namespace {
 
@@ -51,6 +56,23 @@ QImage decoded(const QByteArray &bytes, const QByteArray &format, const QSize &s
     if (scaledSize.isValid())
         reader.setScaledSize(scaledSize);
     return reader.read();
+}
+
+/// Draws on a thread of its own. What is not done in time is given up; until its thread has ended no other
+/// drawing is drawn.
+QImage drawn(const QByteArray &drawing, const QByteArray &format, const QSize &size) {
+    constexpr std::chrono::milliseconds timeLimit(500);
+    static std::atomic_flag isDrawing;
+    if (isDrawing.test_and_set())
+        return {};
+    std::packaged_task<QImage()> task([drawing, format, size] {
+        auto image = decoded(drawing, format, size);
+        isDrawing.clear();
+        return image;
+    });
+    auto image = task.get_future();
+    std::thread(std::move(task)).detach();
+    return image.wait_for(timeLimit) == std::future_status::ready ? image.get() : QImage();
 }
 
 } // namespace
@@ -149,7 +171,7 @@ QImage Image::scaledToFit(const QSize &box, double scale) const {
     if (exact != none)
         image = exact->picture();
     else if (vector != none && twiceAsLarge == none)
-        image = decoded(vector->bytes, vector->format, pixels);
+        image = drawn(vector->bytes, vector->format, pixels);
     if (image.isNull()) {
         const auto enough = twiceAsLarge != none ? twiceAsLarge : pictureAsWideAs(pixels.width());
         const auto largest = std::find_if(representations_.rbegin(), representations_.rend(),

@@ -11,8 +11,7 @@
 namespace {
 
 // Each is several times what a logo needs. The costs of a drawing: rules times elements times depth, and the
-// square of the points of paths that reach far beyond the picture. The parser takes the square of a tag's
-// attributes.
+// square of the points of paths. The parser takes the square of a tag's attributes.
 constexpr qsizetype maxDrawingBytes = 512 * 1024;
 constexpr int maxAttributes = 200; // in one tag
 constexpr int maxDepth = 64;
@@ -20,9 +19,9 @@ constexpr qsizetype maxSelectors = 200;
 constexpr qsizetype maxStyleLetters = 32 * 1024;
 
 // What is drawn, by the time it takes: a number of a path is 1.
-constexpr qsizetype maxWork = 1000;
-constexpr qsizetype workOfElement = 8; // a circle far beyond the picture
-constexpr qsizetype workOfLetter = 10; // each may have a font of its own
+constexpr qsizetype maxWork = 8000;
+constexpr qsizetype workOfElement = 8;
+constexpr qsizetype workOfLetter = 80; // each may have a font of its own
 
 constexpr int maxSide = 8192;
 constexpr qint64 maxPixels = 4096LL * 4096LL;
@@ -59,8 +58,7 @@ qsizetype numbersIn(QStringView path) {
         numbers += isInNumber && character == u'.' ? 1 : 0;
         isInNumber = isPart;
     }
-    // An arc is drawn as several curves.
-    return path.contains(u'a', Qt::CaseInsensitive) ? 2 * numbers : numbers;
+    return numbers;
 }
 
 bool isText(QStringView element) {
