@@ -278,7 +278,7 @@ answer."
 package(libnoticeclient-dev Development PROGRAMS SECTION libdevel
     SUMMARY "C++ library that posts notices to the notice agent (development)"
     DESCRIPTION "What building a program with the library needs: the header, the static library,
-files for CMake and pkg-config, the bus interface, and examples."
+files for build systems, the bus interface, and examples."
     DEBIAN
     DEPENDS "libnoticeclient1 (= ${PROJECT_VERSION}), libdbus-1-dev"
     SUGGESTS notice-agent-doc
