@@ -31,6 +31,7 @@ public:
     /// Draws the picture at its own proportions into a box.
     /// @param box    in pixels at scale 1
     /// @param scale  device pixels a pixel; the result carries it as its device pixel ratio
+    /// @return null for a drawing that takes longer than 0.4 s
     QImage scaledToFit(const QSize &box, double scale) const;
 
 private:

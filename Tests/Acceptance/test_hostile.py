@@ -3,6 +3,7 @@ client refuse is asked of them in their unit tests."""
 
 import io
 import os
+import subprocess
 import time
 
 import dbus
@@ -64,6 +65,20 @@ class PictureTest(HostileTestCase):
                 fields = file.read().rpartition(")")[2].split()
             return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
         wait_until(lambda: processor_time() == (time.sleep(0.2), processor_time())[1], "nothing goes on behind the notice")
+
+
+    def test_a_format_that_nothing_reads_is_logged(self):
+        installed = subprocess.check_output(["qmake6", "-query", "QT_INSTALL_PLUGINS"], text=True).strip()
+        plugins = os.path.join(self.folder, "plugins")
+        os.mkdir(plugins)
+        os.symlink(os.path.join(installed, "platforms"), os.path.join(plugins, "platforms"))
+        with open(os.path.join(self.bundle.contents, "Linux", "qt.conf"), "w", encoding="utf-8") as file:
+            file.write(f"[Paths]\nPlugins={plugins}\n")
+        agent = self.launch()
+        self.post(WebSocketType=True, webSocketResponse="x", MaintenanceMessageKey="drawn",
+                  HeaderLogoImage=b"<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>")
+        agent.wait_text("drawn")
+        agent.log.wait_for("error", "Nothing installed reads images of the format svg")
 
 
 class TextTest(HostileTestCase):
