@@ -20,7 +20,7 @@ constexpr qsizetype maxStyleLetters = 32 * 1024;
 constexpr qsizetype maxLetters = 100; // each may have a font of its own
 
 constexpr int maxSide = 8192;
-constexpr qint64 maxPixels = 4096LL * 4096LL;
+constexpr qint64 maxPixels = 4096LL * 3072LL;
 constexpr qint64 maxScans = 100;
 constexpr qint64 maxPixelsTimesScans = 8 * maxPixels;
 
