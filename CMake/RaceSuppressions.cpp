@@ -22,7 +22,9 @@ extern "C" const char *__tsan_default_suppressions() {
         // Their atomic counts and locks cannot be seen, so that memory that goes from thread to thread within
         // them looks unguarded. What our own code does with it is still watched.
         "called_from_lib:libQt6Core.so.6\n"
-        "called_from_lib:libQt6Gui.so.6\n";
+        "called_from_lib:libQt6Gui.so.6\n"
+        // It counts the users of its tables in the same way.
+        "race:libharfbuzz.so\n";
 }
 
 // As with the other sanitizers a report ends the program: an end by quick_exit would not tell of it.

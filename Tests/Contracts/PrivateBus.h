@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QVariant>
@@ -8,6 +7,8 @@
 #include <functional>
 #include <memory>
 #include <optional>
+
+#include <sys/types.h>
 
 struct DBusConnection;
 struct DBusMessage;
@@ -31,7 +32,7 @@ public:
     void resume();
 
 private:
-    QProcess daemon_;
+    pid_t daemon_ = 0;
 };
 
 /// Where a signal comes from and to whom it goes; by default as a notification does.
