@@ -23,9 +23,6 @@ constexpr int maxEntities = 1'000;
 // with those before it and added to the elements of its type.
 constexpr std::size_t maxNames = 350'000;
 
-// Expat reports a tag, a comment or a declaration only as a whole.
-constexpr std::size_t pieceSize = 1'000'000; // bytes
-
 } // namespace
 
 /// Receives the document from Expat.
@@ -58,12 +55,8 @@ public:
     }
 
     std::optional<XmlDocument> parse(std::string_view text) {
-        for (std::size_t end = pieceSize; text.size() > pieceSize; end += pieceSize) {
-            if (!parsePiece(text.substr(0, pieceSize), XML_FALSE) || unreadOf(end) >= pieceSize)
-                return std::nullopt;
-            text.remove_prefix(pieceSize);
-        }
-        return parsePiece(text, XML_TRUE) ? std::optional(std::move(document_)) : std::nullopt;
+        const auto status = XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
+        return status == XML_STATUS_OK ? std::optional(std::move(document_)) : std::nullopt;
     }
 
 private:
@@ -76,14 +69,6 @@ private:
     };
 
     static Builder &of(void *self) { return *static_cast<Builder *>(self); }
-
-    bool parsePiece(std::string_view text, int isLast) {
-        return XML_Parse(parser_.get(), text.data(), static_cast<int>(text.size()), isLast) == XML_STATUS_OK;
-    }
-
-    std::size_t unreadOf(std::size_t end) const {
-        return end - static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get()));
-    }
 
     // A handler may be called once more after this.
     void stop() { XML_StopParser(parser_.get(), XML_FALSE); }

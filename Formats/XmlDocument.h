@@ -46,7 +46,7 @@ public:
     };
 
     /// Nothing when the text is not well-formed or goes beyond a limit: of its size, depth, elements and
-    /// attributes, declared entities, the length of a tag or comment, or Expat's of amplification.
+    /// attributes, declared entities, or Expat's of amplification.
     /// @param encoding  of the text, whatever it declares; null for the one that it declares
     static std::optional<XmlDocument> parse(std::string_view text, const char *encoding = "UTF-8");
 
