@@ -17,6 +17,7 @@
 #include <cmath>
 #include <functional>
 #include <future>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -74,11 +75,16 @@ std::optional<Result> inTime(std::function<Result()> work) {
         return std::nullopt;
     std::promise<Result> promise;
     auto future = promise.get_future();
-    std::thread([work = std::move(work), promise = std::move(promise)]() mutable {
-        auto result = work();
+    try {
+        std::thread([work = std::move(work), promise = std::move(promise)]() mutable {
+            auto result = work();
+            isDrawing = false;
+            promise.set_value(std::move(result));
+        }).detach();
+    } catch (const std::system_error &) { // no thread is to be had
         isDrawing = false;
-        promise.set_value(std::move(result));
-    }).detach();
+        return std::nullopt;
+    }
     return future.wait_for(maxTime) == std::future_status::ready ? std::optional(future.get()) : std::nullopt;
 }
 
