@@ -4,6 +4,7 @@
 #define XML_DTD 1 // NOLINT
 #include <expat.h>
 
+#include <cstdlib>
 #include <memory>
 
 using namespace Formats;
@@ -23,13 +24,21 @@ constexpr int maxEntities = 1'000;
 // with those before it and added to the elements of its type.
 constexpr std::size_t maxNames = 350'000;
 
+// A block that Expat enlarges. The attributes of a tag, 32 bytes for each, are all in one block before the
+// tag is reported, so that the count of names comes too late for a tag that is too long.
+constexpr std::size_t maxBlock = 8 * 1024 * 1024; // bytes
+
+constexpr XML_Memory_Handling_Suite boundedMemory { std::malloc,
+    [](void *block, std::size_t size) { return size <= maxBlock ? std::realloc(block, size) : nullptr; },
+    std::free };
+
 } // namespace
 
 /// Receives the document from Expat.
 class XmlDocument::Builder {
 public:
     Builder(std::size_t size, const char *encoding)
-        : parser_(XML_ParserCreate(encoding)) {
+        : parser_(XML_ParserCreate_MM(encoding, &boundedMemory, nullptr)) {
         constexpr std::size_t bytesOfANode = 16; // in the text of a notice with many entries
         document_.content_.reserve(size);
         document_.nodes_.reserve(size / bytesOfANode + 1);

@@ -1,10 +1,10 @@
 #include "Formats/XmlDocument.h"
 
 #include "Tests/Formats/Bytes.h"
+#include "Tests/ProcessorTime.h"
 
 #include <gtest/gtest.h>
 
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <vector>
@@ -150,7 +150,9 @@ struct SizeRow {
 
 const std::vector<SizeRow> hostileDocuments {
     { "Attributes", [] { return "<a" + numbered(" a", 90'000, "='>'") + "/>"; }, true },
+    { "LongAttribute", [] { return "<a b='" + std::string(4'000'000, 'x') + "'/>"; }, true },
     { "TagWithoutEnd", [] { return "<a" + numbered(" a", 900'000, "=''") + "/>"; }, false },
+    { "AttributesOfOneTag", [] { return "<a" + numbered(" a", 300'000, "=''") + "/>"; }, false },
     { "AttributesOfManyElements", [] { return within(numbered("<b a", 60'000, "=''/>")); }, true },
     { "AttributesOfVeryManyElements", [] { return within(numbered("<b a", 200'000, "=''/>")); }, false },
     { "Namespaces",
@@ -207,19 +209,11 @@ const std::vector<SizeRow> hostileDocuments {
     { "TwentyFourMegabytesWithoutEnd", [] { return "<a>" + std::string(24'000'000, 'x'); }, false },
 };
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::clock_t second = 30 * CLOCKS_PER_SEC; // of a program that is watched
-#else
-constexpr std::clock_t second = CLOCKS_PER_SEC;
-#endif
-
-TEST(HostileDocument, TakesLessThanASecond) {
+TEST(HostileDocument, IsReadOrRefusedAtOnce) {
     for (const auto &row : hostileDocuments) {
         SCOPED_TRACE(row.name);
         const auto xml = row.xml();
-        const auto start = std::clock();
-        EXPECT_EQ(isXml(xml), row.isRead);
-        EXPECT_LT(std::clock() - start, second);
+        EXPECT_LT(processorTimeOf([&] { EXPECT_EQ(isXml(xml), row.isRead); }), longestHold);
     }
 }
 

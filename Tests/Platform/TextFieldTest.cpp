@@ -5,6 +5,7 @@
 #include "Tests/Fakes/Printing.h"
 #include "Tests/Platform/DesktopTest.h"
 #include "Tests/Platform/WaitUntil.h"
+#include "Tests/ProcessorTime.h"
 
 #include <QClipboard>
 #include <QHelpEvent>
@@ -13,7 +14,6 @@
 
 #include <array>
 #include <cmath>
-#include <ctime>
 
 namespace {
 
@@ -296,17 +296,18 @@ QString lettersOfEveryPlane() {
 
 class TextThatTakesTime : public TextFieldTest, public testing::WithParamInterface<LongText> { };
 
-TEST_P(TextThatTakesTime, IsShownWithinASecondAndNotLost) {
+TEST_P(TextThatTakesTime, IsShownAtOnceAndNotLost) {
     for (const auto style : styles) {
-        const auto start = std::clock();
-        TextField field;
-        field.setTextStyle(style);
-        field.setStringValue(GetParam().text);
-        EXPECT_EQ(field.stringValue(), GetParam().text);
-        EXPECT_GT(field.measuredHeight(356), 0);
-        drawn(field, 356);
-        field.expansionToolTip();
-        EXPECT_LT(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC, 1.0);
+        const auto show = [style] {
+            TextField field;
+            field.setTextStyle(style);
+            field.setStringValue(GetParam().text);
+            EXPECT_EQ(field.stringValue(), GetParam().text);
+            EXPECT_GT(field.measuredHeight(356), 0);
+            drawn(field, 356);
+            field.expansionToolTip();
+        };
+        EXPECT_LT(processorTimeOf(show), longestHold);
     }
 }
 
@@ -326,22 +327,23 @@ INSTANTIATE_TEST_SUITE_P(Texts, TextThatTakesTime,
     [](const auto &row) { return row.param.name; });
 
 // Adlam, Ahom, Bhaiksuki and so on: four others in each field.
-TEST_F(TextFieldTest, ANoticeWithRareScriptsInEveryFieldIsShownWithinASecond) {
+TEST_F(TextFieldTest, ANoticeWithRareScriptsInEveryFieldIsShownAtOnce) {
     constexpr std::array<char32_t, 40> rare { 0x1e900, 0x11700, 0x11c00, 0x11005, 0x11103, 0x10530, 0x102a0,
         0x11803, 0x10c80, 0x11305, 0x10840, 0x10b60, 0x11205, 0x112b0, 0x10a00, 0x11183, 0x11150, 0x10620,
         0x11d10, 0x11d70, 0x1e803, 0x16e40, 0x11600, 0x16a40, 0x10880, 0x11400, 0x1e100, 0x10350, 0x10d00,
         0x10860, 0x16b00, 0x11ac0, 0x10b80, 0x11580, 0x10f30, 0x10f00, 0x11680, 0x16ac0, 0x1e2c0, 0x11a00 };
     QWidget notice;
-    std::vector<TextField *> fields;
-    const auto start = std::clock();
-    for (std::size_t index = 0; index < rare.size() / 4; ++index) {
-        auto *field = fields.emplace_back(new TextField(&notice));
-        field->setTextStyle(styles[index % styles.size()]);
-        field->setStringValue(QString::fromUcs4(&rare[4 * index], 4));
-    }
-    for (auto *field : fields)
-        drawn(*field, 356);
-    EXPECT_LT(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC, 1.0);
+    const auto show = [&] {
+        std::vector<TextField *> fields;
+        for (std::size_t index = 0; index < rare.size() / 4; ++index) {
+            auto *field = fields.emplace_back(new TextField(&notice));
+            field->setTextStyle(styles[index % styles.size()]);
+            field->setStringValue(QString::fromUcs4(&rare[4 * index], 4));
+        }
+        for (auto *field : fields)
+            drawn(*field, 356);
+    };
+    EXPECT_LT(processorTimeOf(show), longestHold);
 }
 
 TEST_F(TextFieldTest, AVeryLongTextIsCutBetweenLettersAndSaysSo) {

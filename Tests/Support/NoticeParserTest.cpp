@@ -2,7 +2,7 @@
 
 #include "Tests/Fakes/RecordingLog.h"
 #include "Tests/Platform/PrintQt.h"
-#include "Tests/Support/ProcessorTime.h"
+#include "Tests/ProcessorTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
