@@ -78,24 +78,6 @@ QWidget *makePart(Kind kind, const QString &name, QWidget *parent) {
     return driven;
 }
 
-QObject *findPart(const QWidget &view, const Part &part) {
-    const auto name = QString::fromLatin1(part.name);
-    switch (part.kind) {
-    case Kind::Layer:
-        return view.findChild<LayerView *>(name);
-    case Kind::Image:
-        return view.findChild<ImageView *>(name);
-    case Kind::Label:
-        return view.findChild<TextField *>(name);
-    case Kind::Button:
-        return view.findChild<PushButton *>(name);
-    case Kind::Height:
-    case Kind::Gap:
-        break;
-    }
-    return view.findChild<LayoutConstraint *>(name);
-}
-
 /// A form of the scene's outlets without those that are lacking.
 std::unique_ptr<LayerView> makeForm(const Scene &scene, const QStringList &lacking) {
     auto view = std::make_unique<LayerView>();
@@ -227,26 +209,3 @@ INSTANTIATE_TEST_SUITE_P(
         const auto &row = rows()[parameter.param];
         return std::string(row.identifier) + '_' + row.lacking.first().toStdString() + row.note;
     });
-
-/// The shipped forms connect every outlet that a controller declares.
-TEST(OutletTest, EveryOutletOfTheShippedFormsIsConnected) {
-    NoticeWorld world;
-    for (const auto &scene : scenes()) {
-        const auto controller = world.instantiate(scene.identifier, {});
-        for (const auto &outlet : scene.outlets)
-            EXPECT_NE(findPart(*controller->view(), outlet), nullptr)
-                << scene.identifier << ' ' << outlet.name;
-    }
-}
-
-TEST(OutletTest, EachSceneMakesANewControllerEachTime) {
-    NoticeWorld world;
-    for (const auto &scene : scenes()) {
-        const auto first = world.instantiate(scene.identifier, {});
-        const auto second = world.instantiate(scene.identifier, {});
-        EXPECT_STREQ(first->className(), scene.identifier);
-        EXPECT_NE(first, second);
-        EXPECT_NE(first->view(), second->view());
-        EXPECT_EQ(first->window(), nullptr);
-    }
-}
