@@ -95,7 +95,6 @@ public:
             connection_, xcb_damage_query_version(connection_, 1, 1), nullptr));
         if (!version)
             throw Failure("the display does not report damage");
-        firstDamageEvent_ = xcb_get_extension_data(connection_, &xcb_damage_id)->first_event;
         const std::string name = "_GTK_FRAME_EXTENTS";
         const ReplyPointer<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(connection_,
             xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.data()), nullptr));
@@ -111,8 +110,10 @@ public:
     bool hasWindow() const { return window_ != XCB_WINDOW_NONE; }
     Clock::time_point mappedAt() const { return mappedAt_; }
     std::optional<Clock::time_point> paintedAt() const { return paintedAt_; }
+    bool awaitsColors() const { return hasWindow() && !paintedAt_ && !colors_.empty(); }
 
-    /// Requests reports of all drawing on the screen.
+    /// Requests reports of all drawing on the screen, which wake whoever waits. Not every drawing is
+    /// reported.
     void watchFor(std::vector<ExpectedColor> colors) {
         colors_ = std::move(colors);
         const auto damage = xcb_generate_id(connection_);
@@ -121,25 +122,15 @@ public:
     }
 
     void handleEvents() {
-        // The answers of the X server bring events with them, which no descriptor announces again.
-        for (bool came = true; came;) {
-            came = false;
-            bool drawn = false;
-            while (const ReplyPointer<xcb_generic_event_t> event { xcb_poll_for_event(connection_) }) {
-                came = true;
-                drawn = handle(*event) || drawn;
-            }
-            if (drawn && hasWindow() && !paintedAt_ && !colors_.empty() && showsColors())
-                paintedAt_ = Clock::now();
-        }
+        while (const ReplyPointer<xcb_generic_event_t> event { xcb_poll_for_event(connection_) })
+            handle(*event);
+        if (awaitsColors() && showsColors())
+            paintedAt_ = Clock::now();
     }
 
 private:
-    bool handle(const xcb_generic_event_t &event) {
-        const int type = event.response_type & 0x7f;
-        if (type == firstDamageEvent_ + XCB_DAMAGE_NOTIFY)
-            return true;
-        switch (type) {
+    void handle(const xcb_generic_event_t &event) {
+        switch (event.response_type & 0x7f) {
         case XCB_CREATE_NOTIFY: {
             const auto &created = reinterpret_cast<const xcb_create_notify_event_t &>(event);
             geometries_[created.window] = { created.x, created.y, created.width, created.height };
@@ -161,7 +152,6 @@ private:
         default:
             break;
         }
-        return false;
     }
 
     void mapped(xcb_window_t window) {
@@ -224,7 +214,6 @@ private:
 
     xcb_connection_t *connection_;
     xcb_window_t root_ = XCB_WINDOW_NONE;
-    int firstDamageEvent_ = 0;
     xcb_atom_t frameExtents_ = XCB_ATOM_NONE;
     std::optional<Geometry> margin_; ///< known as soon as a notice was right
     std::map<xcb_window_t, Geometry> geometries_;
@@ -449,7 +438,7 @@ private:
                 throw Failure(std::string(what) + " did not come");
             std::array descriptors { pollfd { screen_.descriptor(), POLLIN, 0 },
                 pollfd { bus_ ? bus_->descriptor() : -1, POLLIN, 0 } };
-            poll(descriptors.data(), descriptors.size(), 100);
+            poll(descriptors.data(), descriptors.size(), screen_.awaitsColors() ? 1 : 100);
         }
     }
 

@@ -283,6 +283,8 @@ void QtNoticeWindow::putOnScreen(Keyboard keyboard) {
     desktop_.willMap(windowHandle(), keyboard);
     raise(); // it is older than the windows of programs started since
     show();
+    // Each view has asked to be painted once more, which would come after the first painting.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::UpdateLater);
     desktop_.didMap(windowHandle());
 }
 

@@ -13,20 +13,16 @@ class Request:
 
 
 class ActivityServer:
-    """Listens on a free port of the loopback address. With `silent` it takes requests and never answers."""
+    """Listens on a free port of the loopback address."""
 
-    def __init__(self, silent=False):
+    def __init__(self):
         self.requests = requests = []
-        self._is_over = is_over = threading.Event()
 
         class Handler(http.server.BaseHTTPRequestHandler):
             def do_GET(self):
                 requests.append(Request(time.time(), self.raw_requestline.rstrip(b"\r\n")))
-                if silent:
-                    is_over.wait()
-                else:
-                    self.send_response(200)
-                    self.end_headers()
+                self.send_response(200)
+                self.end_headers()
 
             def log_message(self, *_arguments):
                 pass
@@ -38,6 +34,5 @@ class ActivityServer:
         return f"http://127.0.0.1:{self._server.server_port}{target}"
 
     def close(self):
-        self._is_over.set()
         self._server.shutdown()
         self._server.server_close()

@@ -86,6 +86,15 @@ class Questions(NoticeTestCase):
         self.post(**FLOATING[kind])
         agent.wait_visible()
 
+    def show_over_program(self, filling_screen=False):
+        """A notice over a program in use; returns its agent."""
+        self.use_program()
+        if filling_screen:
+            self.fill_screen()
+        agent = self.launch()
+        self.show(agent)
+        return agent
+
     def hide(self, agent):
         self.post(**INVISIBLE)
         agent.wait_hidden()
@@ -203,9 +212,7 @@ class Questions(NoticeTestCase):
 
     @takes(6)
     def test_on_all_workspaces(self):
-        self.use_program()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program()
         self.addCleanup(self.session.go_to_workspace, 0)
         self.session.go_to_workspace(1)
         wait_until(lambda: self.session.pixel(*INSIDE) != PROGRAM_COLOR, "the workspace is another one")
@@ -236,10 +243,7 @@ class Questions(NoticeTestCase):
 
     @takes(6)
     def test_over_full_screen(self):
-        self.use_program()
-        self.fill_screen()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program(filling_screen=True)
         self.assert_seen(agent, "over a program that fills the screen")
         self.assert_placed(agent)
         self.assert_program_keeps_keyboard("that fills the screen")
@@ -258,9 +262,7 @@ class Questions(NoticeTestCase):
 
     @takes(7)
     def test_full_screen_begun_after_it(self):
-        self.use_program()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program()
         self.fill_screen()
         self.show(agent, "re-authentication")
         self.assert_seen(agent, "over a program that went full screen after it")
@@ -268,10 +270,7 @@ class Questions(NoticeTestCase):
 
     @takes(8)
     def test_after_full_screen(self):
-        self.use_program()
-        self.fill_screen()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program(filling_screen=True)
         self.fill_screen(False)
         self.show(agent, "re-authentication")
         self.assert_seen(agent, "after the full screen")
@@ -281,9 +280,7 @@ class Questions(NoticeTestCase):
 
     @takes(6)
     def test_dragged(self):
-        self.use_program()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program()
         self.assert_seen(agent, "before it is dragged")
         place = self.drag(agent)
         self.assert_seen(agent, "where it was put")
@@ -293,19 +290,14 @@ class Questions(NoticeTestCase):
 
     @takes(5)
     def test_dragged_over_full_screen(self):
-        self.use_program()
-        self.fill_screen()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program(filling_screen=True)
         self.assert_seen(agent, "before it is dragged")
         self.drag(agent)
         self.assert_seen(agent, "where it was put")
 
     @takes(7)
     def test_click_gives_it_the_keyboard(self):
-        self.use_program()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program()
         self.assert_seen(agent, "before the click")
         time.sleep(1)  # a hand comes no sooner
         self.click_strip(agent, from_right=WIDTH // 2)
@@ -336,10 +328,7 @@ class Questions(NoticeTestCase):
 
     @takes(7)
     def test_reached_by_activation_over_full_screen(self):
-        self.use_program()
-        self.fill_screen()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program(filling_screen=True)
         agent.activate()
         self.wait_notice_has_keyboard(agent, "that fills the screen")
         self.assert_seen(agent, "over a program that fills the screen")
@@ -349,9 +338,7 @@ class Questions(NoticeTestCase):
 
     @takes(6)
     def test_closed_by_its_cross(self):
-        self.use_program()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program()
         self.assert_seen(agent, "before it is closed")
         self.click_strip(agent, from_right=TITLE_STRIP // 2 + 3)
         agent.wait_hidden()
@@ -362,9 +349,7 @@ class Questions(NoticeTestCase):
 
     @takes(5)
     def test_second_message(self):
-        self.use_program()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program()
         self.assert_seen(agent, "first")
         first = agent.geometry()
         self.post(webSocketResponse=notice_xml(body="text " * 100), WebSocketAdminDisconnect=True)
@@ -375,9 +360,7 @@ class Questions(NoticeTestCase):
 
     @takes(5)
     def test_hidden_it_is_clicked_through(self):
-        self.use_program()
-        agent = self.launch()
-        self.show(agent)
+        agent = self.show_over_program()
         self.assert_seen(agent, "before it is hidden")
         x, y, _width, _height = agent.geometry()
         self.hide(agent)

@@ -112,6 +112,11 @@ def bus_value(value):
     return value
 
 
+def user_info_of(values):
+    """A message's user info as the bus takes it."""
+    return dbus.Dictionary({key: bus_value(value) for key, value in values.items()}, signature="sv")
+
+
 def png(color, width=64, height=32):
     """The bytes of a one-coloured picture."""
     buffer = io.BytesIO()
@@ -426,14 +431,17 @@ class Agent:
 
     def wait_text(self, text, timeout=PATIENCE):
         """Waits until an element shows exactly this text, and returns it."""
+        return self._wait_element(lambda shown: shown == text, f"the text {text!r}", timeout)
+
+    def _wait_element(self, fits, what, timeout=PATIENCE):
         seen = []
 
         def found():
             elements = [element for element in self.elements() if element.shown and element.text]
             seen[:] = [element.text for element in elements]
-            return next((element for element in elements if element.text == text), None)
+            return next((element for element in elements if fits(element.text)), None)
         try:
-            return wait_until(found, f"the text {text!r} is shown", timeout, interval=0.05)
+            return wait_until(found, f"{what} is shown", timeout, interval=0.05)
         except AssertionError as failure:
             raise AssertionError(f"{failure}; shown: {seen}") from None
 
@@ -443,17 +451,8 @@ class Agent:
         A text that stands there before the first tick does not count: its first number is one below the start.
         """
         form = re.compile(re.escape(text).replace(r"\{\}", r"(-?\d+)"))
-        seen = []
-
-        def found():
-            elements = [element for element in self.elements() if element.shown and element.text]
-            seen[:] = [element.text for element in elements]
-            return next((element for element in elements
-                         if (match := form.fullmatch(element.text)) and int(match[1]) < of), None)
-        try:
-            return wait_until(found, f"a text of the form {text!r} is shown", interval=0.05)
-        except AssertionError as failure:
-            raise AssertionError(f"{failure}; shown: {seen}") from None
+        return self._wait_element(lambda shown: (match := form.fullmatch(shown)) and int(match[1]) < of,
+                                  f"a text of the form {text!r}")
 
     def find_element(self, text):
         return next((element for element in self.elements() if element.text == text), None)
@@ -595,8 +594,7 @@ class NoticeTestCase(unittest.TestCase):
     def post(self, notification=None, sender_object="", **user_info):
         """Posts a message to the agent of this test's brand."""
         name = notification if notification is not None else f"{self.brand}_socketMessageNotifier"
-        values = dbus.Dictionary({key: bus_value(value) for key, value in user_info.items()}, signature="sv")
-        self.bus.emit("ssa{sv}", name, sender_object, values)
+        self.bus.emit("ssa{sv}", name, sender_object, user_info_of(user_info))
         self.bus.flush()
         return time.time()
 

@@ -235,39 +235,9 @@ class X11Program:
         self.session.screen.display.sync()
 
 
-class OpenboxSession(X11Session):
-    programs = ("openbox",)
-    command = ("openbox",)
-
-
-class OpenboxWithPicomSession(OpenboxSession):
-    programs = ("openbox", "picom")
-    compositor = True
-
-
-class Xfwm4Session(X11Session):
-    programs = ("xfwm4",)
-    command = ("xfwm4",)
-
-
-class MutterSession(X11Session):
-    programs = ("mutter",)
-    command = ("mutter", "--x11")
-
-
-class KWinX11Session(X11Session):
-    programs = ("kwin_x11",)
-    command = ("kwin_x11",)
-
-
-class MarcoSession(X11Session):
-    programs = ("marco",)
-    command = ("marco",)
-
-
-class MetacitySession(X11Session):
-    programs = ("metacity",)
-    command = ("metacity",)
+def window_manager(*command, **members):
+    """The desktop of one that is started so."""
+    return type(command[0], (X11Session,), {"programs": command[:1], "command": command, **members})
 
 
 class I3Session(X11Session):
@@ -277,21 +247,6 @@ class I3Session(X11Session):
 
     def go_to_workspace(self, number):
         self._run("i3-msg", "workspace", str(number + 1))
-
-
-class AwesomeSession(X11Session):
-    programs = ("awesome",)
-    command = ("awesome",)
-
-
-class FluxboxSession(X11Session):
-    programs = ("fluxbox",)
-    command = ("fluxbox",)
-
-
-class IcewmSession(X11Session):
-    programs = ("icewm",)
-    command = ("icewm",)
 
 
 # --- Wayland --------------------------------------------------------------------------------------
@@ -603,17 +558,17 @@ class SwaySession(WaylandSession):
 
 # The name of each in tests and documents.
 SESSIONS = {
-    "openbox": OpenboxSession,
-    "openbox with picom": OpenboxWithPicomSession,
-    "xfwm4": Xfwm4Session,
-    "mutter": MutterSession,
-    "kwin_x11": KWinX11Session,
-    "marco": MarcoSession,
-    "metacity": MetacitySession,
+    "openbox": window_manager("openbox"),
+    "openbox with picom": window_manager("openbox", programs=("openbox", "picom"), compositor=True),
+    "xfwm4": window_manager("xfwm4"),
+    "mutter": window_manager("mutter", "--x11"),
+    "kwin_x11": window_manager("kwin_x11"),
+    "marco": window_manager("marco"),
+    "metacity": window_manager("metacity"),
     "i3": I3Session,
-    "awesome": AwesomeSession,
-    "fluxbox": FluxboxSession,
-    "icewm": IcewmSession,
+    "awesome": window_manager("awesome"),
+    "fluxbox": window_manager("fluxbox"),
+    "icewm": window_manager("icewm"),
     "GNOME Shell": GnomeShellSession,
     "KWin Wayland": KWinWaylandSession,
     "sway": SwaySession,

@@ -2,11 +2,8 @@
 
 import tempfile
 
-import dbus
-import dbus.bus
-
 from desktop import AGENT_NAME, holds_for, wait_until
-from harness import LAUNCHED, Bundle, NoticeTestCase, bus_value, takes
+from harness import LAUNCHED, Bundle, NoticeTestCase, takes, user_info_of
 
 
 class DeliveryTest(NoticeTestCase):
@@ -16,8 +13,7 @@ class DeliveryTest(NoticeTestCase):
             bundle = self.new_bundle()
             name = f"{bundle.log_folder_name}_socketMessageNotifier"
             # Posted from within the bus's own signal, with nothing in between.
-            values = dbus.Dictionary({"WebSocketType": bus_value(True),
-                                      "MaintenanceMessageKey": bus_value(f"quick {number}")}, signature="sv")
+            values = user_info_of({"WebSocketType": True, "MaintenanceMessageKey": f"quick {number}"})
             posted = []
 
             def owner_changed(owned, _old, new):
@@ -120,12 +116,3 @@ class NameTest(NoticeTestCase):
         self.assert_ended(agent)
         self.assertEqual(1, len(agent.errors().splitlines()), agent.errors())
         holds_for(lambda: not [name for name in owned if str(name).startswith(AGENT_NAME)], 0.3, "a name was owned")
-
-    def test_agent_posts_nothing_of_its_own_accord(self):
-        agent = self.launch()
-        self.post(WebSocketType=True, MaintenanceMessageKey="a")
-        self.post(AutoDisconnectWebSocketType=True)
-        self.post(WebSocketAdminDisconnect=True)
-        self.post(WebSocketReAuthType=True)
-        agent.wait_visible()
-        holds_for(lambda: not self.bus.heard, 0.5, "the agent posted something")

@@ -1,11 +1,8 @@
-"""What breaks around the agent: bus, screen, disk, files, plug-in, signals, and a poor environment."""
+"""What breaks around the agent: bus, screen, signals, and a poor environment."""
 
 import os
-import plistlib
-import shutil
 import signal
 import socket
-import struct
 import subprocess
 import time
 
@@ -14,8 +11,7 @@ import dbus.bus
 import dbus.lowlevel
 
 from desktop import AGENT_NAME, CENTER_INTERFACE, CENTER_PATH, holds_for, wait_until
-from harness import (DEFAULT_HEADER, IS_SANITIZED, LAUNCHED, LOG_ROOT, THREE_ROWS, NoticeTestCase, Starts, bus_value,
-                     takes)
+from harness import IS_SANITIZED, LAUNCHED, THREE_ROWS, NoticeTestCase, Starts, takes, user_info_of
 
 
 class OwnBus:
@@ -53,30 +49,12 @@ class OwnBus:
 
     def post(self, name, **user_info):
         message = dbus.lowlevel.SignalMessage(CENTER_PATH, CENTER_INTERFACE, "Posted")
-        message.append(name, "", dbus.Dictionary({key: bus_value(value) for key, value in user_info.items()},
-                                                 signature="sv"), signature="ssa{sv}")
+        message.append(name, "", user_info_of(user_info), signature="ssa{sv}")
         self.connection.send_message(message)
         self.connection.flush()
 
 
-class FaultTestCase(NoticeTestCase):
-
-    def post_and_see(self, agent, text, **more):
-        self.post(WebSocketType=True, MaintenanceMessageKey=text, **more)
-        agent.wait_text(text)
-
-    def build_library(self, name, source):
-        """A shared library of this C++ text; its path."""
-        path = os.path.join(self.folder, f"{name}.so")
-        compiler = shutil.which("c++")
-        if not compiler:
-            self.skipTest("there is no compiler to build a library with")
-        subprocess.run([compiler, "-std=c++20", "-shared", "-fPIC", "-x", "c++", "-", "-o", path],
-                       input=source.encode(), check=True)
-        return path
-
-
-class BusFaultTest(FaultTestCase):
+class BusFaultTest(NoticeTestCase):
 
     def setUp(self):
         super().setUp()
@@ -114,22 +92,8 @@ class BusFaultTest(FaultTestCase):
         agent.process.send_signal(signal.SIGTERM)
         self.assert_ended(agent)
 
-    @takes(9)
-    def test_countdown_and_request_of_re_authentication_without_a_bus(self):
-        self.own_bus.start()
-        agent = self.start_on_own_bus()
-        wait_until(self.own_bus.owns_name, "the agent owns its name")
-        self.own_bus.post(self.name, WebSocketReAuthType=True)
-        agent.wait_visible()
-        self.own_bus.stop()
-        agent.log.wait_for("error", Starts("The session bus went away"))
-        # A click: the accessibility bus went with the session's.
-        left, top, width, height = agent.geometry()
-        self.screen.click(left + width - 24 - 48, top + height - 20 - 17)
-        self.assert_ended(agent)
 
-
-class SilenceTest(FaultTestCase):
+class SilenceTest(NoticeTestCase):
     """What stands still keeps the process no longer than its moment."""
 
     def setUp(self):
@@ -238,126 +202,7 @@ class SilenceTest(FaultTestCase):
         self.assertIsNotNone(agent.log.find("debug", "Terminating Web Socket App after 5 Seconds."))
 
 
-class LogFaultTest(FaultTestCase):
-
-    def test_folder_that_is_a_link_is_followed(self):
-        elsewhere = os.path.join(self.folder, "elsewhere")
-        os.mkdir(elsewhere)
-        path = os.path.join(LOG_ROOT, self.brand)
-        os.symlink(elsewhere, path)
-        self.addCleanup(os.remove, path)
-        self.launch()
-        wait_until(lambda: os.path.exists(os.path.join(elsewhere, f"{self.brand}_Tevanic.log")), "the log")
-
-
-class FileFaultTest(FaultTestCase):
-
-    def broken(self, path, chosen=None):
-        """Every way in which the file can be no such file, or the chosen ones; each is taken away again."""
-        def sparse():
-            with open(path, "wb") as file:
-                file.truncate(1 << 30)
-
-        def half():
-            with open(path, "wb") as file:
-                file.write(b'<?xml version="1.0"?><plist version="1.0"><dict><key>Vendor</key><string>KORV')
-        ways = {
-            "missing": lambda: None,
-            "a folder": lambda: os.mkdir(path),
-            "a FIFO": lambda: os.mkfifo(path),
-            "a gigabyte": sparse,
-            "half written": half,
-            "empty": lambda: open(path, "wb").close(),
-            "a link to itself": lambda: os.symlink(path, path),
-            "a device": lambda: os.symlink("/dev/zero", path),
-        }
-        os.remove(path)
-        for name, make in ways.items():
-            if chosen and name not in chosen:
-                continue
-            make()
-            with self.subTest(name):
-                yield name
-            if os.path.isdir(path):
-                os.rmdir(path)
-            elif os.path.lexists(path):
-                os.remove(path)
-
-    @takes(4)
-    def test_settings_that_break_while_the_agent_runs_keep_their_values(self):
-        self.bundle.settings(globalAppViewBackgroundColor="#405060")
-        agent = self.launch()
-        for name in self.broken(self.bundle.settings_file):
-            self.post_and_see(agent, f"settings {name}")
-            self.assert_header(agent, (64, 80, 96))
-        self.bundle.settings(globalAppViewBackgroundColor="#102030")
-        self.post_and_see(agent, "settings mended")
-        self.assert_header(agent, (16, 32, 48))
-
-    AT_LAUNCH = ("missing", "a FIFO", "half written", "a device")
-
-    @takes(3)
-    def test_launch_with_broken_settings(self):
-        for name in self.broken(self.bundle.settings_file, self.AT_LAUNCH):
-            agent = self.launch()
-            self.post("_socketMessageNotifier", WebSocketType=True, MaintenanceMessageKey=f"settings {name}")
-            agent.wait_text(f"settings {name}")
-            agent.end()
-
-    def test_settings_written_over_while_messages_arrive(self):
-        agent = self.launch()
-        content = plistlib.dumps({"Vendor": "zelvik", "LogFolderName": self.brand,
-                                  "globalAppViewBackgroundColor": "#2A292F", "AppLogo": "ic_zelvikLogo"})
-        for number in range(100):
-            # Not in one step, deliberately: half of the file stands there for a moment.
-            with open(self.bundle.settings_file, "wb", buffering=0) as file:
-                file.write(content[:len(content) // 2])
-                self.post(WebSocketType=True, MaintenanceMessageKey=f"number {number}")
-                file.write(content[len(content) // 2:])
-        agent.wait_text("number 99")
-        self.assert_header(agent, DEFAULT_HEADER)
-
-
-class ClockFaultTest(FaultTestCase):
-    """The wall clock is set while the agent runs."""
-
-    HOUR = 3600
-    YEAR = 365 * 24 * HOUR
-
-    def launch_by_a_clock_that_can_be_set(self):
-        with open(os.path.join(os.path.dirname(__file__), "ShiftedClock.cpp"), encoding="utf-8") as file:
-            library = self.build_library("clock", file.read())
-        self.clock = os.path.join(self.folder, "clock")
-        self.set_clock(0)
-        return self.launch(environment={
-            "LD_PRELOAD": library, "SHIFTED_CLOCK": self.clock,
-            "ASAN_OPTIONS": f"{os.environ.get('ASAN_OPTIONS', '')}:verify_asan_link_order=0"})
-
-    def set_clock(self, seconds):
-        # In its place: the agent has it mapped.
-        with open(self.clock, "r+b" if os.path.exists(self.clock) else "wb") as file:
-            file.write(struct.pack("=q", seconds))
-
-    def set_back_and_forth(self, agent, number):
-        """Sets it once more, and sees by a record's date that it was."""
-        shift = (self.YEAR, -2 * self.YEAR, 0, -self.HOUR, 20 * self.YEAR, 5)[number % 6]
-        self.set_clock(shift)
-        posted = self.post(webSocketappLanguageKey=f"set {number}")
-        record = agent.log.wait_for("info", f"Bundle Language View set {number}")
-        self.assert_near(record.moment - posted - shift, 0, "from the post to its record, by the clock that was set")
-
-    @takes(8)
-    def test_termination_timer_does_not_hear_of_it(self):
-        self.bundle.info(Default_App_Timeout=6)
-        agent = self.launch_by_a_clock_that_can_be_set()
-        begun = agent.log.wait_for("info", LAUNCHED[0][1]).moment
-        for number in range(6):
-            self.set_back_and_forth(agent, number)
-            holds_for(agent.running, 0.3, "the agent ended with the clock")
-        self.assert_near(self.assert_ended(agent) - begun, 6, "from launch to end")
-
-
-class SignalTest(FaultTestCase):
+class SignalTest(NoticeTestCase):
 
     SIGNALS = (signal.SIGTERM, signal.SIGINT, signal.SIGHUP)
 
@@ -404,18 +249,6 @@ class SignalTest(FaultTestCase):
                 agent.process.terminate()
                 self.assert_clean_end(agent)
 
-    @takes(12)
-    def test_stopped_in_a_countdown_it_goes_on_where_it_was(self):
-        agent = self.launch()
-        self.post_casb(rows=THREE_ROWS, timeout=7)
-        agent.wait_countdown(7)
-        agent.process.send_signal(signal.SIGSTOP)
-        time.sleep(4)
-        continued = time.time()
-        agent.process.send_signal(signal.SIGCONT)
-        # Seconds that nobody could see do not count, and none is made up for in a burst.
-        self.assertGreater(self.assert_ended(agent) - continued, 3)
-
     @takes(7)
     def test_stopped_past_its_time_out_it_ends_at_once_when_it_goes_on(self):
         self.bundle.info(Default_App_Timeout=3)
@@ -427,7 +260,7 @@ class SignalTest(FaultTestCase):
         self.assert_near(self.assert_ended(agent) - continued, 0, "from its going on to the end")
 
 
-class EnvironmentTest(FaultTestCase):
+class EnvironmentTest(NoticeTestCase):
 
     def launch_by(self, command, bundle=None):
         """Launches the agent through a shell that changes what it starts with."""

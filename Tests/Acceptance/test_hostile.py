@@ -37,16 +37,6 @@ class DocumentTest(HostileTestCase):
         self.assert_ended(agent, timeout=60 * SLOWNESS)
         self.assertIsNotNone(agent.log.find("error", Starts("Unable to parse xml string : ")))
 
-    @takes(2)
-    def test_a_hundred_thousand_entries(self):
-        rows = "<md><name>n</name><val>v</val></md>" * 100_000
-        document = notice_xml(timeout=600).replace("</notifications>", f"<metadata>{rows}</metadata></notifications>")
-        agent = self.launch()
-        self.post(webSocketResponse=document)
-        agent.wait_text("Upload blocked by Cloud Access Policy", 60 * SLOWNESS)
-        self.assert_bounded(agent)
-        self.assert_still_answers(agent)
-
 
 class PictureTest(HostileTestCase):
 

@@ -132,16 +132,6 @@ class ConcurrentSessionTest(NoticeTestCase):
         self.assert_ended(agent)
         self.assertEqual([], self.bus.heard)
 
-    def test_missing_response_hides_a_shown_notice(self):
-        agent = self.show(notice_xml())
-        self.post(WebSocketAdminDisconnect=True)
-        agent.log.wait_for("error", "Unable to receive Response from Zelvik Sase Client...")
-        agent.wait_hidden()
-        self.assert_stays_hidden(agent, 0.3)
-        self.post(WebSocketAdminDisconnect=True, webSocketResponse=notice_xml(head="again"))
-        agent.wait_visible()
-        agent.wait_text("again by Cloud Access Policy")
-
     def test_invisible_notice_cannot_be_clicked(self):
         below = self.screen.plain_window(700, 0, 580, 600)
         agent = self.show(notice_xml())

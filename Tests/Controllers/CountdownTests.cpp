@@ -91,20 +91,6 @@ TEST_F(CountdownTest, TicksOnceASecondAndNotBefore) {
     EXPECT_EQ(notice->label->stringValue(), "1");
 }
 
-TEST_F(CountdownTest, BeforeZeroTheWindowTheLabelAndTheButtonStay) {
-    notice->label->setHidden(true);
-    notice->button->setEnabled(false);
-    start(30);
-    for (int left = 29; left > 0; --left) {
-        world.runLoop.advance(1s);
-        EXPECT_EQ(notice->label->stringValue(), QString::number(left));
-        EXPECT_FALSE(notice->label->isHidden());
-        EXPECT_TRUE(notice->button->isEnabled());
-    }
-    EXPECT_THAT(lines("window"), IsEmpty());
-    EXPECT_THAT(world.application.settledEnds(), IsEmpty());
-}
-
 TEST_F(CountdownTest, ATickGoesByWindowLabelButtonRequestAndText) {
     Watcher watcher(world.journal);
     notice->label->installEventFilter(&watcher);
@@ -172,34 +158,6 @@ TEST_F(CountdownTest, ATickBehindTheLastOneDoesNothing) {
     world.runLoop.advanceHeldUp(3s);
     world.runLoop.settle();
     EXPECT_THAT(world.journal.lines(), ElementsAre("ended"));
-}
-
-TEST_F(CountdownTest, EachStartHasACounterOfItsOwn) {
-    start(10, QStringLiteral(" of the first"));
-    world.runLoop.advance(2500ms);
-    start(3, QStringLiteral(" of the second"));
-    world.journal.clear();
-    world.runLoop.advance(1s);
-    EXPECT_THAT(lines("text"), ElementsAre("text 7 of the first", "text 2 of the second"));
-    world.runLoop.advance(20s);
-    EXPECT_THAT(lines("ended"), ElementsAre("ended of the second", "ended of the first"));
-}
-
-TEST_F(CountdownTest, HoldsItsNoticeToTheEndAlsoOutsideTheWindow) {
-    start(2);
-    std::weak_ptr<TestNotice> held = notice;
-    world.window.setContentViewController(nullptr);
-    notice.reset();
-    world.journal.clear();
-    world.runLoop.advance(2s);
-    ASSERT_FALSE(held.expired());
-    EXPECT_TRUE(held.lock()->label->isHidden());
-    EXPECT_FALSE(held.lock()->button->isEnabled());
-    EXPECT_EQ(held.lock()->label->stringValue(), "0");
-    world.runLoop.advance(1s);
-    EXPECT_THAT(lines("window"), IsEmpty());
-    EXPECT_THAT(lines("ended"), ElementsAre("ended"));
-    EXPECT_TRUE(held.expired());
 }
 
 TEST_F(CountdownTest, TheLineGetsShorterWithTheLabelsTextAndHidesWithTheLabel) {

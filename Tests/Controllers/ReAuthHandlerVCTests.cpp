@@ -23,14 +23,6 @@ protected:
 
 } // namespace
 
-TEST_F(ReAuthHandlerVCTest, TransparentNoticeCountsDownAndSignalsAllTheSame) {
-    appear(reAuthMessage().with("WebSocketType", true));
-    world.runLoop.advance(32s);
-    EXPECT_EQ(count("window alpha 1.0"), 0);
-    EXPECT_EQ(count(postedSignal), 1);
-    EXPECT_EQ(world.application.terminations().size(), 1U);
-}
-
 // Deliberate: this notice alone does not look its countdown line up, and never says "second".
 TEST_F(ReAuthHandlerVCTest, Countdown_IsEnglishInEveryLanguage) {
     world.files.addStrings(QStringLiteral("de"),
@@ -113,36 +105,21 @@ TEST_F(ReAuthHandlerVCTest, Signal_HasNoObjectAndNoUserInfo) {
     EXPECT_FALSE(posted.userInfo.has_value());
 }
 
-namespace {
-
-// In a process of its own, since the name is fixed once a process: signals under each vendor word in turn.
-[[noreturn]] void printNamesOfSignals(const QStringList &vendors) {
-    NoticeWorld world;
-    for (const auto &vendor : vendors) {
-        world.files.setSettings(NoticeWorld::settings(vendor));
-        world.appear<ReAuthHandlerVC>("ReAuthHandlerVC", reAuthMessage())->okayAction();
-    }
-    for (const auto &posted : world.notificationCenter.posted())
-        std::fprintf(stderr, "<%s>", posted.name.toUtf8().constData());
-    std::fflush(stderr);
-    std::_Exit(0);
-}
-
-} // namespace
-
-TEST(ReAuthHandlerVCDeathTest, Signal_NameIsFixedAtItsFirstUse) {
+// In a process of its own, since the name is fixed once a process.
+TEST(ReAuthHandlerVCDeathTest, Signal_NameTakesTheVendorOfItsFirstUseForGood) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(printNamesOfSignals({ QStringLiteral("acme"), QStringLiteral("other") }),
-        testing::ExitedWithCode(0), "<acme_webSocketToMainAppNotifier><acme_webSocketToMainAppNotifier>");
-}
-
-TEST(ReAuthHandlerVCDeathTest, Signal_NameTakesTheVendorOfItsFirstUseNotOfTheLaunch) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(
-        {
-            NoticeWorld world;
-            CustomAPPManager::loadSettings(world.mainBundle);
-            printNamesOfSignals({ QStringLiteral("KORVANE") });
-        },
-        testing::ExitedWithCode(0), "<KORVANE_webSocketToMainAppNotifier>");
+    const auto signalUnderEachVendor = [] {
+        NoticeWorld world;
+        CustomAPPManager::loadSettings(world.mainBundle);
+        for (const char *vendor : { "acme", "other" }) {
+            world.files.setSettings(NoticeWorld::settings(QString::fromLatin1(vendor)));
+            world.appear<ReAuthHandlerVC>("ReAuthHandlerVC", reAuthMessage())->okayAction();
+        }
+        for (const auto &posted : world.notificationCenter.posted())
+            std::fprintf(stderr, "<%s>", posted.name.toUtf8().constData());
+        std::fflush(stderr);
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(signalUnderEachVendor(), testing::ExitedWithCode(0),
+        "<acme_webSocketToMainAppNotifier><acme_webSocketToMainAppNotifier>");
 }

@@ -174,21 +174,6 @@ INSTANTIATE_TEST_SUITE_P(
         return row.second + "Over" + row.first;
     });
 
-TEST_F(SecondMessageTest, AReplacedCountdownSpeaksTheLanguageOfTheSecondMessage) {
-    world.files.addStrings(QStringLiteral("fr"), { { "seconds", "secondes" } });
-    world.files.addStrings(QStringLiteral("de"), { { "seconds", "Sekunden" } });
-    world.receive(firstMessage(Casb));
-    const auto first = world.window.contentViewController();
-    world.runLoop.advance(secondComesAt);
-    const auto line = [&first] {
-        return first->view()->findChild<TextField *>(QStringLiteral("autoCloseLabel"))->stringValue();
-    };
-    EXPECT_EQ(line(), "This window will auto close in 17 Sekunden");
-    world.receive(secondMessage(Maintenance));
-    world.runLoop.advance(500ms);
-    EXPECT_EQ(line(), "This window will auto close in 16 secondes");
-}
-
 TEST_F(SecondMessageTest, TheEndThatOkAskedForComesAlsoWhenTheNoticeIsReplacedMeanwhile) {
     const std::pair<Kind, const char *> rows[] { { AutoDisconnect, "okayAction" }, { ReAuth, "okayAction" },
         { Casb, "okButton" } };
@@ -213,35 +198,6 @@ TEST_F(SecondMessageTest, TheEndThatOkAskedForComesAlsoWhenTheNoticeIsReplacedMe
     }
 }
 
-TEST_F(SecondMessageTest, OneWithoutANoticeLeavesTheFirstOnTheScreen) {
-    world.receive(firstMessage(ReAuth));
-    const auto first = world.window.contentViewController();
-    world.runLoop.advance(secondComesAt);
-    world.receive(emptyMessage().withLanguage(QStringLiteral("fr")));
-    EXPECT_EQ(world.window.contentViewController(), first);
-    EXPECT_EQ(first->window(), &world.window);
-    EXPECT_EQ(eventsToTheEnd(),
-        (std::vector<std::string> { "30000 invisible", "31000 signal", "32000 terminate" }));
-}
-
-TEST_F(SecondMessageTest, OneThatIsNoXmlEndsTheApplicationOverAShownNotice) {
-    world.receive(firstMessage(ReAuth));
-    world.runLoop.advance(secondComesAt);
-    world.receive(emptyMessage().withResponse(QStringLiteral("<no XML")));
-    ASSERT_EQ(world.application.terminations().size(), 1U);
-    EXPECT_EQ(world.application.terminations()[0].sender, &world.delegate);
-    EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
-}
-
-TEST_F(SecondMessageTest, ShowsAgainWhatACountdownHadMadeInvisible) {
-    world.receive(firstMessage(ReAuth));
-    world.runLoop.advance(30s);
-    ASSERT_EQ(world.window.alphaValue(), 0.0);
-    world.receive(maintenanceMessage());
-    EXPECT_EQ(world.window.alphaValue(), 1.0);
-    EXPECT_EQ(eventsToTheEnd(), (std::vector<std::string> { "31000 signal", "32000 terminate" }));
-}
-
 TEST_F(SecondMessageTest, PostedTogetherTheLastOneIsShownAndAllCountDown) {
     // The second message is handled before the first notice is filled.
     for (const auto &message : { firstMessage(Casb), secondMessage(Casb) })
@@ -251,16 +207,4 @@ TEST_F(SecondMessageTest, PostedTogetherTheLastOneIsShownAndAllCountDown) {
     EXPECT_EQ(lines("window key and front").size(), 1U); // the notice that is shown alone
     EXPECT_EQ(eventsToTheEnd(),
         (std::vector<std::string> { "7000 request second", "12000 invisible", "13000 terminate" }));
-}
-
-TEST_F(SecondMessageTest, AThousandMessagesLeaveOneNotice) {
-    std::vector<std::weak_ptr<NoticeController>> controllers;
-    for (int number = 0; number < 1000; ++number) {
-        world.receive(number % 2 == 0 ? maintenanceMessage() : concurrentSessionMessage());
-        controllers.push_back(world.window.contentViewController());
-    }
-    const auto alive = std::count_if(
-        controllers.begin(), controllers.end(), [](const auto &each) { return !each.expired(); });
-    EXPECT_EQ(alive, 1);
-    EXPECT_EQ(world.runLoop.nextDeadline(), 120s); // the application's own alone
 }

@@ -214,26 +214,6 @@ TEST_F(ViewControllerTest, Setup_RemembersTheTimeOutOfTheNotice) {
 
 // Rows
 
-TEST_F(ViewControllerTest, Rows_NonEmptyOnesKeepTheFormsHeights) {
-    auto controller
-        = std::dynamic_pointer_cast<ViewController>(world.instantiate("ViewController", casbMessage()));
-    const double activity = controller->activityHeightConstant->constant();
-    const double application = controller->applicationHeightConstant->constant();
-    const double address = controller->urlHeightConstant->constant();
-    const double gap = controller->OkButtonTopConstraints->constant();
-    EXPECT_GT(activity, 0.0);
-    EXPECT_GT(application, 0.0);
-    EXPECT_GT(address, 0.0);
-    EXPECT_NE(gap, 25.0);
-    world.window.setContentViewController(controller);
-    world.runLoop.settle();
-    EXPECT_EQ(controller->activityHeightConstant->constant(), activity);
-    EXPECT_EQ(controller->applicationHeightConstant->constant(), application);
-    EXPECT_EQ(controller->urlHeightConstant->constant(), address);
-    EXPECT_EQ(controller->OkButtonTopConstraints->constant(), gap);
-    EXPECT_FALSE(controller->urlText->isHidden());
-}
-
 TEST_F(ViewControllerTest, Rows_NothingIsEverSetBack) {
     const auto controller = appear(casbMessage().withEntries({}));
     controller->updateNotificationWindow(casbMessage().document());
@@ -298,18 +278,6 @@ TEST_F(ViewControllerTest, ToolTips_AreTurnedOffAgainForAShortText) {
 }
 
 // The countdown
-
-TEST_F(ViewControllerTest, Countdown_RequestsAtFiveSecondsLeftAndNotAMomentBefore) {
-    appear();
-    world.journal.clear();
-    world.runLoop.advance(5s - 1ms);
-    EXPECT_THAT(world.journal.lines(), IsEmpty());
-    world.runLoop.advance(1ms);
-    EXPECT_THAT(world.journal.lines(), ElementsAre(callingLine(url), requestLine));
-    world.runLoop.advance(6s);
-    EXPECT_THAT(world.journal.lines(),
-        ElementsAre(callingLine(url), requestLine, "window alpha 0.0", "terminate by ViewController"));
-}
 
 TEST_F(ViewControllerTest, Countdown_TimeOutsDecideOnRequestHidingAndEnd) {
     using std::chrono::seconds;
@@ -484,8 +452,6 @@ TEST_F(ViewControllerTest, Request_WithoutAGatewayClientIsARecordAndNoMore) {
     world.runLoop.advance(1s);
     EXPECT_EQ(world.application.terminations().size(), 1U);
 }
-
-// The style
 
 // Life
 

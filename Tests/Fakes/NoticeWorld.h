@@ -86,14 +86,6 @@ public:
         return std::dynamic_pointer_cast<Controller>(appearController(identifier, message));
     }
 
-    /// The same without a window: the controller's `viewWillAppear()` is called by hand.
-    template <class Controller>
-    std::shared_ptr<Controller> appearWithoutWindow(const char *identifier, const QVariantMap &message) {
-        auto controller = std::dynamic_pointer_cast<Controller>(instantiate(identifier, message));
-        controller->viewWillAppear();
-        return controller;
-    }
-
     std::shared_ptr<NoticeController> instantiate(const char *identifier, const QVariantMap &message);
 
 private:

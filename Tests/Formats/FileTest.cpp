@@ -1,9 +1,10 @@
 #include "Formats/File.h"
 
+#include "Tests/TemporaryFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -19,19 +20,14 @@ using std::filesystem::path;
 
 class FileTest : public testing::Test {
 protected:
-    FileTest() {
-        std::string name = (std::filesystem::temp_directory_path() / "FileTest.XXXXXX").string();
-        folder_ = ::mkdtemp(name.data());
-    }
-    ~FileTest() override { std::filesystem::remove_all(folder_); }
-
     void write(const path &file, const std::string &bytes) const {
         std::ofstream(file, std::ios::binary) << bytes;
     }
     void expectNothing() const { EXPECT_EQ(Formats::readFile(file()), std::nullopt); }
     path file() const { return folder_ / "file"; }
 
-    path folder_;
+    const TemporaryFolder temporary_;
+    const path &folder_ = temporary_.path();
 };
 
 TEST_F(FileTest, IsReadWhole) {

@@ -2,10 +2,10 @@
 
 #include "Tests/Formats/Bytes.h"
 #include "Tests/ProcessorTime.h"
+#include "Tests/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 #include <vector>
 
@@ -249,16 +249,10 @@ TEST(XmlDocumentLimits, NothingOfATextGoesToStandardError) {
 class XmlReachingOut : public testing::TestWithParam<const char *> {
 protected:
     XmlReachingOut() {
-        std::string folder = (std::filesystem::temp_directory_path() / "XmlReachingOut.XXXXXX").string();
-        folder_ = ::mkdtemp(folder.data());
-        file_ = folder_ / "outside.txt";
         std::ofstream(file_) << "outside";
         ::inotify_add_watch(watch_, file_.c_str(), IN_OPEN | IN_ACCESS);
     }
-    ~XmlReachingOut() override {
-        ::close(watch_);
-        std::filesystem::remove_all(folder_);
-    }
+    ~XmlReachingOut() override { ::close(watch_); }
 
     bool fileWasOpened() const {
         char event[4096];
@@ -266,8 +260,8 @@ protected:
     }
 
     const int watch_ = ::inotify_init1(IN_NONBLOCK);
-    std::filesystem::path folder_;
-    std::filesystem::path file_;
+    const TemporaryFolder folder_;
+    const std::filesystem::path file_ = folder_.path() / "outside.txt";
 };
 
 TEST_P(XmlReachingOut, ReadsNothingOutsideTheText) {

@@ -97,8 +97,7 @@ class CheckTest(BrandTestCase):
         for content in (b"<plist><dict>", plistlib.dumps(["Vendor"])):
             with self.subTest(content):
                 (self.brand / SETTINGS).write_bytes(content)
-                self.assertIn(f"error: {SETTINGS}: is not a property list of a dictionary that the agent can read",
-                              self.run_kit(status=1))
+                self.assert_error(f"{SETTINGS}: is not well-formed XML, or not a property list that holds a dictionary")
 
     def test_settings(self):
         for changes, kind, text in (
@@ -115,9 +114,8 @@ class CheckTest(BrandTestCase):
             with self.subTest(changes):
                 before = (self.brand / SETTINGS).read_bytes()
                 self.settings(**changes)
-                found = [line for line in self.findings(status=int(kind == "error"))
-                         if not re.search("Logo[^:]*: is not used", line)]
-                self.assertEqual(found, [f"{kind}: {SETTINGS}: {text}"] if kind else [])
+                self.assertEqual(self.findings(status=int(kind == "error")),
+                                 [f"{kind}: {SETTINGS}: {text}"] if kind else [])
                 (self.brand / SETTINGS).write_bytes(before)
 
     def test_colors(self):
@@ -172,8 +170,8 @@ class CheckTest(BrandTestCase):
     def test_logo_that_is_hard_to_see(self):
         self.settings(globalAppViewBackgroundColor="#FFFFFF")
         self.only_logo(**{".png": png(192, 64, (250, 250, 250))})
-        self.assert_warning("ic_lumoraLogo: 100 percent of it have a contrast below 3 : 1 with the header, #FFFFFF, "
-                            "and are hard to see")
+        self.assert_warning("ic_lumoraLogo: 100 percent of it has a contrast below 3 : 1 with the header, #FFFFFF, "
+                            "and is hard to see")
         self.settings(globalAppViewBackgroundColor="#1E2234")
         self.only_logo(**{".png": png(192, 64, (20, 20, 60))})
         self.assertEqual(len(self.findings()), 2)
@@ -186,15 +184,13 @@ class CheckTest(BrandTestCase):
         self.assert_warning('de.lproj/Localisable.strings: is not used; did you mean "Localizable.strings"?')
         (folder / "Localisable.strings").unlink()
         (folder / "Localizable.strings").write_text('"Attention" "Achtung";')
-        self.assert_error("de.lproj/Localizable.strings: is not a string table that the agent can read")
+        self.assert_error('de.lproj/Localizable.strings: is not a string table: UTF-8 text of lines in the form "key" = "value";')
         shutil.copy(SAMPLE / "de.lproj/Localizable.strings", folder)
 
-        folder = folder.rename(self.brand / "lb.lproj")
+        folder.rename(self.brand / "lb.lproj")
         self.assert_error("lb.lproj/Main.strings: is missing")
-        shutil.copy(ROOT / "Resources/de.lproj/Main.strings", folder)
+        shutil.copy(ROOT / "Resources/de.lproj/Main.strings", self.brand / "lb.lproj")
         self.assert_warning()
-        folder.rename(self.brand / "DE.lproj")
-        self.assert_error("DE.lproj: must be spelled de.lproj")
 
     def test_time_outs(self):
         for value, fault in (("90", "must be an integer (default: 120)"), (True, "must be an integer (default: 120)"),
@@ -234,6 +230,7 @@ class CommandTest(BrandTestCase):
         there.mkdir()
         for arguments, words in (((self.place / "none",), "no such folder"),
                                  (("--agent", self.place, SAMPLE), "not a bundle of the agent"),
+                                 (("--agent", self.place / "none.deb", SAMPLE), "none.deb: no such file or folder"),
                                  (("--agent", SAMPLE / SETTINGS, SAMPLE), "not a package of the agent"),
                                  (("--agent", BUNDLE, "--bundle", there, SAMPLE), "exists already"),
                                  (("--agent", BUNDLE, "--package", self.place / "x.deb", SAMPLE), "from no package"),
@@ -319,7 +316,7 @@ class BrandedPackageTest(BrandTestCase):
         (tree / "DEBIAN").mkdir()
         (tree / "DEBIAN/control").write_text(
             f"Package: notice-agent\nVersion: 2.5\nArchitecture: {ARCHITECTURE}\nMaintainer: A <a@b.example>\n"
-            "Depends: libc6, libqt6widgets6\nRecommends: fonts-noto-core\nDescription: an agent\n")
+            "Depends: libc6, libqt6widgets6\nDescription: an agent\n")
         run("dpkg-deb", "-Znone", "--build", tree, self.place / "agent.deb")
         return self.place / "agent.deb"
 
@@ -328,8 +325,9 @@ class BrandedPackageTest(BrandTestCase):
         package = self.place / "lumora.deb"
         self.assertIn("made ", self.run_kit("--agent", agent, "--package", package))
         self.assertEqual(
-            [field(package, name) for name in ("Package", "Version", "Architecture", "Depends", "Recommends")],
-            ["lumora-notice-agent", "2.5", ARCHITECTURE, "libc6, libqt6widgets6", "fonts-noto-core, post-notice"])
+            [field(package, name) for name in ("Package", "Version", "Architecture", "Depends")],
+            ["lumora-notice-agent", "2.5", ARCHITECTURE, "libc6, libqt6widgets6"])
+        self.assertIn("post-notice", field(package, "Recommends"))
         names = run("dpkg-deb", "-c", package)
         self.assertIn("./usr/lib/lumora-notice-agent/NoticeAgent.app/Contents/Linux/NoticeAgent\n", names)
         self.assertIn("./usr/lib/tmpfiles.d/lumora-notice-agent.conf\n", names)

@@ -20,36 +20,48 @@ Message emptySignal() {
         "/com/tevanic/DistributedNotificationCenter", "com.tevanic.DistributedNotificationCenter", "Posted"));
 }
 
-/// Writes one value of a type of the bus's own as the value of "key".
+/// Has values of that type written by the bus's own functions, one after the other, each as the value of
+/// "key".
 template <class Write>
-QVariant readAs(const char *signature, const Write &write) {
+QVariant readAs(const char *signature, const std::vector<Write> &writes) {
     const auto message = emptySignal();
     DBusMessageIter arguments;
     DBusMessageIter entries;
-    DBusMessageIter entry;
-    DBusMessageIter variant;
     const char *text = "key";
     dbus_message_iter_init_append(message.get(), &arguments);
     dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
     dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
     dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, "{sv}", &entries);
-    dbus_message_iter_open_container(&entries, DBUS_TYPE_DICT_ENTRY, nullptr, &entry);
-    dbus_message_iter_append_basic(&entry, DBUS_TYPE_STRING, &text);
-    dbus_message_iter_open_container(&entry, DBUS_TYPE_VARIANT, signature, &variant);
-    write(&variant);
-    dbus_message_iter_close_container(&entry, &variant);
-    dbus_message_iter_close_container(&entries, &entry);
+    for (const auto &write : writes) {
+        DBusMessageIter entry;
+        DBusMessageIter variant;
+        dbus_message_iter_open_container(&entries, DBUS_TYPE_DICT_ENTRY, nullptr, &entry);
+        dbus_message_iter_append_basic(&entry, DBUS_TYPE_STRING, &text);
+        dbus_message_iter_open_container(&entry, DBUS_TYPE_VARIANT, signature, &variant);
+        write(&variant);
+        dbus_message_iter_close_container(&entry, &variant);
+        dbus_message_iter_close_container(&entries, &entry);
+    }
     dbus_message_iter_close_container(&arguments, &entries);
     const auto read = DBusUserInfo::read(message.get());
-    EXPECT_TRUE(read && read->userInfo && read->userInfo->contains(QStringLiteral("key")));
+    EXPECT_TRUE(read && read->userInfo && read->userInfo->keys() == QStringList("key"));
     return read && read->userInfo ? read->userInfo->value(QStringLiteral("key")) : QVariant();
+}
+
+template <class Write>
+QVariant readAs(const char *signature, const Write &write) {
+    return readAs(signature, std::vector { write });
+}
+
+template <class Value>
+auto basic(int type, Value value) {
+    return [type, value](DBusMessageIter *variant) { dbus_message_iter_append_basic(variant, type, &value); };
 }
 
 template <class Value>
 QVariant readBasic(int type, Value value) {
     const char signature[] { static_cast<char>(type), '\0' };
-    return readAs(
-        signature, [&](DBusMessageIter *variant) { dbus_message_iter_append_basic(variant, type, &value); });
+    return readAs(signature, basic(type, value));
 }
 
 TEST(DBusUserInfoTest, EveryNumberOfTheBusIsANumber) {
@@ -102,28 +114,10 @@ TEST(DBusUserInfoTest, AnyOtherTypeIsKeptAndIsAnother) {
 }
 
 TEST(DBusUserInfoTest, OfAKeyThatStandsTwiceTheLastValueCounts) {
-    const auto message = emptySignal();
-    DBusMessageIter arguments;
-    DBusMessageIter entries;
-    const char *text = "key";
-    dbus_message_iter_init_append(message.get(), &arguments);
-    dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
-    dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
-    dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, "{sv}", &entries);
-    for (const dbus_int32_t number : { 1, 2 }) {
-        DBusMessageIter entry;
-        DBusMessageIter variant;
-        dbus_message_iter_open_container(&entries, DBUS_TYPE_DICT_ENTRY, nullptr, &entry);
-        dbus_message_iter_append_basic(&entry, DBUS_TYPE_STRING, &text);
-        dbus_message_iter_open_container(&entry, DBUS_TYPE_VARIANT, "i", &variant);
-        dbus_message_iter_append_basic(&variant, DBUS_TYPE_INT32, &number);
-        dbus_message_iter_close_container(&entry, &variant);
-        dbus_message_iter_close_container(&entries, &entry);
-    }
-    dbus_message_iter_close_container(&arguments, &entries);
-    const auto read = DBusUserInfo::read(message.get());
-    ASSERT_TRUE(read && read->userInfo);
-    EXPECT_EQ(*read->userInfo, (QVariantMap { { "key", 2 } }));
+    EXPECT_EQ(
+        readAs("i",
+            std::vector { basic<dbus_int32_t>(DBUS_TYPE_INT32, 1), basic<dbus_int32_t>(DBUS_TYPE_INT32, 2) }),
+        2);
 }
 
 void appendEmpty(DBusMessageIter *iterator, const char *signature) {

@@ -42,17 +42,6 @@ struct LanguageRow {
     QString chosen; ///< empty for none
 };
 
-void PrintTo(const LanguageRow &row, std::ostream *stream) {
-    *stream << row.name;
-}
-
-class PreferredLanguage : public FileBundleTest, public testing::WithParamInterface<LanguageRow> { };
-
-TEST_P(PreferredLanguage, IsTheDearestThatIsThere) {
-    addLanguages(GetParam().folders);
-    EXPECT_EQ(languageFor(GetParam().preferred), GetParam().chosen);
-}
-
 const std::vector<LanguageRow> languages {
     { "ExactCode", { "de" }, { "en", "de" }, "de" },
     { "ExactCodeWithRegion", { "pt-BR" }, { "pt", "pt-BR", "pt-PT" }, "pt-BR" },
@@ -76,8 +65,16 @@ const std::vector<LanguageRow> languages {
     { "TheCLocale", { "C" }, { "de" }, "" },
     { "NoLocale", { "", "..", "../de", "x/y" }, { "de" }, "" },
 };
-INSTANTIATE_TEST_SUITE_P(
-    Folders, PreferredLanguage, testing::ValuesIn(languages), [](const auto &row) { return row.param.name; });
+
+TEST_F(FileBundleTest, TheLanguageIsTheDearestThatIsThere) {
+    for (const auto &row : languages) {
+        SCOPED_TRACE(row.name);
+        addLanguages(row.folders);
+        EXPECT_EQ(languageFor(row.preferred), row.chosen);
+        for (const auto &code : row.folders)
+            bundle_.removeFolder(code + QStringLiteral(".lproj"));
+    }
+}
 
 TEST_F(FileBundleTest, TheDevelopmentRegionComesBehindAllPreferences) {
     addLanguages({ QStringLiteral("en"), QStringLiteral("it") });
@@ -95,18 +92,14 @@ TEST_F(FileBundleTest, WithoutAnyLanguageTheValueOrTheKeyIsTheText) {
     EXPECT_EQ(bundle.localization(), "");
 }
 
-class DevelopmentRegionThatIsNone : public FileBundleTest,
-                                    public testing::WithParamInterface<const char *> { };
-
-TEST_P(DevelopmentRegionThatIsNone, IsPassedOver) {
+TEST_F(FileBundleTest, ADevelopmentRegionThatIsNoneIsPassedOver) {
     addLanguages({ QStringLiteral("en") });
-    bundle_.writeInformation(QByteArray("<key>CFBundleDevelopmentRegion</key>") + GetParam());
-    EXPECT_EQ(languageFor({}), "");
+    for (const QByteArray value : { "<integer>5</integer>", "<string></string>", "<true/>",
+             "<string>../Resources/en</string>", "<array><string>en</string></array>" }) {
+        bundle_.writeInformation("<key>CFBundleDevelopmentRegion</key>" + value);
+        EXPECT_EQ(languageFor({}), "") << value.toStdString();
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Values, DevelopmentRegionThatIsNone,
-    testing::Values("<integer>5</integer>", "<string></string>", "<true/>",
-        "<string>../Resources/en</string>", "<array><string>en</string></array>"));
 
 TEST_F(FileBundleTest, InformationThatIsMissingOrBrokenIsNone) {
     const auto bundle = bundle_.open();

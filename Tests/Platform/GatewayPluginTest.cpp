@@ -51,14 +51,6 @@ TEST_F(GatewayPluginTest, AMissingLibraryGivesNoClient) {
     expectRefused(QStringLiteral("there is no such file"));
 }
 
-TEST_F(GatewayPluginTest, ALibraryGivesAClient) {
-    install(answers);
-    const auto client = plugin_.makeClient();
-    EXPECT_EQ(errors_, QStringList());
-    ASSERT_TRUE(client);
-    EXPECT_EQ(statusFrom(*client), 204);
-}
-
 TEST_F(GatewayPluginTest, ALibraryOfAnotherVersionGivesNoClient) {
     install(QStringLiteral(STUB_WRONG_VERSION));
     expectRefused(QStringLiteral("it is of another version"));

@@ -11,6 +11,9 @@ using testing::IsEmpty;
 
 namespace {
 
+// Setting the wall clock changes no interval.
+static_assert(TimerQueue::Clock::is_steady);
+
 class TimerQueueTest : public testing::Test {
 protected:
     using Interval = RunLoop::Interval;

@@ -86,19 +86,6 @@ class LibTest(unittest.TestCase):
         self.assertEqual(self.run_shell(f"end_child {other.pid}\n")[0], 0)
         self.assertIsNone(other.poll())
 
-    def test_waiting_is_bounded(self):
-        started = time.monotonic()
-        self.assertEqual(self.run_shell("wait_for 1 false || echo never\n")[:2], (0, "never\n"))
-        self.assertGreaterEqual(time.monotonic() - started, 1)
-        self.assertLess(time.monotonic() - started, 5)
-
-    def test_waiting_ends_with_the_condition(self):
-        flag = self.folder / "flag"
-        text = f"( sleep 0.3; touch {flag} ) & wait_for 20 test -e {flag} && echo there\n"
-        started = time.monotonic()
-        self.assertEqual(self.run_shell(text)[:2], (0, "there\n"))
-        self.assertLess(time.monotonic() - started, 10)
-
     # Packages.
 
     def test_lists_of_packages_are_sorted_and_have_each_once(self):

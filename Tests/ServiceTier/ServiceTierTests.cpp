@@ -1,5 +1,6 @@
 #include "ServiceTier/portalGatewayServiceTier.h"
 #include "Tests/ServiceTier/LoopbackServer.h"
+#include "Tests/TemporaryFolder.h"
 
 #include <curl/curl.h>
 #include <gtest/gtest.h>
@@ -124,26 +125,6 @@ std::string requestLineFor(const std::string &pathAndQuery) {
     const auto heads = server.heads();
     return heads.size() == 1 ? firstLine(heads[0]) : std::to_string(heads.size()) + " requests";
 }
-
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
-        std::string name = std::filesystem::temp_directory_path() / "service-tier-XXXXXX";
-        if (!::mkdtemp(name.data()))
-            throw std::runtime_error(name);
-        path_ = name;
-    }
-    TemporaryFolder(const TemporaryFolder &) = delete;
-    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    const std::filesystem::path &path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
 
 // No request is in flight while one of these comes or goes.
 // NOLINTBEGIN(concurrency-mt-unsafe)
@@ -383,11 +364,11 @@ TEST(ServiceTier, AnEmptyCompletionIsHarmless) {
 TEST(ServiceTier, RefusesWhatIsNoWebAddress) {
     const LoopbackServer server(LoopbackServer::answering(200));
     const std::string place = "127.0.0.1:" + std::to_string(server.port()) + "/";
-    for (const std::string &url : { std::string(), std::string(" "), place, "//" + place, " http://" + place,
-             "ftp://" + place, "gopher://" + place, "ws://" + place, "telnet://" + place, "dict://" + place,
-             std::string("file:///etc/passwd"), std::string("http://"), std::string("https://"),
-             "http://" + place + "with blank", "http://" + place + "a\r\nX: y", "http://" + place + "a\nb",
-             "http://" + place + std::string("a\0b", 3), std::string("http://127.0.0.1:99999/") })
+    for (const std::string &url :
+        { std::string(), std::string(" "), place, "//" + place, " http://" + place, "ftp://" + place,
+            std::string("file:///etc/passwd"), std::string("http://"), std::string("https://"),
+            "http://" + place + "with blank", "http://" + place + "a\r\nX: y", "http://" + place + "a\nb",
+            "http://" + place + std::string("a\0b", 3), std::string("http://127.0.0.1:99999/") })
         EXPECT_EQ(statusOf(url), std::nullopt) << url;
     EXPECT_EQ(server.connectionCount(), 0U);
 }
@@ -407,25 +388,13 @@ TEST(ServiceTier, AResetConnectionGivesNoStatus) {
     EXPECT_GE(server.heads().size(), 1U);
 }
 
-TEST(ServiceTier, AnEndWithoutAnAnswerGivesNoStatus) {
-    const LoopbackServer server([](Connection &, const std::string &) {});
-    EXPECT_EQ(statusOf(server.url("/a")), std::nullopt);
-}
-
 TEST(ServiceTier, WhatIsNoHttpGivesNoStatus) {
-    for (const std::string text :
-        { "220 mail ready\r\n", "\r\n\r\n", "<html></html>", "HTTP/9.9 200 OK\r\n\r\n" }) {
+    for (const std::string text : { "", "220 mail ready\r\n", "\r\n\r\n", "<html></html>",
+             "HTTP/9.9 200 OK\r\n\r\n", "HTTP/1.1 103 Early Hints\r\n\r\n" }) {
         const LoopbackServer server(
             [&text](Connection &connection, const std::string &) { connection.send(text); });
         EXPECT_EQ(statusOf(server.url("/a")), std::nullopt) << text;
     }
-}
-
-TEST(ServiceTier, AnInterimStatusIsNoAnswer) {
-    const LoopbackServer server([](Connection &connection, const std::string &) {
-        connection.send("HTTP/1.1 103 Early Hints\r\n\r\n");
-    });
-    EXPECT_EQ(statusOf(server.url("/a")), std::nullopt);
 }
 
 TEST(ServiceTier, ABrokenOffBodyKeepsItsStatus) {
@@ -449,8 +418,8 @@ TEST(ServiceTier, FollowsARedirectWithinHttp) {
 TEST(ServiceTier, DoesNotFollowToAnotherScheme) {
     const LoopbackServer elsewhere(LoopbackServer::answering(204));
     const auto place = elsewhere.url("/a").substr(std::string("http").size());
-    for (const std::string &location : { std::string("file:///etc/passwd"), "ftp" + place, "gopher" + place,
-             "dict" + place, "ws" + place, std::string("http://") }) {
+    for (const std::string &location :
+        { std::string("file:///etc/passwd"), "ftp" + place, std::string("http://") }) {
         const LoopbackServer server(LoopbackServer::answering(302, "Location: " + location + "\r\n"));
         EXPECT_EQ(statusOf(server.url("/a")), 302) << location;
         EXPECT_EQ(server.heads().size(), 1U) << location;
@@ -466,38 +435,34 @@ TEST(ServiceTier, FollowsFiveRedirectsAndNoMore) {
 
 // --- bounds
 
-TEST(ServiceTier, AnEndlessBodyIsCut) {
-    constexpr std::size_t wholeBody = 2147483648;
+namespace {
+
+/// How many bytes of an answer without an end are taken: those that the system itself buffers among them.
+std::size_t bytesTaken(const std::string &beginning, const std::string &block) {
+    constexpr std::size_t longest = 2147483648;
     std::promise<std::size_t> sent;
-    const LoopbackServer server([&sent](Connection &connection, const std::string &) {
-        connection.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(wholeBody) + "\r\n\r\n");
-        const std::string block(65536, 'x');
+    const LoopbackServer server([&](Connection &connection, const std::string &) {
+        connection.send("HTTP/1.1 200 OK\r\n" + beginning);
         std::size_t count = 0;
-        while (count < wholeBody && connection.send(block))
+        while (count < longest && connection.send(block))
             count += block.size();
         sent.set_value(count);
     });
     EXPECT_EQ(statusOf(server.url("/a")), 200);
-    // What goes beyond the plug-in's bound is what the system itself buffers.
     auto count = sent.get_future();
-    ASSERT_EQ(count.wait_for(atOnce), std::future_status::ready);
-    EXPECT_LT(count.get(), 64U * 1024 * 1024);
+    return count.wait_for(atOnce) == std::future_status::ready ? count.get() : longest;
+}
+
+constexpr std::size_t bound = 64 * 1024 * 1024;
+
+} // namespace
+
+TEST(ServiceTier, AnEndlessBodyIsCut) {
+    EXPECT_LT(bytesTaken("Content-Length: 2147483648\r\n\r\n", std::string(65536, 'x')), bound);
 }
 
 TEST(ServiceTier, EndlessHeadersAreCut) {
-    std::promise<std::size_t> sent;
-    const LoopbackServer server([&sent](Connection &connection, const std::string &) {
-        connection.send("HTTP/1.1 200 OK\r\n");
-        const std::string header = "X-Filler: " + std::string(1000, 'x') + "\r\n";
-        std::size_t count = 0;
-        while (count < std::size_t { 1024 } * 1024 * 1024 && connection.send(header))
-            count += header.size();
-        sent.set_value(count);
-    });
-    EXPECT_EQ(statusOf(server.url("/a")), 200);
-    auto count = sent.get_future();
-    ASSERT_EQ(count.wait_for(atOnce), std::future_status::ready);
-    EXPECT_LT(count.get(), 64U * 1024 * 1024);
+    EXPECT_LT(bytesTaken({}, "X-Filler: " + std::string(1000, 'x') + "\r\n"), bound);
 }
 
 TEST(ServiceTier, ABurstArrivesWholeAndTheLatestRequestGoesFirst) {
@@ -657,21 +622,14 @@ class ProcessEnd : public testing::TestWithParam<const char *> { };
 } // namespace
 
 TEST_P(ProcessEnd, IsNotHeldUpByAServerThatNeverAnswers) {
-    const LoopbackServer server([](Connection &connection, const std::string &) { connection.awaitClose(); });
-    const auto [time, status] = endOfProcess(GetParam(), server.url("/a"));
-    EXPECT_EQ(status, 0);
-    EXPECT_LT(time, 5s);
-    EXPECT_EQ(server.heads().size(), 1U);
-}
-
-TEST_P(ProcessEnd, IsNotHeldUpByATlsGreetingNeverAnswered) {
-    const LoopbackServer server([](Connection &connection, const std::string &) { connection.awaitClose(); });
-    auto url = server.url("/a");
-    url.insert(4, "s");
-    const auto [time, status] = endOfProcess(GetParam(), url);
-    EXPECT_EQ(status, 0);
-    EXPECT_LT(time, 5s);
-    EXPECT_EQ(server.connectionCount(), 1U);
+    for (const std::string scheme : { "http", "https" }) {
+        const LoopbackServer server(
+            [](Connection &connection, const std::string &) { connection.awaitClose(); });
+        const auto [time, status] = endOfProcess(GetParam(), server.url("/a").replace(0, 4, scheme));
+        EXPECT_EQ(status, 0) << scheme;
+        EXPECT_LT(time, 5s) << scheme;
+        EXPECT_EQ(server.connectionCount(), 1U) << scheme;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, ProcessEnd, testing::Values("quick_exit", "exit", "return"),

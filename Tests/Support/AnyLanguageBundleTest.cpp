@@ -75,12 +75,6 @@ TEST_F(LanguageSwitch, AFolderThatComesBackIsUsedAgain) {
     EXPECT_EQ(text(), "Servus");
 }
 
-TEST_F(LanguageSwitch, AFileInTheFoldersPlaceGivesTheUsersOwnTexts) {
-    bundle_.writeResource(QStringLiteral("it.lproj"), R"("hello" = "Ciao";)");
-    switchTo(QStringLiteral("it"));
-    EXPECT_EQ(text(), "Bonjour");
-}
-
 TEST_F(LanguageSwitch, AFolderWithoutTheRightsGivesTheUsersOwnTexts) {
     // As root everything may be read: the test goes on as somebody else, in a process of its own.
     GTEST_FLAG_SET(death_test_style, "fast");
@@ -104,15 +98,6 @@ TEST_F(LanguageSwitch, ABrokenTableIsALanguageWithoutTexts) {
     bundle_.writeTable(QStringLiteral("it"), R"("hello" = "Ciao"; "broken")");
     switchTo(QStringLiteral("it"));
     EXPECT_EQ(text(), "hello");
-}
-
-TEST_F(LanguageSwitch, ResourcesAndInformationStayThoseOfTheMainBundle) {
-    bundle_.writeResource(QStringLiteral("logo.png"), "x");
-    bundle_.writeInformation("<key>Default_App_Timeout</key><integer>30</integer>");
-    switchTo(QStringLiteral("de"));
-    EXPECT_EQ(languages_.pathForResource(QStringLiteral("logo"), QStringLiteral("png")),
-        bundle_.resource(QStringLiteral("logo.png")));
-    EXPECT_EQ(languages_.objectForInfoDictionaryKey(QStringLiteral("Default_App_Timeout")), QVariant(30));
 }
 
 TEST_F(LanguageSwitch, ATextMayBeEmptyAndIsThenEmpty) {

@@ -145,6 +145,14 @@ TEST_F(LogFileTest, ALinkToAnotherFileIsNotFollowed) {
     }
 }
 
+TEST_F(LogFileTest, AFolderThatIsALinkIsFollowed) {
+    const auto elsewhere = path(QStringLiteral("elsewhere"));
+    ASSERT_TRUE(QDir(folder_.path()).mkdir(QStringLiteral("elsewhere")));
+    ASSERT_EQ(::symlink(elsewhere.c_str(), path(QStringLiteral("folder")).c_str()), 0);
+    LogFile(path(QStringLiteral("folder/agent.log")), 1000).append("found\n");
+    EXPECT_EQ(contents(elsewhere + "/agent.log"), "found\n");
+}
+
 TEST_F(LogFileTest, AFileOfAnotherUsersIsNotWrittenTo) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can make a file of somebody else's";

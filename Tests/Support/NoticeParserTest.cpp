@@ -116,14 +116,6 @@ TEST(NoticeParser, OfARepeatedElementTheFirstCounts) {
             { QStringLiteral("9") }, QStringLiteral("11") }));
 }
 
-TEST(NoticeParser, TextsAreKeptCharacterForCharacter) {
-    const auto payload
-        = parsed(notice(QStringLiteral(u"<body> <![CDATA[<b>bold</b>]]> &lt;i&gt; "
-                                       u"é\U0001f512\n\n</body><url><ok> http://a/%20?q=a b </ok></url>")));
-    EXPECT_EQ(payload.information, QStringLiteral(u" <b>bold</b> <i> é\U0001f512\n\n"));
-    EXPECT_EQ(payload.activityUrl, " http://a/%20?q=a b ");
-}
-
 TEST(NoticeParser, ATimeoutWithoutTextIsTenAndAnEmptyTextIsZero) {
     EXPECT_EQ(parsed(notice(QString())).timeout, 10);
     EXPECT_EQ(parsed(notice(QStringLiteral("<timeout></timeout>"))).timeout, 10);

