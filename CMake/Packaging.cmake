@@ -248,7 +248,7 @@ posts a message from a script."
 package(post-notice command PROGRAMS SECTION misc
     SUMMARY "posts messages to a notice agent"
     DESCRIPTION "The command post-notice has the notice agent of a brand show a notice, and
-can wait for its answer. The package notice-agent has it too; this one is for
+can wait for its answer. The package notice-agent has it too. This one is for
 systems with a brand's agent alone."
     DEBIAN SUGGESTS "notice-agent-doc")
 set(CPACK_DEBIAN_COMMAND_DEBUGINFO_PACKAGE OFF)

@@ -48,9 +48,9 @@ struct AppendVariant {
     }
 };
 
-void appendEntries(DBusMessageIter *iterator, const Dictionary &dictionary) {
-    appendContainer(iterator, DBUS_TYPE_ARRAY, "{sv}", [&dictionary](DBusMessageIter *array) {
-        for (const auto &[key, value] : dictionary) {
+void appendEntries(DBusMessageIter *iterator, const Message &userInfo) {
+    appendContainer(iterator, DBUS_TYPE_ARRAY, "{sv}", [&userInfo](DBusMessageIter *array) {
+        for (const auto &[key, value] : userInfo) {
             appendContainer(
                 array, DBUS_TYPE_DICT_ENTRY, nullptr, [&key = key, &value = value](DBusMessageIter *pair) {
                     appendText(pair, key);
@@ -61,9 +61,9 @@ void appendEntries(DBusMessageIter *iterator, const Dictionary &dictionary) {
 }
 
 // No less than the entries take on the bus: each length, signature and gap is counted as eight.
-std::size_t sizeOnBus(const Dictionary &dictionary) {
+std::size_t sizeOnBus(const Message &message) {
     std::size_t size = 0;
-    for (const auto &[key, value] : dictionary) {
+    for (const auto &[key, value] : message) {
         size += key.size() + 48;
         if (const auto *text = std::get_if<std::string>(&value))
             size += text->size();
@@ -74,8 +74,8 @@ std::size_t sizeOnBus(const Dictionary &dictionary) {
 }
 
 // libdbus would abort the program over a text that is none.
-std::optional<std::string> faultOf(const Dictionary &dictionary) {
-    for (const auto &[key, value] : dictionary) {
+std::optional<std::string> faultOf(const Message &message) {
+    for (const auto &[key, value] : message) {
         if (!isText(key))
             return "a key is not UTF-8 text";
         const auto *text = std::get_if<std::string>(&value);
@@ -111,23 +111,21 @@ BusMessage methodCall(const char *destination, const char *path, const char *int
 }
 
 Result<BusMessage> postedSignalOf(const Message &message, const std::string &name) {
-    if (!isText(name) || !isText(message.object))
-        return Error { ErrorCode::InvalidArgument, "the message's name or object is not UTF-8 text" };
-    if (message.userInfo) {
-        if (sizeOnBus(*message.userInfo) > maxBytes)
-            return Error { ErrorCode::TooLarge, "the message is larger than the bus allows" };
-        if (auto fault = faultOf(*message.userInfo))
-            return Error { ErrorCode::InvalidArgument, std::move(*fault) };
-    }
+    if (!isText(name))
+        return Error { ErrorCode::InvalidArgument, "the message's name is not UTF-8 text" };
+    if (sizeOnBus(message) > maxBytes)
+        return Error { ErrorCode::TooLarge, "the message is larger than the bus allows" };
+    if (auto fault = faultOf(message))
+        return Error { ErrorCode::InvalidArgument, std::move(*fault) };
+
     BusMessage signal(dbus_message_new_signal(
         Contract::centerPath.data(), Contract::centerInterface.data(), Contract::postedSignal.data()));
     require(signal != nullptr);
     DBusMessageIter arguments;
     dbus_message_iter_init_append(signal.get(), &arguments);
     appendText(&arguments, name);
-    appendText(&arguments, message.object);
-    if (message.userInfo)
-        appendEntries(&arguments, *message.userInfo);
+    appendText(&arguments, ""); // from no object
+    appendEntries(&arguments, message);
     return signal;
 }
 

@@ -94,22 +94,21 @@ void writeHeading(
     document.element(Element::body, body);
 }
 
-Dictionary entries(std::initializer_list<std::pair<std::string_view, Value>> values) {
-    return { values.begin(), values.end() };
-}
+using Entries = std::initializer_list<std::pair<std::string_view, Value>>;
 
 // A text that is none is refused here already, where the caller sees which one it was.
-Result<Message> messageOf(Dictionary userInfo, const Look &look) {
+Result<Message> messageOf(Entries entries, const Look &look) {
+    Message message(entries.begin(), entries.end());
     if (!look.language.empty())
-        userInfo.emplace(Contract::webSocketappLanguageKey, look.language);
+        message.emplace(Contract::webSocketappLanguageKey, look.language);
     if (look.headerLogo)
-        userInfo.emplace(Contract::HeaderLogoImage, *look.headerLogo);
-    for (const auto &[key, value] : userInfo) {
+        message.emplace(Contract::HeaderLogoImage, *look.headerLogo);
+    for (const auto &[key, value] : message) {
         const auto *text = std::get_if<std::string>(&value);
         if (text && !isText(*text))
             return invalid("the text of " + key + " is not UTF-8");
     }
-    return Message { std::move(userInfo), {} };
+    return message;
 }
 
 } // namespace
@@ -122,72 +121,65 @@ std::string Brand::reauthenticationName() const {
     return Contract::mainAppNotifierName(vendor);
 }
 
-Result<std::string> CasbNotice::document() const {
+Result<Message> CasbNotice::message() const {
     if (timeout && *timeout < std::chrono::seconds(1))
         return invalid("a countdown of less than a second would end the notice at once");
-    Document result;
-    writeHeading(result, module, head, body);
+    Document document;
+    writeHeading(document, module, head, body);
     if (timeout)
-        result.element(Element::timeout, std::to_string(timeout->count()));
+        document.element(Element::timeout, std::to_string(timeout->count()));
+
     // The rows go by their place, so that each of them is there as soon as one is.
     const std::array rows { &activity, &application, &url };
     if (std::any_of(rows.begin(), rows.end(), [](const Row *row) { return !row->value.empty(); })) {
-        result.begin(Element::metadata);
+        document.begin(Element::metadata);
         for (const Row *row : rows) {
-            result.begin(Element::entry);
-            result.element(Element::entryName, row->caption);
-            result.element(Element::entryValue, row->value);
-            result.end(Element::entry);
+            document.begin(Element::entry);
+            document.element(Element::entryName, row->caption);
+            document.element(Element::entryValue, row->value);
+            document.end(Element::entry);
         }
-        result.end(Element::metadata);
+        document.end(Element::metadata);
     }
     if (!activityUrl.empty()) {
-        result.begin(Element::url);
-        result.element(Element::ok, activityUrl);
-        result.end(Element::url);
+        document.begin(Element::url);
+        document.element(Element::ok, activityUrl);
+        document.end(Element::url);
     }
-    return std::move(result).finished();
-}
-
-Result<Message> CasbNotice::message() const {
-    auto text = document();
+    const auto text = std::move(document).finished();
     if (!text)
         return text.error();
-    return messageOf(entries({ { Contract::webSocketResponse, std::move(*text) } }), look);
+    return messageOf({ { Contract::webSocketResponse, *text } }, look);
 }
 
 Result<Message> ReauthenticationNotice::message() const {
-    return messageOf(entries({ { Contract::WebSocketReAuthType, true } }), look);
+    return messageOf({ { Contract::WebSocketReAuthType, true } }, look);
 }
 
 Result<Message> AutoDisconnectNotice::message() const {
-    return messageOf(entries({ { Contract::AutoDisconnectWebSocketType, true },
-                         { Contract::AutoDisconnectMessageKey, text },
-                         { Contract::AutoDisconnectVPNStatus, vpn == Vpn::Connected } }),
+    return messageOf(
+        { { Contract::AutoDisconnectWebSocketType, true }, { Contract::AutoDisconnectMessageKey, text },
+            { Contract::AutoDisconnectVPNStatus, vpn == Vpn::Connected } },
         look);
-}
-
-Result<std::string> ConcurrentSessionNotice::document() const {
-    Document result;
-    writeHeading(result, module, head, body);
-    return std::move(result).finished();
 }
 
 Result<Message> ConcurrentSessionNotice::message() const {
-    auto text = document();
+    Document document;
+    writeHeading(document, module, head, body);
+    const auto text = std::move(document).finished();
     if (!text)
         return text.error();
-    return messageOf(entries({ { Contract::WebSocketAdminDisconnect, true },
-                         { Contract::webSocketResponse, std::move(*text) } }),
-        look);
+    return messageOf(
+        { { Contract::WebSocketAdminDisconnect, true }, { Contract::webSocketResponse, *text } }, look);
 }
 
 Result<Message> MaintenanceNotice::message() const {
-    auto userInfo = entries({ { Contract::WebSocketType, true }, { Contract::MaintenanceMessageKey, text } });
+    auto result
+        = messageOf({ { Contract::WebSocketType, true }, { Contract::MaintenanceMessageKey, text } }, look);
     // The agent looks at this notice's logo only when there is a document, whatever that says.
-    if (look.headerLogo)
-        userInfo.emplace(Contract::webSocketResponse, std::string());
-    return messageOf(std::move(userInfo), look);
+    if (result && look.headerLogo)
+        result->emplace(Contract::webSocketResponse, std::string());
+    return result;
 }
 
 } // namespace NoticeClient

@@ -109,7 +109,10 @@ struct Data {
 
 /// What an entry of a message may hold.
 using Value = std::variant<bool, std::string, Data>;
-using Dictionary = std::map<std::string, Value>;
+
+/// One message: its user info. The notices below make it; for one made by hand docs/integration.md has the
+/// keys.
+using Message = std::map<std::string, Value>;
 
 /// Whether these bytes can be sent as a text: UTF-8 without a zero byte.
 NOTICE_CLIENT_EXPORT bool isText(std::string_view bytes);
@@ -124,14 +127,6 @@ struct Brand {
 
     NOTICE_CLIENT_EXPORT std::string messageName() const;
     NOTICE_CLIENT_EXPORT std::string reauthenticationName() const;
-};
-
-/// One message. The notices below make it; for one made by hand docs/integration.md has the keys.
-struct Message {
-    /// Nothing is a message without any user info, which is not the same as an empty one.
-    std::optional<Dictionary> userInfo;
-    /// The sender's object; the empty text is none, and the agent takes any.
-    std::string object;
 };
 
 // --- the notices -------------------------------------------------------------------------------------------
@@ -169,9 +164,8 @@ struct CasbNotice {
     std::string activityUrl;
     Look look;
 
-    /// The notice's XML document. `InvalidArgument` when a text holds a character that no XML document may
-    /// (control characters other than tab and line ends, U+FFFE, U+FFFF) or the time-out is below a second.
-    NOTICE_CLIENT_EXPORT Result<std::string> document() const;
+    /// `InvalidArgument` when a text holds a character that no XML document may (control characters other
+    /// than tab and line ends, U+FFFE, U+FFFF) or the time-out is below a second.
     NOTICE_CLIENT_EXPORT Result<Message> message() const;
 };
 
@@ -201,8 +195,7 @@ struct ConcurrentSessionNotice {
     std::string body;
     Look look;
 
-    NOTICE_CLIENT_EXPORT Result<std::string> document() const; ///< as that of `CasbNotice`
-    NOTICE_CLIENT_EXPORT Result<Message> message() const;
+    NOTICE_CLIENT_EXPORT Result<Message> message() const; ///< as that of `CasbNotice`
 };
 
 /// The service is not available for a while.

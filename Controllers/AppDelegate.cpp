@@ -18,7 +18,6 @@
 #include "Support/NoticeParser.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace {
 

@@ -4,7 +4,6 @@
 #include "Platform/DistributedNotificationCenter.h"
 
 #include <cstdint>
-#include <memory>
 
 class AnyLanguageBundle;
 class RunLoop;

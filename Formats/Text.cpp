@@ -1,7 +1,6 @@
 #include "Formats/Text.h"
 
 #include <cstddef>
-#include <cstdint>
 
 namespace {
 

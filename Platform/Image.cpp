@@ -6,7 +6,6 @@
 
 #include <QBuffer>
 #include <QFile>
-#include <QImage>
 #include <QImageReader>
 #include <QLoggingCategory>
 

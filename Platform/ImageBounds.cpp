@@ -1,7 +1,5 @@
 #include "Platform/ImageBounds.h"
 
-#include "Formats/Text.h"
-
 #include <QXmlStreamReader>
 #include <QtEndian>
 
@@ -107,9 +105,7 @@ bool isUtf8(const QXmlStreamReader &reader) {
 
 bool ImageBounds::allowDrawing(const QByteArray &svg) {
     // Any other encoding than the one that is looked for here is one that the decoder may find by itself.
-    if (svg.size() > maxDrawingBytes || svg.contains('\0')
-        || !Formats::isUtf8({ svg.constData(), static_cast<std::size_t>(svg.size()) })
-        || !hasFewAttributes(svg))
+    if (svg.size() > maxDrawingBytes || svg.contains('\0') || !svg.isValidUtf8() || !hasFewAttributes(svg))
         return false;
     QXmlStreamReader reader(svg);
     DrawingCount count;

@@ -3,7 +3,6 @@
 #include "Platform/Application.h"
 #include "Platform/Views/LayerView.h"
 
-#include <QObject>
 #include <QPointer>
 #include <QVariant>
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <utility>
 
 enum class Repeats { No, Yes };
 
@@ -44,5 +45,8 @@ public:
     virtual void async(Block block) = 0;
 
     /// Appends a block to the main queue after a delay. Main thread only.
-    virtual void asyncAfter(Interval delay, Block block) = 0;
+    void asyncAfter(Interval delay, Block block) {
+        scheduledTimer(delay, Repeats::No,
+            [this, block = std::move(block)](Timer &) mutable { async(std::move(block)); });
+    }
 };

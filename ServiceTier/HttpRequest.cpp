@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <iterator>
 #include <memory>
-#include <string_view>
 
 namespace {
 
@@ -88,7 +87,7 @@ const char *certificates() {
 class Transfer {
 public:
     Transfer()
-        : handle_(curl_easy_init()) {
+        : handle_(curl_easy_init(), &curl_easy_cleanup) {
         set(CURLOPT_PROTOCOLS_STR, "http,https");
         set(CURLOPT_FOLLOWLOCATION, 0L); // each redirect is judged here, since https must not lead to http
         set(CURLOPT_PATH_AS_IS, 1L);
@@ -137,12 +136,8 @@ private:
         complete_ = complete_ && handle_ && curl_easy_setopt(handle_.get(), option, value) == CURLE_OK;
     }
 
-    struct FreeHandle {
-        void operator()(CURL *handle) const { curl_easy_cleanup(handle); }
-    };
-
     Received received_;
-    std::unique_ptr<CURL, FreeHandle> handle_;
+    std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> handle_;
     bool complete_ = true;
 };
 

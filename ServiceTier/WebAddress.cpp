@@ -7,21 +7,9 @@
 
 namespace {
 
-struct FreeUrl {
-    void operator()(CURLU *url) const { curl_url_cleanup(url); }
-};
-struct FreeText {
-    void operator()(char *text) const { curl_free(text); }
-};
-
-char lowerCase(char letter) {
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter;
-}
-
-bool startsWith(std::string_view text, std::string_view lowerCasePrefix) {
-    return text.size() >= lowerCasePrefix.size()
-        && std::equal(lowerCasePrefix.begin(), lowerCasePrefix.end(), text.begin(),
-            [](char expected, char letter) { return expected == lowerCase(letter); });
+// In any case.
+bool startsWith(std::string_view text, std::string_view prefix) {
+    return text.size() >= prefix.size() && curl_strnequal(text.data(), prefix.data(), prefix.size()) != 0;
 }
 
 } // namespace
@@ -35,7 +23,7 @@ std::optional<WebAddress::Scheme> WebAddress::scheme(std::string_view url) {
 }
 
 std::optional<std::string> WebAddress::redirectTarget(const std::string &url, const std::string &location) {
-    const std::unique_ptr<CURLU, FreeUrl> target(curl_url());
+    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> target(curl_url(), &curl_url_cleanup);
     if (!target || curl_url_set(target.get(), CURLUPART_URL, url.c_str(), CURLU_PATH_AS_IS) != CURLUE_OK)
         return std::nullopt;
     const unsigned int asItIs = CURLU_PATH_AS_IS | CURLU_URLENCODE | CURLU_ALLOW_SPACE;
@@ -44,9 +32,8 @@ std::optional<std::string> WebAddress::redirectTarget(const std::string &url, co
     char *raw = nullptr;
     if (curl_url_get(target.get(), CURLUPART_URL, &raw, 0) != CURLUE_OK)
         return std::nullopt;
-    const std::unique_ptr<char, FreeText> text(raw);
-
     std::string result(raw);
+    curl_free(raw);
     const auto to = scheme(result);
     if (!to || (scheme(url) == Scheme::Https && to == Scheme::Http))
         return std::nullopt;

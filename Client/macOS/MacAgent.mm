@@ -1,9 +1,10 @@
 #include "Client/AgentProgram.h"
-#include "Client/macOS/MessageObjects.h"
+#include "Client/NoticeClient.h"
 #include "Contract/Bus.h"
 
 #include <algorithm>
 
+#import <Foundation/Foundation.h>
 #include <unistd.h>
 
 /// Counts the notifications that it is told of.
@@ -29,7 +30,6 @@ namespace {
 
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
-using MessageObjects::stringOf;
 
 constexpr milliseconds betweenLooks(20);
 
@@ -39,6 +39,34 @@ constexpr std::chrono::seconds longestBetweenAnswerAndEnd(1);
 Clock::time_point deadlineOf(milliseconds timeout) {
     constexpr milliseconds longest = std::chrono::hours(24 * 365 * 10);
     return Clock::now() + std::min(timeout, longest);
+}
+
+/// Nil for what is not UTF-8.
+NSString *stringOf(const std::string &text) {
+    return [[[NSString alloc] initWithBytes:text.data() length:text.size()
+                                   encoding:NSUTF8StringEncoding] autorelease];
+}
+
+/// Nil for a text that is none.
+struct MakeObject {
+    id operator()(bool value) const { return [NSNumber numberWithBool:value ? YES : NO]; }
+    id operator()(const std::string &value) const { return isText(value) ? stringOf(value) : nil; }
+    id operator()(const Data &value) const {
+        return [NSData dataWithBytes:value.bytes.data() length:value.bytes.size()];
+    }
+};
+
+Result<NSDictionary *> dictionaryOf(const Message &message) {
+    NSMutableDictionary *objects = [NSMutableDictionary dictionaryWithCapacity:message.size()];
+    for (const auto &[key, value] : message) {
+        if (!isText(key))
+            return Error { ErrorCode::InvalidArgument, "a key is not UTF-8 text" };
+        const id object = std::visit(MakeObject(), value);
+        if (!object)
+            return Error { ErrorCode::InvalidArgument, key + ": not UTF-8 text" };
+        [objects setObject:object forKey:stringOf(key)];
+    }
+    return static_cast<NSDictionary *>(objects);
 }
 
 NSDistributedNotificationCenter *center() {
@@ -69,6 +97,12 @@ bool agentIsThere(const Brand &brand) {
 }
 
 } // namespace
+
+bool isText(std::string_view bytes) {
+    @autoreleasepool {
+        return bytes.find('\0') == std::string_view::npos && stringOf(std::string(bytes)) != nil;
+    }
+}
 
 struct [[gnu::visibility("hidden")]] Agent::State {
     explicit State(Brand ofBrand)
@@ -146,22 +180,15 @@ Result<void> Agent::ensureListening(milliseconds) {
 
 Result<void> Agent::post(const Message &message) {
     const auto name = state_->brand.messageName();
-    if (!isText(name) || !isText(message.object))
-        return Error { ErrorCode::InvalidArgument, "the message's name or object is not UTF-8 text" };
+    if (!isText(name))
+        return Error { ErrorCode::InvalidArgument, "the message's name is not UTF-8 text" };
     if (!state_->seesAgent())
         return Error { ErrorCode::NotListening, "no agent is there" };
     @autoreleasepool {
-        NSDictionary *userInfo = nil;
-        if (message.userInfo) {
-            const auto dictionary = MessageObjects::dictionaryOf(*message.userInfo);
-            if (!dictionary)
-                return dictionary.error();
-            userInfo = *dictionary;
-        }
-        [center() postNotificationName:stringOf(name)
-                                object:message.object.empty() ? nil : stringOf(message.object)
-                              userInfo:userInfo
-                    deliverImmediately:YES];
+        const auto userInfo = dictionaryOf(message);
+        if (!userInfo)
+            return userInfo.error();
+        [center() postNotificationName:stringOf(name) object:nil userInfo:*userInfo deliverImmediately:YES];
     }
     return {};
 }

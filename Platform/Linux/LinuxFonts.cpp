@@ -1,7 +1,6 @@
 #include "Platform/Linux/LinuxFonts.h"
 
 #include <QByteArray>
-#include <QString>
 
 #include <fontconfig/fontconfig.h>
 
@@ -11,13 +10,7 @@
 
 namespace {
 
-struct FreeConfiguration {
-    void operator()(FcConfig *configuration) const { FcConfigDestroy(configuration); }
-};
-
-struct DestroyPattern {
-    void operator()(FcPattern *pattern) const { FcPatternDestroy(pattern); }
-};
+using Pattern = std::unique_ptr<FcPattern, decltype(&FcPatternDestroy)>;
 
 // The font library's name of a language whose letters look otherwise in another one; null for all others.
 const char *sharedLettersLanguage(const QLocale &locale) {
@@ -108,7 +101,8 @@ QByteArray rules(const std::set<std::string> &familiesKept) {
 } // namespace
 
 bool LinuxFonts::load() {
-    const std::unique_ptr<FcConfig, FreeConfiguration> configuration(FcInitLoadConfigAndFonts());
+    const std::unique_ptr<FcConfig, decltype(&FcConfigDestroy)> configuration(
+        FcInitLoadConfigAndFonts(), &FcConfigDestroy);
     const auto *faces = configuration ? FcConfigGetFonts(configuration.get(), FcSetSystem) : nullptr;
     if (!faces || faces->nfont == 0)
         return false;
@@ -124,13 +118,13 @@ QString LinuxFonts::familyFor(const QLocale &locale) {
     const auto *language = sharedLettersLanguage(locale);
     if (!language)
         return {};
-    const std::unique_ptr<FcPattern, DestroyPattern> wanted(FcPatternCreate());
+    const Pattern wanted(FcPatternCreate(), &FcPatternDestroy);
     FcPatternAddString(wanted.get(), FC_FAMILY, reinterpret_cast<const FcChar8 *>("sans-serif"));
     FcPatternAddString(wanted.get(), FC_LANG, reinterpret_cast<const FcChar8 *>(language));
     FcConfigSubstitute(nullptr, wanted.get(), FcMatchPattern);
     FcDefaultSubstitute(wanted.get());
     FcResult result = FcResultNoMatch;
-    const std::unique_ptr<FcPattern, DestroyPattern> found(FcFontMatch(nullptr, wanted.get(), &result));
+    const Pattern found(FcFontMatch(nullptr, wanted.get(), &result), &FcPatternDestroy);
     FcLangSet *languages = nullptr;
     if (!found || FcPatternGetLangSet(found.get(), FC_LANG, 0, &languages) != FcResultMatch
         || FcLangSetHasLang(languages, reinterpret_cast<const FcChar8 *>(language)) == FcLangDifferentLang)

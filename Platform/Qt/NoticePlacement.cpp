@@ -7,7 +7,6 @@
 #include <QWindow>
 
 #include <algorithm>
-#include <utility>
 
 namespace {
 

@@ -1,6 +1,5 @@
 #include "Platform/Qt/QtNoticeWindow.h"
 
-#include "Platform/Desktop.h"
 #include "Platform/Qt/NoticeAccessibility.h"
 #include "Platform/Views/CardEdge.h"
 #include "Platform/Views/ImageView.h"

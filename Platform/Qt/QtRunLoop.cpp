@@ -43,11 +43,6 @@ void QtRunLoop::async(Block block) {
         QCoreApplication::postEvent(this, new QEvent(QEvent::User));
 }
 
-void QtRunLoop::asyncAfter(Interval delay, Block block) {
-    scheduledTimer(
-        delay, Repeats::No, [this, block = std::move(block)](Timer &) mutable { async(std::move(block)); });
-}
-
 bool QtRunLoop::event(QEvent *event) {
     if (event->type() != QEvent::User)
         return QObject::event(event);

@@ -16,7 +16,6 @@ public:
 
     std::shared_ptr<Timer> scheduledTimer(Interval interval, Repeats repeats, TimerBlock block) override;
     void async(Block block) override;
-    void asyncAfter(Interval delay, Block block) override;
 
 private:
     bool event(QEvent *event) override;

@@ -2,8 +2,6 @@
 
 #include <QPainter>
 
-#include <utility>
-
 ImageView::ImageView(QWidget *parent)
     : QWidget(parent) { }
 

@@ -25,14 +25,15 @@ CasbNotice casb() {
     return notice;
 }
 
-/// The document as the agent reads it.
-SocketPayload read(const Result<std::string> &document) {
-    if (!document) {
-        ADD_FAILURE() << document.error().message;
+/// The message's document as the agent reads it.
+SocketPayload read(const Result<Message> &message) {
+    if (!message) {
+        ADD_FAILURE() << message.error().message;
         return {};
     }
-    const auto payload = parseNotice(QString::fromStdString(*document));
-    EXPECT_TRUE(payload.has_value()) << *document;
+    const auto document = std::get<std::string>(message->at("webSocketResponse"));
+    const auto payload = parseNotice(QString::fromStdString(document));
+    EXPECT_TRUE(payload.has_value()) << document;
     return payload.value_or(SocketPayload());
 }
 
@@ -46,7 +47,7 @@ std::vector<std::string> entries(const Result<Message> &message) {
         std::string operator()(const Data &value) const { return "data:" + value.bytes; }
     };
     std::vector<std::string> result;
-    for (const auto &[key, value] : message->userInfo.value_or(Dictionary()))
+    for (const auto &[key, value] : *message)
         result.push_back(key + "=" + std::visit(Shown(), value));
     return result;
 }
@@ -59,7 +60,7 @@ void expectInvalid(const Result<Value> &result, const char *word) {
 }
 
 TEST(NoticeClientMessages, CasbDocumentIsReadAsItWasWritten) {
-    const auto payload = read(casb().document());
+    const auto payload = read(casb().message());
     EXPECT_EQ(payload.module, QStringLiteral("Upload blocked by Cloud Access Policy"));
     EXPECT_EQ(payload.information, QStringLiteral("The file was not sent."));
     EXPECT_EQ(payload.timeout, 20);
@@ -78,7 +79,7 @@ TEST(NoticeClientMessages, AnyTextThatADocumentMayHoldArrivesUnchanged) {
     notice.body = nasty;
     notice.activity = { nasty, nasty };
     notice.activityUrl = nasty;
-    const auto payload = read(notice.document());
+    const auto payload = read(notice.message());
     const auto expected = QString::fromStdString(nasty);
     EXPECT_EQ(payload.information, expected);
     EXPECT_EQ(payload.titleLabels.value(0), expected);
@@ -93,11 +94,11 @@ TEST(NoticeClientMessages, TextsThatNoDocumentMayHoldAreRefusedByElement) {
         SCOPED_TRACE(testing::PrintToString(text));
         auto notice = casb();
         notice.head = text;
-        expectInvalid(notice.document(), "text of head");
+        expectInvalid(notice.message(), "text of head");
         expectInvalid(notice.message(), "text of head");
         notice = casb();
         notice.url.value = text;
-        expectInvalid(notice.document(), "text of val");
+        expectInvalid(notice.message(), "text of val");
         ConcurrentSessionNotice concurrent;
         concurrent.body = text;
         expectInvalid(concurrent.message(), "text of body");
@@ -107,30 +108,30 @@ TEST(NoticeClientMessages, TextsThatNoDocumentMayHoldAreRefusedByElement) {
 TEST(NoticeClientMessages, RowsKeepTheirPlaceWhenOneIsLeftOut) {
     auto notice = casb();
     notice.application.value.clear();
-    EXPECT_EQ(read(notice.document()).details,
+    EXPECT_EQ(read(notice.message()).details,
         QStringList({ QStringLiteral("Upload"), QString(), QStringLiteral("https://drive.example.com/") }));
     notice.activity.value.clear();
     notice.url.value.clear();
-    EXPECT_EQ(read(notice.document()).details, QStringList());
+    EXPECT_EQ(read(notice.message()).details, QStringList());
 }
 
 TEST(NoticeClientMessages, TimeoutIsTheAgentsOwnWhenLeftOutAndAtLeastASecond) {
     auto notice = casb();
     notice.timeout.reset();
-    EXPECT_EQ(read(notice.document()).timeout, 10);
+    EXPECT_EQ(read(notice.message()).timeout, 10);
     notice.timeout = 1s;
-    EXPECT_EQ(read(notice.document()).timeout, 1);
+    EXPECT_EQ(read(notice.message()).timeout, 1);
     notice.timeout = std::chrono::seconds::max();
-    EXPECT_EQ(read(notice.document()).timeout, std::numeric_limits<std::int64_t>::max());
+    EXPECT_EQ(read(notice.message()).timeout, std::numeric_limits<std::int64_t>::max());
     for (const auto timeout : { 0s, -1s }) {
         notice.timeout = timeout;
-        expectInvalid(notice.document(), "countdown");
+        expectInvalid(notice.message(), "countdown");
     }
 }
 
 TEST(NoticeClientMessages, CasbMessageIsItsDocumentAlone) {
-    const auto notice = casb();
-    EXPECT_THAT(entries(notice.message()), testing::ElementsAre("webSocketResponse=" + *notice.document()));
+    EXPECT_THAT(
+        entries(casb().message()), testing::ElementsAre(testing::StartsWith("webSocketResponse=<?xml ")));
 }
 
 TEST(NoticeClientMessages, EachNoticeHasItsKeys) {
@@ -151,8 +152,9 @@ TEST(NoticeClientMessages, EachNoticeHasItsKeys) {
     concurrent.head = "Signed out";
     concurrent.module = "Example";
     EXPECT_THAT(entries(concurrent.message()),
-        testing::ElementsAre("WebSocketAdminDisconnect=true", "webSocketResponse=" + *concurrent.document()));
-    EXPECT_EQ(read(concurrent.document()).module, QStringLiteral("Signed out by Example"));
+        testing::ElementsAre(
+            "WebSocketAdminDisconnect=true", testing::StartsWith("webSocketResponse=<?xml ")));
+    EXPECT_EQ(read(concurrent.message()).module, QStringLiteral("Signed out by Example"));
 }
 
 TEST(NoticeClientMessages, LanguageAndLogoGoWithEveryNotice) {

@@ -23,7 +23,8 @@ struct Part {
 struct Scene {
     const char *identifier;
     std::function<std::shared_ptr<NoticeController>(const NoticeServices &)> makeController;
-    std::vector<Part> outlets; ///< first those that its message touches, in the order in which it does
+    std::size_t touchedOnMessage; ///< so many of the outlets, which come first, in that order
+    std::vector<Part> outlets;
 };
 
 template <class Controller>
@@ -34,19 +35,19 @@ std::shared_ptr<NoticeController> make(const NoticeServices &services) {
 const std::vector<Scene> &scenes() {
     using enum Kind;
     static const std::vector<Scene> all {
-        { "MaintenanceModeVC", make<MaintenanceModeVC>,
+        { "MaintenanceModeVC", make<MaintenanceModeVC>, 4,
             { { "headerLogoImageView", Image }, { "headerView", Layer }, { "textMessageLabel", Label },
                 { "okButton", Button } } },
-        { "ConcurrentSessionVC", make<ConcurrentSessionVC>,
+        { "ConcurrentSessionVC", make<ConcurrentSessionVC>, 4,
             { { "headerTextLabel", Label }, { "textMessageLabel", Label }, { "headerView", Layer },
                 { "okButton", Button }, { "headerLogoImageView", Image } } },
-        { "ReAuthHandlerVC", make<ReAuthHandlerVC>,
+        { "ReAuthHandlerVC", make<ReAuthHandlerVC>, 3,
             { { "headerLogoImageView", Image }, { "headerView", Layer }, { "okayAction", Button },
                 { "timerLabel", Label } } },
-        { "AutoDisconnectHandlerVC", make<AutoDisconnectHandlerVC>,
+        { "AutoDisconnectHandlerVC", make<AutoDisconnectHandlerVC>, 6,
             { { "headerLogoImageView", Image }, { "headerView", Layer }, { "okayAction", Button },
                 { "timerLabel", Label }, { "headerLabel", Label }, { "policyDisconnectLabel", Label } } },
-        { "ViewController", make<ViewController>,
+        { "ViewController", make<ViewController>, 12,
             { { "headerLogoImageView", Image }, { "headerView", Layer }, { "okButton", Button },
                 { "SocketHeaderTitleLabel", Label }, { "applicationInformationLabel", Label },
                 { "activityTitleLabel", Label }, { "urlTitleLabel", Label },
@@ -148,21 +149,15 @@ std::vector<Row> makeRows() {
         rows.push_back({ identifier, { QString::fromLatin1(outlet) }, touched, message, note });
     };
     // Forms that connect no outlet, the first that is touched, the first two, and so on.
-    const auto addInOrder = [&rows](std::size_t scene, std::size_t count, const QVariantMap &message) {
-        const auto &[identifier, makeController, outlets] = scenes()[scene];
+    for (const auto &scene : scenes()) {
         QStringList lacking;
-        for (const auto &outlet : outlets)
+        for (const auto &outlet : scene.outlets)
             lacking.append(QString::fromLatin1(outlet.name));
-        for (std::size_t connected = 0; connected < count; ++connected) {
-            rows.push_back({ identifier, lacking, OnMessage, message, "" });
+        for (std::size_t connected = 0; connected < scene.touchedOnMessage; ++connected) {
+            rows.push_back({ scene.identifier, lacking, OnMessage, messageFor(scene.identifier), "" });
             lacking.removeFirst();
         }
-    };
-    addInOrder(0, 4, maintenanceMessage());
-    addInOrder(1, 4, concurrentSessionMessage());
-    addInOrder(2, 3, reAuthMessage());
-    addInOrder(3, 6, autoDisconnectMessage());
-    addInOrder(4, 12, casbMessage());
+    }
 
     add("ConcurrentSessionVC", "headerLogoImageView", Never, concurrentSessionMessage());
     add("ConcurrentSessionVC", "headerLogoImageView", OnMessage,

@@ -10,11 +10,6 @@ void ManualRunLoop::async(Block block) {
     timers_.enqueue(std::move(block));
 }
 
-void ManualRunLoop::asyncAfter(Interval delay, Block block) {
-    scheduledTimer(
-        delay, Repeats::No, [this, block = std::move(block)](Timer &) mutable { async(std::move(block)); });
-}
-
 bool ManualRunLoop::turn() {
     return timers_.drain();
 }

@@ -11,7 +11,6 @@ class ManualRunLoop final : public RunLoop {
 public:
     std::shared_ptr<Timer> scheduledTimer(Interval interval, Repeats repeats, TimerBlock block) override;
     void async(Block block) override;
-    void asyncAfter(Interval delay, Block block) override;
 
     /// One turn of the main queue: the blocks that stand in it now. The clock does not move, no timer fires,
     /// and blocks appended meanwhile wait for the next turn. Returns whether there was any block.

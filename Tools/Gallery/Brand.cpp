@@ -1,8 +1,8 @@
 #include "Tools/Gallery/Brand.h"
 
 #include <QBuffer>
+#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QFont>
 #include <QFontMetricsF>
 #include <QImage>
@@ -75,37 +75,17 @@ QByteArray plainLogo(int width, int height) {
     return asPng(image);
 }
 
-BrandBundle::BrandBundle(const Bundle &bundle, const Brand &brand, const QString &folder)
-    : bundle_(bundle)
-    , folder_(brand.isOfBundle ? QString() : folder) {
-    if (brand.isOfBundle)
-        return;
-    writeFile(folder_ + u"/Application_Shared.plist"_s, settings(brand));
-    const auto logo = folder_ + u'/' + logoName;
-    writeFile(logo + u".png"_s, wordLogo(brand.vendor, brand.logo, 1));
-    writeFile(logo + u"@2x.png"_s, wordLogo(brand.vendor, brand.logo, 2));
-}
-
-std::optional<QString> BrandBundle::pathForResource(const QString &name, const QString &type) const {
-    const auto path = folder_ + u'/' + name + u'.' + type;
-    if (!folder_.isEmpty() && !name.contains(u'/') && QFileInfo::exists(path))
-        return path;
-    return bundle_.pathForResource(name, type);
-}
-
-QVariant BrandBundle::objectForInfoDictionaryKey(const QString &key) const {
-    return bundle_.objectForInfoDictionaryKey(key);
-}
-
-QString BrandBundle::localizedStringForKey(
-    const QString &key, const QString &value, const QString &table) const {
-    return bundle_.localizedStringForKey(key, value, table);
-}
-
-QString BrandBundle::localization() const {
-    return bundle_.localization();
-}
-
-std::unique_ptr<Bundle> BrandBundle::bundleWithPath(const QString &path) const {
-    return bundle_.bundleWithPath(path);
+void makeBrandedContents(const QString &contents, const Brand &brand, const QString &branded) {
+    const auto settingsName = u"Application_Shared.plist"_s;
+    const QDir from(contents + u"/Resources"_s);
+    const QDir to(branded + u"/Resources"_s);
+    QDir().mkpath(to.path());
+    QFile::link(contents + u"/Info.plist"_s, branded + u"/Info.plist"_s);
+    for (const auto &name : from.entryList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
+        if (name != settingsName)
+            QFile::link(from.filePath(name), to.filePath(name));
+    }
+    writeFile(to.filePath(settingsName), settings(brand));
+    writeFile(to.filePath(logoName + u".png"_s), wordLogo(brand.vendor, brand.logo, 1));
+    writeFile(to.filePath(logoName + u"@2x.png"_s), wordLogo(brand.vendor, brand.logo, 2));
 }

@@ -27,7 +27,7 @@ namespace Key = Contract::Brand;
 
 constexpr QLatin1String settingsFile("Application_Shared.plist");
 constexpr QLatin1String informationFile("Info.plist");
-const auto unreadable = u"is not a property list of a dictionary that the agent can read"_s;
+const auto unreadable = u"is not well-formed XML, or not a property list that holds a dictionary"_s;
 // The image that the concurrent-session notice shows, whatever the settings say.
 constexpr QLatin1String formLogo("ic_zelvikLogo");
 constexpr QColor formHeader(30, 34, 52);
@@ -70,6 +70,9 @@ public:
         }
         checkLanguages();
         checkInformation();
+        // With wrong settings the logo is not found: that is one fault.
+        if (findings_.errors() > 0)
+            used_ << folder_.entryList({ u"*.png"_s, u"*.jpg"_s, u"*.svg"_s });
         for (const auto &name : folder_.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System)) {
             if (!used_.contains(name))
                 findings_.warning(
@@ -286,7 +289,7 @@ private:
                 hidden += Contrast::ratio(QColor(color), ground) < minContrast ? amount : 0;
             if (hidden > ink / 2)
                 findings_.warning(logo,
-                    u"%1 percent of it have a contrast below %2 : 1 with %3, %4, and are hard to see"_s
+                    u"%1 percent of it has a contrast below %2 : 1 with %3, %4, and is hard to see"_s
                         .arg(qRound(100 * hidden / ink))
                         .arg(minContrast)
                         .arg(ground == formHeader ? u"the header of the concurrent-session notice"_s

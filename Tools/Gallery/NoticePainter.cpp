@@ -3,13 +3,14 @@
 #include "Controllers/AppDelegate.h"
 #include "Controllers/MainStoryboard.h"
 #include "Platform/Desktop.h"
+#include "Platform/Qt/FileBundle.h"
 #include "Platform/Qt/QtNoticeWindow.h"
 #include "Platform/TimerQueue.h"
 #include "ServiceTier/portalGatewayServiceTier.h"
 #include "Support/AnyLanguageBundle.h"
 
 #include <QApplication>
-#include <QDir>
+#include <QFileInfo>
 #include <QPixmap>
 
 namespace {
@@ -22,11 +23,6 @@ public:
     }
 
     void async(Block block) override { timers_.enqueue(std::move(block)); }
-
-    void asyncAfter(Interval delay, Block block) override {
-        scheduledTimer(delay, Repeats::No,
-            [this, block = std::move(block)](Timer &) mutable { async(std::move(block)); });
-    }
 
     void settle() {
         while (timers_.drain()) { }
@@ -76,20 +72,27 @@ void settle(SteppedRunLoop &runLoop) {
 
 } // namespace
 
-NoticePainter::NoticePainter(const Bundle &bundle)
-    : bundle_(bundle) {
+NoticePainter::NoticePainter(const QString &contents)
+    : contents_(contents) {
     if (!folder_.isValid())
         qFatal("no folder for temporary files: %s", qUtf8Printable(folder_.errorString()));
+}
+
+QString NoticePainter::contentsOf(const Brand &brand) const {
+    if (brand.isOfBundle)
+        return contents_;
+    auto branded = folder_.filePath(brand.name);
+    if (!QFileInfo::exists(branded))
+        makeBrandedContents(contents_, brand, branded);
+    return branded;
 }
 
 QImage NoticePainter::paint(const Picture &picture) {
     auto desktopFont = QApplication::font();
     desktopFont.setPointSizeF(picture.textPoints);
     QApplication::setFont(desktopFont);
-    const auto brandFolder = folder_.filePath(picture.brand.name);
-    QDir().mkpath(brandFolder);
-    const BrandBundle brandBundle(bundle_, picture.brand, brandFolder);
-    AnyLanguageBundle mainBundle(brandBundle);
+    const FileBundle bundle(contentsOf(picture.brand), [] { return QStringList { QStringLiteral("en") }; });
+    AnyLanguageBundle mainBundle(bundle);
     SteppedRunLoop runLoop;
     SilentNotificationCenter notificationCenter;
     GalleryApplication application;

@@ -17,20 +17,12 @@ const auto countdownKey = u"This window will auto close in"_s;
 const auto countdownKeyWithBlank = countdownKey + u' ';
 
 // Marks that turn the direction of the text, control characters, and what stands for no character.
-const QRegularExpression &unwanted() {
-    static const QRegularExpression expression(
-        u"[\\x{061C}\\x{200E}\\x{200F}\\x{202A}-\\x{202E}\\x{2066}-\\x{2069}"
-        "\\x{FFFD}\\x{00}-\\x{08}\\x{0B}-\\x{1F}\\x{7F}]"_s);
-    return expression;
-}
+const QRegularExpression unwanted(u"[\\x{061C}\\x{200E}\\x{200F}\\x{202A}-\\x{202E}\\x{2066}-\\x{2069}"
+                                  "\\x{FFFD}\\x{00}-\\x{08}\\x{0B}-\\x{1F}\\x{7F}]"_s);
 
 // Nothing is ever filled in: %@, %1$d, %ld, %1 and {0}, {name} would be shown.
-const QRegularExpression &placeholder() {
-    static const QRegularExpression expression(
-        u"%(?:\\d+\\$)?[-+#0]*[\\d*]*(?:\\.\\d+)?(?:hh|h|ll|l|q|z|t|j)?"
-        "[@dDiuUxXoOfFeEgGcCsSpaAn]|%L?\\d+|\\{[^{}]*\\}"_s);
-    return expression;
-}
+const QRegularExpression placeholder(u"%(?:\\d+\\$)?[-+#0]*[\\d*]*(?:\\.\\d+)?(?:hh|h|ll|l|q|z|t|j)?"
+                                     "[@dDiuUxXoOfFeEgGcCsSpaAn]|%L?\\d+|\\{[^{}]*\\}"_s);
 
 std::optional<Formats::StringTable> read(const QDir &folder, const QString &table) {
     const auto bytes = Formats::readFile(folder.filePath(table).toStdString());
@@ -77,9 +69,9 @@ public:
         }
         if (value == key && key.count(u' ') >= 2)
             error(u"is not translated"_s);
-        if (const auto found = unwanted().match(value); found.hasMatch())
+        if (const auto found = unwanted.match(value); found.hasMatch())
             error(u"holds the character "_s + codePoint(found.captured()));
-        if (const auto found = placeholder().match(value); found.hasMatch())
+        if (const auto found = placeholder.match(value); found.hasMatch())
             error(u"holds the placeholder "_s + found.captured());
         checkEdges(value);
     }
@@ -146,7 +138,8 @@ void checkTable(const QDir &folder, const QString &table, const QStringList &wan
     }
     const auto texts = read(folder, table);
     if (!texts) {
-        findings.error(where, u"is not a string table that the agent can read"_s);
+        findings.error(
+            where, u"is not a string table: UTF-8 text of lines in the form \"key\" = \"value\";"_s);
         return;
     }
     QStringList missing = wanted;

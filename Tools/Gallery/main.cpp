@@ -1,7 +1,7 @@
 // gallery: pictures of every notice, as a bundle shows them.
 //
 //   SampleTexts      what a client's messages would say
-//   Brand            other brands laid over the bundle
+//   Brand            other brands, made of the bundle
 //   Catalogue        which pictures there are
 //   NoticePainter    one message, one window, one image
 //   Page             the HTML page
@@ -163,7 +163,7 @@ int draw(const QString &bundlePath, const QDir &out, const QStringList &wanted, 
     const auto contents = contentsOf(bundlePath);
     const FileBundle bundle(contents, [] { return QStringList { u"en"_s }; });
     const auto pictures = picturesOf(bundle, languagesOf(contents), wanted);
-    NoticePainter painter(bundle);
+    NoticePainter painter(contents);
     std::set<int> otherScales;
     for (const auto &picture : pictures) {
         if (picture.scale != std::max(ownScale, 1)) {

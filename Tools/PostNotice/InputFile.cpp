@@ -79,11 +79,11 @@ std::string InputFile::readImage(const std::string &option, const std::string &p
     return bytes;
 }
 
-NoticeClient::Dictionary InputFile::readPropertyList(const std::string &option, const std::string &path) {
+NoticeClient::Message InputFile::readPropertyList(const std::string &option, const std::string &path) {
     const auto list = Formats::parsePropertyList(read(option, path));
     if (!list)
         fail(option, path, "not a property list whose root is a dictionary");
-    NoticeClient::Dictionary result;
+    NoticeClient::Message result;
     for (const auto &[key, content] : *list) {
         auto value = valueOf(content);
         const auto *text = value ? std::get_if<std::string>(&*value) : nullptr;

@@ -17,6 +17,6 @@ std::string readText(const std::string &option, const std::string &path);
 std::string readImage(const std::string &option, const std::string &path);
 
 /// A property list, XML or binary, whose root is a dictionary.
-NoticeClient::Dictionary readPropertyList(const std::string &option, const std::string &path);
+NoticeClient::Message readPropertyList(const std::string &option, const std::string &path);
 
 } // namespace InputFile

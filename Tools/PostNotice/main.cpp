@@ -81,11 +81,10 @@ Value valueOf(const CommandLine::EntryOption &entry) {
 }
 
 Message messageOf(const CommandLine &line) {
-    auto userInfo = line.propertyList ? InputFile::readPropertyList("--plist", *line.propertyList)
-                                      : NoticeClient::Dictionary();
+    auto message = line.propertyList ? InputFile::readPropertyList("--plist", *line.propertyList) : Message();
     for (const auto &entry : line.entries)
-        userInfo.insert_or_assign(entry.key, valueOf(entry));
-    return { std::move(userInfo), {} };
+        message.insert_or_assign(entry.key, valueOf(entry));
+    return message;
 }
 
 // The words in the bundle's settings, read as the agent reads them.
