@@ -29,6 +29,8 @@ CASB = dict(webSocketResponse=notice_xml(body="text", timeout="60", rows=THREE_R
 # A concurrent session without a response makes its window invisible.
 INVISIBLE = dict(WebSocketAdminDisconnect=True)
 
+EDGE_LINE = (188, 191, 194)
+
 # No two lines of it look the same.
 LONG_BODY = " ".join(f"Zusammengehöriges Wort {number}" for number in range(2000))[:49_000] + " " + "W" * 999
 
@@ -262,13 +264,29 @@ class ScaleTest(NoticeTestCase):
         self.assertLessEqual(abs(width - round(min(WIDTH * scale, 1280 - 2 * MARGIN * scale))), 2, "width")
         self.assertTrue(left >= 0 and top >= 0 and left + width <= 1280 and top + height <= 1024, agent.geometry())
         window_picture(self, agent).save(os.path.join(PICTURES, f"{name}.png"))
+        self.assert_even_line(agent, int(scale))
         if height < 1024 - 2 * MARGIN * scale - 2:  # else it scrolls, and what is scrolled away is cut
             for element in agent.elements()[2:]:
                 x, y, wide, high = element.extents
                 if element.shown and element.text:
                     self.assertTrue(x >= -1 and y >= -1 and x + wide <= width + 1 and y + high <= height + 1,
                                     f"{element.text!r} at {element.extents} in {width} x {height}")
+        self.post_to(agent, WebSocketType=True, MaintenanceMessageKey="Back soon.")
+        wait_until(lambda: agent.geometry()[3] < height, "the shorter notice is there")
+        self.assert_even_line(agent, int(scale))
         agent.end()
+
+    def assert_even_line(self, agent, line):
+        """The line at the edge is as wide on each side, and all of it is there."""
+        def is_even():
+            picture = agent.picture()
+            right, bottom, across, down = (picture.width - 1, picture.height - 1, picture.width // 2,
+                                           picture.height * 3 // 4)
+            sides = (lambda depth: (depth, down), lambda depth: (right - depth, down),
+                     lambda depth: (across, depth), lambda depth: (across, bottom - depth))
+            return all([depth for depth in range(line + 4) if picture.getpixel(side(depth)) == EDGE_LINE]
+                       == list(range(line)) for side in sides)
+        wait_until(is_even, f"a line {line} px wide is around the card of {agent.geometry()}")
 
     @takes(10)
     def test_scales(self):
