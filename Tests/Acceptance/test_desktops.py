@@ -200,18 +200,20 @@ class ScreenTest(NoticeTestCase):
         agent = self.launch()
         self.post(webSocketResponse=notice_xml(body=LONG_BODY, timeout="90", rows=THREE_ROWS))
         self.assert_in_corner(agent, "on a small screen")
+        agent.wait_countdown(of=90)
         ok = agent.ok_button()
-        countdown = agent.wait_countdown(of=90)
         left, top, width, height = agent.geometry()
         self.assertEqual(height, 480 - 2 * MARGIN, "the whole height but for the margins")
         self.assertTrue(left >= 0 and top >= 0 and top + height <= 480, agent.geometry())
-        title = agent.find_element("Upload blocked by Cloud Access Policy")
-        titles = [element for element in agent.elements()[2:] if element.text == title.text]
-        for element in (titles[0], countdown.now(), ok):
-            x, y, wide, high = agent.find_element(element.text).extents if element is not titles[0] else element.extents
+        # At one moment: the countdown's text is soon another.
+        elements = agent.elements()[2:]
+        title = next(element for element in elements if element.text == "Upload blocked by Cloud Access Policy")
+        countdown = next(element for element in elements if re.fullmatch(COUNTDOWN.format(r"\d+"), element.text))
+        for element in (title, countdown, ok):
+            x, y, wide, high = element.extents
             self.assertTrue(x >= 0 and y >= TITLE_STRIP and x + wide <= width and y + high <= height,
                             f"{element.text}: {(x, y, wide, high)} in {(width, height)}")
-        body = (24, titles[0].extents[1] + titles[0].extents[3] + 10, width - 60, 80)
+        body = (24, title.extents[1] + title.extents[3] + 10, width - 60, 80)
 
         def scrolls(what, action):
             before = part_of(self, agent, body)
