@@ -7,10 +7,21 @@
 #include <QWindow>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
 constexpr int screenMargin = 24;
+
+/// The next length that is whole in pixels of the screen, at a scale of quarters: else the window is a pixel
+/// longer or shorter by its place, and the line at its edge is wide or lost.
+int wholePixels(int length, double scale) {
+    constexpr int quarters = 4;
+    int longer = length;
+    while (longer < length + quarters - 1 && std::fmod(longer * scale, 1) != 0)
+        ++longer;
+    return longer;
+}
 
 } // namespace
 
@@ -57,14 +68,15 @@ QRect NoticePlacement::cardRect() const {
 }
 
 void NoticePlacement::setCardSize(const QSize &size) {
-    cardSize_ = size;
-    const QSize fitted = size.grownBy(shadow_);
+    const double scale = window_.devicePixelRatioF();
+    cardSize_ = { wholePixels(size.width(), scale), wholePixels(size.height(), scale) };
+    const QSize fitted = cardSize_.grownBy(shadow_);
     if (window_.size() == fitted)
         return;
     window_.setFixedSize(fitted);
     // By the card's own size: a stale report of the display may have shrunk the window for a moment, and what
     // lay outside would take no clicks.
-    desktop_.setShadow(window_.windowHandle(), QRect({ shadow_.left(), shadow_.top() }, size), shadow_);
+    desktop_.setShadow(window_.windowHandle(), QRect({ shadow_.left(), shadow_.top() }, cardSize_), shadow_);
     if (!window_.isVisible())
         return;
     dragged_ ? moveIntoScreen() : place();

@@ -29,7 +29,8 @@ public:
     void setShadow(const QMargins &shadow);
     QRect cardRect() const; ///< in the window
 
-    /// Sizes the window for a card; a visible one keeps its place.
+    /// Sizes the window for a card of this size, or up to 3 more where a fraction of the screen's pixels
+    /// would be left over; a visible one keeps its place.
     void setCardSize(const QSize &size);
 
     /// Moves the window to where it is to appear.

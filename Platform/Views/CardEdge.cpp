@@ -1,11 +1,10 @@
 #include "Platform/Views/CardEdge.h"
 
-#include "Platform/Views/NoticeStyle.h"
-
 #include <QList>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QtMath>
 #include <qdrawutil.h>
 
 #include <cmath>
@@ -26,7 +25,7 @@ constexpr int shadowCorner = shadowReach + shadowInside;
 
 /// The shadow of a small card, in pixels of the screen: its four corners, with an even strip between them.
 QPixmap shadowOfSmallCard(double scale) {
-    constexpr int strip = 64;
+    constexpr int strip = 128;
     const int corner = qRound(shadowCorner * scale);
     const int side = 2 * corner + strip;
     QList<double> profile;
@@ -43,31 +42,65 @@ QPixmap shadowOfSmallCard(double scale) {
     return QPixmap::fromImage(image);
 }
 
-void drawShadow(QPainter &painter, const QRect &card) {
+const QPixmap &shadowFor(double scale) {
     static QPixmap shadow;
     static double drawnFor = 0;
-    const double scale = painter.device()->devicePixelRatioF();
     if (std::exchange(drawnFor, scale) != scale)
         shadow = shadowOfSmallCard(scale);
-    const auto outside = QRectF(card.marginsAdded(CardEdge::shadowMargins));
-    const int corner = qRound(shadowCorner * scale);
-    painter.scale(1 / scale, 1 / scale);
-    qDrawBorderPixmap(&painter, QRectF(outside.topLeft() * scale, outside.size() * scale).toRect(),
+    return shadow;
+}
+
+void drawShadow(QPainter &painter, const QRect &card, double scale) {
+    const auto onScreen = [scale](int length) { return qRound(length * scale); };
+    const int reach = onScreen(shadowReach);
+    const int corner = onScreen(shadowCorner);
+    const auto &shadow = shadowFor(scale);
+    qDrawBorderPixmap(&painter,
+        card.translated(0, onScreen(shadowDrop)).adjusted(-reach, -reach, reach, reach),
         { corner, corner, corner, corner }, shadow, shadow.rect(), { corner, corner, corner, corner },
         Qt::RepeatTile);
 }
 
-void drawOutline(QPainter &painter, const QRectF &rect, double width) {
-    painter.fillRect(QRectF(rect.left(), rect.top(), rect.width(), width), lineColor);
-    painter.fillRect(QRectF(rect.left(), rect.bottom() - width, rect.width(), width), lineColor);
-    painter.fillRect(QRectF(rect.left(), rect.top(), width, rect.height()), lineColor);
-    painter.fillRect(QRectF(rect.right() - width, rect.top(), width, rect.height()), lineColor);
+void drawRoundEdge(QPainter &painter, const QRect &window, const QRect &card, double scale, int line) {
+    const double radius = cornerRadius * scale;
+    const int corner = line + qCeil(radius);
+    const auto withLine = card.adjusted(-line, -line, line, line);
+    const auto cross
+        = QRegion(withLine.adjusted(corner, 0, -corner, 0)) + withLine.adjusted(0, corner, 0, -corner);
+    // Rectangle by rectangle these are copied and filled; only the corners are blended.
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    for (const auto &part : QRegion(window) - withLine) {
+        painter.setClipRect(part);
+        drawShadow(painter, card, scale);
+    }
+    painter.setClipping(false);
+    for (const auto &part : cross - card)
+        painter.fillRect(part, lineColor);
+
+    painter.setClipRegion(QRegion(withLine) - cross);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPainterPath outside;
+    outside.addRect(withLine);
+    outside.addRoundedRect(card, radius, radius);
+    painter.setCompositionMode(QPainter::CompositionMode_DestinationOut);
+    painter.fillPath(outside, Qt::black);
+    painter.setCompositionMode(QPainter::CompositionMode_DestinationOver);
+    drawShadow(painter, card, scale);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    const double half = line / 2.0;
+    painter.setPen(QPen(lineColor, line));
+    painter.drawRoundedRect(QRectF(card).adjusted(-half, -half, half, half), radius + half, radius + half);
+}
+
+void drawOutline(QPainter &painter, const QRect &card, int line) {
+    for (const auto &part : QRegion(card) - card.adjusted(line, line, -line, -line))
+        painter.fillRect(part, lineColor);
 }
 
 } // namespace
 
-const QMargins CardEdge::shadowMargins(
-    shadowReach, shadowReach - shadowDrop, shadowReach, shadowReach + shadowDrop);
+// Whole pixels of the screen at a scale of quarters.
+const QMargins CardEdge::shadowMargins(shadowReach, shadowReach - 4, shadowReach, shadowReach + 4);
 
 CardEdge::CardEdge(QWidget *parent)
     : QWidget(parent) {
@@ -76,6 +109,8 @@ CardEdge::CardEdge(QWidget *parent)
 
 void CardEdge::setHasShadow(bool hasShadow) {
     hasShadow_ = hasShadow;
+    if (hasShadow)
+        shadowFor(devicePixelRatioF()); // before there is a notice
     update();
 }
 
@@ -86,29 +121,16 @@ void CardEdge::paintEvent(QPaintEvent *event) {
     const auto inside = card.adjusted(corner, corner, -corner, -corner);
     if (inside.contains(event->rect()))
         return;
+    // In pixels of the screen.
     QPainter painter(this);
-    const double line = NoticeStyle::hairline(*this);
-    if (!hasShadow_) {
-        drawOutline(painter, card, line);
-        // At a scale between two whole ones the window may lack its last row and column.
-        if (line != 1)
-            drawOutline(painter, QRectF(card).adjusted(0, 0, -line, -line), line);
-        return;
-    }
-    // The card is opaque but for its corners.
-    painter.setClipRegion(
-        event->region() - card.adjusted(corner, 0, -corner, 0) - card.adjusted(0, corner, 0, -corner));
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPainterPath corners;
-    corners.addRect(card);
-    corners.addRoundedRect(card, cornerRadius, cornerRadius);
-    painter.setCompositionMode(QPainter::CompositionMode_DestinationOut);
-    painter.fillPath(corners, Qt::black);
-    painter.setCompositionMode(QPainter::CompositionMode_DestinationOver);
-    // The line first: it lies over the shadow.
-    const double half = line / 2;
-    painter.setPen(QPen(lineColor, line));
-    painter.drawRoundedRect(
-        QRectF(card).adjusted(-half, -half, half, half), cornerRadius + half, cornerRadius + half);
-    drawShadow(painter, card);
+    const double scale = painter.device()->devicePixelRatioF();
+    painter.scale(1 / scale, 1 / scale);
+    const auto onScreen = [scale](const QRectF &area) {
+        return QRectF(area.topLeft() * scale, area.size() * scale).toRect();
+    };
+    const int line = qFloor(scale);
+    if (hasShadow_)
+        drawRoundEdge(painter, onScreen(rect()), onScreen(card), scale, line);
+    else
+        drawOutline(painter, onScreen(card), line);
 }

@@ -43,7 +43,7 @@ BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>session</type>
-  <listen>unix:dir={folder}</listen>
+  <listen>{address}</listen>
   <servicedir>{folder}/services</servicedir>
   <auth>EXTERNAL</auth>
   <policy context="default">
@@ -111,12 +111,12 @@ class Bus:
     looked at, the library reads nothing more, so that no question on that connection would be answered.
     """
 
-    def __init__(self, folder):
+    def __init__(self, folder, address=None):
         self._services = os.path.join(folder, "services")
-        os.mkdir(self._services)
+        os.makedirs(self._services, exist_ok=True)
         configuration = os.path.join(folder, "bus.conf")
         with open(configuration, "w", encoding="utf-8") as file:
-            file.write(BUS_CONFIGURATION.format(folder=folder))
+            file.write(BUS_CONFIGURATION.format(folder=folder, address=address or f"unix:dir={folder}"))
         self.process = subprocess.Popen(
             ["dbus-daemon", f"--config-file={configuration}", "--print-address", "--nofork", "--nosyslog"],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)

@@ -404,10 +404,6 @@ class Agent:
         left, top, width, height = self.geometry()
         return self.desktop.screen.picture().crop((left, top, left + width, top + height))
 
-    def header_picture(self):
-        """Between the lines of the card's edge."""
-        return self.picture().crop((1, TITLE_STRIP, WIDTH - 1, TITLE_STRIP + HEADER))
-
     # What a screen reader hears.
 
     def elements(self):
@@ -487,10 +483,10 @@ class Agent:
         left, top, _width, _height = self.geometry()
         self.desktop.screen.click(left + x, top + y)
 
-    def follow(self, element, while_running=True):
+    def follow(self, element):
         """Watches one label until the agent ends or hides; returns [(moment, text, shown)] of its changes."""
         seen = []
-        while self.running() and while_running:
+        while self.running():
             pump()
             now = element.now()
             if now is None:

@@ -9,13 +9,9 @@ end. The exit status is 1 when a test failed or there was none, and 77 when all 
 """
 
 import argparse
-import glob
-import json
+import multiprocessing
 import os
-import queue
-import shutil
 import signal
-import subprocess
 import sys
 import tempfile
 import threading
@@ -23,6 +19,7 @@ import time
 import traceback
 import unittest
 from collections import Counter
+from concurrent.futures import ProcessPoolExecutor, as_completed
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
@@ -31,7 +28,7 @@ sys.path.insert(0, HERE)
 ALL_SKIPPED = 77
 
 # Longer than the longest test, so that only a hung one meets it.
-TEST_LIMIT = 240.0
+TEST_LIMIT = 240
 
 
 def all_tests(modules):
@@ -107,101 +104,44 @@ class OneResult(unittest.TestResult):
         self.detail = "unexpected success"
 
 
-def worker(pictures):
-    """Runs the tests named on standard input, one a line, and answers one line of JSON each."""
-    answers = os.fdopen(os.dup(1), "w")
-    os.dup2(2, 1)
-    # An end by the runner's signal ends the desktop too.
-    signal.signal(signal.SIGTERM, lambda *arguments: sys.exit(1))
-    for line in sys.stdin:
-        name = line.strip()
-        started = time.monotonic()
-        result = OneResult(pictures)
-        unittest.TestLoader().loadTestsFromName(name).run(result)
-        answers.write(json.dumps({"test": name, "status": result.status, "detail": result.detail,
-                                  "seconds": time.monotonic() - started}) + "\n")
-        answers.flush()
+def begin_worker():
+    """All that this process starts ends with the runner, also when that is killed."""
+    os.setpgrp()
+
+    def end_with_runner():
+        multiprocessing.parent_process().join()
+        os.killpg(0, signal.SIGKILL)
+    threading.Thread(target=end_with_runner, daemon=True).start()
 
 
-class Worker:
-    def __init__(self, folder, pictures):
-        environment = dict(os.environ, TMPDIR=folder)
-        self.process = subprocess.Popen(
-            [sys.executable, os.path.join(HERE, "run.py"), "--worker", pictures], env=environment, text=True,
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, start_new_session=True)
+def give_up(*_arguments):
+    raise TimeoutError(f"the test ran for more than {TEST_LIMIT} s")
 
-    def run(self, name):
-        timer = threading.Timer(TEST_LIMIT, self._kill)
-        timer.start()
-        try:
-            self.process.stdin.write(name + "\n")
-            self.process.stdin.flush()
-            answer = self.process.stdout.readline()
-        except OSError:
-            answer = ""
-        finally:
-            timer.cancel()
-        if answer:
-            return json.loads(answer)
-        self._kill()
-        return {"test": name, "status": "failed", "seconds": TEST_LIMIT, "lost": True,
-                "detail": f"the test's process ended, or the test ran for more than {TEST_LIMIT:g} s\n"}
 
-    def close(self):
-        try:
-            self.process.stdin.close()
-            self.process.wait(10)
-        except (OSError, subprocess.TimeoutExpired):
-            pass
-        self._kill()
-
-    def _kill(self):
-        """Ends the worker with all it started: they share its process group, which is ours alone."""
-        try:
-            os.killpg(self.process.pid, signal.SIGKILL)
-        except ProcessLookupError:
-            pass
-        self.process.wait()
-        # What a test that was cut off could not take away itself.
-        from harness import LOG_ROOT
-        for folder in glob.glob(os.path.join(LOG_ROOT, f"nt-{self.process.pid}-*")):
-            shutil.rmtree(folder, ignore_errors=True)
+def run_one(name, pictures):
+    signal.signal(signal.SIGALRM, give_up)
+    started = time.monotonic()
+    result = OneResult(pictures)
+    signal.alarm(TEST_LIMIT)
+    unittest.TestLoader().loadTestsFromName(name).run(result)
+    signal.alarm(0)
+    return {"test": name, "status": result.status, "detail": result.detail, "seconds": time.monotonic() - started}
 
 
 # --- runner ------------------------------------------------------------------------------------
 
 
 def run_all(names, count, pictures):
-    waiting = queue.SimpleQueue()
-    for name in names:
-        waiting.put(name)
     results = []
-    lock = threading.Lock()
-    folder = tempfile.mkdtemp(prefix="notice-acceptance-")
-
-    def work():
-        hand = None
-        while True:
-            try:
-                name = waiting.get_nowait()
-            except queue.Empty:
-                break
-            hand = hand or Worker(folder, pictures)
-            result = hand.run(name)
-            if result.get("lost"):
-                hand = None
-            with lock:
-                results.append(result)
-                report(result)
-        if hand:
-            hand.close()
-
-    threads = [threading.Thread(target=work) for _ in range(min(count, len(names)))]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-    shutil.rmtree(folder, ignore_errors=True)
+    with tempfile.TemporaryDirectory(prefix="notice-acceptance-", ignore_cleanup_errors=True) as folder:
+        os.environ["TMPDIR"] = folder
+        pool = ProcessPoolExecutor(count, multiprocessing.get_context("spawn"), begin_worker)
+        try:
+            for future in as_completed([pool.submit(run_one, name, pictures) for name in names]):
+                results.append(future.result())
+                report(results[-1])
+        finally:
+            pool.shutdown(cancel_futures=True)
     return results
 
 
@@ -266,7 +206,4 @@ def main():
 
 
 if __name__ == "__main__":
-    if len(sys.argv) > 1 and sys.argv[1] == "--worker":
-        worker(sys.argv[2])
-    else:
-        sys.exit(main())
+    sys.exit(main())

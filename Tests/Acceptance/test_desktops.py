@@ -29,6 +29,8 @@ CASB = dict(webSocketResponse=notice_xml(body="text", timeout="60", rows=THREE_R
 # A concurrent session without a response makes its window invisible.
 INVISIBLE = dict(WebSocketAdminDisconnect=True)
 
+EDGE_LINE = (188, 191, 194)
+
 # No two lines of it look the same.
 LONG_BODY = " ".join(f"Zusammengehöriges Wort {number}" for number in range(2000))[:49_000] + " " + "W" * 999
 
@@ -198,18 +200,20 @@ class ScreenTest(NoticeTestCase):
         agent = self.launch()
         self.post(webSocketResponse=notice_xml(body=LONG_BODY, timeout="90", rows=THREE_ROWS))
         self.assert_in_corner(agent, "on a small screen")
+        agent.wait_countdown(of=90)
         ok = agent.ok_button()
-        countdown = agent.wait_countdown(of=90)
         left, top, width, height = agent.geometry()
         self.assertEqual(height, 480 - 2 * MARGIN, "the whole height but for the margins")
         self.assertTrue(left >= 0 and top >= 0 and top + height <= 480, agent.geometry())
-        title = agent.find_element("Upload blocked by Cloud Access Policy")
-        titles = [element for element in agent.elements()[2:] if element.text == title.text]
-        for element in (titles[0], countdown.now(), ok):
-            x, y, wide, high = agent.find_element(element.text).extents if element is not titles[0] else element.extents
+        # At one moment: the countdown's text is soon another.
+        elements = agent.elements()[2:]
+        title = next(element for element in elements if element.text == "Upload blocked by Cloud Access Policy")
+        countdown = next(element for element in elements if re.fullmatch(COUNTDOWN.format(r"\d+"), element.text))
+        for element in (title, countdown, ok):
+            x, y, wide, high = element.extents
             self.assertTrue(x >= 0 and y >= TITLE_STRIP and x + wide <= width and y + high <= height,
                             f"{element.text}: {(x, y, wide, high)} in {(width, height)}")
-        body = (24, titles[0].extents[1] + titles[0].extents[3] + 10, width - 60, 80)
+        body = (24, title.extents[1] + title.extents[3] + 10, width - 60, 80)
 
         def scrolls(what, action):
             before = part_of(self, agent, body)
@@ -260,13 +264,29 @@ class ScaleTest(NoticeTestCase):
         self.assertLessEqual(abs(width - round(min(WIDTH * scale, 1280 - 2 * MARGIN * scale))), 2, "width")
         self.assertTrue(left >= 0 and top >= 0 and left + width <= 1280 and top + height <= 1024, agent.geometry())
         window_picture(self, agent).save(os.path.join(PICTURES, f"{name}.png"))
+        self.assert_even_line(agent, int(scale))
         if height < 1024 - 2 * MARGIN * scale - 2:  # else it scrolls, and what is scrolled away is cut
             for element in agent.elements()[2:]:
                 x, y, wide, high = element.extents
                 if element.shown and element.text:
                     self.assertTrue(x >= -1 and y >= -1 and x + wide <= width + 1 and y + high <= height + 1,
                                     f"{element.text!r} at {element.extents} in {width} x {height}")
+        self.post_to(agent, WebSocketType=True, MaintenanceMessageKey="Back soon.")
+        wait_until(lambda: agent.geometry()[3] < height, "the shorter notice is there")
+        self.assert_even_line(agent, int(scale))
         agent.end()
+
+    def assert_even_line(self, agent, line):
+        """The line at the edge is as wide on each side, and all of it is there."""
+        def is_even():
+            picture = agent.picture()
+            right, bottom, across, down = (picture.width - 1, picture.height - 1, picture.width // 2,
+                                           picture.height * 3 // 4)
+            sides = (lambda depth: (depth, down), lambda depth: (right - depth, down),
+                     lambda depth: (across, depth), lambda depth: (across, bottom - depth))
+            return all([depth for depth in range(line + 4) if picture.getpixel(side(depth)) == EDGE_LINE]
+                       == list(range(line)) for side in sides)
+        wait_until(is_even, f"a line {line} px wide is around the card of {agent.geometry()}")
 
     @takes(10)
     def test_scales(self):

@@ -3,97 +3,62 @@
 import os
 import signal
 import socket
-import subprocess
 import time
 
-import dbus
-import dbus.bus
-import dbus.lowlevel
-
-from desktop import AGENT_NAME, CENTER_INTERFACE, CENTER_PATH, holds_for, wait_until
-from harness import IS_SANITIZED, LAUNCHED, THREE_ROWS, NoticeTestCase, Starts, takes, user_info_of
+from desktop import AGENT_NAME, Bus, holds_for, wait_until
+from harness import IS_SANITIZED, LAUNCHED, THREE_ROWS, NoticeTestCase, Starts, takes
 
 
-class OwnBus:
-    """A session bus at a fixed address that a test may start and stop."""
-
-    def __init__(self, path):
-        self.path = path
-        self.address = f"unix:path={path}"
-        self.process = None
-        self.connection = None
-
-    def start(self):
-        if os.path.exists(self.path):
-            os.remove(self.path)
-        self.process = subprocess.Popen(
-            ["dbus-daemon", "--session", f"--address={self.address}", "--nofork", "--nopidfile", "--nosyslog"],
-            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.connection = wait_until(self._connect, "the bus listens")
-        self.connection.set_exit_on_disconnect(False)
-
-    def _connect(self):
-        try:
-            return dbus.bus.BusConnection(self.address)
-        except dbus.exceptions.DBusException:
-            return None
-
-    def stop(self):
-        if self.process:
-            self.process.kill()
-            self.process.wait()
-            self.process = None
-
-    def owns_name(self):
-        return self.connection.name_has_owner(AGENT_NAME)
-
-    def post(self, name, **user_info):
-        message = dbus.lowlevel.SignalMessage(CENTER_PATH, CENTER_INTERFACE, "Posted")
-        message.append(name, "", user_info_of(user_info), signature="ssa{sv}")
-        self.connection.send_message(message)
-        self.connection.flush()
-
-
-class BusFaultTest(NoticeTestCase):
+class OwnBusTestCase(NoticeTestCase):
+    """With a session bus at a fixed address that a test may start and stop."""
 
     def setUp(self):
         super().setUp()
-        self.own_bus = OwnBus(os.path.join(self.folder, "bus"))
-        self.addCleanup(self.own_bus.stop)
-        self.name = f"{self.brand}_socketMessageNotifier"
+        self.address = f"unix:path={self.folder}/bus"
 
-    def start_on_own_bus(self):
-        return self.start(environment={"DBUS_SESSION_BUS_ADDRESS": self.own_bus.address})
+    def start_bus(self):
+        self.bus = Bus(self.folder, self.address)
+        self.addCleanup(self.bus.close)
+
+    def stop_bus(self):
+        self.bus.process.kill()
+        self.bus.process.wait()
+
+    def wait_name(self):
+        wait_until(lambda: self.bus.process_of(AGENT_NAME), "the agent owns its name")
+
+
+class BusFaultTest(OwnBusTestCase):
 
     def assert_hears(self, agent, marker):
-        wait_until(self.own_bus.owns_name, "the agent owns its name")
-        self.own_bus.post(self.name, webSocketappLanguageKey=marker)
+        self.wait_name()
+        self.post(webSocketappLanguageKey=marker)
         agent.log.wait_for("info", f"Bundle Language View {marker}")
 
     @takes(8)
     def test_bus_that_dies_under_a_notice_and_comes_back(self):
-        self.own_bus.start()
-        agent = self.start_on_own_bus()
-        wait_until(self.own_bus.owns_name, "the agent owns its name")
-        self.own_bus.post(self.name, WebSocketType=True, MaintenanceMessageKey="up")
+        self.start_bus()
+        agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": self.address})
+        self.wait_name()
+        self.post(WebSocketType=True, MaintenanceMessageKey="up")
         agent.wait_visible()
-        self.own_bus.stop()
+        self.stop_bus()
         agent.log.wait_for("error", Starts("The session bus went away"))
         holds_for(agent.visible, 1, "the notice went with the bus")
-        self.own_bus.start()
+        self.start_bus()
         self.assert_hears(agent, "second")
         # A third time, to see that nothing is left over from the first.
-        self.own_bus.stop()
+        self.stop_bus()
         agent.log.wait_for("error", Starts("The session bus went away"), count=2)
-        self.own_bus.start()
+        self.start_bus()
         self.assert_hears(agent, "third")
         self.assertEqual(1, agent.log.count("info", "Bundle Language View third"), "heard once, not twice")
-        self.own_bus.stop()
+        self.stop_bus()
         agent.process.send_signal(signal.SIGTERM)
         self.assert_ended(agent)
 
 
-class SilenceTest(NoticeTestCase):
+class SilenceTest(OwnBusTestCase):
     """What stands still keeps the process no longer than its moment."""
 
     def setUp(self):
@@ -124,13 +89,11 @@ class SilenceTest(NoticeTestCase):
         self.assert_near(self.assert_ended(agent) - sent, 0, "from the signal to the end")
 
     def silent_bus(self, backlog):
-        """The address of a socket that is listened on, and of which nothing is ever heard."""
+        """In the bus's place a socket that is listened on, and of which nothing is ever heard."""
         silent = socket.socket(socket.AF_UNIX)
         self.addCleanup(silent.close)
-        path = os.path.join(self.folder, "silent")
-        silent.bind(path)
+        silent.bind(os.path.join(self.folder, "bus"))
         silent.listen(backlog)
-        return f"unix:path={path}"
 
     @takes(5)
     def test_display_that_stands_still_at_the_start(self):
@@ -159,43 +122,41 @@ class SilenceTest(NoticeTestCase):
     def test_bus_that_is_silent_at_the_start(self):
         self.set_time_out(2)
         for backlog in (5, 0):  # the second one takes no more than one connection
-            address = self.silent_bus(backlog)
-            agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": address})
+            self.silent_bus(backlog)
+            agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": self.address})
             self.assert_launched(agent)
             self.assert_ended_by_time_out(agent)
             # The main loop turns: the last record is that of the ordinary end.
             self.assertEqual(("debug", "Terminating Web Socket App after 2 Seconds."), agent.log.pairs()[-1])
             os.remove(agent.log.path)
-            os.remove(os.path.join(self.folder, "silent"))
+            os.remove(os.path.join(self.folder, "bus"))
         self.set_time_out(600)
-        agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": self.silent_bus(5)})
+        self.silent_bus(5)
+        agent = self.start(environment={"DBUS_SESSION_BUS_ADDRESS": self.address})
         self.assert_launched(agent)
         self.assert_ended_by_signal(agent)
 
     @takes(8)
     def test_bus_that_falls_silent_under_a_notice(self):
-        bus = OwnBus(os.path.join(self.folder, "bus"))
-        self.addCleanup(bus.stop)
-        bus.start()
+        self.start_bus()
         for end in (self.assert_ended_by_time_out, self.assert_ended_by_signal):
-            agent = self.start_there(DBUS_SESSION_BUS_ADDRESS=bus.address)
-            wait_until(bus.owns_name, "the agent owns its name")
-            bus.post(f"{self.brand}_socketMessageNotifier", WebSocketReAuthType=True)
+            agent = self.start_there(DBUS_SESSION_BUS_ADDRESS=self.address)
+            self.wait_name()
+            self.post(WebSocketReAuthType=True)
             agent.log.wait_for("info", Starts("CASB Socket Notification Type"))
-            bus.process.send_signal(signal.SIGSTOP)
+            self.bus.process.send_signal(signal.SIGSTOP)
             end(agent)
-            bus.process.send_signal(signal.SIGCONT)
+            self.bus.process.send_signal(signal.SIGCONT)
 
     @takes(6)
     def test_retry_that_meets_a_silent_bus(self):
-        bus = OwnBus(os.path.join(self.folder, "silent"))
-        bus.start()
-        agent = self.start_there(DBUS_SESSION_BUS_ADDRESS=bus.address)
-        wait_until(bus.owns_name, "the agent owns its name")
-        bus.post(f"{self.brand}_socketMessageNotifier", WebSocketType=True)
+        self.start_bus()
+        agent = self.start_there(DBUS_SESSION_BUS_ADDRESS=self.address)
+        self.wait_name()
+        self.post(WebSocketType=True)
         agent.log.wait_for("info", Starts("Web Socket Notification Type"))
-        bus.stop()
-        os.remove(bus.path)
+        self.stop_bus()
+        os.remove(os.path.join(self.folder, "bus"))
         self.silent_bus(0)
         agent.log.wait_for("error", Starts("The session bus went away"))
         self.assert_ended(agent)

@@ -83,14 +83,6 @@ TEST_F(ConcurrentSessionVCTest, NoMessage_IsAnErrorAndTheWindowStaysInvisible) {
     EXPECT_THAT(world.application.terminations(), IsEmpty());
 }
 
-TEST_F(ConcurrentSessionVCTest, Ok_EndsTheApplicationAlsoWhenTheWindowIsInvisible) {
-    const auto controller = appear(emptyMessage());
-    ASSERT_EQ(world.window.alphaValue(), 0.0);
-    world.journal.clear();
-    controller->okButton->click();
-    EXPECT_THAT(world.journal.lines(), ElementsAre("window alpha 0.0", "terminate by ConcurrentSessionVC"));
-}
-
 TEST_F(ConcurrentSessionVCTest, AppearingAgain_ReadsThePayloadOfThatMoment) {
     const auto controller = appear();
     CustomAPPManager::payload = concurrentSessionMessage().withBody(QStringLiteral("Later."));

@@ -57,29 +57,6 @@ TEST_F(ReAuthHandlerVCTest, Countdown_TheTickAfterZeroSignalsAndASecondLaterTheA
     EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
 }
 
-// Seconds, whatever the argument's name says.
-TEST_F(ReAuthHandlerVCTest, CreateTimer_CountsSeconds) {
-    const auto controller
-        = std::dynamic_pointer_cast<ReAuthHandlerVC>(world.instantiate("ReAuthHandlerVC", reAuthMessage()));
-    controller->createTimer(3);
-    world.runLoop.advance(2s);
-    EXPECT_EQ(controller->timerLabel->stringValue(), "This window will auto close in 1 seconds");
-    world.runLoop.advance(2s);
-    EXPECT_EQ(count(postedSignal), 1);
-}
-
-TEST_F(ReAuthHandlerVCTest, AppearingAgain_StartsASecondCountdownOfItsOwn) {
-    const auto controller = appear();
-    world.runLoop.advance(2500ms);
-    controller->viewWillAppear();
-    world.runLoop.advance(500ms); // the first countdown's third tick
-    EXPECT_EQ(controller->timerLabel->stringValue(), "This window will auto close in 27 seconds");
-    world.runLoop.advance(500ms); // the second countdown's first
-    EXPECT_EQ(controller->timerLabel->stringValue(), "This window will auto close in 29 seconds");
-    world.runLoop.advance(60s);
-    EXPECT_EQ(count(postedSignal), 2);
-}
-
 TEST_F(ReAuthHandlerVCTest, Ok_SignalsOnceBeforeTheEndIsScheduled) {
     const auto controller = appear();
     world.runLoop.advance(29500ms);
@@ -94,15 +71,6 @@ TEST_F(ReAuthHandlerVCTest, Ok_SignalsOnceBeforeTheEndIsScheduled) {
     ASSERT_EQ(world.application.terminations().size(), 1U);
     EXPECT_EQ(world.application.terminations()[0].at, 30500ms);
     EXPECT_EQ(count(postedSignal), 1);
-}
-
-TEST_F(ReAuthHandlerVCTest, Signal_HasNoObjectAndNoUserInfo) {
-    appear()->okayAction();
-    ASSERT_EQ(world.notificationCenter.posted().size(), 1U);
-    const auto &posted = world.notificationCenter.posted()[0];
-    EXPECT_EQ(posted.name, "zelvik_webSocketToMainAppNotifier");
-    EXPECT_EQ(posted.object, "");
-    EXPECT_FALSE(posted.userInfo.has_value());
 }
 
 // In a process of its own, since the name is fixed once a process.

@@ -325,14 +325,7 @@ class LifeTest(unittest.TestCase):
             self.assertEqual(field(package, name), field(agent, name))
         self.root.dpkg("--install", package)
 
-        notices = Notices()
-        self.addCleanup(notices.end)
-        notices.show(self.root / "usr/bin/post-notice", "--start", self.root / "usr/lib/lumora-notice-agent/NoticeAgent.app",
-                     "--maintenance", "Back at 18:00.")
-        self.assertEqual(notices.executable(),
-                         str(self.root / "usr/lib/lumora-notice-agent/NoticeAgent.app/Contents/Linux/NoticeAgent"))
-        notices.wait_pixel(436, 58, (0x0B, 0x5D, 0x51))
-        notices.end()
+        self.show_a_notice("usr/lib/lumora-notice-agent/NoticeAgent.app", (0x0B, 0x5D, 0x51))
 
         # Whichever goes last takes the folders that they share.
         self.root.dpkg("--purge", "notice-agent-brand-kit", "notice-agent")
@@ -397,13 +390,13 @@ class LifeTest(unittest.TestCase):
         for name in ("private", "private/var", "private/var/log", LOG_FOLDER):
             self.assertEqual(stat.S_IMODE((self.root / name).stat().st_mode), 0o755, name)
 
-    def show_a_notice(self):
+    def show_a_notice(self, bundle=INSTALLED_BUNDLE, header=HEADER):
         notices = Notices()
         self.addCleanup(notices.end)
-        notices.show(self.root / "usr/bin/post-notice", "--start", self.root / "usr/lib/notice-agent/NoticeAgent.app",
-                     "--casb", self.root / "usr/share/doc/notice-agent/Tools/samples/casb.xml")
-        self.assertEqual(notices.executable(), str(self.root / INSTALLED_BUNDLE / "Contents/Linux/NoticeAgent"))
-        notices.wait_pixel(436, 58, HEADER)
+        notices.show(self.root / "usr/bin/post-notice", "--start", self.root / bundle,
+                     "--casb", ROOT / "Tools/samples/casb.xml")
+        self.assertEqual(notices.executable(), str(self.root / bundle / "Contents/Linux/NoticeAgent"))
+        notices.wait_pixel(436, 58, header)
         notices.wait_text("Example Drive")
         notices.end()
 

@@ -78,12 +78,6 @@ class TextTest(unittest.TestCase):
             (self.root / folder / "A.cpp").write_bytes(b"a\t")
         self.assertEqual(self.run_script(self.root).returncode, 0)
 
-    def test_command_with_nothing_to_check(self):
-        with tempfile.TemporaryDirectory() as folder:
-            self.assertEqual(self.run_script(folder).returncode, 2)
-        self.assertEqual(self.run_script(self.root / "missing").returncode, 2)
-        self.assertEqual(self.run_script("one", "two").returncode, 2)
-
 
 if __name__ == "__main__":
     unittest.main()

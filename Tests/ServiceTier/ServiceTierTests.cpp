@@ -217,11 +217,6 @@ private:
 
 // --- what is sent
 
-TEST(ServiceTier, IsOfTheInterfaceVersion) {
-    EXPECT_EQ(symbol<ServiceTierInterfaceVersionFunction>(shippedLibrary(), "ServiceTierInterfaceVersion")(),
-        serviceTierInterfaceVersion);
-}
-
 TEST(ServiceTier, SendsTheUrlByteForByte) {
     for (const std::string target : {
              "/",

@@ -31,18 +31,6 @@ protected:
     AnyLanguageBundle languages_ { mainBundle_ };
 };
 
-TEST_F(LanguageSwitch, BeforeTheFirstOneTextsComeInTheUsersLanguage) {
-    EXPECT_EQ(text(), "Bonjour");
-}
-
-TEST_F(LanguageSwitch, TheNextOneTakesEffectAtOnce) {
-    switchTo(QStringLiteral("de"));
-    switchTo(QStringLiteral("en"));
-    EXPECT_EQ(text(), "Hello");
-    switchTo(QStringLiteral("fr"));
-    EXPECT_EQ(text(), "Bonjour");
-}
-
 class UnknownLanguage : public LanguageSwitch, public testing::WithParamInterface<QString> { };
 
 TEST_P(UnknownLanguage, BringsBackTheUsersOwn) {

@@ -347,11 +347,8 @@ class UsageTest(PostNoticeTestCase):
                     self.assert_refused(1, [f"{option}: {path}", words], "--quiet", *notice, option, form.format(path))
 
     def test_no_bus(self):
-        for changes in ({"DBUS_SESSION_BUS_ADDRESS": f"unix:path={self.folder}/none"},
-                        {"DBUS_SESSION_BUS_ADDRESS": "no address"},
-                        {"DBUS_SESSION_BUS_ADDRESS": None, "DISPLAY": None, "XDG_RUNTIME_DIR": self.folder}):
-            with self.subTest(changes=changes):
-                self.assert_refused(1, "no session bus: ", "--re-authenticate", env=self.environment(**changes))
+        self.assert_refused(1, "no session bus: ", "--re-authenticate", env=self.environment(
+            DBUS_SESSION_BUS_ADDRESS=None, DISPLAY=None, XDG_RUNTIME_DIR=self.folder))
         self.assert_refused(1, "no session bus: ", "--re-authenticate", "--bus", f"unix:path={self.folder}/none")
 
     def test_what_the_bus_library_says_is_printable(self):

@@ -22,9 +22,10 @@ nav a { display: inline-block; margin-right: 12px; color: #1e2234; }
 figure { margin: 0 -12px; max-width: calc(100% + 24px); }
 figcaption { margin: 0 24px -12px; color: #3a4056; font-size: 12px; }
 img { display: block; max-width: 100%; height: auto; }
-.table { overflow-x: auto; }
+.table { overflow-x: auto; margin-top: 24px; }
 table { border-spacing: 0; margin: 0 -8px; }
 th { text-align: start; font-size: 12px; }
+thead th { padding-left: 12px; }
 tbody th { position: sticky; left: 0; padding: 4px 8px; background: #cfd5e2; vertical-align: top; z-index: 1; }
 td { min-width: 200px; vertical-align: top; }
 </style>
