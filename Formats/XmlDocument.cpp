@@ -38,7 +38,7 @@ constexpr XML_Memory_Handling_Suite boundedMemory { std::malloc,
 class XmlDocument::Builder {
 public:
     Builder(std::size_t size, const char *encoding)
-        : parser_(XML_ParserCreate_MM(encoding, &boundedMemory, nullptr)) {
+        : parser_(XML_ParserCreate_MM(encoding, &boundedMemory, nullptr), &XML_ParserFree) {
         constexpr std::size_t bytesOfANode = 16; // in the text of a notice with many entries
         document_.content_.reserve(size);
         document_.nodes_.reserve(size / bytesOfANode + 1);
@@ -72,9 +72,6 @@ private:
     struct OpenElement {
         Index node = 0;
         Index lastChild = 0;
-    };
-    struct FreeParser {
-        void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
     };
 
     static Builder &of(void *self) { return *static_cast<Builder *>(self); }
@@ -131,7 +128,7 @@ private:
     int entities_ = 0;
     std::size_t declaredAttributes_ = 0;
     std::size_t names_ = 0;
-    std::unique_ptr<std::remove_pointer_t<XML_Parser>, FreeParser> parser_;
+    std::unique_ptr<std::remove_pointer_t<XML_Parser>, decltype(&XML_ParserFree)> parser_;
 };
 
 template <class Found>

@@ -391,14 +391,12 @@ void TextField::layOutFor(double width) const {
         else
             lengthenLastLine(column, lines);
     }
-    const QFontMetricsF metrics(font());
     const double height = lineHeight();
-    const double baseline = std::floor((height - metrics.height()) / 2 + metrics.ascent());
     for (int index = 0; index < layout_.lineCount(); ++index) {
         auto line = layout_.lineAt(index);
         // By the baseline: a line in another script comes from a font of another height.
         line.setPosition(
-            { isRightToLeft() ? width - line.width() : 0, index * height + baseline - line.ascent() });
+            { isRightToLeft() ? width - line.width() : 0, index * height + baseline() - line.ascent() });
     }
     isCut_ = isCut_ || layout_.text().size() < text_.size();
 }
@@ -427,10 +425,19 @@ int TextField::heightForWidth(int width) const {
     return static_cast<int>(layout_.lineCount() * lineHeight());
 }
 
-// A countdown stands beside the middle of the button.
+// In a line.
+double TextField::baseline() const {
+    const QFontMetricsF metrics(font());
+    return std::floor((lineHeight() - metrics.height()) / 2 + metrics.ascent());
+}
+
+// The middle of a countdown's capitals is that of its height, as in the button beside it.
 double TextField::top() const {
-    const double free = height() - layout_.lineCount() * lineHeight();
-    return style_ == Style::Countdown ? std::floor(std::max(0.0, free / 2)) : 0;
+    if (style_ != Style::Countdown)
+        return 0;
+    const double others = (layout_.lineCount() - 1) * lineHeight();
+    const double capital = QFontMetricsF(font()).capHeight();
+    return std::max(0.0, std::round((height() - others + capital) / 2) - baseline());
 }
 
 void TextField::paintEvent(QPaintEvent *event) {

@@ -81,6 +81,7 @@ private:
     bool isSelectable() const;
     void textChanged();
     double lineHeight() const;
+    double baseline() const;
     QString shortenedText() const;
     QString readable(const QString &text) const;
     QString shownText() const;
