@@ -100,6 +100,17 @@ class ContentTest(unittest.TestCase):
         self.assertEqual([field(agent, name) for name in ("Provides", "Conflicts", "Replaces")],
                          [f"post-notice (= {field(command, 'Version')})", "post-notice", "post-notice"])
 
+    def test_version_is_the_same_everywhere(self):
+        version = field(agent, "Version")
+        self.assertEqual(run(self.tree / "usr/bin/brand-notices", "--version"), f"brand-notices {version}\n")
+        self.assertTrue(run("zcat", self.tree / "usr/share/doc/notice-agent/changelog.gz").startswith(
+            f"notice-agent ({version}) "))
+        self.assertIn(f"\n## [{version}] - ", (ROOT / "CHANGELOG.md").read_text(encoding="utf-8"))
+
+    def test_descriptions_are_whole(self):
+        for package in packages.glob("*.deb"):
+            self.assertRegex(field(package, "Description"), r"\.\s*\Z", package.name)
+
     def test_desktop_and_metadata_are_valid(self):
         self.assertIn("NoDisplay=true", (self.tree / f"usr/share/applications/{BUS_NAME}.desktop").read_text())
         run("appstreamcli", "validate-tree", "--no-net", self.tree)
