@@ -13,14 +13,17 @@ namespace {
 
 constexpr int screenMargin = 24;
 
-/// The next length that is whole in pixels of the screen, at a scale of quarters: else the window is a pixel
-/// longer or shorter by its place, and the line at its edge is wide or lost.
-int wholePixels(int length, double scale) {
-    constexpr int quarters = 4;
-    int longer = length;
-    while (longer < length + quarters - 1 && std::fmod(longer * scale, 1) != 0)
-        ++longer;
-    return longer;
+/// A length that is whole in pixels of the screen, at a scale of quarters.
+int wholeStep(double scale) {
+    for (const int step : { 1, 2, 4 }) {
+        if (std::fmod(step * scale, 1) == 0)
+            return step;
+    }
+    return 1;
+}
+
+int roundedUp(int length, int step) {
+    return (length + step - 1) / step * step;
 }
 
 } // namespace
@@ -68,8 +71,11 @@ QRect NoticePlacement::cardRect() const {
 }
 
 void NoticePlacement::setCardSize(const QSize &size) {
-    const double scale = window_.devicePixelRatioF();
-    cardSize_ = { wholePixels(size.width(), scale), wholePixels(size.height(), scale) };
+    // Else the window is a pixel longer or shorter by its place, or is cut to the toolkit's rounded
+    // increment.
+    const int step = wholeStep(window_.devicePixelRatioF());
+    window_.setSizeIncrement(step, step);
+    cardSize_ = { roundedUp(size.width(), step), roundedUp(size.height(), step) };
     const QSize fitted = cardSize_.grownBy(shadow_);
     if (window_.size() == fitted)
         return;

@@ -271,6 +271,9 @@ class ScaleTest(NoticeTestCase):
                 if element.shown and element.text:
                     self.assertTrue(x >= -1 and y >= -1 and x + wide <= width + 1 and y + high <= height + 1,
                                     f"{element.text!r} at {element.extents} in {width} x {height}")
+        self.post_to(agent, WebSocketType=True, MaintenanceMessageKey="Back soon.")
+        wait_until(lambda: agent.geometry()[3] < height, "the shorter notice is there")
+        self.assert_even_line(agent, int(scale))
         agent.end()
 
     def assert_even_line(self, agent, line):
