@@ -38,6 +38,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -110,25 +111,41 @@ public:
     bool hasWindow() const { return window_ != XCB_WINDOW_NONE; }
     Clock::time_point mappedAt() const { return mappedAt_; }
     std::optional<Clock::time_point> paintedAt() const { return paintedAt_; }
-    bool awaitsColors() const { return hasWindow() && !paintedAt_ && !colors_.empty(); }
 
-    /// Requests reports of all drawing on the screen, which wake whoever waits. Not every drawing is
-    /// reported.
+    /// Requests reports of all drawing on the screen.
     void watchFor(std::vector<ExpectedColor> colors) {
         colors_ = std::move(colors);
-        const auto damage = xcb_generate_id(connection_);
-        xcb_damage_create(connection_, damage, root_, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
-        xcb_flush(connection_);
+        reportDrawingIn(root_);
     }
 
     void handleEvents() {
-        while (const ReplyPointer<xcb_generic_event_t> event { xcb_poll_for_event(connection_) })
-            handle(*event);
-        if (awaitsColors() && showsColors())
-            paintedAt_ = Clock::now();
+        // The answers of the X server bring events with them, which no descriptor announces again.
+        do {
+            if (awaitsColors() && showsColors())
+                paintedAt_ = Clock::now();
+        } while (handleWaitingEvents());
     }
 
 private:
+    bool awaitsColors() const { return hasWindow() && !paintedAt_ && !colors_.empty(); }
+
+    void reportDrawingIn(xcb_window_t window) {
+        if (!reported_.insert(window).second)
+            return;
+        xcb_damage_create(
+            connection_, xcb_generate_id(connection_), window, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
+        xcb_flush(connection_);
+    }
+
+    bool handleWaitingEvents() {
+        bool came = false;
+        while (const ReplyPointer<xcb_generic_event_t> event { xcb_poll_for_event(connection_) }) {
+            came = true;
+            handle(*event);
+        }
+        return came;
+    }
+
     void handle(const xcb_generic_event_t &event) {
         switch (event.response_type & 0x7f) {
         case XCB_CREATE_NOTIFY: {
@@ -159,6 +176,8 @@ private:
         if (hasWindow() || geometry.width < smallestWidth || geometry.height < smallestHeight)
             return;
         window_ = window;
+        if (!colors_.empty())
+            reportDrawingIn(window); // not all of it is reported for the screen
         mappedAt_ = Clock::now();
         paintedAt_.reset();
     }
@@ -217,6 +236,7 @@ private:
     xcb_atom_t frameExtents_ = XCB_ATOM_NONE;
     std::optional<Geometry> margin_; ///< known as soon as a notice was right
     std::map<xcb_window_t, Geometry> geometries_;
+    std::set<xcb_window_t> reported_;
     std::vector<ExpectedColor> colors_;
     xcb_window_t window_ = XCB_WINDOW_NONE;
     Clock::time_point mappedAt_;
@@ -438,7 +458,7 @@ private:
                 throw Failure(std::string(what) + " did not come");
             std::array descriptors { pollfd { screen_.descriptor(), POLLIN, 0 },
                 pollfd { bus_ ? bus_->descriptor() : -1, POLLIN, 0 } };
-            poll(descriptors.data(), descriptors.size(), screen_.awaitsColors() ? 1 : 100);
+            poll(descriptors.data(), descriptors.size(), 100);
         }
     }
 
