@@ -131,8 +131,7 @@ class ScreenReaderTest(NoticeTestCase):
         self.assert_ended(agent, timeout=30)
         said = self.spoken(0)
         expected = [*words["last"], words["seconds"].format(10), words["seconds"].format(5)]
-        self.assertEqual(expected, [*self.without_seconds(said[:3]), *said[3:5]])
-        self.assertEqual([], [utterance for utterance in said[5:] if "notification" in utterance])
+        self.assertEqual(expected, [*self.without_seconds(said[:3]), *said[3:]])
 
     @takes(40)
     def test_english(self):
