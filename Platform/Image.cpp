@@ -14,6 +14,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <ctime>
 #include <functional>
 #include <future>
 #include <system_error>
@@ -66,14 +67,17 @@ QImage decoded(const QByteArray &bytes, const QByteArray &format, const QSize &s
 std::atomic<bool> isDrawing = false;
 
 /// The result of something done with a drawing; nothing when that takes long, or while an earlier one that
-/// was given up is still going on. No bound on what a drawing consists of tells how long it takes.
+/// was given up is still going on. No bound on what a drawing consists of tells how long it takes. Processor
+/// time counts, so that a busy machine loses no logo.
 template <class Result>
 std::optional<Result> inTime(std::function<Result()> work) {
-    constexpr std::chrono::milliseconds maxTime(400);
+    constexpr std::clock_t maxTime = CLOCKS_PER_SEC * 4 / 10;
+    constexpr std::chrono::milliseconds betweenLooks(20);
     if (isDrawing.exchange(true))
         return std::nullopt;
     std::promise<Result> promise;
     auto future = promise.get_future();
+    const auto start = std::clock();
     try {
         std::thread([work = std::move(work), promise = std::move(promise)]() mutable {
             auto result = work();
@@ -84,7 +88,11 @@ std::optional<Result> inTime(std::function<Result()> work) {
         isDrawing = false;
         return std::nullopt;
     }
-    return future.wait_for(maxTime) == std::future_status::ready ? std::optional(future.get()) : std::nullopt;
+    while (future.wait_for(betweenLooks) != std::future_status::ready) {
+        if (std::clock() - start > maxTime)
+            return std::nullopt;
+    }
+    return future.get();
 }
 
 QSize sizeOf(const QByteArray &bytes, const QByteArray &format) {
