@@ -5,7 +5,6 @@
 #include <QPainter>
 
 #include <algorithm>
-#include <utility>
 
 namespace {
 
@@ -23,18 +22,15 @@ CountdownLine::CountdownLine(QWidget *parent)
 }
 
 void CountdownLine::setRemaining(double fraction) {
-    const double before = std::exchange(remaining_, std::clamp(fraction, 0.0, 1.0));
-    const auto [shorter, longer] = std::minmax({ before, remaining_ });
-    update(part(shorter, longer).toAlignedRect());
-}
-
-QRectF CountdownLine::part(double from, double to) const {
-    const double start = layoutDirection() == Qt::RightToLeft ? 1 - to : from;
-    return { start * width(), 0, (to - from) * width(), static_cast<double>(height()) };
+    remaining_ = std::clamp(fraction, 0.0, 1.0);
+    update(); // all of it: a compositor may have missed what was painted before
 }
 
 void CountdownLine::paintEvent(QPaintEvent *) {
+    QRectF left(0, 0, remaining_ * width(), height());
+    if (layoutDirection() == Qt::RightToLeft)
+        left.moveRight(width());
     QPainter painter(this);
     painter.fillRect(rect(), NoticeStyle::hairlineColor);
-    painter.fillRect(part(0, remaining_), NoticeSign::colorOf(kind_));
+    painter.fillRect(left, NoticeSign::colorOf(kind_));
 }

@@ -3,7 +3,7 @@
 #include "Platform/Views/NoticeSign.h"
 
 /// The line under the header of a notice that counts down: as long as the part of the time that is left, from
-/// the leading edge. When it is given another length, only the difference is painted again.
+/// the leading edge.
 class CountdownLine : public QWidget {
     Q_OBJECT
     Q_PROPERTY(NoticeSign::Kind kind READ kind WRITE setKind)
@@ -23,8 +23,6 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    QRectF part(double from, double to) const;
-
     NoticeSign::Kind kind_ = NoticeSign::Kind::Blocked;
     double remaining_ = 1;
 };
