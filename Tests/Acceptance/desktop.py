@@ -35,6 +35,9 @@ SCREEN_HEIGHT = 1024
 # several tests share two processors; it costs nothing while the agent behaves.
 PATIENCE = 30.0
 
+# Where distributions keep the programs of the accessibility package.
+ACCESSIBILITY_FOLDERS = "/usr/libexec:/usr/lib/at-spi2-core:/usr/lib"
+
 CENTER_INTERFACE = "com.tevanic.DistributedNotificationCenter"
 CENTER_PATH = "/com/tevanic/DistributedNotificationCenter"
 AGENT_NAME = "com.tevanic.NoticeAgent"
@@ -99,7 +102,6 @@ class Posted:
     """One distributed notification heard on the bus from another connection."""
 
     moment: float  # time.time()
-    sender: str
     signature: str
     arguments: list
 
@@ -136,52 +138,46 @@ class Bus:
     def _hear(self, _listener, message):
         is_posted = (message.get_interface() == CENTER_INTERFACE and message.get_member() == "Posted")
         if is_posted and message.get_sender() != self.connection.get_unique_name():
-            self.heard.append(Posted(time.time(), str(message.get_sender()), str(message.get_signature()),
+            self.heard.append(Posted(time.time(), str(message.get_signature()),
                                      message.get_args_list(byte_arrays=True)))
         return dbus.lowlevel.HANDLER_RESULT_NOT_YET_HANDLED
 
-    def emit(self, signature, *arguments, connection=None):
+    def emit(self, signature, *arguments):
         """Emits the signal with arguments of any shape, right or wrong."""
         message = dbus.lowlevel.SignalMessage(CENTER_PATH, CENTER_INTERFACE, "Posted")
         if arguments:
             message.append(*arguments, signature=signature)
-        (connection or self.connection).send_message(message)
+        self.connection.send_message(message)
 
-    def flush(self):
-        self.connection.flush()
+    def _ask(self, method, signature="", *arguments):
+        """Of the bus itself."""
+        return self.connection.call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                             method, signature, arguments)
 
-    def install(self, name, program, environment):
+    def install(self, name, program, environment=()):
         """Has the bus start that program, with that environment, for whoever asks for the name."""
         with open(os.path.join(self._services, f"{name}.service"), "w", encoding="utf-8") as file:
             file.write(f"[D-BUS Service]\nName={name}\nExec={program}\n")
-        for method, signature, arguments in (("ReloadConfig", "", ()),
-                                             ("UpdateActivationEnvironment", "a{ss}", (environment,))):
-            self.connection.call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                                          method, signature, arguments)
+        self._ask("ReloadConfig")
+        self._ask("UpdateActivationEnvironment", "a{ss}", dict(environment))
 
     def uninstall(self, name):
         os.remove(os.path.join(self._services, f"{name}.service"))
-        self.connection.call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                                      "ReloadConfig", "", ())
+        self._ask("ReloadConfig")
 
     def process_of(self, name):
         """The process that owns a name, or None."""
         try:
-            return int(self.connection.call_blocking(
-                "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                "GetConnectionUnixProcessID", "s", (name,)))
+            return int(self._ask("GetConnectionUnixProcessID", "s", name))
         except dbus.exceptions.DBusException:
             return None
 
     def queue_of(self, name):
         """The processes that own or wait for a name, the owner first."""
         try:
-            owners = self.connection.call_blocking(
-                "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                "ListQueuedOwners", "s", (name,))
+            return [self.process_of(str(owner)) for owner in self._ask("ListQueuedOwners", "s", name)]
         except dbus.exceptions.DBusException:
             return []
-        return [self.process_of(str(owner)) for owner in owners]
 
     def close(self):
         self._listener.close()
@@ -265,7 +261,6 @@ class Screen:
         return corner.x, corner.y, shape.width, shape.height
 
     def picture(self):
-        """What the user sees, as an image."""
         shape = self.root.get_geometry()
         raw = self.root.get_image(0, 0, shape.width, shape.height, X.ZPixmap, 0xFFFFFFFF)
         return Image.frombytes("RGB", (shape.width, shape.height), raw.data, "raw", "BGRX")
@@ -396,7 +391,7 @@ class Accessibility:
 
     def __init__(self, bus, environment):
         self.process = subprocess.Popen(
-            [find_program("at-spi-bus-launcher"), "--launch-immediately"], env=environment,
+            [shutil.which("at-spi-bus-launcher", path=ACCESSIBILITY_FOLDERS), "--launch-immediately"], env=environment,
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         wait_until(lambda: bus.process_of("org.a11y.Bus"), "the accessibility bus launcher is there")
         address = str(bus.connection.call_blocking(
@@ -485,29 +480,28 @@ class Desktop:
 
     parent_folder = None  # the one for temporary files
 
-    def __init__(self, window_manager="openbox", accessibility=True, compositor=False):
+    def __init__(self, window_manager="openbox", accessibility=True):
         self.folder = tempfile.mkdtemp(prefix="notice-desktop-", dir=self.parent_folder)
-        self._closing = [lambda: shutil.rmtree(self.folder, ignore_errors=True)]
+        self._closing = contextlib.ExitStack()
+        self._closing.callback(shutil.rmtree, self.folder, ignore_errors=True)
         try:
-            self._start(window_manager, accessibility, compositor)
+            self._start(window_manager, accessibility)
         except BaseException:
             self.close()
             raise
 
-    def _start(self, window_manager, accessibility, compositor):
+    def _start(self, window_manager, accessibility):
         self.bus = Bus(self.folder)
-        self._closing.append(self.bus.close)
+        self._closing.callback(self.bus.close)
         self.screen = self._virtual_screen()
-        self._closing.append(self.screen.close)
+        self._closing.callback(self.screen.close)
         self.environment = self._private_environment()
         if window_manager:
             self._start_window_manager(window_manager)
-        if compositor:
-            self.start_compositor()
         self.accessibility = None
         if accessibility:
             self.accessibility = Accessibility(self.bus, self.environment)
-            self._closing.append(self.accessibility.close)
+            self._closing.callback(self.accessibility.close)
 
     def _virtual_screen(self):
         return Screen.virtual(self.folder)
@@ -534,7 +528,7 @@ class Desktop:
     def _start_program(self, *command):
         process = subprocess.Popen(command, env=self.environment, stdin=subprocess.DEVNULL,
                                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self._closing.append(lambda: end_process(process))
+        self._closing.callback(end_process, process)
         return process
 
     def _start_window_manager(self, *command):
@@ -550,19 +544,22 @@ class Desktop:
         wait_until(lambda: self.screen.display.get_selection_owner(selection) != X.NONE, "the compositor is there")
         return process
 
+    def picture(self):
+        """What the user sees, as an image."""
+        return self.screen.picture()
+
+    def park_pointer(self):
+        self.screen.park_pointer()
+
     def close(self):
-        for closing in reversed(self._closing):
-            try:
-                closing()
-            except Exception:  # one thing that will not end must not keep the others alive
-                pass
-        self._closing = []
+        with contextlib.suppress(Exception):  # everything is closed all the same
+            self._closing.close()
 
 
 @functools.lru_cache(maxsize=None)
-def shared_desktop(window_manager="openbox", accessibility=True, compositor=False):
+def shared_desktop(window_manager="openbox", accessibility=True):
     """The process's desktop of this kind, started at its first use and ended with the process."""
-    desktop = Desktop(window_manager, accessibility, compositor)
+    desktop = Desktop(window_manager, accessibility)
     atexit.register(desktop.close)
     return desktop
 
@@ -578,12 +575,3 @@ def end_process(process):
             process.wait()
     if process.stdout:
         process.stdout.close()
-
-
-def find_program(name):
-    """A program of the accessibility package, which distributions keep in different folders."""
-    for folder in ("/usr/libexec", "/usr/lib/at-spi2-core", "/usr/lib"):
-        candidate = os.path.join(folder, name)
-        if os.access(candidate, os.X_OK):
-            return candidate
-    return name

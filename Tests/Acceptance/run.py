@@ -20,9 +20,10 @@ import traceback
 import unittest
 from collections import Counter
 from concurrent.futures import ProcessPoolExecutor, as_completed
+from pathlib import Path
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, HERE)
+HERE = Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE))
 
 # What the build's test runner takes for a skipped test.
 ALL_SKIPPED = 77
@@ -34,18 +35,14 @@ TEST_LIMIT = 240
 def all_tests(modules):
     """Every test by its id."""
     loader = unittest.TestLoader()
-    names = modules or sorted(name[:-3] for name in os.listdir(HERE)
-                              if name.startswith("test_") and name.endswith(".py"))
+    suites = [loader.loadTestsFromNames(modules or sorted(path.stem for path in HERE.glob("test_*.py")))]
     tests = {}
-
-    def collect(suite):
-        for test in suite:
+    while suites:
+        for test in suites.pop():
             if isinstance(test, unittest.TestSuite):
-                collect(test)
+                suites.append(test)
             else:
                 tests[test.id()] = test
-    collect(loader.loadTestsFromNames([name[:-3] if name.endswith(".py") else name
-                                       for name in map(os.path.basename, names)]))
     for error in loader.errors:
         sys.exit(error)
     return tests
@@ -67,9 +64,9 @@ class OneResult(unittest.TestResult):
         self.status = "passed"
         self.detail = ""
 
-    def _fail(self, test, error):
+    def addError(self, test, err):
         self.status = "failed"
-        self.detail += "".join(traceback.format_exception(*error))
+        self.detail += "".join(traceback.format_exception(*err))
         test = getattr(test, "test_case", test)  # a subtest names its test
         try:
             self.detail += test.describe_failure()
@@ -80,28 +77,15 @@ class OneResult(unittest.TestResult):
         except Exception as failure:
             self.detail += f"(no more about the agent: {failure})\n"
 
-    def addFailure(self, test, err):
-        super().addFailure(test, err)
-        self._fail(test, err)
-
-    def addError(self, test, err):
-        super().addError(test, err)
-        self._fail(test, err)
+    addFailure = addError
 
     def addSubTest(self, test, subtest, err):
-        super().addSubTest(test, subtest, err)
         if err is not None:
-            self._fail(subtest, err)
+            self.addError(subtest, err)
 
     def addSkip(self, test, reason):
-        super().addSkip(test, reason)
         self.status = "skipped"
         self.detail = reason
-
-    def addUnexpectedSuccess(self, test):
-        super().addUnexpectedSuccess(test)
-        self.status = "failed"
-        self.detail = "unexpected success"
 
 
 def begin_worker():
@@ -138,45 +122,35 @@ def run_all(names, count, pictures):
         pool = ProcessPoolExecutor(count, multiprocessing.get_context("spawn"), begin_worker)
         try:
             for future in as_completed([pool.submit(run_one, name, pictures) for name in names]):
-                results.append(future.result())
-                report(results[-1])
+                result = future.result()
+                results.append(result)
+                if result["status"] == "skipped":
+                    print(f"skipped {result['seconds']:5.1f} s  {result['test']}: {result['detail']}", flush=True)
+                elif result["status"] == "failed":
+                    print(described(result) + "\n", flush=True)
         finally:
             pool.shutdown(cancel_futures=True)
     return results
 
 
-def report(result):
-    if result["status"] == "skipped":
-        print(f"skipped {result['seconds']:5.1f} s  {result['test']}: {result['detail']}", flush=True)
-    elif result["status"] == "failed":
-        print(described(result) + "\n", flush=True)
-
-
-def described(result):
-    detail = result["detail"].rstrip().replace("\n", "\n    ")
-    return f"FAILED {result['seconds']:5.1f} s  {result['test']}\n    {detail}"
+def described(result, lines=None):
+    """A failure, or its first lines: where it failed, and on what."""
+    return "\n    ".join([f"FAILED {result['seconds']:5.1f} s  {result['test']}",
+                          *result["detail"].splitlines()[:lines]])
 
 
 def closing(results, seconds):
-    """What the run ends with: where its time went, the counts, and what failed."""
-    slowest = sorted(results, key=lambda result: -result["seconds"])[:10]
+    """What the run ends with: where its time went, what failed, and the counts."""
     print("slowest:")
-    for result in slowest:
+    for result in sorted(results, key=lambda result: -result["seconds"])[:10]:
         print(f"  {result['seconds']:5.1f} s  {result['test']}")
-    failed = [result for result in results if result["status"] == "failed"]
-    for result in failed:
-        print(described(dict(result, detail=beginning(result["detail"]))))
-    print(f"in {seconds:.0f} s")
+    for result in results:
+        if result["status"] == "failed":
+            print(described(result, lines=30))
     count = Counter(result["status"] for result in results)
     skipped = f", {count['skipped']} skipped" if count["skipped"] else ""
-    print(f"{count['passed']} passed, {count['failed']} failed{skipped}")
+    print(f"in {seconds:.0f} s\n{count['passed']} passed, {count['failed']} failed{skipped}")
     return count
-
-
-def beginning(detail, lines=30):
-    """A failure's first lines: where it failed, and on what."""
-    kept = detail.splitlines()
-    return "\n".join(kept[:lines] + (["[...]"] if len(kept) > lines else []))
 
 
 def main():
@@ -197,7 +171,7 @@ def main():
     names = [name for name in tests if not arguments.keyword or any(word in name for word in arguments.keyword)]
     names.sort(key=lambda name: -expected_seconds(tests[name]))
     started = time.monotonic()
-    results = run_all(names, max(1, arguments.workers), os.path.join(REPOSITORY, "build/acceptance"))
+    results = run_all(names, arguments.workers, os.path.join(REPOSITORY, "build/acceptance"))
 
     count = closing(results, time.monotonic() - started)
     if count["failed"] or not results:

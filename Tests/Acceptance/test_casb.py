@@ -1,7 +1,7 @@
 """The CASB activity notice: rows, countdown, request, end."""
 
 from activity_server import ActivityServer
-from harness import THREE_ROWS, NoticeTestCase, png, received, takes
+from harness import RECEIVED, THREE_ROWS, NoticeTestCase, png, takes
 
 SET_UP = ("info", "Parsing successful, Creating Timer Instance to update Auto Close UI")
 REQUEST = "Closing Active window , Calling Activity URL: "
@@ -33,7 +33,7 @@ class CasbTest(NoticeTestCase):
         self.assertEqual(1, len(self.server.requests))
         self.assert_near(self.server.requests[0].moment - begun, 2, "set-up to request")
         self.assert_log(
-            agent, received(),
+            agent, RECEIVED,
             ("debug", f"Parsing websocket response: {xml}"),
             ("info", "Initiating CASB View.."),
             ("info", "CASB Socket Notification Type : CASB Mode Notification..."),

@@ -71,7 +71,7 @@ class LoadTest(NoticeTestCase):
                 if number % 50 == 0:
                     # Something of a wrong shape in between.
                     self.bus.emit("sa{sv}", name, user_info_of({}))
-            self.bus.flush()
+            self.bus.connection.flush()
             wait_until(lambda: logged_numbers(agent)[-1:] == numbers[-1:], "the burst is handled",  # noqa: B023
                        60 * SLOWNESS, interval=0.1)
             self.assertEqual(numbers, logged_numbers(agent)[-len(numbers):], "every message once, in their order")

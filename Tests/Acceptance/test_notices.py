@@ -1,7 +1,7 @@
 """One road of each notice but the CASB one, from the message to the end of the process."""
 
 from desktop import wait_until
-from harness import NoticeTestCase, Starts, notice_xml, png, received, takes
+from harness import RECEIVED, NoticeTestCase, Starts, notice_xml, png, takes
 
 SENDING = ("info", "Sending Re-Auth Notification to Main App from Socket app")
 # No blank before the last word: the joining is deliberate.
@@ -35,7 +35,7 @@ class ReAuthenticationTest(NoticeTestCase):
         self.assert_near(posted - pressed, 0.05, "OK to signal")
         self.assert_near(self.assert_ended(agent) - pressed, 1, "OK to end")
         self.assert_one_signal()
-        self.assert_log(agent, received(),
+        self.assert_log(agent, RECEIVED,
                         ("info", "Initiating ReAuth Mode.."),
                         ("info", "CASB Socket Notification Type : CASB Mode Notification..."),
                         ("debug", Starts(" Auto Disconnect Notification received from Zelvik Sase Client ")),
@@ -80,8 +80,8 @@ class OtherNoticesTest(NoticeTestCase):
         records = [("info", "Initiating Auto Disconnect Mode View.."),
                    ("info", "Web Socket Notification Type : Auto Disconnect Notification..."),
                    ("debug", Starts(" Auto Disconnect Notification received from Zelvik Sase Client "))]
-        self.assert_log(agent, received(), records, ("info", "VPN Connection Status :  false"),
-                        received(), records, ("info", "VPN Connection Status :  true"))
+        self.assert_log(agent, RECEIVED, records, ("info", "VPN Connection Status :  false"),
+                        RECEIVED, records, ("info", "VPN Connection Status :  true"))
 
     @takes(3)
     def test_concurrent_session(self):
@@ -93,7 +93,7 @@ class OtherNoticesTest(NoticeTestCase):
         agent.wait_text("You signed in elsewhere.")
         self.assert_header_logo(agent, (255, 0, 255))
         self.assert_ends_by_ok(agent)
-        self.assert_log(agent, received(),
+        self.assert_log(agent, RECEIVED,
                         ("info", "Initiating Concurrent session view.."),
                         ("info", "Concurrent Session Notification Type..."),
                         ("info", "Response received from Zelvik Sase Client..."),
@@ -110,7 +110,7 @@ class OtherNoticesTest(NoticeTestCase):
         self.assertNotIn("not shown", agent.texts())
         self.assert_header_logo(agent, (255, 0, 255))
         self.assert_ends_by_ok(agent)
-        self.assert_log(agent, received(),
+        self.assert_log(agent, RECEIVED,
                         ("info", "Initiating Maintenance Mode View.."),
                         ("info", "Web Socket Notification Type : Maintenance Mode Notification..."),
                         ("debug", f"Web Socket XML : {xml}"),

@@ -26,7 +26,7 @@ class PlaceTest(NoticeTestCase):
                 wait_until(lambda: agent.geometry()[:3] == CORNER, f"{kind} at the top right")
                 self.assertEqual(1, len(agent.visible_windows()))
                 self.screen.raise_window(other)
-                self.assert_pixel(agent, BODY, WHITE, "body under a raised window")
+                agent.wait_pixel(*BODY, WHITE, "body under a raised window")
 
     @takes(3)
     def test_long_texts_are_on_the_screen_with_their_button_and_whole_for_a_screen_reader(self):
@@ -119,7 +119,7 @@ class WithoutAccessibilityTest(NoticeTestCase):
         agent = self.launch()
         self.post(**FLOATING["maintenance"])
         agent.wait_visible()
-        self.assert_pixel(agent, BODY, WHITE, "body")
+        agent.wait_pixel(*BODY, WHITE, "body")
         _left, _top, width, height = agent.geometry()
         agent.click(width - MARGIN - 48, height - 20 - 17)
         self.assert_ended(agent)
