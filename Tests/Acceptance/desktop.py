@@ -12,7 +12,6 @@ import io
 import os
 import re
 import shutil
-import signal
 import subprocess
 import tempfile
 import time
@@ -205,7 +204,7 @@ class Screen:
         open(authority, "w").close()
         screen = cls(f":{number}", authority)
         screen.process = process
-        screen.park_pointer()
+        screen.move_pointer(2, SCREEN_HEIGHT - 3)
         return screen
 
     def __init__(self, name, authority):
@@ -273,13 +272,8 @@ class Screen:
         xtest.fake_input(self.display, X.MotionNotify, x=int(x), y=int(y))
         self.display.sync()
 
-    def park_pointer(self):
-        self.move_pointer(2, SCREEN_HEIGHT - 3)
-
-    def click(self, x, y):
-        self.move_pointer(x, y)
-        xtest.fake_input(self.display, X.ButtonPress, 1)
-        xtest.fake_input(self.display, X.ButtonRelease, 1)
+    def button(self, pressed, number=1):
+        xtest.fake_input(self.display, X.ButtonPress if pressed else X.ButtonRelease, number)
         self.display.sync()
 
     def press_key(self, name):
@@ -544,12 +538,30 @@ class Desktop:
         wait_until(lambda: self.screen.display.get_selection_owner(selection) != X.NONE, "the compositor is there")
         return process
 
+    # What a user sees and does.
+
     def picture(self):
-        """What the user sees, as an image."""
         return self.screen.picture()
 
+    def pixel(self, x, y):
+        return self.screen.pixel(x, y)
+
+    def press_key(self, name):
+        self.screen.press_key(name)
+
+    def button(self, pressed):
+        self.screen.button(pressed)
+
+    def move_pointer(self, x, y):
+        self.screen.move_pointer(x, y)
+
+    def click(self, x, y):
+        self.move_pointer(x, y)
+        self.button(True)
+        self.button(False)
+
     def park_pointer(self):
-        self.screen.park_pointer()
+        self.move_pointer(2, SCREEN_HEIGHT - 3)
 
     def close(self):
         with contextlib.suppress(Exception):  # everything is closed all the same
@@ -571,7 +583,7 @@ def end_process(process):
         try:
             process.wait(3)
         except subprocess.TimeoutExpired:
-            process.send_signal(signal.SIGKILL)
+            process.kill()
             process.wait()
     if process.stdout:
         process.stdout.close()

@@ -5,21 +5,11 @@ Run by `Scripts/test --desktops`, a desktop at a time; docs/desktops.md shows th
 
 import functools
 import time
-import unittest.mock
 
 from desktop import SCREEN_HEIGHT, holds_for, wait_until
-from harness import ACCENT, MARGIN, TITLE_STRIP, WHITE, WIDTH, NoticeTestCase, Starts, notice_xml, takes
+from harness import (ACCENT, CASB, FLOATING, INVISIBLE, MARGIN, TITLE_STRIP, WHITE, WIDTH, NoticeTestCase, Starts,
+                     notice_xml, takes)
 from sessions import INSIDE, OUTSIDE, PROGRAM_COLOR, SECOND_MONITOR, SESSIONS, missing_program, shared_session
-
-FLOATING = {
-    "maintenance": dict(WebSocketType=True, MaintenanceMessageKey="text"),
-    "auto disconnect": dict(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey="text"),
-    "re-authentication": dict(WebSocketReAuthType=True),
-    "concurrent session": dict(WebSocketAdminDisconnect=True, webSocketResponse=notice_xml(body="text")),
-}
-CASB = dict(webSocketResponse=notice_xml(body="text", timeout="60"))
-# A concurrent session without a response makes its window invisible.
-INVISIBLE = dict(WebSocketAdminDisconnect=True)
 
 # What a desktop makes impossible, with the reason. The question is asked all the same, and has to fail in these words.
 SWAY_KEEPS_FOCUS = "sway takes the input focus back from a window that it does not manage"
@@ -45,19 +35,13 @@ class Questions(NoticeTestCase):
         missing = missing_program(self.session_name)
         if missing:
             self.skipTest(f"{missing} is not installed")
-        monitors = getattr(getattr(self, self._testMethodName), "monitors", 1)
-        self.session = shared_session(self.session_name, monitors)
-        with unittest.mock.patch("harness.shared_desktop", lambda *arguments: self.session):
-            super().setUp()
+        super().setUp()
         self.program = None
 
-    def _end_agents(self):
-        for agent in self.agents:
-            agent.end()
-        self.session.park_pointer()
-
-    def photograph(self, path):
-        self.session.picture().save(path)
+    def desktop_for_test(self):
+        monitors = getattr(getattr(self, self._testMethodName), "monitors", 1)
+        self.session = shared_session(self.session_name, monitors)
+        return self.session
 
     # What the user does.
 
@@ -103,29 +87,11 @@ class Questions(NoticeTestCase):
         x, y, width, _height = agent.geometry()
         self.session.click(x + width - from_right, y + TITLE_STRIP // 2)
 
-    def drag(self, agent, left=300, down=200):
-        """Drags the notice by its strip; returns where it is then."""
-        before = agent.geometry()
-        self.session.drag((before[0] + 100, before[1] + TITLE_STRIP // 2), (-left, down))
-
-        def followed():
-            x, y, _width, _height = agent.geometry()
-            # The way up to where the window manager took over is lost.
-            return before[0] - x > left * 0.6 and y - before[1] > down * 0.6
-        wait_until(followed, f"the notice follows the pointer from {before}", 3)
-        places = []
-
-        def at_rest():
-            places.append(agent.geometry())
-            return len(places) > 10 and len(set(places[-10:])) == 1
-        wait_until(at_rest, "the notice comes to rest", 5, interval=0.03)
-        return places[-1][:2]
-
     # What the user finds.
 
-    def looks_whole(self, agent, picture=None):
+    def looks_whole(self, agent):
         x, y, width, height = agent.geometry()
-        picture = picture or self.session.picture()
+        picture = self.session.picture()
         if x < 0 or y < 0 or x + width > picture.width or y + height > picture.height:
             return False
         strip = picture.getpixel((x + width // 2, y + TITLE_STRIP // 2))
@@ -188,9 +154,8 @@ class Questions(NoticeTestCase):
     @takes(9)
     def test_placed(self):
         for kind in ("maintenance", "re-authentication", "auto disconnect"):
-            bundle = self.new_bundle()
-            agent = self.launch(bundle)
-            self.post(f"{bundle.log_folder_name}_socketMessageNotifier", **FLOATING[kind])
+            agent = self.launch(self.new_bundle())
+            self.post_to(agent, **FLOATING[kind])
             agent.wait_visible()
             self.assert_placed(agent)
             self.assert_seen(agent, "at its place")

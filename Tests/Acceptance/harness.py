@@ -294,7 +294,7 @@ class Notice:
     def click(self, x, y):
         """Clicks at a place of the notice."""
         left, top, _width, _height = self.geometry()
-        self.desktop.screen.click(left + x, top + y)
+        self.desktop.click(left + x, top + y)
 
     def click_close(self):
         """The strip's button stands at the right."""
@@ -541,6 +541,31 @@ class NoticeTestCase(unittest.TestCase):
         xml = notice_xml(**notice)
         self.post(webSocketResponse=xml, **({"HeaderLogoImage": logo} if logo else {}))
         return xml
+
+    def drag(self, agent, left=300, down=200):
+        """Drags the notice by its strip; returns where it is then."""
+        x, y, _width, _height = agent.geometry()
+        start = (x + 100, y + TITLE_STRIP // 2)
+        self.desktop.move_pointer(*start)
+        self.desktop.button(True)
+        steps = itertools.count(10)
+
+        # As a hand does it: on from the first step only when the notice follows.
+        def follows():
+            step = next(steps)
+            self.desktop.move_pointer(start[0] - step, start[1] + step)
+            return agent.geometry()[:2] != (x, y)
+        wait_until(follows, "the notice follows the pointer", interval=0.05)
+        lost = next(steps)
+        self.desktop.move_pointer(start[0] - left, start[1] + down)
+
+        def is_there():
+            now_x, now_y, _width, _height = agent.geometry()
+            return 0 <= now_x - x + left <= lost and 0 <= y + down - now_y <= lost
+        wait_until(is_there, f"the notice is where the pointer took it from {(x, y)}")
+        self.desktop.button(False)
+        holds_for(is_there, 0.3, "the notice went on with the pointer")
+        return agent.geometry()[:2]
 
     # Expectations.
 

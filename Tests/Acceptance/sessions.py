@@ -14,7 +14,6 @@ import time
 import dbus
 from PIL import Image
 from Xlib import X
-from Xlib.ext import xtest
 from Xlib.protocol import event as xevent
 
 from desktop import SCREEN_HEIGHT, SCREEN_WIDTH, Bus, Desktop, Screen, end_process, wait_until
@@ -69,20 +68,14 @@ class Session(Desktop):
     """What all of them do. The subclasses say how a desktop starts, and how one types, points and looks."""
 
     programs = ()  # the programs that it is made of; the first one names it
-    files = {}  # what is wanted below the configuration folder
-    compositor = False
 
     def __init__(self, monitors=1):
         self.monitors = monitors  # side by side, the primary one at the left
-        super().__init__(self.programs[0], accessibility=False, compositor=self.compositor)
+        self.parts = []
+        super().__init__(accessibility=False)
 
     def alive(self):
         return all(process.poll() is None for process in self.parts)
-
-    def _start(self, window_manager, accessibility, compositor):
-        self.parts = []
-        super()._start(window_manager, accessibility, compositor)
-        self.park_pointer()
 
     def _start_program(self, *command):
         process = super()._start_program(*command)
@@ -95,29 +88,6 @@ class Session(Desktop):
         with open(path, "w", encoding="utf-8") as file:
             file.write(content)
         return path
-
-    def _write_files(self):
-        for path, content in self.files.items():
-            self._write(path, content)
-
-    def pixel(self, x, y):
-        return self.picture().getpixel((x, y))
-
-    def park_pointer(self):
-        self.move_pointer(2, SCREEN_HEIGHT - 3)
-
-    def click(self, x, y):
-        self.move_pointer(x, y)
-        self.button(True)
-        self.button(False)
-
-    def drag(self, start, distance, steps=20):
-        self.move_pointer(*start)
-        self.button(True)
-        for step in range(1, steps + 1):
-            self.move_pointer(start[0] + distance[0] * step // steps, start[1] + distance[1] * step // steps)
-            time.sleep(0.02)  # a hand is no faster
-        self.button(False)
 
     def work_area(self):
         area = self.screen.property(self.screen.root, "_NET_WORKAREA")
@@ -151,7 +121,6 @@ class X11Session(Session):
             "-sharevts", "-keeptty"))
 
     def _start_window_manager(self, _name):
-        self._write_files()
         if self.monitors == 2:
             mode = f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}"
             self._run("xrandr", "--output", "DUMMY0", "--mode", mode)
@@ -161,8 +130,9 @@ class X11Session(Session):
         home = os.path.join(self.environment["HOME"], ".fluxbox")
         os.makedirs(home)
         open(os.path.join(home, "init"), "w").close()
-        configuration = self.environment["XDG_CONFIG_HOME"]
-        super()._start_window_manager(*(word.format(config=configuration) for word in self.command))
+        super()._start_window_manager(*self.command)
+        if "picom" in self.programs:
+            self.start_compositor()
 
     def _run(self, *command):
         subprocess.run(command, env=self.environment, check=True, stdout=subprocess.DEVNULL, timeout=10)
@@ -176,22 +146,6 @@ class X11Session(Session):
 
     def open_program(self):
         return X11Program(self)
-
-    def picture(self):
-        return self.screen.picture()
-
-    def pixel(self, x, y):
-        return self.screen.pixel(x, y)
-
-    def move_pointer(self, x, y):
-        self.screen.move_pointer(x, y)
-
-    def button(self, pressed):
-        xtest.fake_input(self.screen.display, X.ButtonPress if pressed else X.ButtonRelease, 1)
-        self.screen.display.sync()
-
-    def press_key(self, name):
-        self.screen.press_key(name)
 
     def request(self, window, message, *values):
         data = [value if isinstance(value, int) else self.screen.atom(value) for value in values]
@@ -242,8 +196,7 @@ def window_manager(*command, **members):
 
 class I3Session(X11Session):
     programs = ("i3",)
-    command = ("i3", "-c", "{config}/i3.conf")
-    files = {"i3.conf": "font pango:monospace 8\n"}
+    command = ("i3", "-c", "/dev/null")
 
     def go_to_workspace(self, number):
         self._run("i3-msg", "workspace", str(number + 1))
@@ -262,40 +215,33 @@ class WaylandSession(Session):
     # Where an ordinary user finds it, when the tests run as root with a folder of their own for temporary files.
     parent_folder = "/tmp"
 
-    def _start(self, window_manager, accessibility, compositor):
-        self.parts = []
+    def _start(self, _window_manager, _accessibility):
         self.bus = Bus(self.folder)
-        self._closing.append(self.bus.close)
+        self._closing.callback(self.bus.close)
         self.screen = None
         self.environment = self._private_environment()
         runtime = self.environment["XDG_RUNTIME_DIR"]
         self.environment.update(WAYLAND_DISPLAY=os.path.join(runtime, self.socket_name), XDG_SESSION_TYPE="wayland",
                                 LIBGL_ALWAYS_SOFTWARE="1")
-        self._write_files()
         told = self._start_session()
         self.environment.update(DISPLAY=told["DISPLAY"], XAUTHORITY=told.get("XAUTHORITY", ""))
         self.screen = Screen(self.environment["DISPLAY"], self.environment["XAUTHORITY"])
-        self._closing.append(self.screen.close)
+        self._closing.callback(self.screen.close)
         wait_until(lambda: self.screen.property(self.screen.root, "_NET_SUPPORTING_WM_CHECK"),
                    "XWayland has its window manager", START_LIMIT)
         self.accessibility = None
         self.park_pointer()
 
-    def _session_environment(self):
-        """Of the compositor: it makes its own displays."""
-        environment = dict(self.environment)
-        del environment["WAYLAND_DISPLAY"]
-        return environment
-
     def _start_session_program(self, *command, **environment):
         if os.getuid() == 0:
             self._give_to(NOBODY)
+        environment = {**self.environment, **environment}
+        del environment["WAYLAND_DISPLAY"]  # it makes its own displays
         with open(os.path.join(self.folder, "session.log"), "wb") as log:
-            process = subprocess.Popen([*self._ordinary_user(), *command],
-                                       env=dict(self._session_environment(), **environment),
-                                       stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+            process = subprocess.Popen([*self._ordinary_user(), *command], env=environment, stdin=subprocess.DEVNULL,
+                                       stdout=log, stderr=log)
         self.parts.append(process)
-        self._closing.append(lambda: end_process(process))
+        self._closing.callback(end_process, process)
         return process
 
     def _ordinary_user(self):
@@ -337,12 +283,15 @@ class WaylandSession(Session):
             [*self._ordinary_user(), "/usr/bin/python3", client, self.environment["WAYLAND_DISPLAY"],
              str(SCREEN_WIDTH * self.monitors), str(SCREEN_HEIGHT)],
             env=self.environment, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-        self._closing.append(lambda: end_process(self.input))
+        self._closing.callback(end_process, self.input)
 
     def _do(self, *words):
         print(*words, file=self.input.stdin, flush=True)
         if not self.input.stdout.readline():
             raise AssertionError("the compositor lets nobody type and point")
+
+    def pixel(self, x, y):
+        return self.picture().getpixel((x, y))
 
     def move_pointer(self, x, y):
         self._do("move", int(x), int(y))
@@ -391,7 +340,7 @@ class GnomeShellSession(WaylandSession):
 
     programs = ("gnome-shell", "Xwayland", "setpriv")
     socket_name = "wayland-0"
-    files = {"glib-2.0/settings/keyfile": """[org/gnome/shell]
+    SETTINGS = """[org/gnome/shell]
 welcome-dialog-last-shown-version='99'
 [org/gnome/desktop/interface]
 enable-animations=false
@@ -401,19 +350,20 @@ idle-delay=uint32 0
 dynamic-workspaces=false
 [org/gnome/desktop/wm/preferences]
 num-workspaces=2
-"""}
+"""
 
     def _start_session(self):
+        self._write("glib-2.0/settings/keyfile", self.SETTINGS)
         system_folder = os.path.join(self.folder, "system")
         os.mkdir(system_folder, 0o711)
         system = Bus(system_folder)
-        self._closing.append(system.close)
+        self._closing.callback(system.close)
         self.environment["GSETTINGS_BACKEND"] = "keyfile"
         addresses = dict(DBUS_SYSTEM_BUS_ADDRESS=system.address)
         login = subprocess.Popen(["/usr/bin/python3", "-m", "dbusmock", "--template", "logind"],
                                  env=dict(self.environment, **addresses), stdin=subprocess.DEVNULL,
                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self._closing.append(lambda: end_process(login))
+        self._closing.callback(end_process, login)
         wait_until(lambda: system.process_of("org.freedesktop.login1"), "the login daemon is there", START_LIMIT)
         self._start_session_program(
             "gnome-shell", "--headless", "--wayland", "--unsafe-mode",
@@ -559,7 +509,7 @@ class SwaySession(WaylandSession):
 # The name of each in tests and documents.
 SESSIONS = {
     "openbox": window_manager("openbox"),
-    "openbox with picom": window_manager("openbox", programs=("openbox", "picom"), compositor=True),
+    "openbox with picom": window_manager("openbox", programs=("openbox", "picom")),
     "xfwm4": window_manager("xfwm4"),
     "mutter": window_manager("mutter", "--x11"),
     "kwin_x11": window_manager("kwin_x11"),

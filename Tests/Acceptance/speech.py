@@ -4,9 +4,7 @@ import os
 import re
 import sys
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "Acceptance"))
-
-from desktop import Desktop, wait_until  # noqa: E402
+from desktop import Desktop, wait_until
 
 SPEECH_CONFIGURATION = 'AddModule "dummy" "sd_dummy" ""\nDefaultModule dummy\n'
 

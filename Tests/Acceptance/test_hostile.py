@@ -54,7 +54,8 @@ class PictureTest(HostileTestCase):
         def processor_time():
             with open(f"/proc/{agent.process_id}/stat", encoding="ascii") as file:
                 return file.read().rpartition(")")[2].split()[11:13]
-        wait_until(lambda: processor_time() == (time.sleep(0.2), processor_time())[1], "nothing goes on behind the notice")
+        wait_until(lambda: processor_time() == (time.sleep(0.2), processor_time())[1],
+                   "nothing goes on behind the notice")
 
     def test_a_format_that_nothing_reads_is_logged(self):
         installed = subprocess.check_output(["qmake6", "-query", "QT_INSTALL_PLUGINS"], text=True).strip()
@@ -73,8 +74,8 @@ class TextTest(HostileTestCase):
         long = "word \u202e " * 1_000_000
         self.post(WebSocketType=True, MaintenanceMessageKey=long)
         self.post(AutoDisconnectWebSocketType=True, AutoDisconnectMessageKey=long)
-        self.post_casb(head="x" * 3_000_000, module=long[:3_000_000], body="y" * 3_000_000, rows=(("z" * 999_999, "v"),),
-                       timeout=600)
+        self.post_casb(head="x" * 3_000_000, module=long[:3_000_000], body="y" * 3_000_000,
+                       rows=(("z" * 999_999, "v"),), timeout=600)
         self.assert_still_answers(agent)
 
 

@@ -4,7 +4,7 @@ from Xlib import X
 from Xlib.protocol import event as xevent
 
 from desktop import AGENT_NAME, SCREEN_HEIGHT, SCREEN_WIDTH, holds_for, wait_until
-from harness import (CASB, FLOATING, INVISIBLE, MARGIN, TITLE_STRIP, WHITE, WIDTH, NoticeTestCase, notice_xml, takes)
+from harness import (CASB, FLOATING, INVISIBLE, MARGIN, TITLE_STRIP, WHITE, WIDTH, NoticeTestCase, takes)
 
 CORNER = (SCREEN_WIDTH - MARGIN - WIDTH, MARGIN, WIDTH)
 BODY = (8, 100)
