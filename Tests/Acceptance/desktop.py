@@ -113,8 +113,8 @@ class Bus:
     """
 
     def __init__(self, folder, address=None):
-        self._services = os.path.join(folder, "services")
-        os.makedirs(self._services, exist_ok=True)
+        self.services = os.path.join(folder, "services")
+        os.makedirs(self.services, exist_ok=True)
         configuration = os.path.join(folder, "bus.conf")
         with open(configuration, "w", encoding="utf-8") as file:
             file.write(BUS_CONFIGURATION.format(folder=folder, address=address or f"unix:dir={folder}"))
@@ -155,14 +155,18 @@ class Bus:
 
     def install(self, name, program, environment=()):
         """Has the bus start that program, with that environment, for whoever asks for the name."""
-        with open(os.path.join(self._services, f"{name}.service"), "w", encoding="utf-8") as file:
+        with open(os.path.join(self.services, f"{name}.service"), "w", encoding="utf-8") as file:
             file.write(f"[D-BUS Service]\nName={name}\nExec={program}\n")
-        self._ask("ReloadConfig")
-        self._ask("UpdateActivationEnvironment", "a{ss}", dict(environment))
+        self.reload(environment)
 
     def uninstall(self, name):
-        os.remove(os.path.join(self._services, f"{name}.service"))
+        os.remove(os.path.join(self.services, f"{name}.service"))
+        self.reload()
+
+    def reload(self, environment=()):
+        """Has it look at its service files again; what it starts from now on has that environment too."""
         self._ask("ReloadConfig")
+        self._ask("UpdateActivationEnvironment", "a{ss}", dict(environment))
 
     def process_of(self, name):
         """The process that owns a name, or None."""

@@ -1,5 +1,6 @@
 """What the tests of the packages share: the packages of the build, a root to install them into, a desktop."""
 
+import contextlib
 import os
 import shutil
 import subprocess
@@ -11,6 +12,7 @@ ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "Tests" / "Acceptance"))
 
 from desktop import AGENT_NAME, shared_desktop, wait_until  # noqa: E402
+from harness import Notice  # noqa: E402
 
 BUILD = Path(os.environ.get("NOTICE_BUILD", ROOT / "build" / "release"))
 BUILD_TYPE = os.environ.get("NOTICE_BUILD_TYPE", "Release")
@@ -62,18 +64,6 @@ def field(package, name):
     return run("dpkg-deb", "--field", package, name).strip()
 
 
-class Files:
-    """Every file below a folder with kind and rights, to be compared with another time."""
-
-    def __init__(self, folder, but=()):
-        self.entries = {}
-        for path in sorted(Path(folder).rglob("*")):
-            name = str(path.relative_to(folder))
-            if not name.startswith(tuple(but)):
-                status = path.lstat()
-                self.entries[name] = (oct(status.st_mode), status.st_uid, status.st_gid)
-
-
 class InstallRoot:
     """A folder that dpkg installs into as if it were a system; the packages' own scripts run, with DPKG_ROOT."""
 
@@ -98,8 +88,14 @@ class InstallRoot:
                    "--path-include=/*", *arguments, env=dict(os.environ, PATH=path, LC_ALL="C.UTF-8"))
 
     def files(self):
-        # dpkg's own books are not compared.
-        return Files(self.path, but=["var/lib/dpkg"]).entries
+        """Every file with kind and rights, to be compared with another time; dpkg's own books are not."""
+        found = {}
+        for path in sorted(self.path.rglob("*")):
+            name = str(path.relative_to(self.path))
+            if not name.startswith("var/lib/dpkg"):
+                status = path.lstat()
+                found[name] = (oct(status.st_mode), status.st_uid, status.st_gid)
+        return found
 
     def __truediv__(self, name):
         return self.path / name
@@ -117,46 +113,18 @@ def path_without_systemd(folder):
     return str(commands)
 
 
-class Notices:
-    """Posts to the agent of a bundle on a private desktop, and looks at what it shows."""
+def show_notice(test, post_notice, *arguments):
+    """Runs post-notice with these arguments; returns the notice that the agent shows. The agent ends with the test."""
+    desktop = shared_desktop()
+    run(post_notice, *arguments, env=dict(desktop.environment))
+    notice = Notice(desktop, wait_until(lambda: desktop.bus.process_of(AGENT_NAME), "the agent owns its name"))
+    test.addCleanup(end_agent, notice)
+    notice.wait_visible()
+    return notice
 
-    def __init__(self):
-        self.desktop = shared_desktop("openbox", True, False)
-        self.screen = self.desktop.screen
-        self.process = None
 
-    def show(self, post_notice, *arguments):
-        """Runs post-notice with these arguments; returns when the agent that it started shows a notice."""
-        run(post_notice, *arguments, env=dict(self.desktop.environment))
-        self.attach()
-
-    def attach(self):
-        """Goes on with the agent that owns the name, once it shows a notice."""
-        self.process = wait_until(lambda: self.desktop.bus.process_of(AGENT_NAME), "the agent owns its name")
-        wait_until(self.window, "the notice's window is on the screen")
-
-    def executable(self):
-        return os.readlink(f"/proc/{self.process}/exe")
-
-    def window(self):
-        return next((window for window in self.screen.windows_of(self.process) if self.screen.viewable(window)), None)
-
-    def pixel(self, x, y):
-        left, top, _width, _height = self.screen.geometry(self.window())
-        return self.screen.pixel(left + x, top + y)
-
-    def wait_text(self, text):
-        def shown():
-            return any(element.shown and text in element.text
-                       for element in self.desktop.accessibility.elements(self.process))
-        wait_until(shown, f"the text {text!r} is shown", interval=0.05)
-
-    def wait_pixel(self, x, y, color):
-        wait_until(lambda: self.pixel(x, y) == color, f"pixel {x}, {y} has the colour {color}", interval=0.05)
-
-    def end(self):
-        """Ends the agent as a session's end does, and waits until its name is free."""
-        if self.process:
-            os.kill(self.process, 15)
-            wait_until(lambda: self.desktop.bus.process_of(AGENT_NAME) is None, "the agent gave its name back")
-            self.process = None
+def end_agent(notice):
+    """Ends it as a session's end does, and waits until its name is free."""
+    with contextlib.suppress(ProcessLookupError):
+        os.kill(notice.process_id, 15)
+    wait_until(lambda: notice.desktop.bus.process_of(AGENT_NAME) is None, "the agent gave its name back")
