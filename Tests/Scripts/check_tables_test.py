@@ -3,6 +3,8 @@
 
 import os
 import plistlib
+import re
+import shutil
 import subprocess
 import tempfile
 import unittest
@@ -21,18 +23,14 @@ class TablesTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.resources = Path(folder.name)
         for language in ("en", "de", "ja"):
-            (self.resources / f"{language}.lproj").mkdir()
-            for name in NAMES:
-                self.path(language, name).write_bytes(
-                    (ROOT / "Resources" / f"{language}.lproj" / name).read_bytes())
+            shutil.copytree(ROOT / "Resources" / f"{language}.lproj", self.resources / f"{language}.lproj")
 
     def path(self, language, name=NAMES[0]):
         return self.resources / f"{language}.lproj" / name
 
-    def change(self, language, old, new, name=NAMES[0]):
-        text = self.path(language, name).read_text(encoding="utf-8")
-        self.assertIn(old, text)
-        self.path(language, name).write_text(text.replace(old, new, 1), encoding="utf-8")
+    def change(self, language, old, new):
+        text = self.path(language).read_text(encoding="utf-8")
+        self.path(language).write_text(text.replace(old, new, 1), encoding="utf-8")
 
     def findings(self, *options):
         result = subprocess.run([GALLERY, "--check-tables", self.resources, *options], stdout=subprocess.PIPE,
@@ -93,11 +91,10 @@ class TablesTest(unittest.TestCase):
                 ("en", "Attention", "Attention!", 'is not the key but "Attention!"'),
                 ("de", "Please sign in again", "Please sign in again", '"Please sign in again" is not translated')):
             with self.subTest(key=key, value=value):
-                path = next(path for path in (self.path(language, name) for name in NAMES)
-                            if f'"{key}" = "' in path.read_text(encoding="utf-8"))
+                path = self.path(language, NAMES[key == "Please sign in again"])
                 before = path.read_text(encoding="utf-8")
-                start, rest = before.split(f'"{key}" = "', 1)
-                path.write_text(f'{start}"{key}" = "{value}"{rest.partition(chr(34))[2]}', encoding="utf-8")
+                path.write_text(re.sub(f'"{key}" = ".*"', lambda _old: f'"{key}" = "{value}"', before),  # noqa: B023
+                                encoding="utf-8")
                 self.assert_one_finding(f"{language}.lproj/", words)
                 path.write_text(before, encoding="utf-8")
 

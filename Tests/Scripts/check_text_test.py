@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Plants faults in text files and sees that Scripts/check-text finds each of them. The tree without a fault is this one,
-which Check.Text looks at."""
+"""Plants faults in text files and sees that Scripts/check-text finds each of them. The tree without a fault is this
+one, which Check.Text looks at."""
 
 import subprocess
 import tempfile
