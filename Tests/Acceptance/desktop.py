@@ -194,7 +194,7 @@ class Screen:
     process = None  # of a virtual screen
 
     @classmethod
-    def virtual(cls, folder, server=("Xvfb", "-screen", "0", f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}x24")):
+    def virtual(cls, server=("Xvfb", "-screen", "0", f"{SCREEN_WIDTH}x{SCREEN_HEIGHT}x24")):
         reading, writing = os.pipe()
         process = subprocess.Popen(
             [*server, "-displayfd", str(writing), "-dpi", "96", "-nolisten", "tcp", "-noreset"],
@@ -204,16 +204,14 @@ class Screen:
             number = pipe.readline().strip()
         if not number:
             raise RuntimeError(f"{server[0]} did not start")
-        authority = os.path.join(folder, "authority")
-        open(authority, "w").close()
-        screen = cls(f":{number}", authority)
+        screen = cls(f":{number}")
         screen.process = process
         screen.move_pointer(2, SCREEN_HEIGHT - 3)
         return screen
 
-    def __init__(self, name, authority):
+    def __init__(self, name, authority="/dev/null"):
         self.name = name
-        os.environ["XAUTHORITY"] = authority
+        self.authority = os.environ["XAUTHORITY"] = authority
         with contextlib.redirect_stdout(io.StringIO()):  # it warns that the authority file is empty
             self.display = xdisplay.Display(self.name)
         self.display.set_error_handler(lambda *arguments: None)
@@ -502,7 +500,7 @@ class Desktop:
             self._closing.callback(self.accessibility.close)
 
     def _virtual_screen(self):
-        return Screen.virtual(self.folder)
+        return Screen.virtual()
 
     def _private_environment(self):
         environment = {
@@ -517,7 +515,7 @@ class Desktop:
             environment[variable] = os.path.join(self.folder, name)
             os.mkdir(environment[variable], mode=0o700)
         if self.screen:
-            environment.update(DISPLAY=self.screen.name, XAUTHORITY=os.environ["XAUTHORITY"])
+            environment.update(DISPLAY=self.screen.name, XAUTHORITY=self.screen.authority)
         # What a sanitized or a measured build needs from outside.
         kept = re.compile(r"(A|UB|L|T)SAN_OPTIONS$|GCOV_|LLVM_PROFILE_FILE$")
         environment.update({name: value for name, value in os.environ.items() if kept.match(name)})

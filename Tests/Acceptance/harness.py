@@ -487,9 +487,7 @@ class NoticeTestCase(unittest.TestCase):
 
     def own_screen(self):
         """A screen that a test may stop and end."""
-        authority = os.environ["XAUTHORITY"]
-        screen = Screen.virtual(self.folder)
-        os.environ["XAUTHORITY"] = authority
+        screen = Screen.virtual()
         self.addCleanup(screen.process.wait)
         self.addCleanup(screen.process.kill)
         return screen

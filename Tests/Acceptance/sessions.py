@@ -116,7 +116,7 @@ class X11Session(Session):
         configuration = os.path.join(self.folder, "xorg.conf")
         with open(configuration, "w", encoding="utf-8") as file:
             file.write(SERVER_WITH_OUTPUTS)
-        return Screen.virtual(self.folder, (
+        return Screen.virtual((
             "Xorg", "-config", configuration, "-logfile", os.path.join(self.folder, "xorg.log"), "-novtswitch",
             "-sharevts", "-keeptty"))
 

@@ -17,7 +17,7 @@ import sys
 import tempfile
 from pathlib import Path
 
-from PIL import Image, ImageChops, ImageDraw
+from PIL import Image, ImageChops
 
 HERE = Path(__file__).resolve().parent
 REFERENCES = HERE / "References"
@@ -30,6 +30,8 @@ SKIPPED = 77
 # moved by a pixel changes more than this.
 MOST_SHADING = 48
 MOST_PIXELS = 12
+
+GROUND = (207, 213, 226)
 
 FONT_CONFIGURATION = """<?xml version="1.0"?>
 <!DOCTYPE fontconfig SYSTEM "fonts.dtd">
@@ -69,7 +71,7 @@ def draw(gallery, bundle, names, folder):
 def on_ground(path):
     """The picture on a plain ground, so that its transparent corners are compared too."""
     picture = Image.open(path).convert("RGBA")
-    ground = Image.new("RGBA", picture.size, (207, 213, 226, 255))
+    ground = Image.new("RGBA", picture.size, (*GROUND, 255))
     return Image.alpha_composite(ground, picture).convert("RGB")
 
 
@@ -84,17 +86,14 @@ def difference(old, new):
 
 
 def side_by_side(old, new, mask):
-    """Old, new, and the difference, each under its name."""
-    pictures = [("as it was", old), ("as it is", new)]
-    if mask is not None:
-        pictures.append(("difference", mask.convert("RGB")))
-    gap, title = 16, 24
-    sheet = Image.new("RGB", (sum(picture.width + gap for _name, picture in pictures) + gap,
-                              max(picture.height for _name, picture in pictures) + title + gap), (207, 213, 226))
+    """Old, new, and the difference."""
+    pictures = [old, new] if mask is None else [old, new, mask.convert("RGB")]
+    gap = 16
+    sheet = Image.new("RGB", (sum(picture.width + gap for picture in pictures) + gap,
+                              max(picture.height for picture in pictures) + 2 * gap), GROUND)
     left = gap
-    for name, picture in pictures:
-        ImageDraw.Draw(sheet).text((left, 6), name, fill=(30, 34, 52))
-        sheet.paste(picture, (left, title))
+    for picture in pictures:
+        sheet.paste(picture, (left, gap))
         left += picture.width + gap
     return sheet
 

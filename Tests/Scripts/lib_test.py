@@ -69,13 +69,6 @@ class LibTest(unittest.TestCase):
 
     # Packages.
 
-    def test_lists_of_packages_are_sorted_and_have_each_once(self):
-        for name in ("packages.txt", "packages-desktops.txt"):
-            lines = (SCRIPTS / name).read_text(encoding="ascii").splitlines()
-            self.assertEqual(lines, sorted(set(lines)))
-            for line in lines:
-                self.assertRegex(line, r"\A[a-z0-9][a-z0-9.+-]+( \| [a-z0-9][a-z0-9.+-]+)*\Z")
-
     def test_what_is_missing_is_installed_at_once_by_the_names_of_this_release(self):
         self.program("apt-get", f'echo "$@" >>{self.folder}/called')
         status, _out, error = self.run_shell(
@@ -93,18 +86,6 @@ class LibTest(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertIn("apt-get install --no-install-recommends one two\n", error)
         self.assertIn("Scripts/test --no-install", error)
-
-    # A desktop.
-
-    def test_private_bus_is_ended_with_the_script(self):
-        status, out, error = self.run_shell(
-            "make_scratch_folder\nstart_private_bus\n"
-            "dbus-send --session --print-reply --dest=org.freedesktop.DBus / org.freedesktop.DBus.GetId >/dev/null\n"
-            'echo "$DBUS_SESSION_BUS_ADDRESS"\njobs -rp\n')
-        self.assertEqual(status, 0, error)
-        address, process = out.splitlines()
-        self.assertTrue(address.startswith("unix:"), address)
-        self.assertFalse(os.path.exists(f"/proc/{process}"))
 
 
 if __name__ == "__main__":
