@@ -109,17 +109,3 @@ class WithoutWindowManagerTest(NoticeTestCase):
         self.assertEqual([], [(event.width, event.height) for event in events[mapped:]
                               if event.type == X.ConfigureNotify
                               and (event.width, event.height) != final], "sizes after it was mapped")
-
-
-class WithoutAccessibilityTest(NoticeTestCase):
-    accessibility = False
-
-    @takes(2)
-    def test_notice_without_an_accessibility_bus(self):
-        agent = self.launch()
-        self.post(**FLOATING["maintenance"])
-        agent.wait_visible()
-        agent.wait_pixel(*BODY, WHITE, "body")
-        _left, _top, width, height = agent.geometry()
-        agent.click(width - MARGIN - 48, height - 20 - 17)
-        self.assert_ended(agent)
