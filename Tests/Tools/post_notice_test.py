@@ -427,7 +427,7 @@ class AgentTest(PostNoticeTestCase):
         self.assertEqual({number: os.readlink(f"{process}/fd/{number}") for number in os.listdir(f"{process}/fd")},
                          dict.fromkeys("012", "/dev/null"))
         with open(f"{process}/status", encoding="utf-8") as file:
-            status = dict(line.rstrip().split(":\t") for line in file)
+            status = dict(line.split(":", 1) for line in file)
         ordinary_signals = (1 << 31) - 1  # those behind them are the C library's and nobody can reset them
         self.assertEqual((int(status["SigIgn"], 16) & ordinary_signals, int(status["SigBlk"], 16)), (0, 0))
 
