@@ -5,10 +5,6 @@
 
 #include <gtest/gtest.h>
 
-TEST(PayloadDescription, NothingIsAnEmptyPairOfBraces) {
-    EXPECT_EQ(payloadDescription({}), "{}");
-}
-
 TEST(PayloadDescription, EachEntryHasALineInTheKeysOrder) {
     EXPECT_EQ(payloadDescription({ { QStringLiteral("b"), true }, { QStringLiteral("a"), 5 },
                   { QStringLiteral("c"), QStringLiteral("<text> & \"more\"\n") } }),

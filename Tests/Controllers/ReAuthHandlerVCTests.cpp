@@ -57,22 +57,6 @@ TEST_F(ReAuthHandlerVCTest, Countdown_TheTickAfterZeroSignalsAndASecondLaterTheA
     EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
 }
 
-TEST_F(ReAuthHandlerVCTest, Ok_SignalsOnceBeforeTheEndIsScheduled) {
-    const auto controller = appear();
-    world.runLoop.advance(29500ms);
-    world.journal.clear();
-    bool wasSettled = true;
-    world.journal.whenever(
-        QStringLiteral("post "), [&] { wasSettled = !world.application.settledEnds().empty(); });
-    controller->okayActionButton->click();
-    EXPECT_FALSE(wasSettled);
-    EXPECT_THAT(world.journal.lines(), ElementsAre("window alpha 0.0", sendingFromOk, postedSignal));
-    world.runLoop.advance(1s);
-    ASSERT_EQ(world.application.terminations().size(), 1U);
-    EXPECT_EQ(world.application.terminations()[0].at, 30500ms);
-    EXPECT_EQ(count(postedSignal), 1);
-}
-
 // In a process of its own, since the name is fixed once a process.
 TEST(ReAuthHandlerVCDeathTest, Signal_NameTakesTheVendorOfItsFirstUseForGood) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
