@@ -22,6 +22,17 @@ struct Face {
     int weight = FC_WEIGHT_REGULAR;
 };
 
+std::multiset<std::string> namesOfFonts(const char *property) {
+    std::multiset<std::string> names;
+    const auto *all = FcConfigGetFonts(FcConfigGetCurrent(), FcSetSystem);
+    for (int index = 0; all && index < all->nfont; ++index) {
+        FcChar8 *name = nullptr;
+        if (FcPatternGetString(all->fonts[index], property, 0, &name) == FcResultMatch)
+            names.insert(reinterpret_cast<const char *>(name));
+    }
+    return names;
+}
+
 /// A machine with these faces and no others. They are all one font file, which the library is told to take
 /// for something else.
 class LinuxFontsTest : public testing::Test {
@@ -71,16 +82,7 @@ protected:
             + type + "></edit>";
     }
 
-    static std::multiset<std::string> faces() {
-        std::multiset<std::string> names;
-        const auto *all = FcConfigGetFonts(FcConfigGetCurrent(), FcSetSystem);
-        for (int index = 0; all && index < all->nfont; ++index) {
-            FcChar8 *name = nullptr;
-            if (FcPatternGetString(all->fonts[index], FC_FULLNAME, 0, &name) == FcResultMatch)
-                names.insert(reinterpret_cast<const char *>(name));
-        }
-        return names;
-    }
+    static std::multiset<std::string> faces() { return namesOfFonts(FC_FULLNAME); }
 
 private:
     QTemporaryDir folder_;
@@ -134,14 +136,8 @@ TEST_F(LinuxFontsTest, WorksWithABrokenConfiguration) {
 
 TEST(LinuxFontsOfThisMachineTest, LosesNoFamily) {
     const auto families = [] {
-        std::set<std::string> names;
-        const auto *all = FcConfigGetFonts(FcConfigGetCurrent(), FcSetSystem);
-        for (int index = 0; all && index < all->nfont; ++index) {
-            FcChar8 *name = nullptr;
-            if (FcPatternGetString(all->fonts[index], FC_FAMILY, 0, &name) == FcResultMatch)
-                names.insert(reinterpret_cast<const char *>(name));
-        }
-        return names;
+        const auto all = namesOfFonts(FC_FAMILY);
+        return std::set(all.begin(), all.end());
     };
     FcConfigSetCurrent(FcInitLoadConfigAndFonts());
     const auto before = families();

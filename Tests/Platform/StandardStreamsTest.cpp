@@ -121,13 +121,4 @@ TEST(StandardStreamsTest, ClosedStreamsAreNotTakenByTheNextFile) {
     EXPECT_EQ(outcome.output, "");
 }
 
-TEST(StandardStreamsTest, OpenStreamsStayWhatTheyAre) {
-    const auto outcome = runWithPipe([](int) {
-        ::close(STDIN_FILENO);
-        StandardStreams::protect();
-        StandardStreams::printLine(QStringLiteral("still the pipe"));
-    });
-    EXPECT_EQ(outcome.output, "still the pipe\n");
-}
-
 } // namespace
