@@ -99,23 +99,6 @@ TEST_F(MacAgentTest, WhatIsNoTextIsRefused) {
     EXPECT_EQ(codeOf(agent_.post({ { "key", wrong } })), ErrorCode::InvalidArgument);
 }
 
-TEST_F(MacAgentTest, AnAgentIsStartedAndAnswers) {
-    ASSERT_TRUE(agent_.observeReauthentication());
-    ASSERT_TRUE(agent_.start(FOUNDATION_AGENT_BUNDLE));
-    ASSERT_TRUE(agent_.waitUntilListening(20s));
-    ASSERT_TRUE(agent_.post(*ReauthenticationNotice {}.message()));
-    EXPECT_TRUE(agent_.waitForReauthentication(20s));
-    EXPECT_EQ(codeOf(agent_.waitForReauthentication(20s)), ErrorCode::AgentEnded) << "each is reported once";
-}
-
-TEST_F(MacAgentTest, AnAgentThatEndsWithoutAnAnswerIsNoticed) {
-    ASSERT_TRUE(agent_.observeReauthentication());
-    ASSERT_TRUE(agent_.start(FOUNDATION_AGENT_BUNDLE));
-    ASSERT_TRUE(agent_.waitUntilListening(20s));
-    ASSERT_TRUE(agent_.post(*MaintenanceNotice { "text", {} }.message()));
-    EXPECT_EQ(codeOf(agent_.waitForReauthentication(20s)), ErrorCode::AgentEnded);
-}
-
 TEST_F(MacAgentTest, ABundleThatIsNoneIsNotStarted) {
     EXPECT_EQ(codeOf(agent_.start("/nowhere/NoticeAgent.app")), ErrorCode::CannotStart);
 }

@@ -3,10 +3,6 @@
 #include "Platform/macOS/MacNotificationCenter.h"
 #include "Tests/Contracts/FoundationLoop.h"
 #include "Tests/Fakes/ManualRunLoop.h"
-#include "Tests/Platform/PrintQt.h"
-
-#include <QCoreApplication>
-#include <QProcess>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,20 +30,6 @@ protected:
     std::vector<Notification> got_;
     MacNotificationCenter center_ { loop_ };
 };
-
-TEST_F(MacNotificationCenterTest, WhatAnotherProgramPostsIsHeard) {
-    observe();
-    QProcess other;
-    other.setProcessChannelMode(QProcess::ForwardedChannels);
-    other.start(QStringLiteral(FOUNDATION_POST), { observedName, QStringLiteral("from outside") });
-    other.waitForFinished(-1);
-    EXPECT_EQ(other.exitCode(), 0);
-    ASSERT_TRUE(waitFor(1));
-    EXPECT_EQ(got_[0].object, "from outside");
-    ASSERT_TRUE(got_[0].userInfo);
-    EXPECT_EQ(got_[0].userInfo->value(QStringLiteral("webSocketResponse")), "<xml/>");
-    EXPECT_EQ(got_[0].userInfo->value(QStringLiteral("HeaderLogoImage")), QByteArray("\x89PNG"));
-}
 
 TEST_F(MacNotificationCenterTest, WhatComesWaitsForTheMainQueue) {
     observe();

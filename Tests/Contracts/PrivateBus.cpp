@@ -216,22 +216,6 @@ QString BusClient::answer(
     return dbus_message_iter_init(reply.get(), &values) ? textsIn(&values) : QString();
 }
 
-void BusClient::watch() const {
-    call("AddMatch", QStringLiteral("type='signal',interface='com.tevanic.DistributedNotificationCenter'"));
-}
-
-QStringList BusClient::signaturesGot() const {
-    QStringList signatures;
-    dbus_connection_read_write(connection_, 0);
-    while (dbus_connection_get_dispatch_status(connection_) == DBUS_DISPATCH_DATA_REMAINS) {
-        const Message message(dbus_connection_pop_message(connection_));
-        if (message
-            && dbus_message_is_signal(message.get(), "com.tevanic.DistributedNotificationCenter", "Posted"))
-            signatures << QString::fromUtf8(dbus_message_get_signature(message.get()));
-    }
-    return signatures;
-}
-
 BusClient::Append texts(const QStringList &values) {
     return [values](DBusMessageIter &arguments) {
         for (const auto &value : values) {

@@ -65,11 +65,6 @@ public:
     /// @return the answer's texts, those of a map as KEY=VALUE; for an error its name
     QString answer(const SignalPlace &to, const Append &append, const std::function<void()> &turn) const;
 
-    /// Gets every notification from now on.
-    void watch() const;
-    /// The signatures of the notifications got so far.
-    QStringList signaturesGot() const;
-
 private:
     struct Unreference {
         void operator()(DBusMessage *message) const;
