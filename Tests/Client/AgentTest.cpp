@@ -92,13 +92,6 @@ protected:
     QTemporaryDir folder;
 };
 
-TEST_F(AgentTest, ConnectingToNoBusSaysSo) {
-    for (const auto *address : { "unix:path=/nowhere/at/all", "no address" }) {
-        const BusAddress given(address);
-        EXPECT_EQ(codeOf(Agent::connect()), ErrorCode::NoBus) << address;
-    }
-}
-
 TEST_F(AgentTest, BusThatAcceptsAndSaysNothingIsGivenUpInTime) {
     const auto path = folder.filePath(QStringLiteral("silent")).toUtf8();
     sockaddr_un place {};

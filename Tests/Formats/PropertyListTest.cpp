@@ -214,13 +214,6 @@ TEST(PropertyListTest, OfAKeyThatStandsTwiceTheLastValueCounts) {
         (PropertyList { { "a", false }, { "b", true } }));
 }
 
-TEST(PropertyListTest, AStringIsAskedForByItsKey) {
-    const PropertyList list { { "text", text("a") }, { "flag", true } };
-    EXPECT_EQ(stringOf(list, "text"), "a");
-    EXPECT_EQ(stringOf(list, "flag"), std::nullopt);
-    EXPECT_EQ(stringOf(list, "missing"), std::nullopt);
-}
-
 const std::vector<std::string> unreadable { "", bytes("\0"), "text", "<", "<plist", "<plist/>",
     "<plist></plist>", "<plist><dict><key>a</key>", "<plist><dict><key>a</key><string>b</dict></plist>",
     "<dict/><dict/>", xmlList("<array><true/></array>"), xmlList("<string>a</string>"),
@@ -249,26 +242,6 @@ TEST(NoPropertyList, IsNothing) {
     for (const auto &row : unreadableBinary) {
         SCOPED_TRACE(testing::PrintToString(row));
         EXPECT_EQ(parsePropertyList(row), std::nullopt);
-    }
-}
-
-TEST(PropertyListTest, ABinaryListCutOrChangedAnywhereIsHarmless) {
-    const auto whole = binaryList({ bytes("\xd3\1\2\3\4\5\6"),
-        "\x51"
-        "a",
-        "\x51"
-        "b",
-        "\x51"
-        "c",
-        "\x54text", bytes("\x43\0\xff\x61"), "\x13" + std::string(8, '\xff') });
-    ASSERT_TRUE(parsePropertyList(whole));
-    for (std::size_t length = 0; length < whole.size(); ++length)
-        parsePropertyList(whole.substr(0, length));
-    auto changed = whole;
-    for (std::size_t index = 8; index < changed.size(); ++index) {
-        changed[index] = static_cast<char>(changed[index] ^ 0x55);
-        parsePropertyList(changed);
-        changed[index] = whole[index];
     }
 }
 

@@ -239,16 +239,6 @@ TEST(ServiceTier, ALongUrlArrivesWhole) {
     EXPECT_EQ(requestLineFor(target), "GET " + target + " HTTP/1.1");
 }
 
-TEST(ServiceTier, AnAddressWithoutAPathAsksForTheRoot) {
-    EXPECT_EQ(requestLineFor(""), "GET / HTTP/1.1");
-    EXPECT_EQ(requestLineFor("?a"), "GET /?a HTTP/1.1");
-    EXPECT_EQ(requestLineFor("?\xc3\xa9"), "GET /?\xc3\xa9 HTTP/1.1");
-}
-
-TEST(ServiceTier, AFragmentStaysHome) {
-    EXPECT_EQ(requestLineFor("/a?b#c"), "GET /a?b HTTP/1.1");
-}
-
 TEST(ServiceTier, AddsNoHeadersOfItsOwn) {
     const LoopbackServer server(LoopbackServer::answering(200));
     statusOf(server.url("/a"));
@@ -327,16 +317,6 @@ TEST(ServiceTier, ReportsTheStatusWhateverItIs) {
     }
 }
 
-TEST(ServiceTier, CompletesOnceAndOnAnotherThread) {
-    const LoopbackServer server(LoopbackServer::answering(200));
-    const auto answer = start(server.url("/a"));
-    EXPECT_EQ(answer->wait(), 200);
-    EXPECT_NE(answer->thread(), std::this_thread::get_id());
-    // A second completion would follow the first at once.
-    std::this_thread::sleep_for(100ms);
-    EXPECT_EQ(answer->count(), 1);
-}
-
 TEST(ServiceTier, AThrowingCompletionEndsNothing) {
     const LoopbackServer server(LoopbackServer::answering(200));
     const auto answer = std::make_shared<Answer>();
@@ -346,13 +326,6 @@ TEST(ServiceTier, AThrowingCompletionEndsNothing) {
             throw std::runtime_error("not handled");
         });
     EXPECT_EQ(answer->wait(), 200);
-    EXPECT_EQ(statusOf(server.url("/b")), 200);
-}
-
-TEST(ServiceTier, AnEmptyCompletionIsHarmless) {
-    const LoopbackServer server(LoopbackServer::answering(200));
-    createClient(shippedLibrary())->request(server.url("/a"), nullptr, "GET", nullptr);
-    createClient(shippedLibrary())->request("", nullptr, "GET", nullptr);
     EXPECT_EQ(statusOf(server.url("/b")), 200);
 }
 
@@ -508,22 +481,6 @@ TEST(ServiceTier, ARequestIsStartedWhileAllWorkersHang) {
 }
 
 // --- TLS
-
-TEST(ServiceTier, HttpsIsNeverPlain) {
-    std::promise<std::string> firstBytes;
-    const LoopbackServer server(
-        [&firstBytes](Connection &, const std::string &head) { firstBytes.set_value(head); });
-    auto url = server.url("/secret");
-    url.insert(4, "s");
-    const auto answer = start(url);
-    EXPECT_EQ(answer->wait(), std::nullopt);
-    auto bytes = firstBytes.get_future();
-    ASSERT_EQ(bytes.wait_for(atOnce), std::future_status::ready);
-    const auto greeting = bytes.get();
-    ASSERT_FALSE(greeting.empty());
-    EXPECT_EQ(greeting[0], '\x16');
-    EXPECT_EQ(greeting.find("/secret"), std::string::npos);
-}
 
 TEST(ServiceTier, AnUntrustedCertificateGivesNoStatus) {
     const TemporaryFolder folder;

@@ -75,14 +75,6 @@ TEST_F(Settings, AnEmptyDictionaryGivesEveryDefault) {
     EXPECT_EQ(all(), defaults_);
 }
 
-TEST_F(Settings, AMissingKeyTakesItsOwnDefault) {
-    load(entries("<key>LogFolderName</key><string>acme</string>"));
-    auto expected = defaults_;
-    expected[2] = QStringLiteral("acme");
-    expected[4] = QStringLiteral("/private/var/log/acme/acme_Tevanic.log");
-    EXPECT_EQ(all(), expected);
-}
-
 TEST_F(Settings, AnEmptyStringIsAString) {
     load(entries("<key>AppLogo</key><string></string><key>Vendor</key><string/>"
                  "<key>LogFolderName</key><string></string>"

@@ -46,16 +46,6 @@ TEST_F(LogFileTest, AFolderThatWasRemovedIsMadeAnew) {
     EXPECT_EQ(contents(deep), "two\n");
 }
 
-TEST_F(LogFileTest, AFileThatWasMovedAwayByAnotherIsNotFollowed) {
-    LogFile file(path(), 1000);
-    file.append("one\n");
-    const auto away = path(QStringLiteral("agent.log.old"));
-    ASSERT_EQ(::rename(path().c_str(), away.c_str()), 0);
-    file.append("two\n");
-    EXPECT_EQ(contents(away), "one\n");
-    EXPECT_EQ(contents(path()), "two\n");
-}
-
 TEST_F(LogFileTest, AFifoPutInItsPlaceHoldsNothingUpAndIsLeftAlone) {
     LogFile file(path(), 1000);
     ASSERT_EQ(::unlink(path().c_str()), 0);

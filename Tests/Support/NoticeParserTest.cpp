@@ -83,12 +83,6 @@ TEST(NoticeDefaults, AreTakenForWhatIsMissing) {
     }
 }
 
-TEST(NoticeParser, TheTitleIsHeadByModule) {
-    EXPECT_EQ(parsed(notice(QStringLiteral("<head>h</head>"))).module, "h by ");
-    EXPECT_EQ(parsed(notice(QStringLiteral("<module>m</module>"))).module, " by m");
-    EXPECT_EQ(parsed(notice(QStringLiteral("<head> h </head><module> m </module>"))).module, " h  by  m ");
-}
-
 TEST(NoticeParser, AnEntryWithoutNameOrValueKeepsItsPlace) {
     const auto payload = parsed(entries(QStringLiteral(
         "<md><name>n1</name><val>v1</val></md><md><name>n2</name></md><md><val>v3</val></md><md/>"
@@ -97,13 +91,6 @@ TEST(NoticeParser, AnEntryWithoutNameOrValueKeepsItsPlace) {
         QStringList({ QStringLiteral("n1"), QStringLiteral("n2"), {}, {}, {}, {}, QStringLiteral("n7") }));
     EXPECT_EQ(payload.details,
         QStringList({ QStringLiteral("v1"), {}, QStringLiteral("v3"), {}, {}, {}, QStringLiteral("v7") }));
-}
-
-TEST(NoticeParser, OtherElementsAmongTheEntriesDoNotCount) {
-    const auto payload = parsed(entries(
-        QStringLiteral("<x/><md><name>1</name></md>text<!-- c --><x><md/></x><md><name>2</name></md>")));
-    EXPECT_EQ(payload.titleLabels, QStringList({ QStringLiteral("1"), QStringLiteral("2") }));
-    EXPECT_EQ(payload.details.size(), 2);
 }
 
 TEST(NoticeParser, OfARepeatedElementTheFirstCounts) {
