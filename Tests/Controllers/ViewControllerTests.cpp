@@ -277,12 +277,7 @@ TEST_F(ViewControllerTest, Countdown_TimeOutsDecideOnRequestHidingAndEnd) {
         { std::nullopt, 5, 10, 11 },
     };
     for (const auto &row : rows) {
-        auto message = casbMessage();
-        if (row.timeout)
-            message.withTimeout(*row.timeout);
-        else
-            message.withTimeout(std::nullopt);
-        const auto controller = appear(message);
+        const auto controller = appear(casbMessage().withTimeout(row.timeout));
         world.journal.clear();
         const auto endsBefore = world.application.terminations().size();
         for (int second = 1; second <= row.ended; ++second) {

@@ -1,7 +1,5 @@
 #include "Support/Logger.h"
 
-#include "Tests/Fakes/RecordingLog.h"
-
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
@@ -10,11 +8,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <spdlog/sinks/base_sink.h>
+#include <spdlog/sinks/ostream_sink.h>
 #include <spdlog/spdlog.h>
 
 #include <fstream>
 #include <mutex>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 
 #include <sys/stat.h>
@@ -72,14 +72,14 @@ TEST_F(LoggerTest, AMessageIsWrittenAsItStands) {
 }
 
 TEST_F(LoggerTest, ARecordSaysWhereItWasMade) {
-    Journal journal;
-    const RecordingLog log(journal);
+    setUp(path());
+    std::ostringstream records;
+    const auto sink = std::make_shared<spdlog::sinks::ostream_sink_mt>(records);
+    sink->set_pattern("%g %! %#");
+    Logger::current()->sinks().push_back(sink);
     source.debug("setupUI()", QStringLiteral("debug"));
-    const int line = __LINE__ - 1;
-    ASSERT_EQ(log.records().size(), 1U);
-    EXPECT_EQ(log.records()[0].file, "Controllers/AppDelegate");
-    EXPECT_EQ(log.records()[0].function, "setupUI()");
-    EXPECT_EQ(log.records()[0].line, line);
+    EXPECT_EQ(
+        records.str(), "Controllers/AppDelegate setupUI() " + std::to_string(__LINE__ - 2) + '\n');
 }
 
 TEST_F(LoggerTest, WhatASinkThrowsComesToNobody) {
