@@ -348,28 +348,6 @@ TEST_F(DBusNotificationCenterTest, ASignalForItAloneIsNoWayPastTheName) {
     EXPECT_THAT(errors_, IsEmpty());
 }
 
-TEST_F(DBusNotificationCenterTest, AfterTheBusWentAndCameBackMessagesComeAgain) {
-    launch();
-    observe(QStringLiteral("other name"));
-    post(QStringLiteral("before"));
-    ASSERT_TRUE(waitFor(1));
-
-    bus_->stop();
-    ASSERT_TRUE(waitUntil([&] { return errors_.size() == 1; })) << "its going is reported";
-    bus_->start();
-    EXPECT_FALSE(center_->isConnected());
-    retry();
-    EXPECT_TRUE(center_->isConnected());
-    EXPECT_EQ(errors_.size(), 2U) << "its coming is reported";
-    const BusClient client;
-    EXPECT_NE(client.ownerOf(agentName), "");
-    post(QStringLiteral("after"));
-    client.emitSignal(texts({ QStringLiteral("other name"), QStringLiteral("after") }));
-    ASSERT_TRUE(waitFor(3));
-    EXPECT_THAT(objects(), ElementsAre("before", "after", "after"));
-    EXPECT_EQ(begun_, 1);
-}
-
 TEST_F(DBusNotificationCenterTest, WithoutABusAtTheStartItIsTriedAgain) {
     bus_->stop();
     makeCenter();

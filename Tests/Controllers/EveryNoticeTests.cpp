@@ -217,16 +217,6 @@ TEST_P(EveryNotice, Ok_HidesTheWindowAndEndsTheApplicationAtOnceOrASecondLater) 
     EXPECT_EQ(world.application.terminations()[0].sender, controller.get());
 }
 
-TEST_P(EveryNotice, Ok_DoesNothingOnceTheCounterIsAtZero) {
-    if (!notice.countsDown)
-        return;
-    const auto controller = appear();
-    world.runLoop.advance(30s);
-    world.journal.clear();
-    button(*controller).click();
-    EXPECT_THAT(world.journal.lines(), IsEmpty());
-}
-
 TEST_P(EveryNotice, Ok_LeavesTheCountdownRunning) {
     if (!notice.countsDown)
         return;

@@ -225,20 +225,6 @@ TEST(ServiceTier, TakesTheProxyOfTheEnvironment) {
     EXPECT_EQ(firstLine(proxy.heads()[1]), "GET http://gateway.invalid/\xc3\xa9 HTTP/1.1");
 }
 
-TEST(ServiceTier, AHostExemptedFromTheProxyIsReachedDirectly) {
-    const LoopbackServer proxy(LoopbackServer::answering(203));
-    const LoopbackServer server(LoopbackServer::answering(200));
-    const EnvironmentVariable direct("no_proxy", "127.0.0.1");
-    const EnvironmentVariable variable("http_proxy", proxy.url(""));
-    EXPECT_EQ(statusOf(server.url("/a/../b?\xc3\xa9")), 200);
-    EXPECT_EQ(statusOf(server.url("/\xc3\xa9")), 200);
-    EXPECT_EQ(proxy.connectionCount(), 0U);
-    ASSERT_EQ(server.heads().size(), 2U);
-    EXPECT_EQ(firstLine(server.heads()[0]), "GET /a/../b?\xc3\xa9 HTTP/1.1");
-    // The one case in which a byte is not sent as it is.
-    EXPECT_EQ(firstLine(server.heads()[1]), "GET /%c3%a9 HTTP/1.1");
-}
-
 // --- what comes back
 
 TEST(ServiceTier, ReportsTheStatusWhateverItIs) {

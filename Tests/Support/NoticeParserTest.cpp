@@ -129,6 +129,8 @@ TEST(NoticeParser, TheSessionNoticeHasTheSameTitle) {
     const auto xml = notice(QStringLiteral("<module>m</module><head>h</head><body> b\n</body>"));
     EXPECT_EQ(parseSessionNotice(xml).title, "h by m");
     EXPECT_EQ(parseSessionNotice(xml).body, " b\n");
+    EXPECT_EQ(parseSessionNotice(notice(QStringLiteral("<head>h</head>"))).title, "h by ");
+    EXPECT_EQ(parseSessionNotice(notice(QStringLiteral("<module>m</module>"))).title, " by m");
     for (const auto &empty : { notice(QString()), QStringLiteral("<a>"), QString() }) {
         EXPECT_EQ(parseSessionNotice(empty).title, " by ");
         EXPECT_EQ(parseSessionNotice(empty).body, "");
