@@ -145,9 +145,10 @@ TEST_P(EveryNotice, Style_WindowBackgroundFollowsTheVendorInTwoNotices) {
             EXPECT_THAT(lines("window background"), IsEmpty());
             continue;
         }
-        EXPECT_TRUE(world.window.titlebarAppearsTransparent());
-        EXPECT_EQ(world.window.backgroundColor(),
-            row.isBlack && hasVendorRule ? QColor(0, 0, 0) : QColor(30, 34, 52))
+        EXPECT_THAT(lines("window title bar"), ElementsAre("window title bar transparent"));
+        EXPECT_THAT(lines("window background"),
+            ElementsAre(row.isBlack && hasVendorRule ? "window background #ff000000"
+                                                     : "window background #ff1e2234"))
             << row.vendor;
     }
 }

@@ -121,7 +121,7 @@ TEST_P(SecondMessageTable, ReplacesTheNoticeAtOnceAndLeavesTheRunningCountdownAl
     EXPECT_NE(world.window.contentViewController(), first.lock());
     EXPECT_EQ(world.window.contentViewController()->window(), &world.window);
     EXPECT_EQ(world.window.alphaValue(), 1.0);
-    EXPECT_EQ(world.window.level(), 3);
+    EXPECT_EQ(lines("window level ").back(), "window level 3");
     EXPECT_EQ(CustomAPPManager::payload, second);
     EXPECT_EQ(world.mainBundle.localizedStringForKey(QStringLiteral("Attention"), {}, {}), "French");
 

@@ -407,11 +407,6 @@ QByteArray farCircle(int index) {
         + number(index * 6007 % 40'000 - 20'000) + "'/>";
 }
 
-QByteArray dashed(const QByteArray &dashes) {
-    return ("<rect width='400' height='80' fill='none' stroke='red' stroke-dasharray='" + dashes + "'/>")
-        .repeated(120);
-}
-
 QByteArray letterOfFont(int index) {
     return "<text y='20' font-family='f" + number(index) + "'>x</text>";
 }
@@ -498,7 +493,6 @@ const std::vector<BoundRow> bounds {
     { "ManyPoints", false, [] { return stroked(100'000); } },
     { "Elements", true, [] { return drawing(rect.repeated(2900)); } },
     { "Depth", false, [] { return drawing(inside(100'000, rect)); } },
-    { "Dashes", true, [] { return drawing(dashed("4 2")); } },
     { "Text", true,
         [] { return drawing("<text y='20'>" + QByteArray("\xc2\xa0").repeated(95) + "</text>"); } },
     { "Fonts", true, [] { return drawing(numbered(10, letterOfFont)); } },

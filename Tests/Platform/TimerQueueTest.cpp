@@ -107,16 +107,6 @@ TEST_F(TimerQueueTest, WhatABlockSchedulesWaitsForTheNextTurn) {
     EXPECT_THAT(fireAt(10ms), ElementsAre("inner"));
 }
 
-TEST_F(TimerQueueTest, ARepeatingOneOfZeroFiresOnceAMillisecond) {
-    const auto timer = schedule("a", 0ms, Repeats::Yes);
-    EXPECT_THAT(fireAt(0ms), ElementsAre("a"));
-    EXPECT_EQ(nextDeadline(), 1ms);
-    EXPECT_THAT(fireAt(0ms), IsEmpty());
-    EXPECT_THAT(fireAt(1ms), ElementsAre("a"));
-    EXPECT_THAT(fireAt(1000ms), ElementsAre("a"));
-    EXPECT_EQ(nextDeadline(), 1001ms);
-}
-
 TEST_F(TimerQueueTest, TheLongestIntervalDoesNotOverflow) {
     schedule("a", Interval::max(), Repeats::Yes);
     EXPECT_EQ(nextDeadline(), RunLoop::longestInterval);

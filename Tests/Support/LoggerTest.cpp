@@ -125,13 +125,6 @@ TEST_F(LoggerTest, AFileThatIsThereIsAppendedTo) {
     EXPECT_TRUE(written[1].endsWith("second run"));
 }
 
-TEST_F(LoggerTest, APathNeedNotBeAscii) {
-    const auto file = path(QStringLiteral(u"Büro 日本/é.log"));
-    setUp(file);
-    source.info("function()", QStringLiteral("message"));
-    EXPECT_EQ(lines(file).size(), 1);
-}
-
 TEST_F(LoggerTest, IsFoundInTheRegistryByItsIdentifier) {
     EXPECT_STREQ(Logger::identifier, "WebSocketNotificationLog");
     setUp(path());
