@@ -13,20 +13,19 @@ const Kind ReAuth = "ReAuthHandlerVC";
 const Kind ConcurrentSession = "ConcurrentSessionVC";
 const Kind Casb = "ViewController";
 
-// Twenty seconds, in German.
-Message firstMessage(const Kind &kind) {
+Message messageOf(const Kind &kind, const char *seconds, const char *url, const char *language) {
     auto message = messageFor(kind);
     if (kind == Casb)
-        message.withTimeout(QStringLiteral("20")).withUrl(QStringLiteral("first"));
-    return message.withLanguage(QStringLiteral("de")).with("only in the first", 1);
+        message.withTimeout(QString::fromLatin1(seconds)).withUrl(QString::fromLatin1(url));
+    return message.withLanguage(QString::fromLatin1(language));
 }
 
-// Twelve seconds, in French.
+Message firstMessage(const Kind &kind) {
+    return messageOf(kind, "20", "first", "de").with("only in the first", 1);
+}
+
 Message secondMessage(const Kind &kind) {
-    auto message = messageFor(kind);
-    if (kind == Casb)
-        message.withTimeout(QStringLiteral("12")).withUrl(QStringLiteral("second"));
-    return message.withLanguage(QStringLiteral("fr"));
+    return messageOf(kind, "12", "second", "fr");
 }
 
 constexpr auto secondComesAt = 3500ms;

@@ -99,13 +99,6 @@ TEST_F(GatewayPluginTest, ALibraryThatIsMendedIsUsedAtTheNextRequest) {
     EXPECT_EQ(statusFrom(*client), 204);
 }
 
-TEST_F(GatewayPluginTest, ALoadedLibraryMayBeReplacedOnTheDisk) {
-    install(answers);
-    ASSERT_TRUE(plugin_.makeClient());
-    QFile::remove(path_);
-    EXPECT_TRUE(plugin_.makeClient());
-}
-
 TEST_F(GatewayPluginTest, NothingIsLoadedBeforeTheFirstRequest) {
     install(answers);
     const GatewayPlugin another(path_, [](const QString &) {});

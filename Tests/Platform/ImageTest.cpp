@@ -54,23 +54,19 @@ protected:
 };
 
 TEST_F(ImageTest, EveryFormatIsDecoded) {
-    for (const char *format : { "PNG", "JPEG", "BMP", "ICO" }) {
-        SCOPED_TRACE(format);
-        const auto image = Image::withData(bytesOf({ 40, 20 }, Qt::blue, format));
+    std::vector<QByteArray> pictures {
+        QByteArray("GIF89a\2\0\1\0\x80\0\0\0\0\xff\0\0\xff\x2c\0\0\0\0\2\0\1\0\0\2\2\4\n\0\x3b", 36) };
+    for (const char *format : { "PNG", "JPEG", "BMP", "ICO" })
+        pictures.push_back(bytesOf({ 40, 20 }, Qt::blue, format));
+    for (const auto &picture : pictures) {
+        SCOPED_TRACE(picture.left(8).toStdString());
+        const auto image = Image::withData(picture);
         ASSERT_TRUE(image.has_value());
-        EXPECT_EQ(image->size(), QSize(40, 20));
+        EXPECT_EQ(image->size().width(), 2 * image->size().height());
         const auto color = centre(image->scaledToFit({ 40, 20 }, 1));
         EXPECT_GT(color.blue(), 240);
         EXPECT_LT(color.red(), 15);
     }
-}
-
-TEST_F(ImageTest, AGifIsDecoded) {
-    const QByteArray gif("GIF89a\2\0\1\0\x80\0\0\xff\0\0\0\0\xff\x2c\0\0\0\0\2\0\1\0\0\2\2\4\n\0\x3b", 36);
-    const auto image = Image::withData(gif);
-    ASSERT_TRUE(image.has_value());
-    EXPECT_EQ(image->size(), QSize(2, 1));
-    EXPECT_FALSE(image->scaledToFit({ 20, 10 }, 1).isNull());
 }
 
 TEST_F(ImageTest, ADrawingIsDrawnInAnySize) {

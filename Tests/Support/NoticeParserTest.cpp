@@ -55,31 +55,19 @@ TEST(NoticeParser, ReadsEveryElement) {
     EXPECT_EQ(payload.activityUrl, "https://gateway.example/close?id=1&x=2");
 }
 
-struct DefaultsRow {
-    const char *name;
-    QString xml;
-};
-
-const std::vector<DefaultsRow> documentsWithoutContent {
-    { "NothingInside", notice(QString()) },
-    { "NoNotifications", "<zelvik-secure-access/>" },
-    { "AnotherRoot", "<other><notifications><head>h</head><timeout>5</timeout></notifications></other>" },
-    { "AnotherRootAroundIt", "<other>" + notice("<head>h</head>") + "</other>" },
-    { "NotificationsAsRoot", "<notifications><head>h</head></notifications>" },
-    { "EmptyElements", notice("<module/><head></head><body/><timeout/><metadata/><url><ok/></url>") },
-    { "ElementsOfAnotherCase", notice("<Head>h</Head><TIMEOUT>5</TIMEOUT>") },
-    { "ElementsWithAPrefix", notice("<p:head xmlns:p='u'>h</p:head><p:timeout xmlns:p='u'>5</p:timeout>") },
-    { "TextInAttributes", notice("<head text='h'/><timeout value='5'/>") },
-    { "ElementsADegreeTooDeep", notice("<x><head>h</head><timeout>5</timeout></x>") },
-    { "UrlWithoutOk", notice("<url>https://a.example</url>") },
-    { "EntriesOutsideMetadata", notice("<md><name>n</name><val>v</val></md>") },
-    { "EntriesOfAnotherName", entries("<mdx><name>n</name></mdx>") },
-};
-
 TEST(NoticeDefaults, AreTakenForWhatIsMissing) {
-    for (const auto &row : documentsWithoutContent) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(parsed(row.xml), defaults);
+    for (const auto &xml : { notice(QString()), QStringLiteral("<zelvik-secure-access/>"),
+             QStringLiteral("<other><notifications><head>h</head><timeout>5</timeout></notifications></other>"),
+             "<other>" + notice("<head>h</head>") + "</other>",
+             QStringLiteral("<notifications><head>h</head></notifications>"),
+             notice("<module/><head></head><body/><timeout/><metadata/><url><ok/></url>"),
+             notice("<Head>h</Head><TIMEOUT>5</TIMEOUT>"),
+             notice("<p:head xmlns:p='u'>h</p:head><p:timeout xmlns:p='u'>5</p:timeout>"),
+             notice("<head text='h'/><timeout value='5'/>"),
+             notice("<x><head>h</head><timeout>5</timeout></x>"), notice("<url>https://a.example</url>"),
+             notice("<md><name>n</name><val>v</val></md>"), entries("<mdx><name>n</name></mdx>") }) {
+        SCOPED_TRACE(xml.toStdString());
+        EXPECT_EQ(parsed(xml), defaults);
     }
 }
 
