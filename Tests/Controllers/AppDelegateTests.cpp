@@ -177,8 +177,8 @@ TEST_F(AppDelegateTest, Message_ReloadsSettingsThenLogsThenReplacesThePayloadThe
     ASSERT_GE(states.size(), 4U);
     states.resize(4);
     EXPECT_THAT(states,
-        ElementsAre("reloaded old German", "reloaded old German", "reloaded new German",
-            "reloaded new English"));
+        ElementsAre(
+            "reloaded old German", "reloaded old German", "reloaded new German", "reloaded new English"));
 }
 
 TEST_F(AppDelegateTest, Message_UserInfoIsLoggedAndReplacesThePayload) {

@@ -147,8 +147,8 @@ TEST_P(EveryNotice, Style_WindowBackgroundFollowsTheVendorInTwoNotices) {
         }
         EXPECT_THAT(lines("window title bar"), ElementsAre("window title bar transparent"));
         EXPECT_THAT(lines("window background"),
-            ElementsAre(row.isBlack && hasVendorRule ? "window background #ff000000"
-                                                     : "window background #ff1e2234"))
+            ElementsAre(
+                row.isBlack && hasVendorRule ? "window background #ff000000" : "window background #ff1e2234"))
             << row.vendor;
     }
 }

@@ -44,9 +44,8 @@ TEST_F(MaintenanceModeVCTest, Text_IsShownAsReceivedAndIsEmptyWhenItIsNoText) {
     const std::pair<QVariant, QString> rows[] { { marked, marked }, { QVariant(), {} }, { 6, {} },
         { QByteArray("text"), {} } };
     for (const auto &[value, shown] : rows) {
-        const auto controller = appear(maintenanceMessage()
-                                           .with("MaintenanceMessageKey", value)
-                                           .withResponse(QStringLiteral("<a/>")));
+        const auto controller = appear(
+            maintenanceMessage().with("MaintenanceMessageKey", value).withResponse(QStringLiteral("<a/>")));
         EXPECT_EQ(controller->textMessageLabel->stringValue(), shown);
         EXPECT_EQ(world.window.alphaValue(), 1.0);
         EXPECT_THAT(lines("error"), IsEmpty());

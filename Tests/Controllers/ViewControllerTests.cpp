@@ -239,11 +239,11 @@ TEST_F(ViewControllerTest, ToolTips_AreForTextsThatAreCutOnly) {
     // Each of them in its turn is cut, and then shown whole again.
     for (const auto *longOne : labels) {
         const auto text = [&](const TextField *label) { return label == longOne ? cut : shown; };
-        controller->updateNotificationWindow(casbMessage()
-                                                 .withBody(text(labels[0]))
-                                                 .withEntries({ { "A", text(labels[1]) },
-                                                     { "B", text(labels[2]) }, { "C", text(labels[3]) } })
-                                                 .document());
+        controller->updateNotificationWindow(
+            casbMessage()
+                .withBody(text(labels[0]))
+                .withEntries({ { "A", text(labels[1]) }, { "B", text(labels[2]) }, { "C", text(labels[3]) } })
+                .document());
         world.runLoop.settle();
         for (const auto *label : labels)
             EXPECT_EQ(label->allowsExpansionToolTips(), label == longOne);

@@ -16,8 +16,9 @@ protected:
     void sink_it_(const spdlog::details::log_msg &message) override {
         const auto level = spdlog::level::to_string_view(message.level);
         const auto &source = message.source;
-        journal_.add(QString::fromUtf8(level.data(), static_cast<qsizetype>(level.size())) + QStringLiteral(" [")
-            + QString::fromUtf8(source.filename) + u' ' + QString::fromUtf8(source.funcname)
+        journal_.add(QString::fromUtf8(level.data(), static_cast<qsizetype>(level.size()))
+            + QStringLiteral(" [") + QString::fromUtf8(source.filename) + u' '
+            + QString::fromUtf8(source.funcname)
             + (source.line > 0 ? QStringLiteral("] ") : QStringLiteral(" without its line] "))
             + QString::fromUtf8(message.payload.data(), static_cast<qsizetype>(message.payload.size())));
     }

@@ -48,9 +48,8 @@ QVariant readAs(const char *signature, const Write &write) {
 template <class Value>
 QVariant readBasic(int type, Value value) {
     const char signature[] { static_cast<char>(type), '\0' };
-    return readAs(signature, [type, value](DBusMessageIter *variant) {
-        dbus_message_iter_append_basic(variant, type, &value);
-    });
+    return readAs(signature,
+        [type, value](DBusMessageIter *variant) { dbus_message_iter_append_basic(variant, type, &value); });
 }
 
 TEST(DBusUserInfoTest, EveryNumberOfTheBusIsANumber) {

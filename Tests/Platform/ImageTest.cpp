@@ -54,8 +54,8 @@ protected:
 };
 
 TEST_F(ImageTest, EveryFormatIsDecoded) {
-    std::vector<QByteArray> pictures {
-        QByteArray("GIF89a\2\0\1\0\x80\0\0\0\0\xff\0\0\xff\x2c\0\0\0\0\2\0\1\0\0\2\2\4\n\0\x3b", 36) };
+    std::vector<QByteArray> pictures { QByteArray(
+        "GIF89a\2\0\1\0\x80\0\0\0\0\xff\0\0\xff\x2c\0\0\0\0\2\0\1\0\0\2\2\4\n\0\x3b", 36) };
     for (const char *format : { "PNG", "JPEG", "BMP", "ICO" })
         pictures.push_back(bytesOf({ 40, 20 }, Qt::blue, format));
     for (const auto &picture : pictures) {

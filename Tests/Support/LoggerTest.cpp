@@ -78,8 +78,7 @@ TEST_F(LoggerTest, ARecordSaysWhereItWasMade) {
     sink->set_pattern("%g %! %#");
     Logger::current()->sinks().push_back(sink);
     source.debug("setupUI()", QStringLiteral("debug"));
-    EXPECT_EQ(
-        records.str(), "Controllers/AppDelegate setupUI() " + std::to_string(__LINE__ - 2) + '\n');
+    EXPECT_EQ(records.str(), "Controllers/AppDelegate setupUI() " + std::to_string(__LINE__ - 1) + '\n');
 }
 
 TEST_F(LoggerTest, WhatASinkThrowsComesToNobody) {

@@ -57,7 +57,8 @@ TEST(NoticeParser, ReadsEveryElement) {
 
 TEST(NoticeDefaults, AreTakenForWhatIsMissing) {
     for (const auto &xml : { notice(QString()), QStringLiteral("<zelvik-secure-access/>"),
-             QStringLiteral("<other><notifications><head>h</head><timeout>5</timeout></notifications></other>"),
+             QStringLiteral(
+                 "<other><notifications><head>h</head><timeout>5</timeout></notifications></other>"),
              "<other>" + notice("<head>h</head>") + "</other>",
              QStringLiteral("<notifications><head>h</head></notifications>"),
              notice("<module/><head></head><body/><timeout/><metadata/><url><ok/></url>"),
