@@ -33,12 +33,7 @@ protected:
         center.listen(Contract::brandName("zelvik"), {});
     }
     bool waitForMessage() {
-        const auto end = std::chrono::steady_clock::now() + 20s;
-        while (got_.empty() && std::chrono::steady_clock::now() < end) {
-            turnFoundationLoop();
-            loop_.settle();
-        }
-        return !got_.empty();
+        return turnBothLoopsUntil(loop_, [this] { return !got_.empty(); });
     }
 
     ManualRunLoop loop_;

@@ -18,12 +18,7 @@ protected:
             this, [this](const Notification &notification) { got_.push_back(notification); }, observedName);
     }
     bool waitFor(std::size_t count) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (got_.size() < count && std::chrono::steady_clock::now() < end) {
-            turnFoundationLoop();
-            loop_.settle();
-        }
-        return got_.size() >= count;
+        return turnBothLoopsUntil(loop_, [&] { return got_.size() >= count; });
     }
 
     ManualRunLoop loop_;

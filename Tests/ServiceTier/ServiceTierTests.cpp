@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -63,46 +62,33 @@ const Library &shippedLibrary() {
     return library;
 }
 
-/// One request's answer, and how often it came. Shared with the completion, which may outlive the test.
-class Answer {
-public:
-    void come(Status status) {
-        const std::lock_guard lock(mutex_);
-        ++count_;
-        status_ = status;
-        changed_.notify_all();
-    }
-    /// Throws when none comes.
-    Status wait(std::chrono::milliseconds longest = patience) {
-        std::unique_lock lock(mutex_);
-        if (!changed_.wait_for(lock, longest, [this] { return count_ > 0; }))
-            throw std::runtime_error("no completion");
-        return status_;
-    }
-    int count() {
-        const std::lock_guard lock(mutex_);
-        return count_;
-    }
+/// The status that a request is answered with.
+using Answer = std::future<Status>;
 
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    int count_ = 0;
-    Status status_;
-};
-
-std::shared_ptr<Answer> start(
+Answer start(
     const std::string &url, const std::string &method = "GET", const Parameters *parameters = nullptr) {
-    auto answer = std::make_shared<Answer>();
+    auto answer = std::make_shared<std::promise<Status>>(); // the completion may outlive the test
     const auto client = createClient(shippedLibrary()); // gone before the answer comes
     client->request(url, parameters, method,
-        [answer](const ServiceTierResponse &response) { answer->come(response.httpStatusCode); });
-    return answer;
+        [answer](const ServiceTierResponse &response) { answer->set_value(response.httpStatusCode); });
+    return answer->get_future();
+}
+
+bool hasCome(const Answer &answer, std::chrono::milliseconds longest = 0ms) {
+    return answer.wait_for(longest) == std::future_status::ready;
+}
+
+/// Throws when none comes.
+Status wait(Answer &answer) {
+    if (!hasCome(answer, patience))
+        throw std::runtime_error("no completion");
+    return answer.get();
 }
 
 Status statusOf(
     const std::string &url, const std::string &method = "GET", const Parameters *parameters = nullptr) {
-    return start(url, method, parameters)->wait();
+    auto answer = start(url, method, parameters);
+    return wait(answer);
 }
 
 std::string firstLine(const std::string &head) {
@@ -237,13 +223,9 @@ TEST(ServiceTier, ReportsTheStatusWhateverItIs) {
 
 TEST(ServiceTier, AThrowingCompletionEndsNothing) {
     const LoopbackServer server(LoopbackServer::answering(200));
-    const auto answer = std::make_shared<Answer>();
     createClient(shippedLibrary())
-        ->request(server.url("/a"), nullptr, "GET", [answer](const ServiceTierResponse &response) {
-            answer->come(response.httpStatusCode);
-            throw std::runtime_error("not handled");
-        });
-    EXPECT_EQ(answer->wait(), 200);
+        ->request(server.url("/a"), nullptr, "GET",
+            [](const ServiceTierResponse &) { throw std::runtime_error("not handled"); });
     EXPECT_EQ(statusOf(server.url("/b")), 200);
 }
 
@@ -365,13 +347,13 @@ TEST(ServiceTier, ABurstArrivesWholeAndTheLatestRequestGoesFirst) {
             std::this_thread::sleep_for(1ms);
         return condition();
     };
-    std::vector<std::shared_ptr<Answer>> answers;
+    std::vector<Answer> answers;
     for (std::size_t number = 0; number < burst; ++number)
         answers.push_back(start(server.url("/burst")));
     ASSERT_TRUE(becomesTrue([&server] { return server.heads().size() >= atOnceAtMost; }));
     answers.push_back(start(server.url("/ok")));
     for (const auto &answer : answers)
-        EXPECT_EQ(answer->count(), 0);
+        EXPECT_FALSE(hasCome(answer));
     EXPECT_LT(server.heads().size(), burst / 2) << "the others wait";
 
     mayAnswer.release();
@@ -381,8 +363,8 @@ TEST(ServiceTier, ABurstArrivesWholeAndTheLatestRequestGoesFirst) {
             [](const std::string &head) { return firstLine(head) == "GET /ok HTTP/1.1"; });
     })) << "the first worker that is free takes it";
     mayAnswer.release(burst);
-    for (const auto &answer : answers)
-        EXPECT_EQ(answer->wait(), 200);
+    for (auto &answer : answers)
+        EXPECT_EQ(wait(answer), 200);
     EXPECT_EQ(server.heads().size(), burst + 1);
 }
 
@@ -451,20 +433,21 @@ std::pair<std::chrono::milliseconds, int> endOfProcess(const std::string &way, c
 int leavePending(const std::string &way, const std::string &url) {
     auto library = openLibrary(SERVICE_TIER_LIBRARY);
     auto client = createClient(library);
-    auto answer = std::make_shared<Answer>();
+    const auto promise = std::make_shared<std::promise<Status>>();
+    auto answer = promise->get_future();
     const auto begin = Clock::now();
     client->request(url, nullptr, "GET",
-        [answer](const ServiceTierResponse &response) { answer->come(response.httpStatusCode); });
+        [promise](const ServiceTierResponse &response) { promise->set_value(response.httpStatusCode); });
     if (Clock::now() - begin > atOnce)
         return 2; // request() has waited
     if (way == "unload") {
         client.reset();
         library.reset();
-        return answer->wait() == 200 ? 0 : 3;
+        return wait(answer) == 200 ? 0 : 3;
     }
     // The request is to be under way, not still on its way to its thread.
     std::this_thread::sleep_for(200ms);
-    if (answer->count() != 0)
+    if (hasCome(answer))
         return 4;
     if (way == "quick_exit")
         std::quick_exit(0);
