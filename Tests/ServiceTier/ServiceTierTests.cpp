@@ -79,7 +79,7 @@ bool hasCome(const Answer &answer, std::chrono::milliseconds longest = 0ms) {
 }
 
 /// Throws when none comes.
-Status wait(Answer &answer) {
+Status statusOf(Answer answer) {
     if (!hasCome(answer, patience))
         throw std::runtime_error("no completion");
     return answer.get();
@@ -87,8 +87,7 @@ Status wait(Answer &answer) {
 
 Status statusOf(
     const std::string &url, const std::string &method = "GET", const Parameters *parameters = nullptr) {
-    auto answer = start(url, method, parameters);
-    return wait(answer);
+    return statusOf(start(url, method, parameters));
 }
 
 std::string firstLine(const std::string &head) {
@@ -223,9 +222,13 @@ TEST(ServiceTier, ReportsTheStatusWhateverItIs) {
 
 TEST(ServiceTier, AThrowingCompletionEndsNothing) {
     const LoopbackServer server(LoopbackServer::answering(200));
+    const auto called = std::make_shared<std::promise<Status>>();
     createClient(shippedLibrary())
-        ->request(server.url("/a"), nullptr, "GET",
-            [](const ServiceTierResponse &) { throw std::runtime_error("not handled"); });
+        ->request(server.url("/a"), nullptr, "GET", [called](const ServiceTierResponse &response) {
+            called->set_value(response.httpStatusCode);
+            throw std::runtime_error("not handled");
+        });
+    EXPECT_EQ(statusOf(called->get_future()), 200);
     EXPECT_EQ(statusOf(server.url("/b")), 200);
 }
 
@@ -364,7 +367,7 @@ TEST(ServiceTier, ABurstArrivesWholeAndTheLatestRequestGoesFirst) {
     })) << "the first worker that is free takes it";
     mayAnswer.release(burst);
     for (auto &answer : answers)
-        EXPECT_EQ(wait(answer), 200);
+        EXPECT_EQ(statusOf(std::move(answer)), 200);
     EXPECT_EQ(server.heads().size(), burst + 1);
 }
 
@@ -443,7 +446,7 @@ int leavePending(const std::string &way, const std::string &url) {
     if (way == "unload") {
         client.reset();
         library.reset();
-        return wait(answer) == 200 ? 0 : 3;
+        return statusOf(std::move(answer)) == 200 ? 0 : 3;
     }
     // The request is to be under way, not still on its way to its thread.
     std::this_thread::sleep_for(200ms);
