@@ -101,7 +101,7 @@ std::string requestLineFor(const std::string &pathAndQuery) {
     return heads.size() == 1 ? firstLine(heads[0]) : std::to_string(heads.size()) + " requests";
 }
 
-// No request is in flight while one of these comes or goes, and none of them is set outside the test.
+// No request is in flight while one of these comes or goes; afterwards it is not set.
 class EnvironmentVariable {
 public:
     EnvironmentVariable(const char *name, const std::string &value)
