@@ -33,9 +33,9 @@ protected:
     }
 
     /// Refused, with one line that says why.
-    void expectRefused(GatewayPlugin &plugin, const QString &reason) {
+    void expectRefused(const QString &reason) {
         errors_.clear();
-        EXPECT_EQ(plugin.makeClient(), nullptr);
+        EXPECT_EQ(plugin_.makeClient(), nullptr);
         ASSERT_EQ(errors_.size(), 1);
         EXPECT_EQ(
             errors_.first(), QStringLiteral("The gateway client %1 cannot be used: %2.").arg(path_, reason));
@@ -48,20 +48,22 @@ protected:
 };
 
 TEST_F(GatewayPluginTest, AMissingLibraryGivesNoClient) {
-    expectRefused(plugin_, QStringLiteral("there is no such file"));
+    expectRefused(QStringLiteral("there is no such file"));
 }
 
-TEST_F(GatewayPluginTest, ALibraryThatCannotBeUsedGivesNoClient) {
-    const std::pair<const char *, const char *> rows[] { { STUB_WRONG_VERSION, "it is of another version" },
-        { STUB_NO_CREATE, "it lacks the functions" }, { STUB_THROWS, "it threw an exception" },
-        { STUB_MAKES_NOTHING, "it makes no client" } };
-    for (const auto &[library, reason] : rows) {
-        GatewayPlugin each(path_, [this](const QString &line) { errors_ << line; });
-        install(QString::fromUtf8(library));
-        expectRefused(each, QString::fromLatin1(reason));
-        expectRefused(each, QString::fromLatin1(reason));
-    }
+class UnusableLibrary : public GatewayPluginTest,
+                        public testing::WithParamInterface<std::pair<const char *, const char *>> { };
+
+TEST_P(UnusableLibrary, GivesNoClient) {
+    install(QString::fromUtf8(GetParam().first));
+    expectRefused(QString::fromLatin1(GetParam().second));
+    expectRefused(QString::fromLatin1(GetParam().second));
 }
+
+INSTANTIATE_TEST_SUITE_P(Kinds, UnusableLibrary,
+    testing::Values(std::pair(STUB_WRONG_VERSION, "it is of another version"),
+        std::pair(STUB_NO_CREATE, "it lacks the functions"), std::pair(STUB_THROWS, "it threw an exception"),
+        std::pair(STUB_MAKES_NOTHING, "it makes no client")));
 
 TEST_F(GatewayPluginTest, WhatIsNoLibraryGivesNoClient) {
     for (const auto &bytes : { QByteArray(), QByteArray("no library"), QByteArray(10'000, '\0') }) {
@@ -75,7 +77,7 @@ TEST_F(GatewayPluginTest, WhatIsNoLibraryGivesNoClient) {
     }
     QFile::remove(path_);
     QDir().mkpath(path_);
-    expectRefused(plugin_, QStringLiteral("there is no such file"));
+    expectRefused(QStringLiteral("there is no such file"));
 }
 
 TEST_F(GatewayPluginTest, WhatARequestThrowsIsAResponseWithoutAStatus) {
