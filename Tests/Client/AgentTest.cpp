@@ -199,14 +199,6 @@ TEST_F(AgentTest, EachReauthenticationIsReportedOnce) {
     EXPECT_EQ(codeOf(agent.waitForReauthentication(100ms)), ErrorCode::TimedOut);
 }
 
-TEST_F(AgentTest, AnswerThatComesWhileTheMessageIsPostedIsKept) {
-    auto agent = connected();
-    const FakeAgent fake({ brandsName }, AtMessage::Answer);
-    ASSERT_TRUE(agent.observeReauthentication());
-    EXPECT_TRUE(agent.post(maintenance()));
-    EXPECT_TRUE(agent.waitForReauthentication(0ms));
-}
-
 TEST_F(AgentTest, AgentThatEndsAnswersNoMore) {
     auto agent = connected();
     ASSERT_TRUE(agent.observeReauthentication());
