@@ -4,7 +4,6 @@
 #include "Tests/Fakes/Printing.h"
 #include "Tests/Platform/DesktopTest.h"
 
-#include <QEnterEvent>
 #include <QLabel>
 #include <QVBoxLayout>
 

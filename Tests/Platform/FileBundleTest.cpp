@@ -3,7 +3,6 @@
 #include "Tests/Platform/PrintQt.h"
 #include "Tests/Platform/RawBundle.h"
 
-#include <QLocale>
 
 #include <gtest/gtest.h>
 
