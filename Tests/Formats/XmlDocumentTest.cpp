@@ -9,7 +9,6 @@
 #include <fstream>
 #include <vector>
 
-#include <fcntl.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 

@@ -3,10 +3,7 @@
 #include "Tests/Platform/PrintQt.h"
 #include "Tests/Platform/RawBundle.h"
 
-
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 namespace {
 
