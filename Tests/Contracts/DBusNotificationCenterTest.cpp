@@ -109,19 +109,6 @@ TEST_F(DBusNotificationCenterTest, NoNameIsOwnedBeforeItListens) {
     EXPECT_EQ(client_.ownerOf(brandName), client_.ownerOf(agentName));
 }
 
-TEST_F(DBusNotificationCenterTest, WhatIsPostedBeforeTheLoopTurnsWaits) {
-    makeCenter();
-    observe();
-    listen();
-    // The bus goes on by itself; whoever sees the name can post.
-    ASSERT_TRUE(::waitUntil([&] { return client_.ownerOf(agentName) != ""; }));
-    for (const auto *object : { "1", "2", "3" })
-        post(QString::fromLatin1(object));
-    EXPECT_THAT(got_, IsEmpty());
-    ASSERT_TRUE(waitFor(3));
-    EXPECT_THAT(objects(), ElementsAre("1", "2", "3"));
-}
-
 TEST_F(DBusNotificationCenterTest, ForNamesThatAreTakenItQueues) {
     for (const auto &name : { brandName, agentName })
         client_.own(name);

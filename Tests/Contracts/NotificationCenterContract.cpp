@@ -216,17 +216,6 @@ TEST_P(NotificationCenter, UserInfoKeepsItsTypes) {
     }
 }
 
-TEST_P(NotificationCenter, SeveralMegabytesArrive) {
-    const QVariantMap userInfo { { QStringLiteral("string"), QString(4'000'000, u'x') },
-        { QStringLiteral("data"), QByteArray(4'000'000, '\xff') } };
-    observe(&one_, got_, name_);
-    post(name_, {}, userInfo);
-    post(name_);
-    ASSERT_TRUE(waitFor(got_, 2));
-    EXPECT_TRUE(got_[0].userInfo == userInfo);
-    EXPECT_EQ(got_[1].userInfo, std::nullopt);
-}
-
 INSTANTIATE_TEST_SUITE_P(
     Over, NotificationCenter, testing::ValuesIn(kinds()), [](const auto &kind) { return kind.param.name; });
 

@@ -65,14 +65,6 @@ TEST_F(LogFileTest, WhereTheOldFileCannotBeNamedTheFileIsEmptied) {
     EXPECT_EQ(contents(path()), "next\n");
 }
 
-TEST_F(LogFileTest, OneOldFileIsKept) {
-    LogFile file(path(), 10);
-    for (const auto *record : { "1111111\n", "2222222\n", "3333333\n" })
-        file.append(record);
-    EXPECT_EQ(contents(path()), "3333333\n");
-    EXPECT_EQ(contents(path(QStringLiteral("agent.1.log"))), "2222222\n");
-}
-
 TEST_F(LogFileTest, WithoutADescriptorLeftRecordsAreLostAndNothingElse) {
     LogFile file(path(), 10);
     file.append("1111111\n");
