@@ -57,6 +57,24 @@ TEST_F(ReAuthHandlerVCTest, Countdown_TheTickAfterZeroSignalsAndASecondLaterTheA
     EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
 }
 
+TEST_F(ReAuthHandlerVCTest, Appearing_AgainStartsASecondCountdownOfItsOwn) {
+    const auto controller = appear();
+    world.runLoop.advance(5s);
+    controller->viewWillAppear();
+    world.runLoop.advance(26s);
+    EXPECT_EQ(count(postedSignal), 1);
+    world.runLoop.advance(5s);
+    EXPECT_EQ(count(postedSignal), 2);
+}
+
+TEST_F(ReAuthHandlerVCTest, CreateTimer_CountsFromWhereItIsTold) {
+    const auto controller = appear();
+    world.runLoop.advance(15s);
+    controller->createTimer(3);
+    world.runLoop.advance(4s);
+    EXPECT_EQ(count(postedSignal), 1);
+}
+
 TEST_F(ReAuthHandlerVCTest, Ok_SignalsOnceBeforeTheEndIsScheduled) {
     const auto controller = appear();
     world.runLoop.advance(29500ms);
