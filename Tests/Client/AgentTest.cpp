@@ -92,6 +92,19 @@ protected:
     QTemporaryDir folder;
 };
 
+TEST(BrandName, HasAnUnderscoreForWhatABusNameCannotHold) {
+    const std::string common = "com.tevanic.NoticeAgent.";
+    EXPECT_EQ(Contract::brandName("Zelvik-2_x"), common + "Zelvik-2_x");
+    EXPECT_EQ(Contract::brandName("a b/c"), common + "a_b_c");
+    EXPECT_EQ(Contract::brandName("\xc3\xa9"), common + "__");
+    EXPECT_EQ(Contract::brandName("2go"), common + "_go");
+    EXPECT_EQ(Contract::brandName("a.b.2"), common + "a.b._");
+    EXPECT_EQ(Contract::brandName(".a..b."), common + "_a._b_");
+    EXPECT_EQ(Contract::brandName(""), "");
+    EXPECT_EQ(Contract::brandName(std::string(231, 'a')), common + std::string(231, 'a'));
+    EXPECT_EQ(Contract::brandName(std::string(232, 'a')), "");
+}
+
 TEST_F(AgentTest, BusThatAcceptsAndSaysNothingIsGivenUpInTime) {
     const auto path = folder.filePath(QStringLiteral("silent")).toUtf8();
     sockaddr_un place {};

@@ -324,7 +324,7 @@ TEST_F(DBusNotificationCenterTest, ASignalForItAloneIsNoWayPastTheName) {
     client_.emitSignal(texts({ QStringLiteral("other") }), direct);
     client_.emitSignal(texts({ messageName + u'x', QStringLiteral("wrong") }), direct);
     client_.emitSignal(texts({ messageName, QStringLiteral("wrong") }),
-        { .path = "/elsewhere", .destination = agent.constData() });
+        { .path = "/com/tevanic/NoticeAgent", .destination = agent.constData() });
     client_.emitSignal(texts({ messageName, QStringLiteral("wrong") }),
         { .interface = "com.example.Interface", .destination = agent.constData() });
     client_.emitSignal(texts({ messageName, QStringLiteral("wrong") }),

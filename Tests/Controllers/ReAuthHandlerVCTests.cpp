@@ -11,8 +11,6 @@ namespace {
 constexpr auto postedSignal = "post zelvik_webSocketToMainAppNotifier";
 constexpr auto sendingFromTick = "info [Controllers/ReAuthHandlerVC createTimer(mins:)] "
                                  "Sending Re-Auth Notification to Main App from Socket app";
-constexpr auto sendingFromOk = "info [Controllers/ReAuthHandlerVC okayAction(_:)] "
-                               "Sending Re-Auth Notification to Main App from Socket app";
 
 class ReAuthHandlerVCTest : public NoticeTest {
 protected:
@@ -55,6 +53,24 @@ TEST_F(ReAuthHandlerVCTest, Countdown_TheTickAfterZeroSignalsAndASecondLaterTheA
     ASSERT_EQ(world.application.terminations().size(), 1U);
     EXPECT_EQ(world.application.terminations()[0].sender, controller.get());
     EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
+}
+
+TEST_F(ReAuthHandlerVCTest, Appearing_AgainStartsASecondCountdownOfItsOwn) {
+    const auto controller = appear();
+    world.runLoop.advance(5s);
+    controller->viewWillAppear();
+    world.runLoop.advance(26s);
+    EXPECT_EQ(count(postedSignal), 1);
+    world.runLoop.advance(5s);
+    EXPECT_EQ(count(postedSignal), 2);
+}
+
+TEST_F(ReAuthHandlerVCTest, CreateTimer_CountsFromWhereItIsTold) {
+    const auto controller = appear();
+    world.runLoop.advance(15s);
+    controller->createTimer(3);
+    world.runLoop.advance(4s);
+    EXPECT_EQ(count(postedSignal), 1);
 }
 
 // In a process of its own, since the name is fixed once a process.

@@ -194,6 +194,7 @@ TEST_F(ViewControllerTest, CountdownTexts_AreLookedUpUnderTwoKeys) {
 }
 
 TEST_F(ViewControllerTest, Setup_RemembersTheTimeOutOfTheNotice) {
+    EXPECT_EQ(ViewController::closeActivityUrl, "");
     EXPECT_EQ(ViewController::autoCloseSeconds, 30);
     appear(casbMessage().withTimeout(QStringLiteral("77")));
     EXPECT_EQ(ViewController::autoCloseSeconds, 77);

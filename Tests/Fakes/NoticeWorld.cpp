@@ -10,14 +10,16 @@
 namespace {
 
 void resetProcessWideValues() {
+    static const auto initialUrl = ViewController::closeActivityUrl;
+    static const auto initialSeconds = ViewController::autoCloseSeconds;
     CustomAPPManager::payload = {};
     CustomAPPManager::AppLogo = {};
     CustomAPPManager::Vendor = {};
     CustomAPPManager::LogFolderName = {};
     CustomAPPManager::globalAppViewBackgroundColor = {};
     CustomAPPManager::logFilePath = {};
-    ViewController::closeActivityUrl = {};
-    ViewController::autoCloseSeconds = 30;
+    ViewController::closeActivityUrl = initialUrl;
+    ViewController::autoCloseSeconds = initialSeconds;
 }
 
 } // namespace

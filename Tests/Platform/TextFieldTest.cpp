@@ -379,6 +379,14 @@ TEST_F(TextSelection, ATextThatIsCutIsCopiedWhole) {
     EXPECT_EQ(field.selectedText(), longText_);
 }
 
+TEST_F(TextSelection, ATextOfTooManyLettersIsCopiedWholeWhateverItsLines) {
+    TextField field;
+    const auto text = QStringLiteral("a word\n").repeated(430);
+    show(field, text);
+    press(field, QKeySequence::SelectAll);
+    EXPECT_EQ(field.selectedText(), text);
+}
+
 TEST_F(TextSelection, ReachingAFieldByTabSelectsIt) {
     TextField field;
     show(field, QStringLiteral("text"));
@@ -399,6 +407,13 @@ TEST_F(TextSelection, CaptionsAndCountdownsAreNotSelected) {
         mouse(field, QEvent::MouseButtonDblClick, { 2, 5 });
         EXPECT_EQ(field.selectedText(), "");
     }
+}
+
+TEST_F(TextFieldTest, ALetterThatTheToolkitDoesNotKnowCutsNothing) {
+    TextField field;
+    field.setTextStyle(Style::Value);
+    field.setStringValue(QStringLiteral("a ") + QString::fromUcs4(U"\U0003fffd", 1));
+    EXPECT_EQ(field.measuredHeight(356), field.heightForWidth(356));
 }
 
 TEST_F(TextFieldTest, OddTextsAreHarmless) {
