@@ -45,22 +45,4 @@ TEST_F(MacNotificationCenterTest, WhatItPostsReachesAProgramThatIsNotTheActiveAp
     suspendDelivery(false);
 }
 
-TEST_F(MacNotificationCenterTest, ACentreThatIsGoneIsToldNothing) {
-    {
-        MacNotificationCenter other(loop_);
-        other.addObserver(
-            this, [this](const Notification &notification) { got_.push_back(notification); }, observedName);
-        other.postNotificationName(observedName);
-        turnFoundationLoop();
-    }
-    center_.postNotificationName(observedName);
-    turnFoundationLoop();
-    loop_.settle();
-    EXPECT_TRUE(got_.empty());
-    observe();
-    center_.postNotificationName(observedName);
-    EXPECT_TRUE(waitFor(1));
-    EXPECT_EQ(got_.size(), 1U);
-}
-
 } // namespace

@@ -65,21 +65,6 @@ TEST_F(LogFileTest, WhereTheOldFileCannotBeNamedTheFileIsEmptied) {
     EXPECT_EQ(contents(path()), "next\n");
 }
 
-TEST_F(LogFileTest, WithoutADescriptorLeftRecordsAreLostAndNothingElse) {
-    LogFile file(path(), 10);
-    file.append("1111111\n");
-    rlimit before {};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    auto none = before;
-    none.rlim_cur = 0;
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    file.append("2222222\n");
-    file.append("3\n");
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
-    file.append("4\n");
-    EXPECT_TRUE(contents(path()).endsWith("4\n")) << contents(path()).toStdString();
-}
-
 TEST_F(LogFileTest, ARecordThatWasCutByAFullDiskEndsItsLine) {
     GTEST_FLAG_SET(death_test_style, "fast");
     EXPECT_EXIT(
