@@ -1,9 +1,9 @@
 // What the notification centre of the session bus promises beyond what every centre does.
 
 #include "Platform/Linux/DBusNotificationCenter.h"
-#include "Tests/Contracts/EventLoop.h"
 #include "Tests/Contracts/PrivateBus.h"
 #include "Tests/Fakes/ManualRunLoop.h"
+#include "Tests/Platform/DesktopTest.h"
 #include "Tests/Platform/PrintQt.h"
 #include "Tests/Platform/WaitUntil.h"
 
@@ -33,7 +33,7 @@ const auto brandName = QStringLiteral("com.tevanic.NoticeAgent.zelvik");
 const auto messageName = QStringLiteral("zelvik_socketMessageNotifier");
 constexpr auto centerPath = "/com/tevanic/DistributedNotificationCenter";
 
-class DBusNotificationCenterTest : public testing::Test {
+class DBusNotificationCenterTest : public DesktopTest {
 protected:
     void makeCenter() {
         center_ = std::make_unique<DBusNotificationCenter>(
@@ -87,7 +87,6 @@ protected:
             texts(arguments), [this] { loop_.advance(0ms); });
     }
 
-    EventLoop events_;
     std::unique_ptr<PrivateBus> bus_ = std::make_unique<PrivateBus>();
     BusClient client_;
     ManualRunLoop loop_;
