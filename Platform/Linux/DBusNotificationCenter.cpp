@@ -201,7 +201,8 @@ void DBusNotificationCenter::dispatch() {
 
 bool DBusNotificationCenter::handle(DBusMessage *message) {
     const bool isPosted
-        = dbus_message_is_signal(message, Contract::centerInterface.data(), Contract::postedSignal.data());
+        = dbus_message_is_signal(message, Contract::centerInterface.data(), Contract::postedSignal.data())
+        && dbus_message_has_path(message, Contract::centerPath.data());
     if (!isPosted)
         return DBusStandardCalls::answer(connection_.get(), message, events_.activated);
     notify(message);

@@ -39,6 +39,11 @@ const QColor initialBackgroundColor(30, 34, 52);
 // After every ordinary event of this turn, among them the blocks of the main queue.
 const auto commitEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 
+// What is typed into any window. Other keys are nobody's text.
+bool isTypingKey(int key) {
+    return key < Qt::Key_Escape || key == Qt::Key_Return || key == Qt::Key_Enter;
+}
+
 bool isScrollKey(int key) {
     return key == Qt::Key_Up || key == Qt::Key_Down || key == Qt::Key_PageUp || key == Qt::Key_PageDown
         || key == Qt::Key_Home || key == Qt::Key_End;
@@ -56,7 +61,9 @@ QString headingOf(const QWidget &view) {
 // What a window without a heading is called the storyboard has set.
 QString titleOf(const QWidget &view) {
     constexpr qsizetype maxLength = 200;
-    const auto heading = headingOf(view).simplified().left(maxLength);
+    auto heading = headingOf(view).simplified().left(maxLength);
+    // The toolkit's mark of a changed document, which twice stands for itself.
+    heading.replace(QStringLiteral("[*]"), QStringLiteral("[*][*]"));
     return heading.isEmpty() ? view.windowTitle() : heading;
 }
 
@@ -381,7 +388,8 @@ bool QtNoticeWindow::isInputForIt(const QEvent &event) {
     switch (event.type()) {
     case QEvent::KeyPress:
         keysCount_ = isActiveWindow() && quiet_.isValid() && quiet_.hasExpired(pauseBeforeKeysCount.count());
-        quiet_.start();
+        if (isTypingKey(static_cast<const QKeyEvent &>(event).key()))
+            quiet_.start();
         return isShown_;
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonDblClick:

@@ -85,6 +85,6 @@ private:
     bool isShown_ = false; ///< all input from here on came after the present content
     QTimer settling_;
     QTimer announcement_;
-    QElapsedTimer quiet_; ///< since the notice was shown, got the keyboard, and was last typed into
+    QElapsedTimer quiet_; ///< since the notice was shown, got the keyboard, or was typed into
     bool keysCount_ = false;
 };

@@ -384,7 +384,7 @@ void TextField::layOutFor(double width) const {
         isShaped_ = false;
         lines = breakLines(column, limit);
     }
-    constexpr int maxFittedLines = 12;
+    constexpr int maxFittedLines = 40;
     if (!isCut_ && lines > 1 && lines <= maxFittedLines) {
         if (style_ == Style::Heading)
             balanceLines(column, lines);
@@ -398,7 +398,7 @@ void TextField::layOutFor(double width) const {
         line.setPosition(
             { isRightToLeft() ? width - line.width() : 0, index * height + baseline() - line.ascent() });
     }
-    isCut_ = isCut_ || layout_.text().size() < text_.size();
+    isCut_ = isCut_ || shortenedText() != text_;
 }
 
 double TextField::measuredHeight(double width) const {

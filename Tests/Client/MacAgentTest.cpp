@@ -33,12 +33,7 @@ protected:
         center.listen(Contract::brandName("zelvik"), {});
     }
     bool waitForMessage() {
-        const auto end = std::chrono::steady_clock::now() + 20s;
-        while (got_.empty() && std::chrono::steady_clock::now() < end) {
-            turnFoundationLoop();
-            loop_.settle();
-        }
-        return !got_.empty();
+        return turnBothLoopsUntil(loop_, [this] { return !got_.empty(); });
     }
 
     ManualRunLoop loop_;
@@ -97,23 +92,6 @@ TEST_F(MacAgentTest, WhatIsNoTextIsRefused) {
     const std::string wrong = "\xff";
     EXPECT_EQ(codeOf(agent_.post({ { wrong, true } })), ErrorCode::InvalidArgument);
     EXPECT_EQ(codeOf(agent_.post({ { "key", wrong } })), ErrorCode::InvalidArgument);
-}
-
-TEST_F(MacAgentTest, AnAgentIsStartedAndAnswers) {
-    ASSERT_TRUE(agent_.observeReauthentication());
-    ASSERT_TRUE(agent_.start(FOUNDATION_AGENT_BUNDLE));
-    ASSERT_TRUE(agent_.waitUntilListening(20s));
-    ASSERT_TRUE(agent_.post(*ReauthenticationNotice {}.message()));
-    EXPECT_TRUE(agent_.waitForReauthentication(20s));
-    EXPECT_EQ(codeOf(agent_.waitForReauthentication(20s)), ErrorCode::AgentEnded) << "each is reported once";
-}
-
-TEST_F(MacAgentTest, AnAgentThatEndsWithoutAnAnswerIsNoticed) {
-    ASSERT_TRUE(agent_.observeReauthentication());
-    ASSERT_TRUE(agent_.start(FOUNDATION_AGENT_BUNDLE));
-    ASSERT_TRUE(agent_.waitUntilListening(20s));
-    ASSERT_TRUE(agent_.post(*MaintenanceNotice { "text", {} }.message()));
-    EXPECT_EQ(codeOf(agent_.waitForReauthentication(20s)), ErrorCode::AgentEnded);
 }
 
 TEST_F(MacAgentTest, ABundleThatIsNoneIsNotStarted) {

@@ -129,11 +129,6 @@ TEST(NoticeClientMessages, TimeoutIsTheAgentsOwnWhenLeftOutAndAtLeastASecond) {
     }
 }
 
-TEST(NoticeClientMessages, CasbMessageIsItsDocumentAlone) {
-    EXPECT_THAT(
-        entries(casb().message()), testing::ElementsAre(testing::StartsWith("webSocketResponse=<?xml ")));
-}
-
 TEST(NoticeClientMessages, EachNoticeHasItsKeys) {
     EXPECT_THAT(
         entries(ReauthenticationNotice().message()), testing::ElementsAre("WebSocketReAuthType=true"));
@@ -186,14 +181,6 @@ TEST(NoticeClientMessages, TextThatIsNoneIsRefusedByKey) {
     ReauthenticationNotice reauthentication;
     reauthentication.look.language = std::string("d\0e", 3);
     expectInvalid(reauthentication.message(), "webSocketappLanguageKey");
-}
-
-TEST(NoticeClientMessages, NamesBeginWithTheBrandsWords) {
-    EXPECT_EQ(Brand().messageName(), "zelvik_socketMessageNotifier");
-    EXPECT_EQ(Brand().reauthenticationName(), "zelvik_webSocketToMainAppNotifier");
-    const Brand brand { "acme", "ACME" };
-    EXPECT_EQ(brand.messageName(), "acme_socketMessageNotifier");
-    EXPECT_EQ(brand.reauthenticationName(), "ACME_webSocketToMainAppNotifier");
 }
 
 } // namespace

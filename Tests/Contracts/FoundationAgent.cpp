@@ -5,7 +5,6 @@
 #include "Tests/Contracts/FoundationLoop.h"
 #include "Tests/Fakes/ManualRunLoop.h"
 
-#include <chrono>
 #include <optional>
 
 int main() {
@@ -16,11 +15,7 @@ int main() {
         &message, [&message](const Notification &notification) { message = notification; },
         QStringLiteral("zelvik_socketMessageNotifier"));
     center.listen(Contract::brandName("zelvik"), {});
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!message && std::chrono::steady_clock::now() < end) {
-        turnFoundationLoop();
-        loop.settle();
-    }
+    turnBothLoopsUntil(loop, [&message] { return message.has_value(); });
     if (message && message->userInfo && message->userInfo->contains(QStringLiteral("WebSocketReAuthType")))
         center.postNotificationName(QStringLiteral("zelvik_webSocketToMainAppNotifier"));
 }

@@ -18,5 +18,6 @@ public:
 
 private:
     ManualRunLoop loop_;
-    InMemoryNotificationCenter center_ { loop_ };
+    Journal journal_;
+    InMemoryNotificationCenter center_ { loop_, journal_ };
 };

@@ -2,9 +2,9 @@
 
 #include "Platform/Linux/DBusNotificationCenter.h"
 #include "Platform/Qt/QtRunLoop.h"
-#include "Tests/Contracts/EventLoop.h"
 #include "Tests/Contracts/InMemoryCenters.h"
 #include "Tests/Contracts/PrivateBus.h"
+#include "Tests/Fakes/NoticeWorld.h"
 #include "Tests/Platform/WaitUntil.h"
 
 #include <dbus/dbus.h>
@@ -99,7 +99,7 @@ public:
 private:
     static void failOn(const QString &line) { ADD_FAILURE() << line.toStdString(); }
 
-    EventLoop events_;
+    QtApplicationExists qtApplicationExists_;
     PrivateBus bus_;
     QtRunLoop loop_;
     DBusNotificationCenter observing_ { loop_, failOn };

@@ -11,14 +11,7 @@ public:
     DistributedNotificationCenter &observing() override { return observing_; }
     void post(const Notification &notification) override { postInFoundation(notification); }
     bool waitUntil(const std::function<bool()> &condition) override {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > end)
-                return false;
-            turnFoundationLoop();
-            loop_.settle();
-        }
-        return true;
+        return turnBothLoopsUntil(loop_, condition);
     }
     void waitUntilObserving() override { } // the daemon has answered when an observer is added
 

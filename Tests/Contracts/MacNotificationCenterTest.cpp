@@ -3,10 +3,6 @@
 #include "Platform/macOS/MacNotificationCenter.h"
 #include "Tests/Contracts/FoundationLoop.h"
 #include "Tests/Fakes/ManualRunLoop.h"
-#include "Tests/Platform/PrintQt.h"
-
-#include <QCoreApplication>
-#include <QProcess>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,32 +18,13 @@ protected:
             this, [this](const Notification &notification) { got_.push_back(notification); }, observedName);
     }
     bool waitFor(std::size_t count) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (got_.size() < count && std::chrono::steady_clock::now() < end) {
-            turnFoundationLoop();
-            loop_.settle();
-        }
-        return got_.size() >= count;
+        return turnBothLoopsUntil(loop_, [&] { return got_.size() >= count; });
     }
 
     ManualRunLoop loop_;
     std::vector<Notification> got_;
     MacNotificationCenter center_ { loop_ };
 };
-
-TEST_F(MacNotificationCenterTest, WhatAnotherProgramPostsIsHeard) {
-    observe();
-    QProcess other;
-    other.setProcessChannelMode(QProcess::ForwardedChannels);
-    other.start(QStringLiteral(FOUNDATION_POST), { observedName, QStringLiteral("from outside") });
-    other.waitForFinished(-1);
-    EXPECT_EQ(other.exitCode(), 0);
-    ASSERT_TRUE(waitFor(1));
-    EXPECT_EQ(got_[0].object, "from outside");
-    ASSERT_TRUE(got_[0].userInfo);
-    EXPECT_EQ(got_[0].userInfo->value(QStringLiteral("webSocketResponse")), "<xml/>");
-    EXPECT_EQ(got_[0].userInfo->value(QStringLiteral("HeaderLogoImage")), QByteArray("\x89PNG"));
-}
 
 TEST_F(MacNotificationCenterTest, WhatComesWaitsForTheMainQueue) {
     observe();
@@ -66,24 +43,6 @@ TEST_F(MacNotificationCenterTest, WhatItPostsReachesAProgramThatIsNotTheActiveAp
     center_.postNotificationName(observedName);
     EXPECT_TRUE(waitFor(1));
     suspendDelivery(false);
-}
-
-TEST_F(MacNotificationCenterTest, ACentreThatIsGoneIsToldNothing) {
-    {
-        MacNotificationCenter other(loop_);
-        other.addObserver(
-            this, [this](const Notification &notification) { got_.push_back(notification); }, observedName);
-        other.postNotificationName(observedName);
-        turnFoundationLoop();
-    }
-    center_.postNotificationName(observedName);
-    turnFoundationLoop();
-    loop_.settle();
-    EXPECT_TRUE(got_.empty());
-    observe();
-    center_.postNotificationName(observedName);
-    EXPECT_TRUE(waitFor(1));
-    EXPECT_EQ(got_.size(), 1U);
 }
 
 } // namespace

@@ -102,18 +102,6 @@ TEST_P(NoticeWindowContract, AlphaIsWhatWasSetLast) {
     }
 }
 
-TEST_P(NoticeWindowContract, NothingNeedsAContent) {
-    window_->setLevel(floatingWindowLevel);
-    window_->setTitlebarAppearsTransparent(true);
-    window_->setBackgroundColor(Qt::black);
-    window_->setAlphaValue(1.0);
-    window_->makeKeyAndOrderFront();
-    window_->invalidateCursorRectsForView(nullptr);
-    window_->setContentViewController(nullptr);
-    turn();
-    EXPECT_EQ(window_->contentViewController(), nullptr);
-}
-
 TEST_P(NoticeWindowContract, ANoticeAppearsInTheWindow) {
     const auto first = notice("first");
     EXPECT_EQ(first->window(), nullptr);

@@ -7,14 +7,10 @@
 #include <dbus/dbus.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <csignal>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -58,24 +54,20 @@ void PrivateBus::start() {
     int output[2] {};
     if (::pipe2(output, O_CLOEXEC) != 0)
         qFatal("No pipe for a private bus");
-    posix_spawn_file_actions_t actions {};
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-    // Its one complaint, that it may not open more files, says nothing about a test.
-    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    std::string configurationFile = "--config-file=" + address().configuration().toStdString();
-    std::array arguments { std::string("dbus-daemon"), std::string("--nofork"), std::string("--nopidfile"),
-        std::string("--print-address"), std::move(configurationFile) };
-    std::vector<char *> pointers;
-    for (auto &argument : arguments)
-        pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    const auto error = ::posix_spawnp(&daemon_, "dbus-daemon", &actions, nullptr, pointers.data(), environ);
-    ::posix_spawn_file_actions_destroy(&actions);
+    const auto configuration = "--config-file=" + address().configuration().toStdString();
+    daemon_ = ::fork();
+    if (daemon_ == 0) {
+        ::dup2(output[1], STDOUT_FILENO);
+        // Its one complaint, that it may not open more files, says nothing about a test.
+        ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
+        ::execlp("dbus-daemon", "dbus-daemon", "--nofork", "--nopidfile", "--print-address",
+            configuration.c_str(), nullptr);
+        ::_exit(127);
+    }
     ::close(output[1]);
     // It prints its address when it listens.
     char byte = 0;
-    if (error != 0 || ::read(output[0], &byte, 1) != 1)
+    if (::read(output[0], &byte, 1) != 1)
         qFatal("dbus-daemon does not start");
     ::close(output[0]);
 }
@@ -214,22 +206,6 @@ QString BusClient::answer(
         return QString::fromUtf8(error);
     DBusMessageIter values;
     return dbus_message_iter_init(reply.get(), &values) ? textsIn(&values) : QString();
-}
-
-void BusClient::watch() const {
-    call("AddMatch", QStringLiteral("type='signal',interface='com.tevanic.DistributedNotificationCenter'"));
-}
-
-QStringList BusClient::signaturesGot() const {
-    QStringList signatures;
-    dbus_connection_read_write(connection_, 0);
-    while (dbus_connection_get_dispatch_status(connection_) == DBUS_DISPATCH_DATA_REMAINS) {
-        const Message message(dbus_connection_pop_message(connection_));
-        if (message
-            && dbus_message_is_signal(message.get(), "com.tevanic.DistributedNotificationCenter", "Posted"))
-            signatures << QString::fromUtf8(dbus_message_get_signature(message.get()));
-    }
-    return signatures;
 }
 
 BusClient::Append texts(const QStringList &values) {

@@ -6,7 +6,6 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 
 #include <sys/types.h>
 
@@ -64,11 +63,6 @@ public:
     /// Calls somebody and turns until the answer is there.
     /// @return the answer's texts, those of a map as KEY=VALUE; for an error its name
     QString answer(const SignalPlace &to, const Append &append, const std::function<void()> &turn) const;
-
-    /// Gets every notification from now on.
-    void watch() const;
-    /// The signatures of the notifications got so far.
-    QStringList signaturesGot() const;
 
 private:
     struct Unreference {

@@ -1,22 +1,13 @@
 #include "Controllers/AppDelegate.h"
 
-#include "Controllers/ReAuthHandlerVC.h"
+#include "Controllers/MainStoryboard.h"
 #include "Support/CustomAPPManager.h"
 #include "Support/Logger.h"
 #include "Tests/Controllers/NoticeTest.h"
 
-#include <QDir>
-#include <QFile>
-
-#include <spdlog/spdlog.h>
-
-#include <climits>
-
-#include <unistd.h>
+#include <limits>
 
 namespace {
-
-constexpr auto logFolders = "/private/var/log";
 
 std::string handlerLine(const char *level, const std::string &text) {
     return std::string(level) + " [Controllers/AppDelegate setRootVCForSocketMessageType(sender:)] " + text;
@@ -33,48 +24,15 @@ std::string timeOutLine(const std::string &text) {
 const std::string initiatingTimer = infoLine(
     "applicationDidFinishLaunching(_:)", "Initiating a Timer to Terminate the application automatically.");
 
-/// A log folder's name that no other process uses. The folder goes with it, with those above it that were
-/// not there before.
-class LogFolder {
-public:
-    LogFolder() {
-        for (const char *folder : { "/private", "/private/var", logFolders }) {
-            if (!QDir(QString::fromLatin1(folder)).exists())
-                made_.prepend(QString::fromLatin1(folder));
-        }
-    }
-    ~LogFolder() {
-        QDir(QString::fromLatin1(logFolders) + u'/' + name()).removeRecursively();
-        for (const auto &folder : made_)
-            QDir().rmdir(folder);
-    }
-    LogFolder(const LogFolder &) = delete;
-    LogFolder &operator=(const LogFolder &) = delete;
+/// Launches without a settings file. The log is recorded from the moment of the registration on.
+void launchWithoutSettings(NoticeWorld &world) {
+    world.files.removeSettings();
+    world.application.setDelegate(&world.delegate);
+    world.journal.whenever(QStringLiteral("observe"), [&world] { world.log.attachToCurrentLogger(); });
+    world.delegate.applicationDidFinishLaunching();
+}
 
-    static QString name() { return QStringLiteral("notice-agent-tests-%1").arg(getpid()); }
-    static QString file() {
-        return QString::fromLatin1(logFolders) + u'/' + name() + u'/' + name()
-            + QStringLiteral("_Tevanic.log");
-    }
-
-private:
-    QStringList made_;
-};
-
-class AppDelegateTest : public NoticeTest {
-protected:
-    /// Launches with the settings that are there. The log is recorded from the moment of the registration on.
-    void launch() {
-        world.application.setDelegate(&world.delegate);
-        world.journal.whenever(QStringLiteral("observe"), [this] { world.log.attachToCurrentLogger(); });
-        world.delegate.applicationDidFinishLaunching();
-    }
-
-    void launchWithoutSettings() {
-        world.files.removeSettings();
-        launch();
-    }
-};
+using AppDelegateTest = NoticeTest;
 
 } // namespace
 
@@ -84,7 +42,7 @@ TEST_F(AppDelegateTest, Launch_ObservesThenLogsThenArmsTheTimer) {
     bool armedBeforeItsRecord = true;
     world.journal.whenever(
         QStringLiteral("debug"), [&] { armedBeforeItsRecord = world.runLoop.nextDeadline().has_value(); });
-    launchWithoutSettings();
+    launchWithoutSettings(world);
     EXPECT_THAT(world.journal.lines(),
         ElementsAre("observe _socketMessageNotifier", initiatingTimer,
             timeOutLine("Default APP Termination Time is set to 120")));
@@ -92,38 +50,22 @@ TEST_F(AppDelegateTest, Launch_ObservesThenLogsThenArmsTheTimer) {
     EXPECT_EQ(world.runLoop.nextDeadline(), 120s);
 }
 
-TEST_F(AppDelegateTest, Launch_LoggerAndSettingsAreReadyBeforeTheRegistration) {
-    const LogFolder folder;
-    auto settings = NoticeWorld::settings(QStringLiteral("acme"));
-    settings.insert(QStringLiteral("LogFolderName"), LogFolder::name());
-    world.files.setSettings(settings);
-    bool looked = false;
-    world.journal.whenever(QStringLiteral("observe"), [&] {
-        looked = true;
-        EXPECT_EQ(CustomAPPManager::Vendor, "acme");
-        EXPECT_EQ(CustomAPPManager::logFilePath, LogFolder::file());
-        ASSERT_NE(Logger::current(), nullptr);
-    });
-    launch();
-    EXPECT_TRUE(looked);
-}
-
 TEST_F(AppDelegateTest, Launch_LetsGoOfEveryLoggerOfBefore) {
     const std::weak_ptr<spdlog::logger> before = Logger::current();
-    spdlog::register_logger(std::make_shared<spdlog::logger>("another"));
+    Logger::setUp({}, "another");
     ASSERT_FALSE(before.expired());
-    launchWithoutSettings();
+    launchWithoutSettings(world);
     EXPECT_TRUE(before.expired());
-    EXPECT_EQ(spdlog::get("another"), nullptr);
     EXPECT_NE(Logger::current(), nullptr);
+    Logger::adopt("another");
+    EXPECT_EQ(Logger::current(), nullptr);
 }
 
 TEST_F(AppDelegateTest, Launch_WithoutSettingsHasNoPrefixAndALoggerWithoutAFile) {
-    launchWithoutSettings();
+    launchWithoutSettings(world);
     EXPECT_EQ(world.notificationCenter.observedNames(), QStringList { "_socketMessageNotifier" });
     EXPECT_EQ(CustomAPPManager::logFilePath, "");
     ASSERT_NE(Logger::current(), nullptr);
-    EXPECT_EQ(Logger::current()->sinks().size(), 1U); // the test's own
     world.receive(reAuthMessage());
     EXPECT_EQ(world.window.content(), "ReAuthHandlerVC");
 }
@@ -151,12 +93,9 @@ TEST_F(AppDelegateTest, TimeOut_EndsTheApplicationWhenItIsUp) {
     };
     for (const auto &row : rows) {
         NoticeWorld each;
-        each.files.removeSettings();
         if (row.value.isValid())
             each.files.setInfo({ { QStringLiteral("Default_App_Timeout"), row.value } });
-        each.application.setDelegate(&each.delegate);
-        each.journal.whenever(QStringLiteral("observe"), [&] { each.log.attachToCurrentLogger(); });
-        each.delegate.applicationDidFinishLaunching();
+        launchWithoutSettings(each);
 
         EXPECT_EQ(each.application.endsBy(), std::chrono::seconds(row.seconds)) << "also when it hangs";
         const auto number = std::to_string(row.seconds);
@@ -178,10 +117,8 @@ TEST_F(AppDelegateTest, TimeOut_EndsTheApplicationWhenItIsUp) {
 TEST_F(AppDelegateTest, TimeOut_OfZeroOrLessEndsTheApplicationRightAfterTheLaunch) {
     for (const qint64 value : { qint64(0), qint64(-5), std::numeric_limits<qint64>::min() }) {
         NoticeWorld each;
-        each.files.removeSettings();
         each.files.setInfo({ { QStringLiteral("Default_App_Timeout"), value } });
-        each.journal.whenever(QStringLiteral("observe"), [&] { each.log.attachToCurrentLogger(); });
-        each.delegate.applicationDidFinishLaunching();
+        launchWithoutSettings(each);
         EXPECT_THAT(each.application.terminations(), IsEmpty()); // not within the launch
         each.runLoop.advance(1ms);
         EXPECT_EQ(each.application.terminations().size(), 1U);
@@ -193,7 +130,7 @@ TEST_F(AppDelegateTest, TimeOut_OfZeroOrLessEndsTheApplicationRightAfterTheLaunc
 
 TEST_F(AppDelegateTest, TimeOut_TheLongestIsNotUpInFiftyYears) {
     world.files.setInfo({ { QStringLiteral("Default_App_Timeout"), std::numeric_limits<qint64>::max() } });
-    launchWithoutSettings();
+    launchWithoutSettings(world);
     EXPECT_EQ(world.journal.lines().back(),
         timeOutLine("Default APP Termination Time is set to 9223372036854775807"));
     world.runLoop.advance(24h * 365 * 50);
@@ -201,7 +138,7 @@ TEST_F(AppDelegateTest, TimeOut_TheLongestIsNotUpInFiftyYears) {
 }
 
 TEST_F(AppDelegateTest, EndIsSettled_GivesBackTheNamesAndListensOn) {
-    launchWithoutSettings();
+    launchWithoutSettings(world);
     world.journal.clear();
     world.delegate.applicationEndIsSettled();
     EXPECT_THAT(world.journal.lines(), ElementsAre("give back names"));
@@ -210,17 +147,12 @@ TEST_F(AppDelegateTest, EndIsSettled_GivesBackTheNamesAndListensOn) {
 }
 
 TEST_F(AppDelegateTest, WillTerminate_EndsTheObservationUnderTheNameOfTheLaunch) {
-    const LogFolder folder;
-    auto settings = NoticeWorld::settings();
-    settings.insert(QStringLiteral("LogFolderName"), LogFolder::name());
-    world.files.setSettings(settings);
-    launch();
+    launchWithoutSettings(world);
     // Another name by now, which neither moves the observation nor confuses its end.
     world.files.setSettings(NoticeWorld::settings());
     world.receive(maintenanceMessage());
     ASSERT_EQ(CustomAPPManager::LogFolderName, "zelvik");
-    EXPECT_EQ(world.notificationCenter.observedNames(),
-        QStringList { LogFolder::name() + QStringLiteral("_socketMessageNotifier") });
+    EXPECT_EQ(world.notificationCenter.observedNames(), QStringList { "_socketMessageNotifier" });
     world.delegate.applicationWillTerminate();
     EXPECT_TRUE(world.notificationCenter.observedNames().isEmpty());
 }
@@ -232,36 +164,19 @@ TEST_F(AppDelegateTest, Message_ReloadsSettingsThenLogsThenReplacesThePayloadThe
     world.files.addStrings(QStringLiteral("en"), { { "Attention", "English" } });
     world.files.addStrings(QStringLiteral("de"), { { "Attention", "German" } });
     world.receive(emptyMessage().with("old", 1).withLanguage(QStringLiteral("de")));
-    const auto attention
-        = [this] { return world.mainBundle.localizedStringForKey(QStringLiteral("Attention"), {}, {}); };
-    const auto holds
-        = [](const char *key) { return CustomAPPManager::payload.contains(QString::fromLatin1(key)); };
     world.files.setSettings(NoticeWorld::settings(QStringLiteral("reloaded")));
-
-    int looked = 0;
-    const auto handler = QStringLiteral("[Controllers/AppDelegate setRootVCForSocketMessageType(sender:)] ");
-    world.journal.whenever(QStringLiteral("info ") + handler + QStringLiteral("Message received"), [&] {
-        ++looked;
-        EXPECT_EQ(CustomAPPManager::Vendor, "reloaded");
-        EXPECT_TRUE(holds("old"));
-    });
-    world.journal.whenever(QStringLiteral("debug ") + handler + QStringLiteral("Message from"), [&] {
-        ++looked;
-        EXPECT_TRUE(holds("old"));
-        EXPECT_FALSE(holds("new"));
-    });
-    world.journal.whenever(QStringLiteral("info ") + handler + QStringLiteral("Bundle Language"), [&] {
-        ++looked;
-        EXPECT_FALSE(holds("old"));
-        EXPECT_TRUE(holds("new"));
-        EXPECT_EQ(attention(), "German");
-    });
-    world.journal.whenever(QStringLiteral("info ") + handler + QStringLiteral("Initiating"), [&] {
-        ++looked;
-        EXPECT_EQ(attention(), "English");
+    std::vector<std::string> states; // at each record
+    world.journal.whenever(QString(), [&] {
+        states.push_back(CustomAPPManager::Vendor.toStdString()
+            + (CustomAPPManager::payload.contains(QStringLiteral("old")) ? " old " : " new ")
+            + world.mainBundle.localizedStringForKey(QStringLiteral("Attention"), {}, {}).toStdString());
     });
     world.receive(maintenanceMessage().with("new", 1));
-    EXPECT_EQ(looked, 4);
+    ASSERT_GE(states.size(), 4U);
+    states.resize(4);
+    EXPECT_THAT(states,
+        ElementsAre(
+            "reloaded old German", "reloaded old German", "reloaded new German", "reloaded new English"));
 }
 
 TEST_F(AppDelegateTest, Message_UserInfoIsLoggedAndReplacesThePayload) {
@@ -337,27 +252,6 @@ TEST_F(AppDelegateTest, Language_IsTheMessagesOrEnglish) {
     }
 }
 
-TEST_F(AppDelegateTest, Language_TextsOfTheFormsAreTheMessages) {
-    world.files.addStrings(QStringLiteral("he"),
-        { { "OK", "<OK>" }, { "Please sign in again", "<heading>" }, { "Maintenance", "<maintenance>" } },
-        QStringLiteral("Main"));
-    world.launch();
-    const auto textOf = [this](const char *label) {
-        return world.window.contentViewController()
-            ->view()
-            ->findChild<TextField *>(QString::fromLatin1(label))
-            ->stringValue();
-    };
-    world.receive(reAuthMessage().withLanguage(QStringLiteral("he")));
-    EXPECT_EQ(textOf("titleLabel"), "<heading>");
-    EXPECT_EQ(world.window.contentViewController()->view()->layoutDirection(), Qt::RightToLeft);
-    world.receive(maintenanceMessage().withLanguage(QStringLiteral("he")));
-    EXPECT_EQ(textOf("titleLabel"), "<maintenance>");
-    world.receive(maintenanceMessage());
-    EXPECT_EQ(textOf("titleLabel"), "Maintenance");
-    EXPECT_EQ(world.window.contentViewController()->view()->layoutDirection(), Qt::LeftToRight);
-}
-
 // Routing
 
 TEST_F(AppDelegateTest, Routing_TheFirstTrueFlagCountsInTheFixedOrder) {
@@ -407,17 +301,14 @@ TEST_F(AppDelegateTest, Install_WithoutAWindowDropsTheNoticeBehindItsRecord) {
     world.launch();
     world.application.setWindows({});
     std::weak_ptr<NoticeController> made;
-    Storyboard storyboard(world.mainBundle, QStringLiteral("Main"));
-    storyboard.addScene(QStringLiteral("ReAuthHandlerVC"), [&] {
-        auto controller
-            = world.storyboard.instantiateControllerWithIdentifier(QStringLiteral("ReAuthHandlerVC"));
+    const auto forms = makeMainStoryboard(world.services);
+    world.storyboard.addScene(QStringLiteral("ReAuthHandlerVC"), [&] {
+        auto controller = forms.instantiateControllerWithIdentifier(QStringLiteral("ReAuthHandlerVC"));
         world.journal.add(QStringLiteral("instantiate"));
         made = controller;
         return controller;
     });
-    AppDelegate delegate(
-        world.application, world.runLoop, world.mainBundle, storyboard, world.notificationCenter);
-    delegate.setRootVCForSocketMessageType({ {}, {}, QVariantMap(reAuthMessage()) });
+    world.receive(reAuthMessage());
     const auto &all = world.journal.lines();
     ASSERT_EQ(all.size(), 6U);
     EXPECT_EQ(
@@ -443,12 +334,9 @@ TEST_F(AppDelegateTest, Install_AControllerThatIsInAWindowAlreadyHasThatOneShown
     const auto controller
         = world.storyboard.instantiateControllerWithIdentifier(QStringLiteral("ReAuthHandlerVC"));
     other.setContentViewController(controller);
-    Storyboard storyboard(world.mainBundle, QStringLiteral("Main"));
-    storyboard.addScene(QStringLiteral("ReAuthHandlerVC"), [&] { return controller; });
-    AppDelegate delegate(
-        world.application, world.runLoop, world.mainBundle, storyboard, world.notificationCenter);
+    world.storyboard.addScene(QStringLiteral("ReAuthHandlerVC"), [&] { return controller; });
     world.journal.clear();
-    delegate.intializeReAuthVC();
+    world.delegate.intializeReAuthVC();
     const auto &all = world.journal.lines();
     ASSERT_GE(all.size(), 3U);
     EXPECT_EQ(all[1], "other alpha 1.0");
@@ -475,24 +363,22 @@ namespace {
     std::_Exit(0);
 }
 
-// A scene, and the one that stands in its place.
-constexpr std::pair<const char *, const char *> wrongScenes[] { { "MaintenanceModeVC",
-                                                                    "ConcurrentSessionVC" },
-    { "AutoDisconnectHandlerVC", "ReAuthHandlerVC" }, { "ReAuthHandlerVC", "AutoDisconnectHandlerVC" },
-    { "ConcurrentSessionVC", "MaintenanceModeVC" }, { "ViewController", "MaintenanceModeVC" } };
-
 } // namespace
 
-TEST(AppDelegateDeathTest, Install_AMissingSceneStopsTheProcess) {
+TEST(AppDelegateDeathTest, Install_ASceneThatIsMissingOrOfAnotherClassStopsTheProcess) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    for (const auto &[identifier, instead] : wrongScenes)
+    const std::pair<const char *, const char *> scenes[] {
+        { "MaintenanceModeVC", "ConcurrentSessionVC" },
+        { "AutoDisconnectHandlerVC", "ReAuthHandlerVC" },
+        { "ReAuthHandlerVC", "AutoDisconnectHandlerVC" },
+        { "ConcurrentSessionVC", "MaintenanceModeVC" },
+        { "ViewController", "MaintenanceModeVC" },
+    };
+    for (const auto &[identifier, instead] : scenes) {
+        const auto scene = std::string("\"") + identifier + "\"";
         EXPECT_EXIT(receiveWithout(identifier, nullptr), testing::KilledBySignal(SIGABRT),
-            std::string("NoticeAgent: fatal: .*\"Main\".*\"") + identifier + "\"");
-}
-
-TEST(AppDelegateDeathTest, Install_ASceneOfAnotherClassStopsTheProcess) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    for (const auto &[identifier, instead] : wrongScenes)
+            "NoticeAgent: fatal: .*\"Main\".*" + scene);
         EXPECT_EXIT(receiveWithout(identifier, instead), testing::KilledBySignal(SIGABRT),
-            std::string("NoticeAgent: fatal: .*\"") + identifier + "\".*another class");
+            "NoticeAgent: fatal: .*" + scene + ".*another class");
+    }
 }

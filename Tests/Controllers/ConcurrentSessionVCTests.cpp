@@ -20,32 +20,6 @@ protected:
 
 } // namespace
 
-TEST_F(ConcurrentSessionVCTest, MissingElementsAreEmptyTexts) {
-    const struct {
-        Message message;
-        const char *header;
-        const char *body;
-    } rows[] {
-        { concurrentSessionMessage().withModule(std::nullopt).withBody(std::nullopt), "Signed out by ", "" },
-        { concurrentSessionMessage().withHead(std::nullopt), " by Session Control",
-            "You have signed in on another device." },
-        { concurrentSessionMessage().withHead(std::nullopt).withModule(std::nullopt), " by ",
-            "You have signed in on another device." },
-        { concurrentSessionMessage().withHead(QString()), " by Session Control",
-            "You have signed in on another device." },
-        { concurrentSessionMessage().withResponse(QStringLiteral("<another-root/>")), " by ", "" },
-        { concurrentSessionMessage().withResponse(
-              QStringLiteral("<another-root><notifications><head>H</head></notifications></another-root>")),
-            " by ", "" },
-    };
-    for (const auto &row : rows) {
-        const auto controller = appear(row.message);
-        EXPECT_EQ(controller->headerTextLabel->stringValue(), row.header);
-        EXPECT_EQ(controller->textMessageLabel->stringValue(), row.body);
-        EXPECT_THAT(lines("error"), IsEmpty());
-    }
-}
-
 TEST_F(ConcurrentSessionVCTest, TextThatIsNoXmlIsLoggedAsReceivedAndShownAsEmptyTexts) {
     for (const char *text : { "no XML at all", "", "<a><b></a>" }) {
         const auto controller = appear(concurrentSessionMessage().withResponse(QString::fromLatin1(text)));
@@ -56,11 +30,6 @@ TEST_F(ConcurrentSessionVCTest, TextThatIsNoXmlIsLoggedAsReceivedAndShownAsEmpty
         EXPECT_THAT(lines("error"), IsEmpty());
         EXPECT_THAT(world.application.terminations(), IsEmpty());
     }
-}
-
-TEST_F(ConcurrentSessionVCTest, BodyIsShownUnchanged) {
-    const auto body = QStringLiteral("  <b>two</b>\n lines &  ");
-    EXPECT_EQ(appear(concurrentSessionMessage().withBody(body))->textMessageLabel->stringValue(), body);
 }
 
 TEST_F(ConcurrentSessionVCTest, NoMessage_IsAnErrorAndTheWindowStaysInvisible) {
@@ -81,12 +50,4 @@ TEST_F(ConcurrentSessionVCTest, NoMessage_IsAnErrorAndTheWindowStaysInvisible) {
         EXPECT_EQ(controller->okButton->cornerRadius(), 3.0);
     }
     EXPECT_THAT(world.application.terminations(), IsEmpty());
-}
-
-TEST_F(ConcurrentSessionVCTest, AppearingAgain_ReadsThePayloadOfThatMoment) {
-    const auto controller = appear();
-    CustomAPPManager::payload = concurrentSessionMessage().withBody(QStringLiteral("Later."));
-    EXPECT_EQ(controller->textMessageLabel->stringValue(), "You have signed in on another device.");
-    controller->viewWillAppear();
-    EXPECT_EQ(controller->textMessageLabel->stringValue(), "Later.");
 }

@@ -43,26 +43,18 @@ private:
 class CountdownTest : public NoticeTest {
 protected:
     CountdownTest() {
-        notice->loadView(makeView(true));
+        auto view = std::make_unique<LayerView>();
+        (new TextField(view.get()))->setObjectName(QStringLiteral("label"));
+        (new PushButton(view.get()))->setObjectName(QStringLiteral("button"));
+        (new CountdownLine(view.get()))->setObjectName(QStringLiteral("countdownLine"));
+        notice->loadView(std::move(view));
         world.window.setContentViewController(notice);
         world.journal.clear();
     }
 
-    static std::unique_ptr<LayerView> makeView(bool hasLine) {
-        auto view = std::make_unique<LayerView>();
-        (new TextField(view.get()))->setObjectName(QStringLiteral("label"));
-        (new PushButton(view.get()))->setObjectName(QStringLiteral("button"));
-        if (hasLine)
-            (new CountdownLine(view.get()))->setObjectName(QStringLiteral("countdownLine"));
-        return view;
-    }
-
-    void start(std::int64_t seconds, const QString &name = {}) { start(notice, seconds, name); }
-
-    void start(
-        const std::shared_ptr<TestNotice> &controller, std::int64_t seconds, const QString &name = {}) {
-        const auto add = [this, name](const QString &line) { world.journal.add(line + name); };
-        Countdown::start(world.services, *controller, controller->label, controller->button,
+    void start(std::int64_t seconds) {
+        const auto add = [this](const QString &line) { world.journal.add(line); };
+        Countdown::start(world.services, *notice, notice->label, notice->button,
             Countdown { .seconds = seconds,
                 .text =
                     [add](std::int64_t left) {
@@ -172,12 +164,4 @@ TEST_F(CountdownTest, TheLineGetsShorterWithTheLabelsTextAndHidesWithTheLabel) {
     EXPECT_EQ(line().remaining(), 0.25);
     world.runLoop.advance(1s);
     EXPECT_TRUE(line().isHidden());
-}
-
-TEST_F(CountdownTest, AFormNeedsNoLine) {
-    const auto plain = std::make_shared<TestNotice>();
-    plain->loadView(makeView(false));
-    start(plain, 2);
-    world.runLoop.advance(2s);
-    EXPECT_TRUE(plain->label->isHidden());
 }

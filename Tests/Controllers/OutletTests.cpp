@@ -1,8 +1,4 @@
-#include "Controllers/AutoDisconnectHandlerVC.h"
-#include "Controllers/ConcurrentSessionVC.h"
-#include "Controllers/MaintenanceModeVC.h"
-#include "Controllers/ReAuthHandlerVC.h"
-#include "Controllers/ViewController.h"
+#include "Controllers/MainStoryboard.h"
 #include "Controllers/WarmUp.h"
 #include "Tests/Controllers/NoticeTest.h"
 
@@ -13,82 +9,28 @@
 
 namespace {
 
-enum class Kind { Layer, Image, Label, Button, Height, Gap };
-
-struct Part {
-    const char *name;
-    Kind kind;
-};
-
-struct Scene {
+struct Outlets {
     const char *identifier;
-    std::function<std::shared_ptr<NoticeController>(const NoticeServices &)> makeController;
-    std::size_t touchedOnMessage; ///< so many of the outlets, which come first, in that order
-    std::vector<Part> outlets;
+    QStringList touched; ///< by the message, in this order
+    QStringList others;
 };
 
-template <class Controller>
-std::shared_ptr<NoticeController> make(const NoticeServices &services) {
-    return std::make_shared<Controller>(services);
-}
-
-const std::vector<Scene> &scenes() {
-    using enum Kind;
-    static const std::vector<Scene> all {
-        { "MaintenanceModeVC", make<MaintenanceModeVC>, 4,
-            { { "headerLogoImageView", Image }, { "headerView", Layer }, { "textMessageLabel", Label },
-                { "okButton", Button } } },
-        { "ConcurrentSessionVC", make<ConcurrentSessionVC>, 4,
-            { { "headerTextLabel", Label }, { "textMessageLabel", Label }, { "headerView", Layer },
-                { "okButton", Button }, { "headerLogoImageView", Image } } },
-        { "ReAuthHandlerVC", make<ReAuthHandlerVC>, 3,
-            { { "headerLogoImageView", Image }, { "headerView", Layer }, { "okayAction", Button },
-                { "timerLabel", Label } } },
-        { "AutoDisconnectHandlerVC", make<AutoDisconnectHandlerVC>, 6,
-            { { "headerLogoImageView", Image }, { "headerView", Layer }, { "okayAction", Button },
-                { "timerLabel", Label }, { "headerLabel", Label }, { "policyDisconnectLabel", Label } } },
-        { "ViewController", make<ViewController>, 12,
-            { { "headerLogoImageView", Image }, { "headerView", Layer }, { "okButton", Button },
-                { "SocketHeaderTitleLabel", Label }, { "applicationInformationLabel", Label },
-                { "activityTitleLabel", Label }, { "urlTitleLabel", Label },
-                { "applicationTitleLabel", Label }, { "applicationText", Label }, { "activityText", Label },
-                { "urlText", Label }, { "autoCloseLabel", Label }, { "activityHeightConstant", Height },
-                { "applicationHeightConstant", Height }, { "urlHeightConstant", Height },
-                { "informationHeightConstant", Height }, { "OkButtonTopConstraints", Gap } } },
-    };
-    return all;
-}
-
-QWidget *makePart(Kind kind, const QString &name, QWidget *parent) {
-    switch (kind) {
-    case Kind::Layer:
-        return new LayerView(parent);
-    case Kind::Image:
-        return new ImageView(parent);
-    case Kind::Label:
-        return new TextField(parent);
-    case Kind::Button:
-        return new PushButton(parent);
-    case Kind::Height:
-    case Kind::Gap:
-        break;
-    }
-    auto *driven = new QWidget(parent);
-    driven->setProperty(kind == Kind::Height ? "heightConstraint" : "gapConstraint", name);
-    return driven;
-}
-
-/// A form of the scene's outlets without those that are lacking.
-std::unique_ptr<LayerView> makeForm(const Scene &scene, const QStringList &lacking) {
-    auto view = std::make_unique<LayerView>();
-    for (const auto &outlet : scene.outlets) {
-        const auto name = QString::fromLatin1(outlet.name);
-        if (!lacking.contains(name))
-            makePart(outlet.kind, name, view.get())->setObjectName(name);
-    }
-    LayoutConstraint::createFromForm(view.get());
-    return view;
-}
+const std::vector<Outlets> outlets {
+    { "MaintenanceModeVC", { "headerLogoImageView", "headerView", "textMessageLabel", "okButton" }, {} },
+    { "ConcurrentSessionVC", { "headerTextLabel", "textMessageLabel", "headerView", "okButton" },
+        { "headerLogoImageView" } },
+    { "ReAuthHandlerVC", { "headerLogoImageView", "headerView", "okayAction" }, { "timerLabel" } },
+    { "AutoDisconnectHandlerVC",
+        { "headerLogoImageView", "headerView", "okayAction", "timerLabel", "headerLabel",
+            "policyDisconnectLabel" },
+        {} },
+    { "ViewController",
+        { "headerLogoImageView", "headerView", "okButton", "SocketHeaderTitleLabel",
+            "applicationInformationLabel", "activityTitleLabel", "urlTitleLabel", "applicationTitleLabel",
+            "applicationText", "activityText", "urlText", "autoCloseLabel" },
+        { "activityHeightConstant", "applicationHeightConstant", "urlHeightConstant",
+            "informationHeightConstant", "OkButtonTopConstraints" } },
+};
 
 enum class Touched {
     OnMessage, ///< while the notice appears or is filled
@@ -101,16 +43,21 @@ struct Row {
     QStringList lacking; ///< the first is the one in the line
     Touched touched;
     QVariantMap message;
-    std::string note; ///< of the message, where there are several
+    std::string note = {}; ///< of the message, where there are several
 };
 
 /// Launches, warms up and receives the message; says so just before the outlet is touched, and goes on.
 [[noreturn]] void show(const Row &row) {
     NoticeWorld world;
-    for (const auto &scene : scenes()) {
-        world.storyboard.addScene(QString::fromLatin1(scene.identifier), [&world, &row, &scene] {
-            auto controller = scene.makeController(world.services);
-            controller->loadView(makeForm(scene, row.lacking));
+    const auto forms = makeMainStoryboard(world.services);
+    for (const auto &notice : outlets) {
+        const auto identifier = QString::fromLatin1(notice.identifier);
+        world.storyboard.addScene(identifier, [&forms, &row, identifier] {
+            auto controller = forms.instantiateControllerWithIdentifier(identifier);
+            for (const auto &name : row.lacking) {
+                if (auto *object = controller->view()->findChild<QObject *>(name))
+                    object->setObjectName({}); // an outlet goes by its name
+            }
             return controller;
         });
     }
@@ -131,55 +78,41 @@ struct Row {
     std::_Exit(0);
 }
 
-QVariantMap disconnected() {
-    return autoDisconnectMessage().with("AutoDisconnectVPNStatus", false);
-}
-QVariantMap withoutResponse() {
-    return emptyMessage().with("WebSocketAdminDisconnect", true);
-}
-QVariantMap withEntries(std::vector<std::pair<QString, QString>> entries) {
-    return casbMessage().withEntries(std::move(entries));
-}
-
 std::vector<Row> makeRows() {
     using enum Touched;
-    std::vector<Row> rows;
-    const auto add = [&rows](const char *identifier, const char *outlet, Touched touched,
-                         const QVariantMap &message, const std::string &note = {}) {
-        rows.push_back({ identifier, { QString::fromLatin1(outlet) }, touched, message, note });
+    const auto withEntries = [](std::vector<std::pair<QString, QString>> entries) -> QVariantMap {
+        return casbMessage().withEntries(std::move(entries));
     };
-    // Forms that connect no outlet, the first that is touched, the first two, and so on.
-    for (const auto &scene : scenes()) {
-        QStringList lacking;
-        for (const auto &outlet : scene.outlets)
-            lacking.append(QString::fromLatin1(outlet.name));
-        for (std::size_t connected = 0; connected < scene.touchedOnMessage; ++connected) {
-            rows.push_back({ scene.identifier, lacking, OnMessage, messageFor(scene.identifier), "" });
+    const QVariantMap withoutResponse = emptyMessage().with("WebSocketAdminDisconnect", true);
+    std::vector<Row> rows {
+        { "ConcurrentSessionVC", { "headerLogoImageView" }, Never, concurrentSessionMessage() },
+        { "ConcurrentSessionVC", { "headerLogoImageView" }, OnMessage,
+            concurrentSessionMessage().withLogo(logoBytes(Qt::red)), "WithALogo" },
+        { "ConcurrentSessionVC", { "textMessageLabel" }, Never, withoutResponse, "WithoutAResponse" },
+        { "ConcurrentSessionVC", { "headerTextLabel" }, Never, withoutResponse, "WithoutAResponse" },
+        { "ConcurrentSessionVC", { "headerView" }, OnMessage, withoutResponse, "WithoutAResponse" },
+        { "ReAuthHandlerVC", { "timerLabel" }, OnFirstTick, reAuthMessage() },
+        { "AutoDisconnectHandlerVC", { "timerLabel" }, OnMessage,
+            autoDisconnectMessage().with("AutoDisconnectVPNStatus", false), "Disconnected" },
+        { "ViewController", { "applicationTitleLabel" }, Never, withEntries({ { "A", "a" } }), "OfOneEntry" },
+        { "ViewController", { "applicationHeightConstant" }, OnMessage, withEntries({ { "A", "a" } }),
+            "OfOneEntry" },
+        { "ViewController", { "activityHeightConstant" }, OnMessage, withEntries({}), "OfNoEntry" },
+        { "ViewController", { "urlHeightConstant" }, OnMessage, withEntries({ { "A", "a" }, { "B", "" } }),
+            "OfAnEmptyUrl" },
+        { "ViewController", { "informationHeightConstant" }, Never, withEntries({}), "OfNoEntry" },
+        { "ViewController", { "OkButtonTopConstraints" }, OnMessage, withEntries({}), "OfNoEntry" },
+    };
+    for (const auto &notice : outlets) {
+        // Forms that connect no outlet, the first that is touched, the first two, and so on.
+        auto lacking = notice.touched + notice.others;
+        for (qsizetype connected = 0; connected < notice.touched.size(); ++connected) {
+            rows.push_back({ notice.identifier, lacking, OnMessage, messageFor(notice.identifier) });
             lacking.removeFirst();
         }
     }
-
-    add("ConcurrentSessionVC", "headerLogoImageView", Never, concurrentSessionMessage());
-    add("ConcurrentSessionVC", "headerLogoImageView", OnMessage,
-        concurrentSessionMessage().withLogo(logoBytes(Qt::red)), "WithALogo");
-    add("ConcurrentSessionVC", "textMessageLabel", Never, withoutResponse(), "WithoutAResponse");
-    add("ConcurrentSessionVC", "headerTextLabel", Never, withoutResponse(), "WithoutAResponse");
-    add("ConcurrentSessionVC", "headerView", OnMessage, withoutResponse(), "WithoutAResponse");
-
-    add("ReAuthHandlerVC", "timerLabel", OnFirstTick, reAuthMessage());
-    add("AutoDisconnectHandlerVC", "timerLabel", OnMessage, disconnected(), "Disconnected");
-
-    for (const char *outlet : { "activityHeightConstant", "applicationHeightConstant", "urlHeightConstant",
-             "informationHeightConstant", "OkButtonTopConstraints" })
-        add("ViewController", outlet, Never, casbMessage());
-    add("ViewController", "applicationTitleLabel", Never, withEntries({ { "A", "a" } }), "OfOneEntry");
-    add("ViewController", "applicationHeightConstant", OnMessage, withEntries({ { "A", "a" } }),
-        "OfOneEntry");
-    add("ViewController", "activityHeightConstant", OnMessage, withEntries({}), "OfNoEntry");
-    add("ViewController", "urlHeightConstant", OnMessage, withEntries({ { "A", "a" }, { "B", "" } }),
-        "OfAnEmptyUrl");
-    add("ViewController", "informationHeightConstant", Never, withEntries({}), "OfNoEntry");
-    add("ViewController", "OkButtonTopConstraints", OnMessage, withEntries({}), "OfNoEntry");
+    // With a text in every row no height is changed.
+    rows.push_back({ "ViewController", outlets.back().others, Never, casbMessage() });
     return rows;
 }
 

@@ -11,8 +11,6 @@ namespace {
 constexpr auto postedSignal = "post zelvik_webSocketToMainAppNotifier";
 constexpr auto sendingFromTick = "info [Controllers/ReAuthHandlerVC createTimer(mins:)] "
                                  "Sending Re-Auth Notification to Main App from Socket app";
-constexpr auto sendingFromOk = "info [Controllers/ReAuthHandlerVC okayAction(_:)] "
-                               "Sending Re-Auth Notification to Main App from Socket app";
 
 class ReAuthHandlerVCTest : public NoticeTest {
 protected:
@@ -57,19 +55,21 @@ TEST_F(ReAuthHandlerVCTest, Countdown_TheTickAfterZeroSignalsAndASecondLaterTheA
     EXPECT_EQ(world.runLoop.nextDeadline(), std::nullopt);
 }
 
-TEST_F(ReAuthHandlerVCTest, Ok_SignalsOnceBeforeTheEndIsScheduled) {
+TEST_F(ReAuthHandlerVCTest, Appearing_AgainStartsASecondCountdownOfItsOwn) {
     const auto controller = appear();
-    world.runLoop.advance(29500ms);
-    world.journal.clear();
-    bool wasSettled = true;
-    world.journal.whenever(
-        QStringLiteral("post "), [&] { wasSettled = !world.application.settledEnds().empty(); });
-    controller->okayActionButton->click();
-    EXPECT_FALSE(wasSettled);
-    EXPECT_THAT(world.journal.lines(), ElementsAre("window alpha 0.0", sendingFromOk, postedSignal));
-    world.runLoop.advance(1s);
-    ASSERT_EQ(world.application.terminations().size(), 1U);
-    EXPECT_EQ(world.application.terminations()[0].at, 30500ms);
+    world.runLoop.advance(5s);
+    controller->viewWillAppear();
+    world.runLoop.advance(26s);
+    EXPECT_EQ(count(postedSignal), 1);
+    world.runLoop.advance(5s);
+    EXPECT_EQ(count(postedSignal), 2);
+}
+
+TEST_F(ReAuthHandlerVCTest, CreateTimer_CountsFromWhereItIsTold) {
+    const auto controller = appear();
+    world.runLoop.advance(15s);
+    controller->createTimer(3);
+    world.runLoop.advance(4s);
     EXPECT_EQ(count(postedSignal), 1);
 }
 

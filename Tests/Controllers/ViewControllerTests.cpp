@@ -178,17 +178,6 @@ TEST_F(ViewControllerTest, Setup_CaptionsTakenForGrantedAreEnglishInEveryLanguag
     EXPECT_EQ(controller->applicationTitleLabel->stringValue(), "Anwendung"); // the form's own text stays
 }
 
-TEST_F(ViewControllerTest, Setup_KeepsTheApplicationRowOfBeforeWhenThereIsNoSecondEntry) {
-    const auto controller = appear();
-    controller->updateNotificationWindow(
-        casbMessage().withEntries({ { QStringLiteral("X"), QStringLiteral("x") } }).document());
-    world.runLoop.settle();
-    EXPECT_EQ(controller->applicationTitleLabel->stringValue(), "Where");
-    EXPECT_EQ(controller->applicationText->stringValue(), "Filebox");
-    EXPECT_EQ(controller->activityText->stringValue(), "x");
-    EXPECT_EQ(controller->urlText->stringValue(), "x");
-}
-
 // Deliberate: two keys, one with a blank at its end and one without.
 TEST_F(ViewControllerTest, CountdownTexts_AreLookedUpUnderTwoKeys) {
     world.files.addStrings(QStringLiteral("de"),
@@ -205,6 +194,7 @@ TEST_F(ViewControllerTest, CountdownTexts_AreLookedUpUnderTwoKeys) {
 }
 
 TEST_F(ViewControllerTest, Setup_RemembersTheTimeOutOfTheNotice) {
+    EXPECT_EQ(ViewController::closeActivityUrl, "");
     EXPECT_EQ(ViewController::autoCloseSeconds, 30);
     appear(casbMessage().withTimeout(QStringLiteral("77")));
     EXPECT_EQ(ViewController::autoCloseSeconds, 77);
@@ -216,8 +206,11 @@ TEST_F(ViewControllerTest, Setup_RemembersTheTimeOutOfTheNotice) {
 
 TEST_F(ViewControllerTest, Rows_NothingIsEverSetBack) {
     const auto controller = appear(casbMessage().withEntries({}));
-    controller->updateNotificationWindow(casbMessage().document());
-    world.runLoop.settle();
+    const auto update = [&](const Message &message) {
+        controller->updateNotificationWindow(message.document());
+        world.runLoop.settle();
+    };
+    update(casbMessage());
     EXPECT_EQ(controller->activityText->stringValue(), "Upload");
     EXPECT_EQ(controller->activityHeightConstant->constant(), 0.0);
     EXPECT_EQ(controller->applicationHeightConstant->constant(), 0.0);
@@ -225,56 +218,43 @@ TEST_F(ViewControllerTest, Rows_NothingIsEverSetBack) {
     EXPECT_TRUE(controller->urlText->isHidden());
     EXPECT_EQ(controller->OkButtonTopConstraints->constant(), 25.0);
     EXPECT_EQ(world.runLoop.nextDeadline(), 1s); // but it counts down now
+    update(casbMessage().withEntries({ { QStringLiteral("X"), QStringLiteral("x") } }));
+    EXPECT_EQ(controller->activityText->stringValue(), "x");
+    EXPECT_EQ(controller->applicationTitleLabel->stringValue(), "Where");
+    EXPECT_EQ(controller->applicationText->stringValue(), "Filebox");
 }
 
 TEST_F(ViewControllerTest, ToolTips_AreForTextsThatAreCutOnly) {
-    const QString longText = QStringLiteral("a rather long value of many words ").repeated(20);
-    const struct {
-        Entries entries;
-        std::array<bool, 3> cut; // activity, application, URL
-    } rows[] {
-        { { { "A", "short" }, { "B", "short" }, { "C", "short" } }, { false, false, false } },
-        { { { "A", longText }, { "B", "short" }, { "C", "short" } }, { true, false, false } },
-        { { { "A", "short" }, { "B", longText }, { "C", "short" } }, { false, true, false } },
-        { { { "A", "short" }, { "B", "short" }, { "C", longText } }, { false, false, true } },
-    };
-    for (const auto &row : rows) {
-        const auto controller = appear(casbMessage().withEntries(row.entries));
-        EXPECT_EQ(controller->activityText->allowsExpansionToolTips(), row.cut[0]);
-        EXPECT_EQ(controller->applicationText->allowsExpansionToolTips(), row.cut[1]);
-        EXPECT_EQ(controller->urlText->allowsExpansionToolTips(), row.cut[2]);
-    }
-}
-
-TEST_F(ViewControllerTest, ToolTips_OfTheInformationGoByItsOwnHeight) {
-    const auto body = QStringLiteral("A sentence of the information. ").repeated(20);
-    // Wholly shown: the frames are those of the texts just set.
-    auto controller = appear(casbMessage().withBody(body));
-    EXPECT_FALSE(controller->applicationInformationLabel->allowsExpansionToolTips());
-    controller = install(casbMessage().withBody(body));
-    controller->informationHeightConstant->setConstant(20.0);
-    world.runLoop.settle();
-    EXPECT_TRUE(controller->applicationInformationLabel->allowsExpansionToolTips());
-}
-
-TEST_F(ViewControllerTest, ToolTips_CursorRectanglesOfTheFourLabelsAreReset) {
     const auto controller = install(casbMessage());
     const std::array labels { controller->applicationInformationLabel.get(), controller->activityText.get(),
-        controller->urlText.get(), controller->applicationText.get() };
+        controller->applicationText.get(), controller->urlText.get() };
     for (auto *label : labels)
         label->setCursor(Qt::WaitCursor);
     world.runLoop.settle();
     for (const auto *label : labels)
-        EXPECT_NE(label->cursor().shape(), Qt::WaitCursor);
+        EXPECT_NE(label->cursor().shape(), Qt::WaitCursor) << "the cursor rectangles are reset";
+
+    const auto shown = QStringLiteral("short");
+    const auto cut = QStringLiteral("a rather long value of many words ").repeated(20);
+    controller->informationHeightConstant->setConstant(20.0);
+    // Each of them in its turn is cut, and then shown whole again.
+    for (const auto *longOne : labels) {
+        const auto text = [&](const TextField *label) { return label == longOne ? cut : shown; };
+        controller->updateNotificationWindow(
+            casbMessage()
+                .withBody(text(labels[0]))
+                .withEntries({ { "A", text(labels[1]) }, { "B", text(labels[2]) }, { "C", text(labels[3]) } })
+                .document());
+        world.runLoop.settle();
+        for (const auto *label : labels)
+            EXPECT_EQ(label->allowsExpansionToolTips(), label == longOne);
+    }
 }
 
-TEST_F(ViewControllerTest, ToolTips_AreTurnedOffAgainForAShortText) {
-    const auto controller
-        = appear(casbMessage().withEntries({ { "A", QStringLiteral("many words ").repeated(60) } }));
-    ASSERT_TRUE(controller->activityText->allowsExpansionToolTips());
-    controller->updateNotificationWindow(casbMessage().document());
-    world.runLoop.settle();
-    EXPECT_FALSE(controller->activityText->allowsExpansionToolTips());
+TEST_F(ViewControllerTest, ToolTips_GoByTheFramesOfTheTextsJustSet) {
+    const auto body = QStringLiteral("A sentence of the information. ").repeated(20);
+    EXPECT_FALSE(
+        appear(casbMessage().withBody(body))->applicationInformationLabel->allowsExpansionToolTips());
 }
 
 // The countdown
@@ -298,12 +278,7 @@ TEST_F(ViewControllerTest, Countdown_TimeOutsDecideOnRequestHidingAndEnd) {
         { std::nullopt, 5, 10, 11 },
     };
     for (const auto &row : rows) {
-        auto message = casbMessage();
-        if (row.timeout)
-            message.withTimeout(*row.timeout);
-        else
-            message.withTimeout(std::nullopt);
-        const auto controller = appear(message);
+        const auto controller = appear(casbMessage().withTimeout(row.timeout));
         world.journal.clear();
         const auto endsBefore = world.application.terminations().size();
         for (int second = 1; second <= row.ended; ++second) {
@@ -327,23 +302,12 @@ TEST_F(ViewControllerTest, NoActivity_NothingCountsDownAndTheWindowStays) {
     world.runLoop.advance(1h);
     EXPECT_TRUE(controller->autoCloseLabel->isHidden());
     EXPECT_EQ(world.window.alphaValue(), 1.0);
-    EXPECT_EQ(world.window.level(), 3);
+    EXPECT_EQ(count("window level 3"), 1);
     EXPECT_EQ(ViewController::closeActivityUrl, "https://earlier/");
     EXPECT_THAT(world.application.terminations(), IsEmpty());
 }
 
 // OK
-
-TEST_F(ViewControllerTest, Ok_HidesRequestsAndThenSchedulesTheEnd) {
-    const auto controller = appear(casbMessage().withTimeout(QStringLiteral("60")));
-    world.journal.clear();
-    bool wasSettled = true;
-    world.journal.whenever(
-        QStringLiteral("request"), [&] { wasSettled = !world.application.settledEnds().empty(); });
-    controller->okButton->click();
-    EXPECT_FALSE(wasSettled);
-    EXPECT_THAT(world.journal.lines(), ElementsAre("window alpha 0.0", callingLine(url), requestLine));
-}
 
 TEST_F(ViewControllerTest, Ok_AfterTheCountdownsRequestMakesASecondOne) {
     const auto controller = appear();
@@ -353,38 +317,20 @@ TEST_F(ViewControllerTest, Ok_AfterTheCountdownsRequestMakesASecondOne) {
     EXPECT_EQ(world.gateway.clientsMade(), 2);
 }
 
-TEST_F(ViewControllerTest, Ok_TheCountdownsEndMayComeFirst) {
-    const auto controller = appear();
-    world.runLoop.advance(10s - 1ms);
-    controller->okButton->click();
-    world.runLoop.advance(1s + 1ms);
-    ASSERT_EQ(world.application.terminations().size(), 2U);
-    EXPECT_EQ(world.application.terminations()[0].at, 11s - 1ms);
-    EXPECT_EQ(world.application.terminations()[1].at, 11s);
-}
-
-TEST_F(ViewControllerTest, Ok_WithoutACountdownRequestsTheEmptyUrl) {
-    const auto controller = appear(casbMessage().withEntries({}));
-    world.journal.clear();
-    controller->okButton->click();
-    EXPECT_THAT(world.journal.lines(), ElementsAre("window alpha 0.0", callingLine(""), "request GET "));
-}
-
-TEST_F(ViewControllerTest, Ok_WithoutACountdownRequestsTheUrlOfAnEarlierWindow) {
-    appear();
-    const auto controller
-        = appear(casbMessage().withEntries({}).withUrl(QStringLiteral("https://not-this-one/")));
-    world.journal.clear();
-    controller->okButton->click();
-    EXPECT_THAT(requests(), ElementsAre(requestLine));
-}
-
-TEST_F(ViewControllerTest, Ok_OfANoticeWithoutAUrlRequestsTheEmptyOneThenToo) {
-    appear();
-    auto message = casbMessage().withUrl(QString());
-    const auto controller = appear(message);
-    controller->okButton->click();
-    EXPECT_THAT(requests(), ElementsAre("request GET "));
+// Deliberate: a notice without a countdown of its own requests the URL of an earlier notice.
+TEST_F(ViewControllerTest, Ok_RequestsTheUrlOfTheLatestCountdown) {
+    const auto requestsOnOk = [this](const QVariantMap &message) {
+        const auto controller = appear(message);
+        world.journal.clear();
+        controller->okButton->click();
+        return requests();
+    };
+    const auto withoutCountdown
+        = casbMessage().withEntries({}).withUrl(QStringLiteral("https://not-this-one/"));
+    EXPECT_THAT(requestsOnOk(withoutCountdown), ElementsAre("request GET "));
+    EXPECT_THAT(requestsOnOk(casbMessage()), ElementsAre(requestLine));
+    EXPECT_THAT(requestsOnOk(withoutCountdown), ElementsAre(requestLine));
+    EXPECT_THAT(requestsOnOk(casbMessage().withUrl(QString())), ElementsAre("request GET "));
 }
 
 // The request
@@ -402,37 +348,19 @@ TEST_F(ViewControllerTest, Request_SendsTheUrlUnchangedWithGetAndNoParameters) {
     }
 }
 
-TEST_F(ViewControllerTest, Request_AnswerIsOnlyLogged) {
-    const auto controller = appear();
-    controller->postUrlOnCloseActivity(QString::fromLatin1(url));
-    const struct {
-        std::optional<int> status;
-        const char *text;
-    } rows[] { { 200, "Close Activity Optional(200)" }, { 404, "Close Activity Optional(404)" },
-        { 500, "Close Activity Optional(500)" }, { std::nullopt, "Close Activity nil" } };
-    for (const auto &row : rows) {
-        world.journal.clear();
-        world.gateway.requests().back().completion({ row.status });
-        EXPECT_THAT(world.journal.lines(), ElementsAre(debugLine("postUrlOnCloseActivity(url:)", row.text)));
-        EXPECT_EQ(requests().size(), 0U); // no second try
-    }
-    EXPECT_EQ(world.window.alphaValue(), 1.0);
-}
-
-TEST_F(ViewControllerTest, Request_AnswerMayComeOnAnotherThread) {
-    appear()->postUrlOnCloseActivity(QString::fromLatin1(url));
-    const auto completion = world.gateway.requests().back().completion;
-    std::thread([&completion] { completion({ 200 }); }).join();
-    EXPECT_EQ(count(debugLine("postUrlOnCloseActivity(url:)", "Close Activity Optional(200)")), 1);
-}
-
-TEST_F(ViewControllerTest, Request_AnswerMayComeWhenTheNoticeIsGone) {
+TEST_F(ViewControllerTest, Request_AnswerIsOnlyLoggedOnAnyThreadAndWhenTheNoticeIsGone) {
     std::weak_ptr<ViewController> controller = appear(casbMessage().withEntries({}));
     controller.lock()->postUrlOnCloseActivity(QString::fromLatin1(url));
     world.window.setContentViewController(nullptr);
     ASSERT_TRUE(controller.expired());
-    world.gateway.requests().back().completion({});
-    EXPECT_EQ(count(debugLine("postUrlOnCloseActivity(url:)", "Close Activity nil")), 1);
+    const std::pair<std::optional<int>, const char *> rows[] { { 200, "Close Activity Optional(200)" },
+        { 500, "Close Activity Optional(500)" }, { std::nullopt, "Close Activity nil" } };
+    for (const auto &row : rows) {
+        world.journal.clear();
+        std::thread([&] { world.gateway.requests().back().completion({ row.first }); }).join();
+        EXPECT_THAT(
+            world.journal.lines(), ElementsAre(debugLine("postUrlOnCloseActivity(url:)", row.second)));
+    }
 }
 
 TEST_F(ViewControllerTest, Request_WithoutAGatewayClientIsARecordAndNoMore) {

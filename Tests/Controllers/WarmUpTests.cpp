@@ -10,15 +10,6 @@ TEST(WarmUpTest, ComesToAnEndAndIsNeitherSeenNorLogged) {
     EXPECT_TRUE(world.journal.lines().empty());
 }
 
-TEST(WarmUpTest, LeavesNothingInTheNoticeThatComes) {
-    NoticeWorld world;
-    world.launch();
-    warmUp(world.runLoop, world.mainBundle, world.storyboard);
-    world.runLoop.advance(1s);
-    world.receive(concurrentSessionMessage());
-    EXPECT_EQ(world.window.content(), "ConcurrentSessionVC");
-}
-
 TEST(WarmUpTest, StopsAtAMessage) {
     NoticeWorld world;
     world.launch();

@@ -25,7 +25,7 @@ void FakeApplication::endIsSettled() {
 }
 
 void FakeApplication::terminate(const Responder *sender) {
-    terminations_.push_back({ sender, nameOf(sender), runLoop_.elapsed() });
+    terminations_.push_back({ sender, runLoop_.elapsed() });
     journal_.add(QStringLiteral("terminate by %1").arg(QString::fromStdString(nameOf(sender))));
     if (auto *delegate = std::exchange(delegate_, nullptr))
         delegate->applicationWillTerminate();

@@ -9,7 +9,6 @@ class FakeApplication final : public Application {
 public:
     struct Termination {
         const Responder *sender;
-        std::string senderName; ///< the class of the controller, or "AppDelegate"
         RunLoop::Interval at; ///< on the run loop's clock
     };
 

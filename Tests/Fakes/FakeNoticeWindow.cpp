@@ -33,17 +33,14 @@ void FakeNoticeWindow::setAlphaValue(double alpha) {
 }
 
 void FakeNoticeWindow::setLevel(int level) {
-    level_ = level;
     add(QStringLiteral("level %1").arg(level));
 }
 
 void FakeNoticeWindow::setTitlebarAppearsTransparent(bool transparent) {
-    titlebarAppearsTransparent_ = transparent;
     add(transparent ? QStringLiteral("title bar transparent") : QStringLiteral("title bar opaque"));
 }
 
 void FakeNoticeWindow::setBackgroundColor(const QColor &color) {
-    backgroundColor_ = color;
     add(QStringLiteral("background %1").arg(color.name(QColor::HexArgb)));
 }
 

@@ -17,11 +17,8 @@ public:
     void setAlphaValue(double alpha) override;
     double alphaValue() const override { return alpha_; }
     void setLevel(int level) override;
-    int level() const { return level_; }
     void setTitlebarAppearsTransparent(bool transparent) override;
-    bool titlebarAppearsTransparent() const { return titlebarAppearsTransparent_; }
     void setBackgroundColor(const QColor &color) override;
-    QColor backgroundColor() const { return backgroundColor_; }
     void makeKeyAndOrderFront() override;
     void invalidateCursorRectsForView(QWidget *view) override;
 
@@ -38,7 +35,4 @@ private:
     QString name_;
     QWidget host_;
     double alpha_ = 0;
-    int level_ = normalWindowLevel;
-    bool titlebarAppearsTransparent_ = false;
-    QColor backgroundColor_;
 };

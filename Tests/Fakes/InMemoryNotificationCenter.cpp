@@ -6,21 +6,21 @@
 
 #include <utility>
 
-InMemoryNotificationCenter::InMemoryNotificationCenter(RunLoop &runLoop)
-    : runLoop_(runLoop) { }
-
 void InMemoryNotificationCenter::addObserver(const void *observer, Handler handler, const QString &name) {
     observations_.push_back(
         std::make_shared<const Observation>(Observation { observer, std::move(handler), name }));
+    journal_.add(QStringLiteral("observe ") + name);
 }
 
 void InMemoryNotificationCenter::removeObserver(const void *observer, const QString &name) {
     std::erase_if(
         observations_, [&](const auto &each) { return each->observer == observer && each->name == name; });
+    journal_.add(QStringLiteral("unobserve ") + name);
 }
 
 void InMemoryNotificationCenter::postNotificationName(const QString &name) {
     post({ name, {}, std::nullopt });
+    journal_.add(QStringLiteral("post ") + name);
 }
 
 void InMemoryNotificationCenter::post(const Notification &notification) {

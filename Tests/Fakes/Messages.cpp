@@ -1,7 +1,6 @@
 #include "Tests/Fakes/Messages.h"
 
 #include "Contract/Message.h"
-#include "Contract/NoticeDocument.h"
 
 namespace {
 
@@ -10,8 +9,8 @@ QString wrapped(std::string_view name, const QString &content) {
     return u'<' + tag + u'>' + content + QStringLiteral("</") + tag + u'>';
 }
 
-QString element(std::string_view name, const std::optional<QString> &text) {
-    return text ? wrapped(name, text->toHtmlEscaped()) : QString();
+QString element(std::string_view name, const QString &text) {
+    return wrapped(name, text.toHtmlEscaped());
 }
 
 } // namespace
@@ -35,62 +34,40 @@ Message &Message::withLogo(const QByteArray &bytes) {
 }
 
 Message &Message::withResponse(const QVariant &response) {
-    document_.reset();
+    hasDocument_ = false;
     return with(Contract::webSocketResponse, response);
 }
 
-Message::Document &Message::editDocument() {
-    if (!document_)
-        document_.emplace();
-    return *document_;
-}
-
-Message &Message::withHead(std::optional<QString> head) {
-    editDocument().head = std::move(head);
-    return *this;
-}
-
-Message &Message::withModule(std::optional<QString> module) {
-    editDocument().module = std::move(module);
-    return *this;
-}
-
-Message &Message::withBody(std::optional<QString> body) {
-    editDocument().body = std::move(body);
-    return *this;
-}
-
-Message &Message::withTimeout(std::optional<QString> timeout) {
-    editDocument().timeout = std::move(timeout);
-    return *this;
-}
-
-Message &Message::withUrl(std::optional<QString> url) {
-    editDocument().url = std::move(url);
+Message &Message::withElement(std::string_view name, const Text &text) {
+    hasDocument_ = true;
+    elements_[name] = text;
     return *this;
 }
 
 Message &Message::withEntries(std::vector<std::pair<QString, QString>> entries) {
-    editDocument().entries = std::move(entries);
+    hasDocument_ = true;
+    entries_ = std::move(entries);
     return *this;
 }
 
 QString Message::document() const {
     using namespace Contract::NoticeDocument;
-    const auto document = document_.value_or(Document());
+    QString content;
+    for (const auto &[name, text] : elements_) {
+        if (text)
+            content += name == url ? wrapped(url, element(ok, *text)) : element(name, *text);
+    }
     QString entries;
-    for (const auto &[name, value] : document.entries)
+    for (const auto &[name, value] : entries_)
         entries += wrapped(entry, element(entryName, name) + element(entryValue, value));
-    const auto content = element(module, document.module) + element(head, document.head)
-        + element(body, document.body) + element(timeout, document.timeout)
-        + (entries.isEmpty() ? QString() : wrapped(metadata, entries))
-        + (document.url ? wrapped(url, element(ok, document.url)) : QString());
+    if (!entries.isEmpty())
+        content += wrapped(metadata, entries);
     return wrapped(root, wrapped(notifications, content));
 }
 
 Message::operator QVariantMap() const {
     auto values = values_;
-    if (document_)
+    if (hasDocument_)
         values.insert(QString::fromLatin1(Contract::webSocketResponse.data()), document());
     return values;
 }

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "Contract/NoticeDocument.h"
+
 #include <QVariantMap>
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +16,8 @@
 ///     const QVariantMap message = casbMessage().withTimeout("7").withLanguage("de");
 class Message {
 public:
+    using Text = std::optional<QString>;
+
     Message &with(std::string_view key, const QVariant &value);
     Message &without(std::string_view key);
     Message &withLanguage(const QString &code);
@@ -22,11 +27,11 @@ public:
     Message &withResponse(const QVariant &response);
 
     // The document of the notice. What is not given, or nothing, has no element in it.
-    Message &withHead(std::optional<QString> head);
-    Message &withModule(std::optional<QString> module);
-    Message &withBody(std::optional<QString> body);
-    Message &withTimeout(std::optional<QString> timeout);
-    Message &withUrl(std::optional<QString> url);
+    Message &withHead(const Text &text) { return withElement(Contract::NoticeDocument::head, text); }
+    Message &withModule(const Text &text) { return withElement(Contract::NoticeDocument::module, text); }
+    Message &withBody(const Text &text) { return withElement(Contract::NoticeDocument::body, text); }
+    Message &withTimeout(const Text &text) { return withElement(Contract::NoticeDocument::timeout, text); }
+    Message &withUrl(const Text &text) { return withElement(Contract::NoticeDocument::url, text); }
     Message &withEntries(std::vector<std::pair<QString, QString>> entries);
 
     /// The document's text.
@@ -35,18 +40,12 @@ public:
     operator QVariantMap() const;
 
 private:
-    struct Document {
-        std::optional<QString> head;
-        std::optional<QString> module;
-        std::optional<QString> body;
-        std::optional<QString> timeout;
-        std::optional<QString> url;
-        std::vector<std::pair<QString, QString>> entries;
-    };
-    Document &editDocument();
+    Message &withElement(std::string_view name, const Text &text);
 
     QVariantMap values_;
-    std::optional<Document> document_;
+    bool hasDocument_ = false;
+    std::map<std::string_view, Text> elements_;
+    std::vector<std::pair<QString, QString>> entries_;
 };
 
 /// No key at all.

@@ -4,39 +4,25 @@
 #include "Controllers/ViewController.h"
 #include "Platform/Views/NoticeStyle.h"
 #include "Support/CustomAPPManager.h"
-#include "Support/Logger.h"
 
 #include <QApplication>
 
 namespace {
 
 void resetProcessWideValues() {
+    static const auto initialUrl = ViewController::closeActivityUrl;
+    static const auto initialSeconds = ViewController::autoCloseSeconds;
     CustomAPPManager::payload = {};
     CustomAPPManager::AppLogo = {};
     CustomAPPManager::Vendor = {};
     CustomAPPManager::LogFolderName = {};
     CustomAPPManager::globalAppViewBackgroundColor = {};
     CustomAPPManager::logFilePath = {};
-    ViewController::closeActivityUrl = {};
-    ViewController::autoCloseSeconds = 30;
+    ViewController::closeActivityUrl = initialUrl;
+    ViewController::autoCloseSeconds = initialSeconds;
 }
 
 } // namespace
-
-void JournalingNotificationCenter::addObserver(const void *observer, Handler handler, const QString &name) {
-    InMemoryNotificationCenter::addObserver(observer, std::move(handler), name);
-    journal_.add(QStringLiteral("observe ") + name);
-}
-
-void JournalingNotificationCenter::removeObserver(const void *observer, const QString &name) {
-    InMemoryNotificationCenter::removeObserver(observer, name);
-    journal_.add(QStringLiteral("unobserve ") + name);
-}
-
-void JournalingNotificationCenter::postNotificationName(const QString &name) {
-    InMemoryNotificationCenter::postNotificationName(name);
-    journal_.add(QStringLiteral("post ") + name);
-}
 
 QtApplicationExists::QtApplicationExists() {
     if (QApplication::instance())
@@ -107,15 +93,6 @@ std::shared_ptr<NoticeController> NoticeWorld::appearController(
     journal.clear();
     window.setContentViewController(controller);
     return controller;
-}
-
-WithoutLogger::WithoutLogger(NoticeWorld &world)
-    : world_(world) {
-    Logger::adopt("no logger of this name");
-}
-
-WithoutLogger::~WithoutLogger() {
-    world_.log.adopt();
 }
 
 QColor paintedColor(QWidget &view, int x, int y) {

@@ -25,23 +25,6 @@ struct QtApplicationExists {
     QtApplicationExists &operator=(const QtApplicationExists &) = delete;
 };
 
-/// Notifications that are written into the journal too, as "observe NAME", "unobserve NAME", "post NAME" and
-/// "give back names".
-class JournalingNotificationCenter final : public InMemoryNotificationCenter {
-public:
-    JournalingNotificationCenter(RunLoop &runLoop, Journal &journal)
-        : InMemoryNotificationCenter(runLoop)
-        , journal_(journal) { }
-
-    void addObserver(const void *observer, Handler handler, const QString &name) override;
-    void removeObserver(const void *observer, const QString &name) override;
-    void postNotificationName(const QString &name) override;
-    void giveBackNames() override { journal_.add(QStringLiteral("give back names")); }
-
-private:
-    Journal &journal_;
-};
-
 /// The whole agent with nothing real around it: the controllers, their forms and the delegate over stand-ins
 /// that all write into one journal. The brand is one of its own: the word "zelvik", a green logo, the header
 /// #112233. The process-wide values are as at the process's start.
@@ -61,16 +44,14 @@ public:
     RecordingLog log { journal };
     TemporaryBundle files;
     ManualRunLoop runLoop;
-    JournalingNotificationCenter notificationCenter { runLoop, journal };
+    InMemoryNotificationCenter notificationCenter { runLoop, journal };
     FakeApplication application { runLoop, journal };
     FakeGateway gateway { journal };
     AnyLanguageBundle mainBundle { files.bundle() };
     NoticeServices services;
     Storyboard storyboard;
     AppDelegate delegate { application, runLoop, mainBundle, storyboard, notificationCenter };
-    /// Held by pointer so that a test can close it.
-    std::unique_ptr<FakeNoticeWindow> ownedWindow = std::make_unique<FakeNoticeWindow>(journal);
-    FakeNoticeWindow &window = *ownedWindow;
+    FakeNoticeWindow window { journal };
 
     /// Launches the agent as if there were no settings file, so that no log file is written. The journal is
     /// empty afterwards.
@@ -90,18 +71,6 @@ public:
 
 private:
     std::shared_ptr<NoticeController> appearController(const char *identifier, const QVariantMap &message);
-};
-
-/// Makes the process have no logger, and lets the log of the world be it again afterwards.
-class WithoutLogger {
-public:
-    explicit WithoutLogger(NoticeWorld &world);
-    ~WithoutLogger();
-    WithoutLogger(const WithoutLogger &) = delete;
-    WithoutLogger &operator=(const WithoutLogger &) = delete;
-
-private:
-    NoticeWorld &world_;
 };
 
 /// The colour that a view shows at a place of its own coordinates; negative ones count from the far edges.

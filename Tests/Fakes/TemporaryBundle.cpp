@@ -29,13 +29,6 @@ QByteArray entries(const QVariantMap &values) {
     return content.toUtf8();
 }
 
-QString quoted(QString text) {
-    text.replace(u'\\', QStringLiteral("\\\\"));
-    text.replace(u'"', QStringLiteral("\\\""));
-    text.replace(u'\n', QStringLiteral("\\n"));
-    return u'"' + text + u'"';
-}
-
 } // namespace
 
 void TemporaryBundle::setInfo(const QVariantMap &info) {
@@ -55,7 +48,7 @@ void TemporaryBundle::addStrings(
     const QString &code, const std::map<QString, QString> &strings, const QString &table) {
     QString text;
     for (const auto &[key, value] : strings)
-        text += quoted(key) + QStringLiteral(" = ") + quoted(value) + QStringLiteral(";\n");
+        text += QStringLiteral("\"%1\" = \"%2\";\n").arg(key, value);
     writeTable(code, text.toUtf8(), table);
 }
 

@@ -4,15 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 namespace {
 
@@ -62,18 +57,6 @@ TEST_F(FileTest, AFifoIsNothingAndDoesNotBlock) {
     expectNothing();
 }
 
-TEST_F(FileTest, ASocketIsNothing) {
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address {};
-    address.sun_family = AF_UNIX;
-    const auto name = file().string();
-    ASSERT_LT(name.size(), sizeof address.sun_path);
-    std::copy(name.begin(), name.end(), address.sun_path);
-    ASSERT_EQ(::bind(socket, static_cast<sockaddr *>(static_cast<void *>(&address)), sizeof address), 0);
-    expectNothing();
-    ::close(socket);
-}
-
 TEST_F(FileTest, ADeviceIsNothing) {
     std::filesystem::create_symlink("/dev/zero", file());
     expectNothing();
@@ -95,18 +78,6 @@ TEST_F(FileTest, TheLargestIsReadAndALargerOneIsNot) {
         std::filesystem::resize_file(file(), size);
         expectNothing();
     }
-}
-
-TEST_F(FileTest, NoDescriptorIsLeftOpen) {
-    const auto openDescriptors
-        = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
-    write(file(), "bytes");
-    const auto before = openDescriptors();
-    for (int count = 0; count < 10; ++count) {
-        Formats::readFile(file());
-        Formats::readFile(folder_);
-    }
-    EXPECT_EQ(openDescriptors(), before);
 }
 
 } // namespace

@@ -9,7 +9,6 @@
 #include <fstream>
 #include <vector>
 
-#include <fcntl.h>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -38,17 +37,11 @@ const std::vector<TextRow> texts {
     { "Plain", "<a><b>text</b></a>", "text" },
     { "BlanksAreKept", "<a><b>  two  words\n</b></a>", "  two  words\n" },
     { "OnlyBlanksAreAText", "<a><b> </b></a>", " " },
-    { "LineBreaksBecomeLineFeeds", "<a><b>x\r\ny\rz</b></a>", "x\ny\nz" },
     { "Cdata", "<a><b><![CDATA[<i>&amp;</i>]]></b></a>", "<i>&amp;</i>" },
     { "CdataAmongText", "<a><b>x<![CDATA[ & ]]>y</b></a>", "x & y" },
     { "CommentsAreNoText", "<a><b>x<!-- - -->y</b></a>", "xy" },
-    { "InstructionsAreNoText", "<a><b>x<?target data?>y</b></a>", "xy" },
-    { "PredefinedEntities", "<a><b>&lt;&gt;&amp;&quot;&apos;</b></a>", "<>&\"'" },
-    { "DecimalReference", "<a><b>&#233;&#10;</b></a>", "é\n" },
     { "HexadecimalReference", "<a><b>&#xe9;&#x1F512;</b></a>", "é🔒" },
     { "InternalEntity", "<!DOCTYPE a [<!ENTITY e 'value'>]><a><b>x&e;y</b></a>", "xvaluey" },
-    { "EntityInEntity", "<!DOCTYPE a [<!ENTITY e '1'><!ENTITY f '&e;&e;'>]><a><b>&f;</b></a>", "11" },
-    { "OtherScripts", "<a><b>日本語 עברית 🔒</b></a>", "日本語 עברית 🔒" },
     { "AttributesAreNotRead", "<a><b text='no'>yes</b></a>", "yes" },
     { "EmptyCdata", "<a><b><![CDATA[]]></b></a>", "" },
     { "TextAroundAnElement", "<a><b>x<c>no</c>y</b></a>", "xy" },
@@ -63,17 +56,10 @@ const std::vector<TextRow> texts {
     { "FirstOfSeveralWithoutText", "<a><b/><b>second</b></a>", std::nullopt },
     { "DeclaredPrefixIsAnotherName", "<a xmlns:p='u'><p:b>text</p:b></a>", std::nullopt },
     { "DefaultNamespace", "<a xmlns='u'><b>text</b></a>", "text" },
-    { "Declaration", "<?xml version='1.0'?><a><b>text</b></a>", "text" },
-    { "DeclaredUtf8", "<?xml version='1.0' encoding='UTF-8'?><a><b>é</b></a>", "é" },
     { "DeclaredUtf16IsIgnored", "<?xml version='1.0' encoding='UTF-16'?><a><b>é</b></a>", "é" },
     { "DeclaredLatin1IsIgnored", "<?xml version='1.0' encoding='ISO-8859-1'?><a><b>é€</b></a>", "é€" },
     { "UnknownEncodingIsIgnored", "<?xml version='1.0' encoding='bogus-8'?><a><b>é</b></a>", "é" },
     { "ByteOrderMark", "\xef\xbb\xbf<a><b>text</b></a>", "text" },
-    { "ByteOrderMarkAndDeclaration", "\xef\xbb\xbf<?xml version='1.0' encoding='UTF-8'?><a><b>text</b></a>",
-        "text" },
-    { "DocumentType", "<!DOCTYPE a><a><b>text</b></a>", "text" },
-    { "BlanksBehindTheRoot", "<a><b>text</b></a>\n\n", "text" },
-    { "CommentBeforeTheRoot", "<!-- c --><a><b>text</b></a>", "text" },
 };
 
 TEST(ElementText, IsItsOwnCharacters) {
@@ -150,7 +136,6 @@ struct SizeRow {
 
 const std::vector<SizeRow> hostileDocuments {
     { "Attributes", [] { return "<a" + numbered(" a", 90'000, "='>'") + "/>"; }, true },
-    { "LongAttribute", [] { return "<a b='" + std::string(4'000'000, 'x') + "'/>"; }, true },
     { "TagWithoutEnd", [] { return "<a" + numbered(" a", 900'000, "=''") + "/>"; }, false },
     { "AttributesOfOneTag", [] { return "<a" + numbered(" a", 300'000, "=''") + "/>"; }, false },
     { "AttributesOfManyElements", [] { return within(numbered("<b a", 60'000, "=''/>")); }, true },
@@ -161,25 +146,17 @@ const std::vector<SizeRow> hostileDocuments {
     { "Prefixes", [] { return within(repeated("<p:b/>", 150'000)); }, true },
     { "Names", [] { return within(numbered("<e", 300'000, "/>")); }, true },
     { "VeryManyNames", [] { return within(numbered("<e", 1'000'000, "/>")); }, false },
-    { "NamesOfInstructions", [] { return within(numbered("<?e", 100'000, "?>")); }, true },
     { "TenMegabytesOfText", [] { return within(repeated("=x\n", 3'300'000)); }, true },
     { "References", [] { return within(repeated("&lt;&#233;", 100'000)); }, true },
-    { "CdataSections", [] { return within(repeated("<![CDATA[]]>", 80'000)); }, true },
-    { "Brackets", [] { return within(repeated("]", 1'000'000)); }, true },
     { "Elements", [] { return within(repeated("<b/>", 250'000)); }, true },
     { "Entities", [] { return withDeclarations(numbered("<!ENTITY e", 900, " ''>")); }, true },
     { "VeryManyEntities", [] { return withDeclarations(numbered("<!ENTITY e", 60'000, " ''>")); }, false },
-    { "Notations", [] { return withDeclarations(numbered("<!NOTATION e", 40'000, " SYSTEM ''>")); }, true },
-    { "ElementTypes", [] { return withDeclarations(numbered("<!ELEMENT e", 50'000, " ANY>")); }, true },
     { "DeclaredAttributes",
         [] { return withDeclarations(fiveHundredAttributes(), within(repeated("<b/>", 100))); }, true },
     { "DeclaredAttributesOfManyElements",
         [] { return withDeclarations(fiveHundredAttributes(), within(repeated("<b/>", 250'000))); }, false },
     { "AttributeDeclarations",
         [] { return withDeclarations(numbered("<!ATTLIST b a", 50'000, " CDATA 'v'>")); }, false },
-    { "ValuesOfAnAttribute",
-        [] { return withDeclarations("<!ATTLIST a b (v" + numbered("|v", 150'000, "") + ") #IMPLIED>"); },
-        true },
     { "ShortEntityInALongText",
         [] {
             return withDeclarations(

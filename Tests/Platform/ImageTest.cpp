@@ -1,6 +1,5 @@
 #include "Platform/Image.h"
 
-#include "Platform/Views/ImageView.h"
 #include "Tests/Platform/DesktopTest.h"
 #include "Tests/Platform/PrintQt.h"
 #include "Tests/Platform/RawBundle.h"
@@ -55,23 +54,19 @@ protected:
 };
 
 TEST_F(ImageTest, EveryFormatIsDecoded) {
-    for (const char *format : { "PNG", "JPEG", "BMP", "ICO" }) {
-        SCOPED_TRACE(format);
-        const auto image = Image::withData(bytesOf({ 40, 20 }, Qt::blue, format));
+    std::vector<QByteArray> pictures { QByteArray(
+        "GIF89a\2\0\1\0\x80\0\0\0\0\xff\0\0\xff\x2c\0\0\0\0\2\0\1\0\0\2\2\4\n\0\x3b", 36) };
+    for (const char *format : { "PNG", "JPEG", "BMP", "ICO" })
+        pictures.push_back(bytesOf({ 40, 20 }, Qt::blue, format));
+    for (const auto &picture : pictures) {
+        SCOPED_TRACE(picture.left(8).toStdString());
+        const auto image = Image::withData(picture);
         ASSERT_TRUE(image.has_value());
-        EXPECT_EQ(image->size(), QSize(40, 20));
+        EXPECT_EQ(image->size().width(), 2 * image->size().height());
         const auto color = centre(image->scaledToFit({ 40, 20 }, 1));
         EXPECT_GT(color.blue(), 240);
         EXPECT_LT(color.red(), 15);
     }
-}
-
-TEST_F(ImageTest, AGifIsDecoded) {
-    const QByteArray gif("GIF89a\2\0\1\0\x80\0\0\xff\0\0\0\0\xff\x2c\0\0\0\0\2\0\1\0\0\2\2\4\n\0\x3b", 36);
-    const auto image = Image::withData(gif);
-    ASSERT_TRUE(image.has_value());
-    EXPECT_EQ(image->size(), QSize(2, 1));
-    EXPECT_FALSE(image->scaledToFit({ 20, 10 }, 1).isNull());
 }
 
 TEST_F(ImageTest, ADrawingIsDrawnInAnySize) {
@@ -259,17 +254,10 @@ TEST_F(ImageTest, BytesOfNoImageAreNone) {
         EXPECT_FALSE(Image::withData(bytes).has_value()) << bytes.left(100).toStdString();
 }
 
-TEST_F(ImageTest, APictureCutAnywhereIsHarmless) {
-    for (const char *format : { "PNG", "JPEG", "BMP", "ICO" }) {
-        const auto whole = bytesOf({ 30, 20 }, Qt::red, format);
-        for (qsizetype length = 0; length < whole.size(); length += 3) {
-            if (const auto image = Image::withData(whole.left(length)))
-                image->scaledToFit({ 200, 32 }, 1);
-        }
-    }
+TEST_F(ImageTest, AHeaderWithoutItsPictureIsNone) {
     for (const char *format : { "PNG", "JPEG", "ICO" }) { // what a BMP has of its lines is shown
         const auto whole = bytesOf({ 300, 200 }, Qt::red, format);
-        EXPECT_FALSE(Image::withData(whole.left(60)).has_value()) << format << ": a header and no picture";
+        EXPECT_FALSE(Image::withData(whole.left(60)).has_value()) << format;
     }
 }
 
@@ -359,23 +347,6 @@ TEST_F(ImageTest, ADrawingThatRefersToAFifoHoldsNothingUp) {
         image->scaledToFit({ 64, 32 }, 1);
 }
 
-TEST_F(ImageTest, ADrawingThatUsesItselfTimesAndTimesAgainIsRefused) {
-    for (const QByteArray prefix : { "", "s:" }) {
-        QByteArray content
-            = "<" + prefix + "g id='a0'>" + "<" + prefix + "rect width='1' height='1'/></" + prefix + "g>";
-        for (int level = 1; level < 12; ++level) {
-            content += "<" + prefix + "g id='a" + QByteArray::number(level) + "'>"
-                + ("<" + prefix + "use xlink:href='#a" + QByteArray::number(level - 1) + "'/>").repeated(10)
-                + "</" + prefix + "g>";
-        }
-        const auto bytes = "<" + prefix
-            + "svg xmlns='http://www.w3.org/2000/svg' xmlns:s='http://www.w3.org/2000/svg' "
-              "xmlns:xlink='http://www.w3.org/1999/xlink' width='64' height='32'>"
-            + content + "</" + prefix + "svg>";
-        EXPECT_FALSE(Image::withData(bytes).has_value());
-    }
-}
-
 TEST_F(ImageTest, ADrawingIsUtf8) {
     for (const auto *encoding : { "UTF-7", "UTF-16", "UTF-32", "ISO-8859-1", "windows-1252", "x" })
         EXPECT_FALSE(Image::withData(
@@ -425,16 +396,6 @@ QByteArray wordMark(int curves) {
         return (index % 20 == 0 ? start : QByteArray()) + "q.4 1.5 .8 " + number(index % 3 - 1);
     };
     return "<path d='M0 9" + numbered(curves, curve) + "Z'/>";
-}
-
-QByteArray farCircle(int index) {
-    return "<circle stroke='red' r='" + number(index * 7919 % 20'000) + "' cx='"
-        + number(index * 6007 % 40'000 - 20'000) + "'/>";
-}
-
-QByteArray dashed(const QByteArray &dashes) {
-    return ("<rect width='400' height='80' fill='none' stroke='red' stroke-dasharray='" + dashes + "'/>")
-        .repeated(120);
 }
 
 QByteArray letterOfFont(int index) {
@@ -523,7 +484,6 @@ const std::vector<BoundRow> bounds {
     { "ManyPoints", false, [] { return stroked(100'000); } },
     { "Elements", true, [] { return drawing(rect.repeated(2900)); } },
     { "Depth", false, [] { return drawing(inside(100'000, rect)); } },
-    { "Dashes", true, [] { return drawing(dashed("4 2")); } },
     { "Text", true,
         [] { return drawing("<text y='20'>" + QByteArray("\xc2\xa0").repeated(95) + "</text>"); } },
     { "Fonts", true, [] { return drawing(numbered(10, letterOfFont)); } },
@@ -544,7 +504,7 @@ INSTANTIATE_TEST_SUITE_P(
     Pictures, ImageBound, testing::ValuesIn(bounds), [](const auto &row) { return row.param.name; });
 
 TEST_F(ImageTest, ADrawingThatTakesLongIsGivenUp) {
-    const auto slow = Image::withData(drawing(numbered(900, farCircle)));
+    const auto slow = Image::withData(stroked(80'000));
     ASSERT_TRUE(slow.has_value());
     const auto isPlainOneDrawn = [] {
         const auto plain = Image::withData(drawing(rect));
@@ -566,36 +526,6 @@ TEST_F(ImageTest, ADrawingThatIsReadForLongIsNoImage) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, longestHold);
     EXPECT_TRUE(
         waitUntil([] { return Image::withData(drawing(rect)).has_value(); }, std::chrono::minutes(1)));
-}
-
-TEST_F(ImageTest, OfALargePictureOnlyWhatIsDrawnIsKept) {
-    const auto image = Image::withData(bytesOf({ 4000, 3000 }));
-    ASSERT_TRUE(image.has_value());
-    EXPECT_EQ(image->size(), QSize(4000, 3000));
-    EXPECT_EQ(image->scaledToFit({ 400, 28 }, 3).size(), QSize(112, 84));
-    EXPECT_EQ(centre(image->scaledToFit({ 400, 28 }, 3)), QColor(Qt::red));
-}
-
-class ImageViewTest : public ImageTest { };
-
-TEST_F(ImageViewTest, ShowsItsImageAtTheLeadingEdge) {
-    ImageView view;
-    view.resize(200, 32);
-    view.setImage(Image::withData(bytesOf({ 32, 32 })));
-    const auto paints = [&view](int x) {
-        QImage shown(view.size(), QImage::Format_RGB32);
-        shown.fill(Qt::white);
-        view.render(&shown, {}, {}, {});
-        return shown.pixelColor(x, 16) == QColor(Qt::red);
-    };
-    EXPECT_TRUE(paints(5));
-    EXPECT_FALSE(paints(195));
-    view.setLayoutDirection(Qt::RightToLeft);
-    EXPECT_FALSE(paints(5));
-    EXPECT_TRUE(paints(195));
-    view.setImage(std::nullopt);
-    EXPECT_FALSE(paints(5));
-    EXPECT_FALSE(paints(195));
 }
 
 } // namespace

@@ -125,31 +125,6 @@ TEST_F(LinuxFontsTest, SaysThatThereIsNoFont) {
     EXPECT_TRUE(faces().empty());
 }
 
-TEST_F(LinuxFontsTest, WorksWithABrokenConfiguration) {
-    install({ { .family = "One", .style = "Regular" } });
-    qputenv("FONTCONFIG_FILE", "/dev/null");
-    LinuxFonts::load();
-    EXPECT_TRUE(FcInit());
-}
-
-TEST(LinuxFontsOfThisMachineTest, LosesNoFamily) {
-    const auto families = [] {
-        std::set<std::string> names;
-        const auto *all = FcConfigGetFonts(FcConfigGetCurrent(), FcSetSystem);
-        for (int index = 0; all && index < all->nfont; ++index) {
-            FcChar8 *name = nullptr;
-            if (FcPatternGetString(all->fonts[index], FC_FAMILY, 0, &name) == FcResultMatch)
-                names.insert(reinterpret_cast<const char *>(name));
-        }
-        return names;
-    };
-    FcConfigSetCurrent(FcInitLoadConfigAndFonts());
-    const auto before = families();
-    ASSERT_FALSE(before.empty());
-    LinuxFonts::load();
-    EXPECT_EQ(families(), before);
-}
-
 TEST(LinuxFontsOfThisMachineTest, KnowsTheFamilyOfALanguageThatSharesItsLetters) {
     FcConfigSetCurrent(FcInitLoadConfigAndFonts());
     std::set<QString> families;

@@ -48,18 +48,6 @@ TEST_F(QtRunLoopTest, ALongTimerDoesNotHoldUpAShortOne) {
     EXPECT_TRUE(month->isValid());
 }
 
-TEST_F(QtRunLoopTest, ABlockOfTheQueueMayEndTheLoopsOwner) {
-    auto loop = std::make_unique<QtRunLoop>();
-    loop->attach();
-    loop->scheduledTimer(0ms, Repeats::Yes, [](Timer &) {});
-    loop->async([] {});
-    loop.reset();
-    bool ran = false;
-    loop_.attach();
-    loop_.async([&ran] { ran = true; });
-    EXPECT_TRUE(waitUntil([&ran] { return ran; })); // what was posted to the other loop is gone
-}
-
 TEST(QtRunLoopDeathTest, AttachedBeforeThereIsAnApplicationItStopsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(QtRunLoop().attach(), testing::KilledBySignal(SIGABRT),

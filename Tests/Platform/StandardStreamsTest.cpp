@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <string>
 
@@ -119,15 +118,6 @@ TEST(StandardStreamsTest, ClosedStreamsAreNotTakenByTheNextFile) {
     });
     EXPECT_TRUE(endedWell(outcome));
     EXPECT_EQ(outcome.output, "");
-}
-
-TEST(StandardStreamsTest, OpenStreamsStayWhatTheyAre) {
-    const auto outcome = runWithPipe([](int) {
-        ::close(STDIN_FILENO);
-        StandardStreams::protect();
-        StandardStreams::printLine(QStringLiteral("still the pipe"));
-    });
-    EXPECT_EQ(outcome.output, "still the pipe\n");
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 
 #include <csignal>
 
+#include <sys/time.h>
 #include <unistd.h>
 
 using namespace std::chrono_literals;
@@ -59,6 +60,24 @@ TEST_F(TerminationSignalsTest, FurtherSignalsPutNothingOff) {
         }
     }),
         testing::ExitedWithCode(0), "");
+}
+
+/// Until the process would be ended if it hung.
+std::chrono::seconds leftToLive() {
+    itimerval timer {};
+    ::getitimer(ITIMER_REAL, &timer);
+    return std::chrono::seconds(timer.it_value.tv_sec);
+}
+
+TEST(TerminationSignals, AHangIsEndedWithinTwoSecondsOfItsMoment) {
+    const TerminationSignals signals;
+    TerminationSignals::endBy(100s);
+    EXPECT_GE(leftToLive(), 100s);
+    EXPECT_LT(leftToLive(), 102s);
+    std::raise(SIGTERM);
+    EXPECT_GE(leftToLive(), 1s);
+    EXPECT_LT(leftToLive(), 2s);
+    TerminationSignals::cancelEnd();
 }
 
 } // namespace

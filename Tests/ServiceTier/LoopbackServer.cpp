@@ -16,19 +16,9 @@ Connection::~Connection() {
 std::string Connection::readHead() const {
     std::string head;
     char letter = 0;
-    while (!head.ends_with("\r\n\r\n") && ::recv(socket_, &letter, 1, 0) == 1) {
+    while (!head.ends_with("\r\n\r\n") && ::recv(socket_, &letter, 1, 0) == 1)
         head += letter;
-        // A TLS greeting, which has no end of a head: what has come of it is enough.
-        if (head == "\x16")
-            return head + readSome();
-    }
     return head;
-}
-
-std::string Connection::readSome() const {
-    std::array<char, 4096> bytes {};
-    const auto count = ::recv(socket_, bytes.data(), bytes.size(), 0);
-    return count > 0 ? std::string(bytes.data(), static_cast<std::size_t>(count)) : std::string();
 }
 
 bool Connection::send(std::string_view bytes) const {
@@ -47,7 +37,8 @@ void Connection::reset() {
 }
 
 void Connection::awaitClose() const {
-    while (!readSome().empty()) { }
+    std::array<char, 4096> bytes {};
+    while (::recv(socket_, bytes.data(), bytes.size(), 0) > 0) { }
 }
 
 LoopbackServer::LoopbackServer(Handler handler)

@@ -20,8 +20,6 @@ public:
 
     /// What came up to the end of the request's headers, byte for byte.
     std::string readHead() const;
-    /// Everything that comes within one read.
-    std::string readSome() const;
     /// @return false once the other side has closed
     bool send(std::string_view bytes) const;
     /// Has the other side see a reset instead of an end.

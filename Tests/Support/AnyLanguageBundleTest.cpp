@@ -55,14 +55,6 @@ INSTANTIATE_TEST_SUITE_P(Codes, UnknownLanguage,
         QStringLiteral(u"de\0.lproj/../en"), QString(QChar(u'\xd800')), QString(100000, u'e'),
         QStringLiteral("%s%n"), QStringLiteral("*")));
 
-TEST_F(LanguageSwitch, AFolderThatComesBackIsUsedAgain) {
-    switchTo(QStringLiteral("de"));
-    bundle_.removeFolder(QStringLiteral("de.lproj"));
-    EXPECT_EQ(text(), "Bonjour");
-    bundle_.writeTable(QStringLiteral("de"), R"("hello" = "Servus";)");
-    EXPECT_EQ(text(), "Servus");
-}
-
 TEST_F(LanguageSwitch, AFolderWithoutTheRightsGivesTheUsersOwnTexts) {
     // As root everything may be read: the test goes on as somebody else, in a process of its own.
     GTEST_FLAG_SET(death_test_style, "fast");

@@ -46,16 +46,6 @@ TEST_F(LogFileTest, AFolderThatWasRemovedIsMadeAnew) {
     EXPECT_EQ(contents(deep), "two\n");
 }
 
-TEST_F(LogFileTest, AFileThatWasMovedAwayByAnotherIsNotFollowed) {
-    LogFile file(path(), 1000);
-    file.append("one\n");
-    const auto away = path(QStringLiteral("agent.log.old"));
-    ASSERT_EQ(::rename(path().c_str(), away.c_str()), 0);
-    file.append("two\n");
-    EXPECT_EQ(contents(away), "one\n");
-    EXPECT_EQ(contents(path()), "two\n");
-}
-
 TEST_F(LogFileTest, AFifoPutInItsPlaceHoldsNothingUpAndIsLeftAlone) {
     LogFile file(path(), 1000);
     ASSERT_EQ(::unlink(path().c_str()), 0);
@@ -73,29 +63,6 @@ TEST_F(LogFileTest, WhereTheOldFileCannotBeNamedTheFileIsEmptied) {
     file.append("12345678\n");
     file.append("next\n");
     EXPECT_EQ(contents(path()), "next\n");
-}
-
-TEST_F(LogFileTest, OneOldFileIsKept) {
-    LogFile file(path(), 10);
-    for (const auto *record : { "1111111\n", "2222222\n", "3333333\n" })
-        file.append(record);
-    EXPECT_EQ(contents(path()), "3333333\n");
-    EXPECT_EQ(contents(path(QStringLiteral("agent.1.log"))), "2222222\n");
-}
-
-TEST_F(LogFileTest, WithoutADescriptorLeftRecordsAreLostAndNothingElse) {
-    LogFile file(path(), 10);
-    file.append("1111111\n");
-    rlimit before {};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    auto none = before;
-    none.rlim_cur = 0;
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    file.append("2222222\n");
-    file.append("3\n");
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
-    file.append("4\n");
-    EXPECT_TRUE(contents(path()).endsWith("4\n")) << contents(path()).toStdString();
 }
 
 TEST_F(LogFileTest, ARecordThatWasCutByAFullDiskEndsItsLine) {
