@@ -12,6 +12,14 @@ class NameTest(NoticeTestCase):
         super().setUp()
         self.brand_name = f"{AGENT_NAME}.{self.brand}"
 
+    def test_message_posted_as_soon_as_the_name_is_owned_is_never_lost(self):
+        # From within the bus's own signal, with nothing in between.
+        match = self.bus.connection.add_signal_receiver(
+            lambda _name, _old, new: new and self.post(WebSocketType=True, MaintenanceMessageKey="quick"),
+            "NameOwnerChanged", "org.freedesktop.DBus", arg0=self.brand_name)
+        self.addCleanup(match.remove)
+        self.start().wait_text("quick")
+
     def test_brands_stand_side_by_side(self):
         first = self.launch()
         other = self.new_bundle()

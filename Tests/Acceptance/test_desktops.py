@@ -344,17 +344,18 @@ class ScreenReaderTest(NoticeTestCase):
                                                  reverse=True))
 
     @takes(2)
-    def test_values_are_labelled_by_their_captions(self):
+    def test_values_are_labelled_by_their_captions_and_direction_marks_stay_in_their_own_label(self):
+        rows = (("Activity", "Upload"), ("Application", "\u202eevil\u202d\u2066\u2067" * 20), ("URL", "https://a/\u202eevil"))
         agent = self.launch()
-        self.post_casb(body="text", timeout="60", rows=THREE_ROWS)
+        self.post_casb(head="\u202ehead", body="text", timeout="60", rows=rows)
         agent.wait_text("text")
         elements = agent.elements()[2:]
-        for caption, value in THREE_ROWS:
-            element = next(element for element in elements if element.text == value)
+        for caption, value in rows:
+            element, label = (next(element for element in elements if element.text == text) for text in (value, caption))
+            self.assertLess(label.extents[0], element.extents[0], "the caption is left of the value")
             relations = self.reader._call(element.bus_name, element.path, self.ACCESSIBLE, "GetRelationSet")
             labelled_by = 2
             targets = [str(path) for kind, found in relations if int(kind) == labelled_by for _owner, path in found]
-            label = next(element for element in elements if element.text == caption)
             self.assertIn(label.path, targets, f"{value} is labelled by {caption}: {relations}")
 
     @takes(4)

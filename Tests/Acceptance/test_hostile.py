@@ -34,6 +34,9 @@ class DocumentTest(HostileTestCase):
         self.post(webSocketResponse=notice_xml(body="x" * 64_000_000))
         self.assert_ended(agent, timeout=60 * SLOWNESS)
         self.assertIsNotNone(agent.log.find("error", Starts("Unable to parse xml string : ")))
+        # Each of its records began the file anew, and was written whole.
+        self.assertEqual(2, len(os.listdir(agent.log.folder)))
+        self.assertTrue(64_000_000 < os.path.getsize(agent.log.path) < 70_000_000)
 
 
 class PictureTest(HostileTestCase):
