@@ -345,13 +345,15 @@ class ScreenReaderTest(NoticeTestCase):
 
     @takes(2)
     def test_values_are_labelled_by_their_captions_and_direction_marks_stay_in_their_own_label(self):
-        rows = (("Activity", "Upload"), ("Application", "\u202eevil\u202d\u2066\u2067" * 20), ("URL", "https://a/\u202eevil"))
+        evil = "\u202eevil\u202d\u2066\u2067"
+        rows = (("Activity", "Upload"), ("Application", evil * 20), ("URL", f"https://a/{evil}"))
         agent = self.launch()
         self.post_casb(head="\u202ehead", body="text", timeout="60", rows=rows)
         agent.wait_text("text")
         elements = agent.elements()[2:]
         for caption, value in rows:
-            element, label = (next(element for element in elements if element.text == text) for text in (value, caption))
+            element = next(element for element in elements if element.text == value)
+            label = next(element for element in elements if element.text == caption)
             self.assertLess(label.extents[0], element.extents[0], "the caption is left of the value")
             relations = self.reader._call(element.bus_name, element.path, self.ACCESSIBLE, "GetRelationSet")
             labelled_by = 2
