@@ -4,21 +4,18 @@ Run by `Scripts/test --desktops`, a desktop at a time; docs/desktops.md shows th
 """
 
 import functools
+import shutil
 import time
 
 from desktop import SCREEN_HEIGHT, holds_for, wait_until
 from harness import (ACCENT, CASB, FLOATING, INVISIBLE, MARGIN, TITLE_STRIP, WHITE, WIDTH, NoticeTestCase, Starts,
                      notice_xml, takes)
-from sessions import INSIDE, OUTSIDE, PROGRAM_COLOR, SECOND_MONITOR, SESSIONS, missing_program, shared_session
+from sessions import INSIDE, OUTSIDE, PROGRAM_COLOR, SECOND_MONITOR, SESSIONS, shared_session
 
 # What a desktop makes impossible, with the reason. The question is asked all the same, and has to fail in these words.
-SWAY_KEEPS_FOCUS = "sway takes the input focus back from a window that it does not manage"
 NO_KEYBOARD = "not within 5 s: the program in use no longer has the keyboard"
-IMPOSSIBLE = {
-    ("sway", "test_casb_notice_takes_the_keyboard"): SWAY_KEEPS_FOCUS,
-    ("sway", "test_casb_notice_over_full_screen"): SWAY_KEEPS_FOCUS,
-    ("sway", "test_click_gives_it_the_keyboard"): SWAY_KEEPS_FOCUS,
-}
+IMPOSSIBLE = {"sway": ("sway takes the input focus back from a window that it does not manage", [
+    "test_casb_notice_takes_the_keyboard", "test_casb_notice_over_full_screen", "test_click_gives_it_the_keyboard"])}
 
 
 def on_two_monitors(test):
@@ -32,9 +29,9 @@ class Questions(NoticeTestCase):
     session_name = None
 
     def setUp(self):
-        missing = missing_program(self.session_name)
-        if missing:
-            self.skipTest(f"{missing} is not installed")
+        for program in SESSIONS[self.session_name].programs:
+            if shutil.which(program) is None:
+                self.skipTest(f"{program} is not installed")
         super().setUp()
         self.program = None
 
@@ -398,8 +395,8 @@ def class_name(session):
 
 
 for _session in SESSIONS:
-    _members = {name: asked_in_vain(getattr(Questions, name), reason)
-                for (session, name), reason in IMPOSSIBLE.items() if session == _session}
+    _reason, _names = IMPOSSIBLE.get(_session, ("", []))
+    _members = {name: asked_in_vain(getattr(Questions, name), _reason) for name in _names}
     globals()[class_name(_session)] = type(class_name(_session), (Questions,), {
         "__module__": __name__, "session_name": _session, **_members})
 del Questions

@@ -141,9 +141,6 @@ class Starts(str):
 
     __hash__ = str.__hash__
 
-    def __repr__(self):
-        return f"Starts({str(self)!r})"
-
 
 class Record(NamedTuple):
     moment: float  # seconds since the epoch
@@ -271,9 +268,9 @@ class Notice:
         return x + left, y + top, width - left - right, height - top - bottom
 
     def pixel(self, x, y):
-        """A pixel of the notice as the screen shows it; a negative number counts from the right."""
-        left, top, width, _height = self.geometry()
-        return self.desktop.screen.pixel(left + (x if x >= 0 else width + x), top + y)
+        """A pixel of the notice as the screen shows it."""
+        left, top, _width, _height = self.geometry()
+        return self.desktop.screen.pixel(left + x, top + y)
 
     def wait_pixel(self, x, y, color, what):
         """Waits until a pixel of the notice has exactly this colour."""
@@ -575,10 +572,6 @@ class NoticeTestCase(unittest.TestCase):
         except AssertionError:
             pass  # the comparison says what is missing
         self.assertEqual(expected, agent.log.pairs()[after:])
-
-    def assert_header(self, agent, color):
-        # Right of the logo, between the strip and the body.
-        agent.wait_pixel(-24, TITLE_STRIP + HEADER // 2, color, "header")
 
     def assert_header_logo(self, agent, color):
         """The payload's one-coloured logo stands at the header's left edge, 28 high."""

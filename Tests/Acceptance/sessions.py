@@ -525,11 +525,6 @@ SESSIONS = {
 }
 
 
-def missing_program(session):
-    """The first of its programs that is not installed, or None."""
-    return next((name for name in SESSIONS[session].programs if shutil.which(name) is None), None)
-
-
 _running = {}
 
 
