@@ -18,10 +18,6 @@ struct BundleKind {
     bool isPlain; ///< the folder's own bundle
 };
 
-void PrintTo(const BundleKind &kind, std::ostream *stream) {
-    *stream << kind.name;
-}
-
 class BundleContract : public testing::TestWithParam<BundleKind> {
 protected:
     BundleContract() {

@@ -59,10 +59,6 @@ struct WindowKind {
     std::unique_ptr<NoticeWindow> (*make)(Journal &journal);
 };
 
-void PrintTo(const WindowKind &kind, std::ostream *stream) {
-    *stream << kind.name;
-}
-
 class NoticeWindowContract : public testing::TestWithParam<WindowKind> {
 protected:
     QtApplicationExists qtApplicationExists_;

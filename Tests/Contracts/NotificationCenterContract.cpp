@@ -6,10 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-void PrintTo(const Kind &kind, std::ostream *stream) {
-    *stream << kind.name;
-}
-
 namespace {
 
 class NotificationCenter : public testing::TestWithParam<Kind> {

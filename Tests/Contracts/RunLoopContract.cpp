@@ -55,10 +55,6 @@ struct LoopKind {
     std::unique_ptr<Loop> (*make)();
 };
 
-void PrintTo(const LoopKind &kind, std::ostream *stream) {
-    *stream << kind.name;
-}
-
 class RunLoopContract : public DesktopTest, public testing::WithParamInterface<LoopKind> {
 protected:
     std::unique_ptr<Loop> made_ = GetParam().make();

@@ -78,7 +78,7 @@ struct Row {
     std::_Exit(0);
 }
 
-std::vector<Row> makeRows() {
+std::vector<Row> allRows() {
     using enum Touched;
     const auto withEntries = [](std::vector<std::pair<QString, QString>> entries) -> QVariantMap {
         return casbMessage().withEntries(std::move(entries));
@@ -116,29 +116,19 @@ std::vector<Row> makeRows() {
     return rows;
 }
 
-const std::vector<Row> &rows() {
-    static const auto all = makeRows();
-    return all;
-}
-
-class OutletDeathTest : public testing::TestWithParam<std::size_t> { };
-
 } // namespace
 
-TEST_P(OutletDeathTest, TheFirstUnconnectedOneStopsTheProcessWhenItIsTouchedAndNotBefore) {
+TEST(OutletDeathTest, TheFirstUnconnectedOneStopsTheProcessWhenItIsTouchedAndNotBefore) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    const auto &row = rows()[GetParam()];
-    if (row.touched == Touched::Never) {
-        EXPECT_EXIT(show(row), testing::ExitedWithCode(0), "so far so good\n$");
-        return;
+    for (const auto &row : allRows()) {
+        const auto first = row.lacking.first().toStdString();
+        SCOPED_TRACE(std::string(row.identifier) + ' ' + first + ' ' + row.note);
+        if (row.touched == Touched::Never) {
+            EXPECT_EXIT(show(row), testing::ExitedWithCode(0), "so far so good\n$");
+            continue;
+        }
+        EXPECT_EXIT(show(row), testing::KilledBySignal(SIGABRT),
+            std::string("so far so good\nNoticeAgent: fatal: ") + row.identifier + ": the outlet \"" + first
+                + "\" is not connected\n$");
     }
-    EXPECT_EXIT(show(row), testing::KilledBySignal(SIGABRT),
-        std::string("so far so good\nNoticeAgent: fatal: ") + row.identifier + ": the outlet \""
-            + row.lacking.first().toStdString() + "\" is not connected\n$");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Outlets, OutletDeathTest, testing::Range(std::size_t(0), rows().size()), [](const auto &parameter) {
-        const auto &row = rows()[parameter.param];
-        return std::string(row.identifier) + '_' + row.lacking.first().toStdString() + row.note;
-    });
