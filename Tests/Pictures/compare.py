@@ -30,6 +30,9 @@ SKIPPED = 77
 # moved by a pixel changes more than this.
 MOST_SHADING = 48
 MOST_PIXELS = 12
+# A ground, a hairline or the letters of a text, and what their colour may differ by.
+LARGE = 150
+ALMOST = 3
 
 GROUND = (207, 213, 226)
 
@@ -85,6 +88,17 @@ def difference(old, new):
     return ImageChops.invert(mask), mask.histogram()[255]
 
 
+def amount(picture, color):
+    return sum(pixels for pixels, other in picture.getcolors(picture.width * picture.height)
+               if max(abs(one - two) for one, two in zip(color, other)) <= ALMOST)
+
+
+def lost_colors(old, new):
+    """The colours of large parts of the old picture, of which the new one has less than half."""
+    return [color for pixels, color in old.getcolors(old.width * old.height)
+            if pixels >= LARGE and amount(new, color) < pixels / 2]
+
+
 def side_by_side(old, new, mask):
     """Old, new, and the difference."""
     pictures = [old, new] if mask is None else [old, new, mask.convert("RGB")]
@@ -102,12 +116,13 @@ def compare(name, drawn, out):
     """One line on what is wrong with a picture, or None."""
     old, new = on_ground(REFERENCES / name), on_ground(drawn / name)
     mask, pixels = difference(old, new)
-    if mask is not None and pixels <= MOST_PIXELS:
+    lost = lost_colors(old, new)
+    if mask is not None and pixels <= MOST_PIXELS and not lost:
         return None
     sheet = out / name
     sheet.parent.mkdir(parents=True, exist_ok=True)
     side_by_side(old, new, mask).save(sheet)
-    what = (f"{pixels} pixels differ" if mask is not None
+    what = (f"{pixels} pixels differ" + (f", these colours are gone: {lost}" if lost else "") if mask is not None
             else f"it is {new.width} x {new.height}, was {old.width} x {old.height}")
     return f"{what}: see {sheet}; if it is as it should be: Scripts/accept-pictures {name}"
 
