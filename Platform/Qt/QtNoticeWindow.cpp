@@ -387,7 +387,9 @@ bool QtNoticeWindow::eventFilter(QObject *watched, QEvent *event) {
 bool QtNoticeWindow::isInputForIt(const QEvent &event) {
     switch (event.type()) {
     case QEvent::KeyPress:
-        keysCount_ = isActiveWindow() && quiet_.isValid() && quiet_.hasExpired(pauseBeforeKeysCount.count());
+        // Not isActiveWindow(): of a window that was hidden and shown again at once that stays false.
+        keysCount_ = windowHandle()->isActive() && quiet_.isValid()
+            && quiet_.hasExpired(pauseBeforeKeysCount.count());
         if (isTypingKey(static_cast<const QKeyEvent &>(event).key()))
             quiet_.start();
         return isShown_;
