@@ -5,6 +5,7 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -22,15 +23,20 @@ CountdownLine::CountdownLine(QWidget *parent)
 }
 
 void CountdownLine::setRemaining(double fraction) {
-    remaining_ = std::clamp(fraction, 0.0, 1.0);
-    update(); // all of it: a compositor may have missed what was painted before
+    const double now = std::clamp(fraction, 0.0, 1.0);
+    // What changed before too: a compositor may have missed it.
+    const auto [shortest, longest] = std::minmax({ now, remaining_, before_ });
+    before_ = std::exchange(remaining_, now);
+    update(part(shortest, longest).toAlignedRect());
+}
+
+QRectF CountdownLine::part(double from, double to) const {
+    const double start = layoutDirection() == Qt::RightToLeft ? 1 - to : from;
+    return { start * width(), 0, (to - from) * width(), static_cast<double>(height()) };
 }
 
 void CountdownLine::paintEvent(QPaintEvent *) {
-    QRectF left(0, 0, remaining_ * width(), height());
-    if (layoutDirection() == Qt::RightToLeft)
-        left.moveRight(width());
     QPainter painter(this);
     painter.fillRect(rect(), NoticeStyle::hairlineColor);
-    painter.fillRect(left, NoticeSign::colorOf(kind_));
+    painter.fillRect(part(0, remaining_), NoticeSign::colorOf(kind_));
 }

@@ -3,7 +3,7 @@
 #include "Platform/Views/NoticeSign.h"
 
 /// The line under the header of a notice that counts down: as long as the part of the time that is left, from
-/// the leading edge.
+/// the leading edge. When it is given another length, only what differs from the last two is painted again.
 class CountdownLine : public QWidget {
     Q_OBJECT
     Q_PROPERTY(NoticeSign::Kind kind READ kind WRITE setKind)
@@ -23,6 +23,9 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    QRectF part(double from, double to) const;
+
     NoticeSign::Kind kind_ = NoticeSign::Kind::Blocked;
     double remaining_ = 1;
+    double before_ = 1;
 };

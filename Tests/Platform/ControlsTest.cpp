@@ -1,10 +1,12 @@
 #include "Platform/Views/Contrast.h"
+#include "Platform/Views/CountdownLine.h"
 #include "Platform/Views/LayoutConstraint.h"
 #include "Platform/Views/PushButton.h"
 #include "Tests/Fakes/Printing.h"
 #include "Tests/Platform/DesktopTest.h"
 
 #include <QLabel>
+#include <QPaintEvent>
 #include <QVBoxLayout>
 
 #include <set>
@@ -129,6 +131,35 @@ TEST_F(LayoutConstraintTest, AHeightOfZeroFoldsTheRowAwayHidingNothingAndAGapIsE
     EXPECT_FALSE(row->isHidden());
     EXPECT_FALSE(caption->isHidden());
     EXPECT_EQ(gap->height(), 25);
+}
+
+// A compositor may have missed the last change.
+TEST_F(DesktopTest, CountdownLinePaintsWhatDiffersFromTheLastTwo) {
+    struct Painted final : QObject {
+        QRect rect;
+        bool eventFilter(QObject * /*line*/, QEvent *event) override {
+            if (event->type() == QEvent::Paint)
+                rect = static_cast<QPaintEvent *>(event)->rect();
+            return false;
+        }
+    };
+    CountdownLine line;
+    line.resize(100, 3);
+    line.show();
+    QApplication::processEvents();
+    Painted painted;
+    line.installEventFilter(&painted);
+    const auto paintedAt = [&](double remaining) {
+        line.setRemaining(remaining);
+        QApplication::processEvents();
+        return painted.rect;
+    };
+    EXPECT_EQ(paintedAt(0.9), QRect(90, 0, 10, 3));
+    EXPECT_EQ(paintedAt(0.8), QRect(80, 0, 20, 3));
+    EXPECT_EQ(paintedAt(0.7), QRect(70, 0, 20, 3));
+    line.setLayoutDirection(Qt::RightToLeft);
+    EXPECT_EQ(paintedAt(0.6), QRect(0, 0, 100, 3)); // turned round
+    EXPECT_EQ(paintedAt(0.5), QRect(30, 0, 20, 3));
 }
 
 } // namespace
