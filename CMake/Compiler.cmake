@@ -9,6 +9,7 @@ option(NOTICE_WARNINGS_ARE_ERRORS "Stop at a warning of the compiler" OFF)
 set(NOTICE_WARNING_ERRORS $<$<BOOL:${NOTICE_WARNINGS_ARE_ERRORS}>:-Werror>)
 
 option(CMAKE_UNITY_BUILD "Compile several sources of a target at once, which takes a third of the time" ON)
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 4) # so that a change of one file compiles little
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
