@@ -29,8 +29,8 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
     void keyReleaseEvent(QKeyEvent *event) override;
 
-    // A button that is disabled hands the keyboard to nothing else: a screen reader would name that.
-    bool focusNextPrevChild(bool next) override { return isEnabled() && QWidget::focusNextPrevChild(next); }
+    // A button that is disabled keeps the keyboard: a screen reader would name what gets or loses it.
+    bool focusNextPrevChild(bool next) override { return !isEnabled() || QWidget::focusNextPrevChild(next); }
 
 private:
     QColor layerBackgroundColor_ = QColor(30, 34, 52);

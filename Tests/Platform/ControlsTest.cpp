@@ -133,6 +133,16 @@ TEST_F(LayoutConstraintTest, AHeightOfZeroFoldsTheRowAwayHidingNothingAndAGapIsE
     EXPECT_EQ(gap->height(), 25);
 }
 
+TEST_F(PushButtonTest, KeepsTheKeyboardWhenItIsDisabled) {
+    QWidget view;
+    PushButton button(&view);
+    const PushButton other(&view);
+    button.setFocus();
+    ASSERT_EQ(view.focusWidget(), &button);
+    button.setEnabled(false);
+    EXPECT_EQ(view.focusWidget(), &button);
+}
+
 // A compositor may have missed the last change.
 TEST_F(DesktopTest, CountdownLinePaintsWhatDiffersFromTheLastTwo) {
     struct Painted final : QObject {
