@@ -39,9 +39,9 @@ const QColor initialBackgroundColor(30, 34, 52);
 // After every ordinary event of this turn, among them the blocks of the main queue.
 const auto commitEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 
-// What is typed into any window. Other keys are nobody's text.
+// What may belong to a text or a menu elsewhere: an arrow, too, is followed by Return.
 bool isTypingKey(int key) {
-    return key < Qt::Key_Escape || key == Qt::Key_Return || key == Qt::Key_Enter;
+    return key != Qt::Key_Tab && key != Qt::Key_Backtab && key != Qt::Key_Escape;
 }
 
 bool isScrollKey(int key) {
